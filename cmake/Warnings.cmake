@@ -1,0 +1,3 @@
+# pciinfo_warnings: the warnings under which every target of this tree is built, as errors.
+add_library(pciinfo_warnings INTERFACE)
+target_compile_options(pciinfo_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
