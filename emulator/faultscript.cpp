@@ -1,0 +1,207 @@
+#include "emulator/faultscript.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <system_error>
+
+namespace emulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr const char* kScriptName = "faults.json";
+constexpr const char* kDefaultsFolder = "defaults";
+
+Bytes readWhole(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    Bytes content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (!in) throw std::system_error(errno, std::generic_category(), path.string());
+    return content;
+}
+
+[[noreturn]] void fail(const std::string& key, const std::string& what) {
+    throw std::runtime_error(key + ": " + what);
+}
+
+std::uint64_t hexadecimal(const std::string& text, const std::string& key) {
+    std::size_t used = 0;
+    std::uint64_t number = 0;
+    try {
+        if (text.rfind("0x", 0) == 0) number = std::stoull(text, &used, 16);
+    } catch (const std::logic_error&) {
+        used = 0;  // reported below
+    }
+    if (used == 0 || used != text.size()) fail(key, "'" + text + "' is no number like \"0xC3\"");
+    return number;
+}
+
+template <class Number>
+Number number(const json& value, const std::string& key) {
+    std::uint64_t result = 0;
+    if (value.is_string())
+        result = hexadecimal(value.get<std::string>(), key);
+    else if (value.is_number_unsigned())
+        result = value.get<std::uint64_t>();
+    else
+        fail(key, "must be a number from 0 on");
+    if (result > static_cast<std::uint64_t>(std::numeric_limits<Number>::max())) fail(key, "number too large");
+    return static_cast<Number>(result);
+}
+
+bool boolean(const json& value, const std::string& key) {
+    if (!value.is_boolean()) fail(key, "must be true or false");
+    return value.get<bool>();
+}
+
+Bytes byteArray(const json& value, const std::string& key) {
+    if (!value.is_array()) fail(key, "must be an array of bytes");
+    Bytes bytes;
+    for (const json& element : value) bytes.push_back(number<std::uint8_t>(element, key));
+    return bytes;
+}
+
+Occasion occasion(const json& value, const std::string& key) {
+    static const std::map<std::string, Occasion> kOccasions = {
+        {"open", Occasion::open},
+        {"read", Occasion::read},
+        {"write", Occasion::write},
+        {"writeDefaults", Occasion::writeDefaults},
+        {"close", Occasion::close},
+        {"querySize", Occasion::querySize},
+        {"remove", Occasion::remove},
+        {"any", Occasion::any},
+        {"deviceOpen", Occasion::deviceOpen},
+    };
+    const auto found = kOccasions.find(value.is_string() ? value.get<std::string>() : std::string());
+    if (found == kOccasions.end()) fail(key, "unknown occasion " + value.dump());
+    return found->second;
+}
+
+void assign(unsigned& to, const json& value, const std::string& key) {
+    to = number<unsigned>(value, key);
+}
+void assign(bool& to, const json& value, const std::string& key) {
+    to = boolean(value, key);
+}
+void assign(Occasion& to, const json& value, const std::string& key) {
+    to = occasion(value, key);
+}
+void assign(std::optional<Bytes>& to, const json& value, const std::string& key) {
+    to = byteArray(value, key);
+}
+void assign(std::size_t& to, const json& value, const std::string& key) {
+    to = number<std::size_t>(value, key);
+}
+template <class Number>
+void assign(std::optional<Number>& to, const json& value, const std::string& key) {
+    to = number<Number>(value, key);
+}
+
+/** What one key of an object of type Target does with its value. */
+template <class Target>
+using Setter = std::function<void(Target&, const json& value, const std::string& key)>;
+
+template <class Target, class Member>
+Setter<Target> member(Member Target::*pointer) {
+    return
+        [pointer](Target& target, const json& value, const std::string& key) { assign(target.*pointer, value, key); };
+}
+
+/** `place`: the object's own key in front of its members' keys, empty at the top. */
+template <class Target>
+Target readObject(const json& object, const std::map<std::string, Setter<Target>>& setters, const std::string& place) {
+    if (!object.is_object()) fail(place.empty() ? "top level" : place, "must be an object");
+    Target target;
+    for (const auto& [name, value] : object.items()) {
+        const std::string key = place.empty() ? name : fmt::format("{}.{}", place, name);
+        const auto setter = setters.find(name);
+        if (setter == setters.end()) fail(key, "unknown key");
+        setter->second(target, value, key);
+    }
+    return target;
+}
+
+Fault readFault(const json& object, const std::string& place) {
+    static const std::map<std::string, Setter<Fault>> kSetters = {
+        {"on", member(&Fault::on)},
+        {"from", member(&Fault::from)},
+        {"times", member(&Fault::times)},
+        {"completionCode", member(&Fault::completionCode)},
+        {"length", member(&Fault::length)},
+        {"netfn", member(&Fault::netfn)},
+        {"command", member(&Fault::command)},
+        {"receiveType", member(&Fault::receiveType)},
+        {"countField", member(&Fault::countField)},
+        {"data", member(&Fault::data)},
+        {"receiveFailures", member(&Fault::receiveFailures)},
+        {"receiveErrno", member(&Fault::receiveErrno)},
+        {"delayMs", member(&Fault::delayMs)},
+        {"pollErrno", member(&Fault::pollErrno)},
+        {"timeout", member(&Fault::timeout)},
+        {"vanish", member(&Fault::vanish)},
+        {"missing", member(&Fault::missing)},
+    };
+    Fault fault = readObject(object, kSetters, place);
+    if (fault.from == 0) fail(place + ".from", "occasions are counted from 1");
+    if (fault.missing != (fault.on == Occasion::deviceOpen))
+        fail(place, "\"missing\" is the fault of \"deviceOpen\" and of nothing else");
+    return fault;
+}
+
+void readFaults(FaultScript& script, const json& value, const std::string& key) {
+    if (!value.is_array()) fail(key, "must be an array");
+    for (const json& object : value)
+        script.faults.push_back(readFault(object, fmt::format("{}[{}]", key, script.faults.size())));
+}
+
+template <class Put>
+void eachFile(const fs::path& folder, const Put& put) {
+    if (!fs::is_directory(folder)) return;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+        if (entry.is_regular_file()) put(entry.path().filename().string(), entry.path());
+}
+
+}  // namespace
+
+FaultScript readFaultScript(const std::string& file) {
+    static const std::map<std::string, Setter<FaultScript>> kSetters = {
+        {"readLimit", member(&FaultScript::readLimit)},
+        {"endOfFile", member(&FaultScript::endOfFile)},
+        {"faults", readFaults},
+    };
+    try {
+        const Bytes text = readWhole(file);
+        return readObject(json::parse(text.begin(), text.end()), kSetters, "");
+    } catch (const std::exception& error) {
+        throw std::runtime_error(file + ": " + error.what());
+    }
+}
+
+void loadDataStore(Bmc& bmc, const std::string& folder) {
+    eachFile(folder, [&bmc](const std::string& name, const fs::path& path) {
+        if (name != kScriptName) bmc.putFile(name, readWhole(path));
+    });
+    eachFile(fs::path(folder) / kDefaultsFolder,
+             [&bmc](const std::string& name, const fs::path& path) { bmc.putDefaults(name, readWhole(path)); });
+
+    const fs::path script = fs::path(folder) / kScriptName;
+    if (!fs::exists(script)) return;
+    const FaultScript behaviour = readFaultScript(script.string());
+    bmc.setReadLimit(behaviour.readLimit);
+    bmc.setEndOfFile(behaviour.endOfFile);
+    for (const Fault& fault : behaviour.faults) bmc.addFault(fault);
+}
+
+}  // namespace emulator

@@ -1,0 +1,422 @@
+#include "emulator/host.h"
+
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+#include "emulator/faultscript.h"
+#include "emulator/procstream.h"
+#include "emulator/real.h"
+
+namespace emulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kProcPci = "/proc/bus/pci";
+constexpr const char* kCatalogues = "/etc/vmware";
+constexpr const char* kFirstDevice = "/dev/ipmi0";
+constexpr const char* kSecondDevice = "/dev/ipmidev/0";
+
+// Everything that a call meets before it is known to be ours is constant-initialised.
+std::atomic<unsigned> activeSerial{0};               // 0: no host answers; otherwise different for every host
+std::array<std::atomic<bool>, 4096> sessionMarks{};  // by descriptor; runtimes close theirs at the oddest moments
+std::atomic<int> streamCount{0};
+thread_local bool insideListener = false;
+thread_local unsigned failedOpenSerial = 0;
+
+void markSession(int descriptor, bool isSession) {
+    const auto number = static_cast<std::size_t>(descriptor);
+    if (number < sessionMarks.size()) sessionMarks[number].store(isSession);
+}
+
+struct Registry {
+    Mutex mutex;
+    std::shared_ptr<Host> host;
+    unsigned lastSerial = 0;
+};
+
+/** Never destroyed: calls come until the very end of the process. */
+Registry& registry() {
+    static auto* instance = new Registry;
+    return *instance;
+}
+
+/** While a listener runs: what it does itself is not the emulated host's business. */
+class ListenerScope {
+ public:
+    ListenerScope() { insideListener = true; }
+    ~ListenerScope() { insideListener = false; }
+    ListenerScope(const ListenerScope&) = delete;
+    ListenerScope& operator=(const ListenerScope&) = delete;
+};
+
+bool isBelow(const char* path, const char* directory) {
+    const std::size_t length = std::strlen(directory);
+    return std::strncmp(path, directory, length) == 0 && (path[length] == '/' || path[length] == '\0');
+}
+
+/** `directory` in its one canonical form. */
+std::string existingDirectory(const std::string& directory) {
+    std::error_code error;
+    const fs::path path = fs::canonical(directory, error);
+    if (error || !fs::is_directory(path)) throw std::runtime_error("no host directory at '" + directory + "'");
+    return path.string();
+}
+
+std::string hostNameOf(const fs::path& directory) {
+    const fs::path file = directory / "hostname";
+    std::string name;
+    if (fs::is_regular_file(file)) {
+        std::ifstream in(file);
+        std::getline(in, name);
+    }
+    return name.empty() ? directory.filename().string() : name;
+}
+
+Sent describeRequest(const ipmi_req& request, int error) {
+    Sent sent;
+    sent.request.netfn = request.msg.netfn;
+    sent.request.command = request.msg.cmd;
+    if (request.msg.data != nullptr)
+        sent.request.data.assign(request.msg.data, request.msg.data + request.msg.data_len);
+    sent.msgid = request.msgid;
+    sent.addrLen = request.addr_len;
+    sent.error = error;
+    ipmi_system_interface_addr address{};
+    if (request.addr != nullptr)
+        std::memcpy(&address, request.addr, std::min<std::size_t>(sizeof address, request.addr_len));
+    sent.addrType = address.addr_type;
+    sent.channel = address.channel;
+    sent.lun = address.lun;
+    return sent;
+}
+
+/** A driver call's result in the form of the C library. */
+int toResult(int error) {
+    if (error == 0) return 0;
+    errno = error;
+    return -1;
+}
+
+// The analyzer takes a va_list that was handed over for one that was never started.
+// NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+std::string formatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0) return format;
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    text.pop_back();
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
+
+}  // namespace
+
+ErrnoKeeper::ErrnoKeeper() : kept_(errno) {}
+ErrnoKeeper::~ErrnoKeeper() {
+    errno = kept_;
+}
+
+Host::Host() : device_(std::make_shared<EmulatedDevice>()) {
+    device_->setRealWaits(true);
+}
+
+Host::Host(const std::string& directory)
+    : directory_(existingDirectory(directory)),
+      device_(std::make_shared<EmulatedDevice>()),
+      hostName_(hostNameOf(directory_)) {
+    loadDataStore(bmc(), directory_ + "/bmc");
+}
+
+void Host::activate(const std::shared_ptr<Host>& host) {
+    Registry& all = registry();
+    const std::lock_guard<Mutex> lock(all.mutex);
+    if (all.host) throw std::logic_error("another emulated host is alive in this process");
+    all.host = host;
+    activeSerial.store(++all.lastSerial);
+}
+
+void Host::deactivate() {
+    Registry& all = registry();
+    std::shared_ptr<Host> last;  // goes away behind the lock
+    const std::lock_guard<Mutex> lock(all.mutex);
+    activeSerial.store(0);
+    for (std::atomic<bool>& mark : sessionMarks) mark.store(false);
+    streamCount.store(0);
+    clock::reset();
+    last = std::exchange(all.host, nullptr);
+}
+
+std::shared_ptr<Host> Host::active() {
+    if (activeSerial.load() == 0 || insideListener) return nullptr;
+    Registry& all = registry();
+    const std::lock_guard<Mutex> lock(all.mutex);
+    return all.host;
+}
+
+bool Host::covers(const char* path) {
+    return activeSerial.load() != 0 && path != nullptr && (isBelow(path, kProcPci) || isBelow(path, kCatalogues));
+}
+
+bool Host::isDevicePath(const char* path) {
+    return activeSerial.load() != 0 && path != nullptr &&
+           (std::strcmp(path, kFirstDevice) == 0 || std::strcmp(path, kSecondDevice) == 0);
+}
+
+bool Host::mayBeSession(int descriptor) {
+    if (activeSerial.load() == 0 || descriptor < 0) return false;
+    const auto number = static_cast<std::size_t>(descriptor);
+    return number >= sessionMarks.size() || sessionMarks[number].load();
+}
+
+bool Host::anyStream() {
+    return streamCount.load() != 0;
+}
+
+bool Host::waitsForNothing() {
+    const unsigned serial = activeSerial.load();
+    return serial != 0 && failedOpenSerial == serial;
+}
+
+std::string Host::realPath(const char* path) const {
+    return directory_ + path;
+}
+
+FILE* Host::fopen(const char* path, const char* mode) {
+    std::shared_ptr<const Hook> hook;
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        hook = hook_;
+    }
+    if (hook) (*hook)(path);
+
+    const std::string place = realPath(path);
+    ProcFile::Opened opened;
+    if (isBelow(path, kProcPci))
+        opened = ProcFile::open(shared_from_this(), path, place, mode);
+    else
+        opened.stream = real::fopen(place.c_str(), mode);
+    record(FileOpened{path, mode, opened.stream != nullptr});
+    if (opened.stream != nullptr) {
+        const std::lock_guard<Mutex> lock(mutex_);
+        if (streams_.emplace(opened.stream, opened.file).second) ++streamCount;
+    }
+    return opened.stream;
+}
+
+ProcFile* Host::procFile(FILE* stream) const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    const auto found = streams_.find(stream);
+    return found == streams_.end() ? nullptr : found->second;
+}
+
+void Host::forgetStream(FILE* stream) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    if (streams_.erase(stream) != 0) --streamCount;
+}
+
+int Host::open(const char* path, int flags, unsigned mode) {
+    const int descriptor = real::open(realPath(path).c_str(), flags, mode);
+    const int access = flags & O_ACCMODE;
+    record(FileOpened{path,
+                      access == O_RDONLY   ? "O_RDONLY"
+                      : access == O_WRONLY ? "O_WRONLY"
+                                           : "O_RDWR",
+                      descriptor >= 0});
+    return descriptor;
+}
+
+int Host::openDevice(const char* path, int flags) {
+    std::shared_ptr<DeviceSession> session;
+    const int descriptor = openSession(path, flags, session);
+    failedOpenSerial = descriptor < 0 ? activeSerial.load() : 0;
+    record(DeviceOpened{path, flags, descriptor >= 0});
+    if (descriptor >= 0) {
+        const std::lock_guard<Mutex> lock(mutex_);
+        sessions_[descriptor] = std::move(session);
+        markSession(descriptor, true);
+    }
+    return descriptor;
+}
+
+int Host::openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session) {
+    if (isMachine()) {
+        const int descriptor = real::open(path, flags);
+        if (descriptor >= 0) session = std::make_shared<MachineSession>(descriptor);
+        return descriptor;
+    }
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        if (std::strcmp(path, secondDevice_ ? kSecondDevice : kFirstDevice) != 0) return toResult(ENOENT);
+    }
+    session = device_->open();
+    if (!session) return toResult(ENOENT);
+    // Only the number counts: it is nobody else's until it is closed, and the C library's close() gives it back.
+    return eventfd(0, (flags & O_CLOEXEC) != 0 ? EFD_CLOEXEC : 0);
+}
+
+std::shared_ptr<DeviceSession> Host::session(int descriptor) const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    const auto found = sessions_.find(descriptor);
+    return found == sessions_.end() ? nullptr : found->second;
+}
+
+void Host::closeSession(int descriptor) {
+    std::shared_ptr<DeviceSession> ended;
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        const auto found = sessions_.find(descriptor);
+        if (found == sessions_.end()) return;
+        ended = std::move(found->second);
+        sessions_.erase(found);
+        markSession(descriptor, false);
+    }
+    record(DeviceClosed{});
+}
+
+int Host::ioctl(DeviceSession& session, unsigned long request, void* argument) {
+    switch (request) {
+        case IPMICTL_SEND_COMMAND:
+            return send(session, *static_cast<const ipmi_req*>(argument));
+        case IPMICTL_RECEIVE_MSG:
+            return receive(session, *static_cast<ipmi_recv*>(argument), false);
+        case IPMICTL_RECEIVE_MSG_TRUNC:
+            return receive(session, *static_cast<ipmi_recv*>(argument), true);
+        default:
+            return session.control(request, argument);
+    }
+}
+
+int Host::send(DeviceSession& session, const ipmi_req& request) {
+    const int error = session.send(request);
+    record(describeRequest(request, error));
+    return toResult(error);
+}
+
+int Host::receive(DeviceSession& session, ipmi_recv& into, bool truncate) {
+    const std::size_t bufferLen = into.msg.data_len;
+    const std::size_t addrLen = into.addr_len;
+    const Reception reception = session.receive(into, truncate);
+    if (reception.message) record(Received{*reception.message, bufferLen, addrLen});
+    if (reception.error != 0) record(ReceiveFailed{reception.error});
+    return toResult(reception.error);
+}
+
+int Host::poll(DeviceSession* session, pollfd& item, int timeoutMs) {
+    const Wait wait = session != nullptr ? session->wait(item.events, timeoutMs) : waitForNothing(item, timeoutMs);
+    item.revents = wait.revents;
+    record(Waited{timeoutMs, item.events, wait.ready});
+    if (wait.ready < 0) errno = wait.error;
+    return wait.ready;
+}
+
+/** Only a time-out ends a wait on descriptor -1. */
+Wait Host::waitForNothing(pollfd& item, int timeoutMs) const {
+    if (timeoutMs < 0 || device_->realWaits()) {
+        const int ready = real::poll(&item, nfds_t{1}, timeoutMs);
+        return {ready, item.revents, ready < 0 ? errno : 0};
+    }
+    clock::advance(std::chrono::milliseconds(timeoutMs));
+    return {};
+}
+
+std::optional<std::string> Host::hostName() const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    return hostName_;
+}
+
+int Host::gethostname(char* name, std::size_t size) {
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        if (hostNameFails_) return toResult(EINVAL);
+    }
+    const std::optional<std::string> own = hostName();
+    if (!own) return real::gethostname(name, size);
+    std::memcpy(name, own->c_str(), std::min(size, own->size() + 1));
+    return toResult(size > own->size() ? 0 : ENAMETOOLONG);
+}
+
+void Host::vsyslog(int priority, const char* format, va_list arguments) {
+    const ErrnoKeeper keeper;  // %m prints the caller's
+    va_list again;
+    va_copy(again, arguments);
+    const std::string text = formatted(format, again);
+    va_end(again);
+    record(LogLine{priority, text});
+    if (isMachine()) real::vsyslog(priority, format, arguments);
+}
+
+void Host::record(const Event& event) {
+    const ErrnoKeeper keeper;
+    std::shared_ptr<const Listener> listener;
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        const auto* failure = std::get_if<ReceiveFailed>(&event);
+        auto* last = events_.empty() ? nullptr : std::get_if<ReceiveFailed>(&events_.back());
+        if (failure != nullptr && last != nullptr && last->error == failure->error) {
+            ++last->count;
+            return;
+        }
+        events_.push_back(event);
+        listener = listener_;
+    }
+    if (!listener) return;
+    const ListenerScope scope;
+    (*listener)(event);
+}
+
+void Host::setHostName(const std::string& name) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    hostName_ = name;
+}
+
+void Host::failHostName(bool fails) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    hostNameFails_ = fails;
+}
+
+void Host::useSecondDevice(bool second) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    secondDevice_ = second;
+}
+
+void Host::onEvent(Listener listener) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    listener_ = listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr;
+}
+
+void Host::onFileOpen(Hook hook) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    hook_ = hook ? std::make_shared<const Hook>(std::move(hook)) : nullptr;
+}
+
+std::vector<Event> Host::events() const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    return events_;
+}
+
+void Host::clearEvents() {
+    const std::lock_guard<Mutex> lock(mutex_);
+    events_.clear();
+}
+
+std::size_t Host::openFiles() const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    return streams_.size() + sessions_.size();
+}
+
+}  // namespace emulator

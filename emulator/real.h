@@ -1,0 +1,70 @@
+#ifndef PCIINFO_EMULATOR_REAL_H
+#define PCIINFO_EMULATOR_REAL_H
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <ctime>
+
+/** The functions that ours stand in front of: those of the C library, as a rule. */
+namespace emulator::real {
+
+/**
+ * One such function, looked up at its first call. Constant-initialised: it works before any constructor of this
+ * library ran, since the runtimes of the sanitizers and other libraries' constructors call early.
+ */
+template <class Function>
+class Next {
+ public:
+    constexpr explicit Next(const char* name) : name_(name) {}
+
+    template <class... Arguments>
+    auto operator()(Arguments... arguments) {
+        return function()(arguments...);
+    }
+
+ private:
+    Function* function() {
+        void* found = found_.load(std::memory_order_acquire);
+        if (found == nullptr) {
+            found = dlsym(RTLD_NEXT, name_);
+            found_.store(found, std::memory_order_release);
+        }
+        return reinterpret_cast<Function*>(found);
+    }
+
+    const char* name_;
+    std::atomic<void*> found_{nullptr};
+};
+
+inline Next<FILE*(const char*, const char*)> fopen{"fopen"};
+inline Next<FILE*(const char*, const char*)> fopen64{"fopen64"};
+inline Next<size_t(void*, size_t, size_t, FILE*)> fread{"fread"};
+inline Next<size_t(void*, size_t, size_t, FILE*)> fread_unlocked{"fread_unlocked"};
+inline Next<size_t(void*, size_t, size_t, size_t, FILE*)> fread_chk{"__fread_chk"};
+inline Next<size_t(void*, size_t, size_t, size_t, FILE*)> fread_unlocked_chk{"__fread_unlocked_chk"};
+inline Next<int(FILE*)> fclose{"fclose"};
+inline Next<int(const char*, struct stat*)> stat{"stat"};
+inline Next<int(const char*, struct stat64*)> stat64{"stat64"};
+inline Next<int(const char*, struct stat*)> lstat{"lstat"};
+inline Next<int(const char*, struct stat64*)> lstat64{"lstat64"};
+inline Next<int(const char*, int)> access{"access"};
+inline Next<int(const char*, int, ...)> open{"open"};
+inline Next<int(const char*, int, ...)> open64{"open64"};
+inline Next<int(int)> close{"close"};
+inline Next<int(int, unsigned long, ...)> ioctl{"ioctl"};
+inline Next<int(struct pollfd*, nfds_t, int)> poll{"poll"};
+inline Next<int(char*, size_t)> gethostname{"gethostname"};
+inline Next<void(int, const char*, va_list)> vsyslog{"vsyslog"};
+inline Next<int(clockid_t, struct timespec*)> clock_gettime{"clock_gettime"};
+
+}  // namespace emulator::real
+
+#endif

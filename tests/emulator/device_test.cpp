@@ -1,0 +1,513 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <ctime>
+#include <thread>
+
+#include "emulator/emulatedhost.h"
+#include "tests/emulator/datastore.h"
+#include "tests/emulator/ipmiclient.h"
+#include "tests/support/hostbuilder.h"
+
+namespace {
+
+using emulator::Bytes;
+using emulator::DeviceOpened;
+using emulator::Fault;
+using emulator::Occasion;
+using emulator::Received;
+using emulator::ReceiveFailed;
+using emulator::Request;
+using emulator::Sent;
+using emulator::Waited;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+/** Milliseconds on a clock that the emulated host leaves alone. */
+long realMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return now.tv_sec * 1000L + now.tv_nsec / 1000000L;
+}
+
+milliseconds emulatedTime() {
+    return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
+class DeviceTest : public testing::Test {
+ protected:
+    DeviceTest() { host.bmc().putFile("smbios-table", {'_', 'S', 'M', '_'}); }
+
+    void onQuerySize(const Fault& members) {
+        Fault fault = members;
+        fault.on = Occasion::querySize;
+        host.bmc().addFault(fault);
+    }
+    static Request query() { return datastore::querySize("smbios-table"); }
+    static Bytes size4() { return {0x00, 0xD9, 0x7E, 0x00, 4, 0, 0, 0}; }
+
+    testsupport::HostBuilder directory;
+    emulator::EmulatedHost host{directory.directory()};
+};
+
+TEST_F(DeviceTest, AnExchangeByteForByte) {
+    IpmiClient client;
+    ASSERT_TRUE(client.isOpen());
+    ASSERT_EQ(client.send(query()), 0);
+    ASSERT_EQ(client.wait(), 1);
+    EXPECT_EQ(client.revents(), POLLIN);
+    ASSERT_EQ(client.receive(), 0);
+    EXPECT_EQ(client.data(), size4());
+    EXPECT_EQ(client.record.recv_type, IPMI_RESPONSE_RECV_TYPE);
+    EXPECT_EQ(client.record.msg.netfn, 0x2F);
+    EXPECT_EQ(client.record.msg.cmd, 0x90);
+    EXPECT_EQ(client.record.msgid, 22444);
+    EXPECT_EQ(client.record.addr_len, sizeof(ipmi_system_interface_addr));
+    EXPECT_EQ(client.address[0], IPMI_SYSTEM_INTERFACE_ADDR_TYPE);
+}
+
+TEST_F(DeviceTest, AnExchangeIsRecordedWithEverything) {
+    {
+        IpmiClient client;
+        EXPECT_EQ(client.exchange(query()), size4());
+    }
+    const auto opened = host.eventsOf<DeviceOpened>();
+    ASSERT_THAT(opened, SizeIs(1));
+    EXPECT_EQ(opened[0].path, "/dev/ipmi0");
+    EXPECT_EQ(opened[0].flags, O_RDWR);
+    EXPECT_TRUE(opened[0].ok);
+
+    const auto sent = host.eventsOf<Sent>();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].request.netfn, 0x2E);
+    EXPECT_EQ(sent[0].request.command, 0x90);
+    EXPECT_EQ(sent[0].request.data, query().data);
+    EXPECT_EQ(sent[0].msgid, 22444);
+    EXPECT_EQ(sent[0].addrType, 0x0C);
+    EXPECT_EQ(sent[0].channel, 0x0F);
+    EXPECT_EQ(sent[0].lun, 0);
+    EXPECT_EQ(sent[0].addrLen, 8U);
+    EXPECT_EQ(sent[0].error, 0);
+
+    const auto received = host.eventsOf<Received>();
+    ASSERT_THAT(received, SizeIs(1));
+    EXPECT_EQ(received[0].answer.data, size4());
+    EXPECT_EQ(received[0].bufferLen, 272U);
+    EXPECT_EQ(received[0].addrLen, 40U);
+
+    const auto waited = host.eventsOf<Waited>();
+    ASSERT_THAT(waited, SizeIs(1));
+    EXPECT_EQ(waited[0].timeoutMs, 5000);
+    EXPECT_EQ(waited[0].events, POLLIN);
+    EXPECT_EQ(waited[0].ready, 1);
+    EXPECT_THAT(host.eventsOf<emulator::DeviceClosed>(), SizeIs(1));
+    EXPECT_EQ(host.openFiles(), 0U);
+}
+
+TEST_F(DeviceTest, NothingThereIsEagain) {
+    IpmiClient client;
+    EXPECT_EQ(client.receive(), EAGAIN);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG), EAGAIN);
+    EXPECT_EQ(client.wait(0), 0);
+}
+
+TEST_F(DeviceTest, AMessageIsReceivedOnce) {
+    IpmiClient client;
+    EXPECT_EQ(client.exchange(query()), size4());
+    EXPECT_EQ(client.receive(), EAGAIN);
+}
+
+TEST_F(DeviceTest, TruncationFillsTheRecordAndTakesTheMessage) {
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 5), EMSGSIZE);
+    EXPECT_EQ(client.data(), Bytes({0x00, 0xD9, 0x7E, 0x00, 4}));
+    EXPECT_EQ(client.behind(5), 0xEE);
+    EXPECT_EQ(client.record.msg.netfn, 0x2F);
+    EXPECT_EQ(client.receive(), EAGAIN);
+    ASSERT_THAT(host.eventsOf<Received>(), SizeIs(1));
+    EXPECT_EQ(host.eventsOf<Received>()[0].answer.data, size4());
+    EXPECT_EQ(host.eventsOf<ReceiveFailed>()[0].error, EMSGSIZE);
+}
+
+TEST_F(DeviceTest, ReceiveWithoutTruncationLeavesTheMessage) {
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG, 7), EMSGSIZE);
+    EXPECT_EQ(client.record.msg.netfn, 0);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG, 8), 0);
+    EXPECT_EQ(client.data(), size4());
+}
+
+TEST_F(DeviceTest, ABufferOfNoBytesTakesTheMessage) {
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 0), EMSGSIZE);
+    EXPECT_EQ(client.receive(), EAGAIN);
+}
+
+TEST_F(DeviceTest, AnAnswerOf272BytesFitsALongerOneDoesNot) {
+    Fault fault;
+    fault.length = 272;
+    onQuerySize(fault);
+    fault.length = 300;
+    fault.from = 2;
+    onQuerySize(fault);
+    IpmiClient client;
+    EXPECT_THAT(client.exchange(query()), SizeIs(272));
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.receive(), EMSGSIZE);
+    EXPECT_THAT(client.data(), SizeIs(272));
+}
+
+TEST_F(DeviceTest, AnEmptyAnswerIsAMessageWithoutData) {
+    Fault fault;
+    fault.length = 0;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    ASSERT_EQ(client.wait(), 1);
+    EXPECT_EQ(client.receive(), 0);
+    EXPECT_THAT(client.data(), SizeIs(0));
+}
+
+TEST_F(DeviceTest, SendRefusesWhatTheDriverRefuses) {
+    IpmiClient client;
+    const auto resultOf = [&client](const auto& spoil) {
+        IpmiClient::Send send(query());
+        spoil(send);
+        return client.send(send);
+    };
+    EXPECT_EQ(resultOf([](auto& send) { send.request.msg.netfn = 0x2F; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.address.addr_type = 1; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.address.channel = 0; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.address.lun = 4; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.request.addr_len = 7; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.request.addr_len = 200; }), EINVAL);
+    EXPECT_EQ(resultOf([](auto& send) { send.request.addr = nullptr; }), EFAULT);
+    EXPECT_EQ(resultOf([](auto& send) { send.request.msg.data = nullptr; }), EFAULT);
+    EXPECT_EQ(client.wait(0), 0);
+    EXPECT_EQ(host.eventsOf<Sent>().at(0).error, EINVAL);
+}
+
+TEST_F(DeviceTest, RequestsOfMoreThan270BytesAreTooLong) {
+    IpmiClient client;
+    Request request = query();
+    request.data.resize(270, 0);
+    EXPECT_EQ(client.exchange(request), size4());
+    request.data.resize(271, 0);
+    EXPECT_EQ(client.send(request), EMSGSIZE);
+}
+
+TEST_F(DeviceTest, NetworkFunctionsFrom40hOnLoseTheirTopBits) {
+    IpmiClient client;
+    Request request = query();
+    request.netfn = 0x40 | 0x2E;
+    EXPECT_EQ(client.exchange(request), size4());
+    EXPECT_EQ(client.record.msg.netfn, 0x2F);
+}
+
+TEST_F(DeviceTest, OtherControlCallsAreUnknown) {
+    IpmiClient client;
+    int number = 0;
+    EXPECT_EQ(ioctl(client.descriptor(), IPMICTL_GET_MY_ADDRESS_CMD, &number), -1);
+    EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST_F(DeviceTest, ReceiveNeedsRoomForTheAddress) {
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    ipmi_recv record{};
+    std::array<unsigned char, 40> address{};
+    Bytes buffer(272);
+    record.addr = address.data();
+    record.addr_len = 7;
+    record.msg.data = buffer.data();
+    record.msg.data_len = 272;
+    EXPECT_EQ(ioctl(client.descriptor(), IPMICTL_RECEIVE_MSG_TRUNC, &record), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(client.receive(), 0);
+}
+
+TEST_F(DeviceTest, DescriptorsHaveQueuesOfTheirOwn) {
+    IpmiClient first;
+    IpmiClient second;
+    EXPECT_NE(first.descriptor(), second.descriptor());
+    ASSERT_EQ(first.send(query()), 0);
+    EXPECT_EQ(second.wait(10), 0);
+    EXPECT_EQ(second.receive(), EAGAIN);
+    EXPECT_EQ(first.receive(), 0);
+    EXPECT_EQ(host.openFiles(), 2U);
+}
+
+TEST_F(DeviceTest, TheDescriptorIsARealOne) {
+    IpmiClient client;
+    struct stat status {};
+    EXPECT_EQ(fstat(client.descriptor(), &status), 0);
+    const int number = client.descriptor();
+    client.close();
+    EXPECT_EQ(fstat(number, &status), -1);
+    EXPECT_EQ(ioctl(number, IPMICTL_SEND_COMMAND, &status), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(DeviceTest, NoAnswerIsATimeOutThatTakesNoTime) {
+    Fault fault;
+    fault.timeout = true;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    const long began = realMs();
+    const milliseconds emulatedBegin = emulatedTime();
+    EXPECT_EQ(client.wait(5000), 0);
+    EXPECT_EQ(client.revents(), 0);
+    EXPECT_LT(realMs() - began, 5000);  // a real wait takes all of it
+    EXPECT_GE(emulatedTime() - emulatedBegin, milliseconds(5000));
+    EXPECT_EQ(client.exchange(query()), size4());
+}
+
+TEST_F(DeviceTest, ADelayedAnswerComesInItsTime) {
+    Fault fault;
+    fault.delayMs = 3000;
+    onQuerySize(fault);
+    IpmiClient client;
+    const milliseconds begin = emulatedTime();
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.receive(), EAGAIN);
+    EXPECT_EQ(client.wait(1000), 0);
+    EXPECT_EQ(client.wait(5000), 1);
+    EXPECT_EQ(client.receive(), 0);
+    const milliseconds took = emulatedTime() - begin;
+    EXPECT_GE(took, milliseconds(3000));
+    EXPECT_LT(took, milliseconds(6000));  // a second wait that ran to its end
+}
+
+TEST_F(DeviceTest, RealWaitsForNothingTakeTheirTime) {
+    Fault fault;
+    fault.timeout = true;
+    onQuerySize(fault);
+    host.setRealWaits(true);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    const long began = realMs();
+    EXPECT_EQ(client.wait(30), 0);
+    EXPECT_GE(realMs() - began, 29);
+}
+
+TEST_F(DeviceTest, RealWaitsForALateAnswerTakeItsTime) {
+    Fault fault;
+    fault.delayMs = 80;
+    onQuerySize(fault);
+    host.setRealWaits(true);
+    IpmiClient client;
+    const long began = realMs();
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.wait(5000), 1);
+    EXPECT_GE(realMs() - began, 79);
+}
+
+TEST_F(DeviceTest, AWaitWithoutEndForNothingIsAnError) {
+    IpmiClient client;
+    EXPECT_EQ(client.wait(-1), -1);
+    EXPECT_EQ(client.pollErrno(), EINTR);
+}
+
+TEST_F(DeviceTest, AWaitMayFail) {
+    Fault fault;
+    fault.pollErrno = ENOMEM;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.wait(), -1);
+    EXPECT_EQ(client.pollErrno(), ENOMEM);
+    EXPECT_EQ(host.eventsOf<Waited>()[0].ready, -1);
+    EXPECT_EQ(client.wait(), 1);
+}
+
+TEST_F(DeviceTest, ReceiveFailsAsOftenAsTheFaultSays) {
+    Fault fault;
+    fault.receiveFailures = 3;
+    fault.receiveErrno = EIO;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    ASSERT_EQ(client.wait(), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(client.receive(), EIO);
+    EXPECT_EQ(client.receive(), 0);
+    EXPECT_EQ(client.data(), size4());
+    const auto failed = host.eventsOf<ReceiveFailed>();
+    ASSERT_THAT(failed, SizeIs(1));
+    EXPECT_EQ(failed[0].error, EIO);
+    EXPECT_EQ(failed[0].count, 3U);
+}
+
+TEST_F(DeviceTest, RepeatingAFailedReceiveForFiveSecondsTakesNoTime) {
+    Fault fault;
+    fault.receiveFailures = 1000000;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    ASSERT_EQ(client.wait(), 1);
+    const long began = realMs();
+    const milliseconds end = emulatedTime() + milliseconds(5000);
+    unsigned attempts = 0;
+    for (; emulatedTime() < end; ++attempts) ASSERT_EQ(client.receive(), EAGAIN);
+    EXPECT_GT(attempts, 100U);
+    EXPECT_LE(attempts, 5000U);
+    EXPECT_LT(realMs() - began, 4000);
+    EXPECT_THAT(host.eventsOf<ReceiveFailed>(), SizeIs(1));
+}
+
+TEST_F(DeviceTest, AVanishedDeviceStaysAwayUntilItIsOpenedAgain) {
+    Fault fault;
+    fault.vanish = true;
+    onQuerySize(fault);
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    EXPECT_EQ(client.wait(), 1);
+    EXPECT_EQ(client.revents(), POLLERR | POLLHUP);
+    const milliseconds begin = emulatedTime();
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(client.receive(), ENODEV);
+    EXPECT_GE(emulatedTime() - begin, milliseconds(100));
+    EXPECT_EQ(client.send(query()), ENODEV);
+
+    IpmiClient again;
+    EXPECT_EQ(again.exchange(query()), size4());
+    EXPECT_EQ(client.receive(), ENODEV);
+}
+
+TEST_F(DeviceTest, ARemovedDeviceCannotBeOpenedUntilItIsBack) {
+    IpmiClient before;
+    host.removeDevice(true);
+    EXPECT_EQ(before.send(query()), ENODEV);
+    {
+        IpmiClient missing;
+        EXPECT_FALSE(missing.isOpen());
+        EXPECT_EQ(missing.openErrno(), ENOENT);
+    }
+    EXPECT_FALSE(host.eventsOf<DeviceOpened>().back().ok);
+    host.removeDevice(false);
+    EXPECT_EQ(before.send(query()), ENODEV);
+    IpmiClient back;
+    EXPECT_EQ(back.exchange(query()), size4());
+}
+
+TEST_F(DeviceTest, AMissingDeviceComesBackAfterSoManyAttempts) {
+    Fault fault;
+    fault.on = Occasion::deviceOpen;
+    fault.missing = true;
+    fault.times = 2;
+    host.bmc().addFault(fault);
+    EXPECT_FALSE(IpmiClient().isOpen());
+    EXPECT_FALSE(IpmiClient("/dev/ipmidev/0").isOpen());  // not the device's path: no attempt
+    EXPECT_FALSE(IpmiClient().isOpen());
+    EXPECT_TRUE(IpmiClient().isOpen());
+}
+
+TEST_F(DeviceTest, TheSecondPath) {
+    EXPECT_FALSE(IpmiClient("/dev/ipmidev/0").isOpen());
+    host.useSecondDevice(true);
+    EXPECT_FALSE(IpmiClient("/dev/ipmi0").isOpen());
+    IpmiClient client("/dev/ipmidev/0");
+    EXPECT_EQ(client.exchange(query()), size4());
+}
+
+TEST_F(DeviceTest, AWaitOnNoDeviceAfterAFailedOpenIsVirtual) {
+    host.removeDevice(true);
+    ASSERT_FALSE(IpmiClient().isOpen());
+    const long began = realMs();
+    pollfd item{-1, POLLIN, POLLIN};
+    EXPECT_EQ(poll(&item, 1, 5000), 0);
+    EXPECT_EQ(item.revents, 0);
+    EXPECT_LT(realMs() - began, 5000);  // a real wait takes all of it
+    ASSERT_THAT(host.eventsOf<Waited>(), SizeIs(1));
+    EXPECT_EQ(host.eventsOf<Waited>()[0].timeoutMs, 5000);
+    EXPECT_EQ(host.eventsOf<Waited>()[0].ready, 0);
+}
+
+TEST_F(DeviceTest, OtherWaitsAreTheMachines) {
+    host.removeDevice(true);
+    IpmiClient failed;
+    std::thread([] {
+        const long began = realMs();  // this thread has not tried to open anything
+        pollfd item{-1, POLLIN, 0};
+        EXPECT_EQ(poll(&item, 1, 20), 0);
+        EXPECT_GE(realMs() - began, 19);
+    }).join();
+    EXPECT_EQ(poll(nullptr, 0, 1), 0);
+    EXPECT_THAT(host.eventsOf<Waited>(), SizeIs(0));
+}
+
+TEST_F(DeviceTest, ClosingTheDeviceEndsItsTransfers) {
+    {
+        IpmiClient client;
+        client.exchange(datastore::open("smbios-table"));
+        EXPECT_EQ(host.bmc().openFiles(), 1U);
+    }
+    EXPECT_EQ(host.bmc().openFiles(), 0U);
+}
+
+TEST_F(DeviceTest, ExchangesOfSeveralThreadsThatOverlapAreCounted) {
+    IpmiClient client;
+    ASSERT_EQ(client.send(query()), 0);
+    std::thread([&client] { EXPECT_EQ(client.send(query()), 0); }).join();
+    EXPECT_EQ(host.interleavedExchanges(), 1U);
+}
+
+TEST_F(DeviceTest, ExchangesOneAfterTheOtherAreNotCounted) {
+    IpmiClient client;
+    EXPECT_EQ(client.exchange(query()), size4());
+    std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
+    Fault fault;
+    fault.timeout = true;
+    fault.from = 1;
+    onQuerySize(fault);
+    EXPECT_EQ(client.exchange(query()), Bytes());
+    std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
+    EXPECT_EQ(host.interleavedExchanges(), 0U);
+}
+
+TEST_F(DeviceTest, ManyThreadsUseTheDeviceAtOnce) {
+    const auto work = [] {
+        for (int i = 0; i < 50; ++i) {
+            IpmiClient client;
+            EXPECT_EQ(client.exchange(query()), size4());
+        }
+    };
+    std::thread others[] = {std::thread(work), std::thread(work), std::thread(work)};
+    work();
+    for (std::thread& other : others) other.join();
+    EXPECT_THAT(host.eventsOf<Received>(), SizeIs(200));
+    EXPECT_EQ(host.openFiles(), 0U);
+}
+
+TEST_F(DeviceTest, EveryExchangeHasItsLineInATrace) {
+    std::vector<std::string> lines;
+    host.onEvent([&lines](const emulator::Event& event) { lines.push_back(emulator::describe(event)); });
+    Fault fault;
+    fault.receiveFailures = 2;
+    fault.length = 10;
+    fault.receiveType = 3;
+    onQuerySize(fault);
+    {
+        IpmiClient client;
+        client.send(datastore::close(1));
+        client.wait();
+        client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 3);
+        client.send(datastore::request({0xD9, 0x7E, 0x00, 0x06, 'x'}));
+        for (int i = 0; i < 3; ++i) client.receive();
+    }
+    host.removeDevice(true);
+    EXPECT_FALSE(IpmiClient().isOpen());
+    EXPECT_THAT(lines, ElementsAre("open /dev/ipmi0 0x2", "ipmi > 2E 90 D9 7E 00 05 01 00 00 00", "poll 5000 ms -> 1",
+                                   "ipmi < 2F 90 0A D9 7E 00 (room for 3)", "ipmi < failed EMSGSIZE",
+                                   "ipmi > 2E 90 D9 7E 00 06 78", "ipmi < failed EAGAIN",
+                                   "ipmi < 2F 90 0C D9 7E 00 00 00 00 00 00 00 (message type 3)", "close device",
+                                   "open /dev/ipmi0 0x2 -> failed"));
+    EXPECT_EQ(emulator::describe(host.eventsOf<ReceiveFailed>().at(1)), "ipmi < failed EAGAIN (2 times)");
+}
+
+}  // namespace

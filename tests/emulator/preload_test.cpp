@@ -1,0 +1,89 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/hostbuilder.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/** What a command wrote to its standard output and error, and its exit status. */
+struct Outcome {
+    std::string output;
+    int status = -1;
+};
+
+Outcome run(const std::string& command) {
+    Outcome outcome;
+    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) return outcome;
+    std::array<char, 512> piece{};
+    while (std::fgets(piece.data(), piece.size(), pipe) != nullptr) outcome.output += piece.data();
+    const int status = pclose(pipe);
+    if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
+    return outcome;
+}
+
+class PreloadTest : public testing::Test {
+ protected:
+    PreloadTest() {
+        host.setHostName("preloaded").setCatalogue("<xml/>\n").setBmcFile("file", {1, 2, 3});
+        host.addRawDevicesLine("0000\t80861237");
+    }
+
+    Outcome runForeign(const std::string& directory, const std::string& more = "") const {
+        return run("EMULATED_HOST='" + directory + "' " + more +
+                   " LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM);
+    }
+
+    testsupport::HostBuilder host;
+};
+
+TEST_F(PreloadTest, AForeignProcessSeesTheEmulatedHost) {
+    const Outcome outcome = runForeign(host.directory());
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output,
+              "hostname: preloaded\n"
+              "/proc/bus/pci/devices: 0000\t80861237\n\n"
+              "/etc/vmware/pci.xml: <xml/>\n\n"
+              "bmc: 0 1 0, 8 bytes, size 3\n");
+}
+
+TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
+    const std::string trace = host.path("trace").string();
+    EXPECT_EQ(runForeign(host.directory(), "EMULATED_HOST_TRACE='" + trace + "'").status, 0);
+    std::ifstream in(trace);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    EXPECT_THAT(lines, ElementsAre("fopen /proc/bus/pci/devices r", "read /proc/bus/pci/devices 1024 -> 14",
+                                   "fopen /etc/vmware/pci.xml r", "open /dev/ipmi0 0x2",
+                                   "ipmi > 2E 90 D9 7E 00 06 66 69 6C 65", "poll 5000 ms -> 1",
+                                   "ipmi < 2F 90 00 D9 7E 00 03 00 00 00", "close device", "syslog <3> the end of it"));
+}
+
+TEST_F(PreloadTest, EveryProcessHasABmcOfItsOwn) {
+    host.setFaults(R"({"faults": [{"on": "querySize", "completionCode": 24, "data": [24, 0, 0, 0, 99]}]})");
+    for (int i = 0; i < 2; ++i) EXPECT_THAT(runForeign(host.directory()).output, HasSubstr("5 bytes, size 99"));
+}
+
+TEST_F(PreloadTest, AHostDirectoryThatIsNotThereEndsTheProcess) {
+    const Outcome outcome = runForeign(host.directory() + "/nothing");
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_EQ(outcome.output, "emulated host: no host directory at '" + host.directory() + "/nothing'\n");
+}
+
+TEST_F(PreloadTest, WithoutAHostDirectoryNothingHappens) {
+    const Outcome outcome = runForeign("");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.output, HasSubstr("/etc/vmware/pci.xml: \n"));
+}
+
+}  // namespace
