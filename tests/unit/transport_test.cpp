@@ -1,0 +1,448 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include "tests/emulator/datastore.h"
+#include "tests/unit/bmchost.h"
+
+namespace {
+
+using emulator::DeviceClosed;
+using emulator::DeviceOpened;
+using emulator::Event;
+using emulator::Received;
+using emulator::ReceiveFailed;
+using emulator::Sent;
+using emulator::Waited;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using tPCIInfo::connect_kcs;
+using tPCIInfo::disconnect_kcs;
+using tPCIInfo::kcs_fd;
+
+const std::int32_t kDescriptorAtLoad = kcs_fd;
+
+constexpr std::uint8_t kUntouched = 0x5A;
+constexpr std::uint16_t kLengthBefore = 0xBEEF;
+constexpr long long kFiveSeconds = 5000;
+
+/** One exchange with all that it brings back. Behind the 272 bytes of the response stand 16 more. */
+struct Exchange {
+    std::uint32_t result = 0;
+    std::uint8_t completionCode = 0x77;
+    std::uint16_t length = kLengthBefore;
+    std::array<std::uint8_t, 272 + 16> area{};
+
+    Bytes response() const { return {area.begin(), area.begin() + length}; }
+    bool areaUntouched() const {
+        return std::all_of(area.begin(), area.end(), [](std::uint8_t byte) { return byte == kUntouched; });
+    }
+    bool untouchedFrom(std::size_t place) const {
+        return std::all_of(area.begin() + static_cast<std::ptrdiff_t>(place), area.end(),
+                           [](std::uint8_t byte) { return byte == kUntouched; });
+    }
+};
+
+Exchange exchange(Bytes request, std::uint8_t command = 0x90, std::uint8_t netfn = 0x2E) {
+    Exchange made;
+    made.area.fill(kUntouched);
+    made.result = tPCIInfo::sendIPMICMD(command, request.data(), static_cast<std::uint16_t>(request.size()),
+                                        made.area.data(), made.length, netfn);
+    return made;
+}
+
+Exchange exchangeWithCode(Bytes request) {
+    Exchange made;
+    made.area.fill(kUntouched);
+    made.result = tPCIInfo::sendIPMI(0x90, request.data(), static_cast<std::uint16_t>(request.size()), made.area.data(),
+                                     made.length, made.completionCode, 0x2E);
+    return made;
+}
+
+Bytes query(const std::string& name = "file") {
+    return datastore::querySize(name).data;
+}
+
+class TransportTest : public BmcHostTest {
+ protected:
+    TransportTest() { bmc().putFile("file", Bytes(9)); }
+    ~TransportTest() override { EXPECT_THAT(host.logTexts(), IsEmpty()); }
+
+    /** One exchange on an open device, met by a fault. */
+    Exchange exchangeUnder(const Fault& fault) {
+        if (kcs_fd < 0) {
+            EXPECT_EQ(connect_kcs(), 0);
+        }
+        bmc().clearFaults();
+        strike(Occasion::any, fault);
+        return exchange(query());
+    }
+
+    void expectFailure(const Exchange& made) {
+        EXPECT_EQ(made.result, 1U);
+        EXPECT_TRUE(made.areaUntouched());
+        EXPECT_EQ(made.length, kLengthBefore);
+    }
+
+    /** The devices that were opened, with "-" behind those that were not there, and "closed" for every close. */
+    std::vector<std::string> openings() const {
+        std::vector<std::string> texts;
+        for (const Event& event : host.events()) {
+            if (const auto* opened = std::get_if<DeviceOpened>(&event)) {
+                texts.push_back(opened->path + (opened->ok ? "" : " -"));
+            } else if (std::holds_alternative<DeviceClosed>(event)) {
+                texts.emplace_back("closed");
+            }
+        }
+        return texts;
+    }
+};
+
+// --- connecting ---
+
+TEST_F(TransportTest, NoDeviceIsOpenWhenTheLibraryIsLoaded) {
+    EXPECT_EQ(kDescriptorAtLoad, -1);
+}
+
+TEST_F(TransportTest, ConnectOpensTheFirstDeviceForReadingAndWriting) {
+    EXPECT_EQ(connect_kcs(), 0);
+    EXPECT_GE(kcs_fd, 0);
+    const auto opened = host.eventsOf<DeviceOpened>();
+    ASSERT_THAT(opened, SizeIs(1));
+    EXPECT_EQ(opened[0].path, "/dev/ipmi0");
+    EXPECT_EQ(opened[0].flags, O_RDWR);
+}
+
+TEST_F(TransportTest, ConnectTakesTheSecondDeviceWhereTheFirstIsMissing) {
+    host.useSecondDevice(true);
+    EXPECT_EQ(connect_kcs(), 0);
+    EXPECT_GE(kcs_fd, 0);
+    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0 -", "/dev/ipmidev/0"));
+    EXPECT_EQ(host.eventsOf<DeviceOpened>().at(1).flags, O_RDWR);
+    EXPECT_EQ(exchange(query()).result, 0U);
+}
+
+TEST_F(TransportTest, ConnectFailsWhereBothDevicesAreMissing) {
+    host.removeDevice(true);
+    EXPECT_EQ(connect_kcs(), 1);
+    EXPECT_EQ(kcs_fd, -1);
+    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0 -", "/dev/ipmidev/0 -"));
+}
+
+TEST_F(TransportTest, ConnectClosesWhatAnEarlierTransferLeftOpen) {
+    EXPECT_EQ(connect_kcs(), 0);
+    EXPECT_EQ(connect_kcs(), 0);
+    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0", "closed", "/dev/ipmi0"));
+    EXPECT_EQ(host.openFiles(), 1U);
+}
+
+TEST_F(TransportTest, AConnectThatFailsHasClosedTheFormerDeviceAllTheSame) {
+    ASSERT_EQ(connect_kcs(), 0);
+    host.removeDevice(true);
+    EXPECT_EQ(connect_kcs(), 1);
+    EXPECT_EQ(kcs_fd, -1);
+    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0", "closed", "/dev/ipmi0 -", "/dev/ipmidev/0 -"));
+}
+
+TEST_F(TransportTest, DisconnectClosesTheDeviceAndThenDoesNothing) {
+    ASSERT_EQ(connect_kcs(), 0);
+    disconnect_kcs();
+    EXPECT_EQ(kcs_fd, -1);
+    disconnect_kcs();
+    EXPECT_EQ(kcs_fd, -1);
+    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0", "closed"));
+}
+
+// --- what the driver is given ---
+
+TEST_F(TransportTest, ARequestGoesOutWithTheSystemInterfaceAddressAndItsFixedMessageId) {
+    ASSERT_EQ(connect_kcs(), 0);
+    exchange({1, 2, 3}, 0x42, 0x06);
+    exchange({}, 0x01, 0x0A);
+    const auto sent = host.eventsOf<Sent>();
+    ASSERT_THAT(sent, SizeIs(2));
+    for (const Sent& each : sent) {
+        EXPECT_EQ(each.error, 0);
+        EXPECT_EQ(each.msgid, 22444);
+        EXPECT_EQ(each.addrType, 0x0C);
+        EXPECT_EQ(each.channel, 0x0F);
+        EXPECT_EQ(each.lun, 0);
+        EXPECT_EQ(each.addrLen, 8U);
+    }
+    EXPECT_EQ(sent[0].request.netfn, 0x06);
+    EXPECT_EQ(sent[0].request.command, 0x42);
+    EXPECT_THAT(sent[0].request.data, ElementsAre(1, 2, 3));
+    EXPECT_EQ(sent[1].request.netfn, 0x0A);
+    EXPECT_EQ(sent[1].request.command, 0x01);
+    EXPECT_THAT(sent[1].request.data, IsEmpty());
+}
+
+TEST_F(TransportTest, AnExchangeIsOneSendOneWaitOfFiveSecondsAndOneReceiveOf272Bytes) {
+    ASSERT_EQ(connect_kcs(), 0);
+    host.clearEvents();
+    ASSERT_EQ(exchange(query()).result, 0U);
+    const auto events = host.events();
+    ASSERT_THAT(events, SizeIs(3));
+    EXPECT_TRUE(std::holds_alternative<Sent>(events[0]));
+    const auto* waited = std::get_if<Waited>(&events[1]);
+    ASSERT_NE(waited, nullptr);
+    EXPECT_EQ(waited->timeoutMs, 5000);
+    EXPECT_EQ(waited->events, POLLIN);
+    EXPECT_EQ(waited->ready, 1);
+    const auto* received = std::get_if<Received>(&events[2]);
+    ASSERT_NE(received, nullptr);
+    EXPECT_EQ(received->bufferLen, 272U);
+    EXPECT_EQ(received->addrLen, 40U);
+}
+
+// --- answers ---
+
+TEST_F(TransportTest, AResponseIsCopiedAsItIsAndItsLengthTold) {
+    ASSERT_EQ(connect_kcs(), 0);
+    for (const std::size_t length : {std::size_t{1}, std::size_t{2}, std::size_t{57}, std::size_t{271}}) {
+        const Bytes answer = pattern(length, 77);
+        const Exchange made = exchangeUnder(answerOf(answer));
+        EXPECT_EQ(made.result, 0U);
+        EXPECT_EQ(made.length, length);
+        EXPECT_EQ(made.response(), answer);
+        EXPECT_TRUE(made.untouchedFrom(length));
+    }
+}
+
+TEST_F(TransportTest, AResponseOf272BytesIsCopiedWhole) {
+    const Bytes answer = pattern(272);
+    const Exchange made = exchangeUnder(answerOf(answer));
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(made.length, 272);
+    EXPECT_EQ(made.response(), answer);
+    EXPECT_TRUE(made.untouchedFrom(272));
+}
+
+TEST_F(TransportTest, AResponseWithoutAnyByteIsAResponse) {
+    const Exchange made = exchangeUnder(answerOf({}));
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(made.length, 0);
+    EXPECT_TRUE(made.areaUntouched());
+}
+
+TEST_F(TransportTest, ANonzeroCompletionCodeIsNoFailureOfTheExchange) {
+    const Exchange made = exchangeUnder(refusal(0xC1));
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(made.response().at(0), 0xC1);
+}
+
+// The driver hands over the first 272 bytes of such a message with an error, and the message is gone.
+TEST_F(TransportTest, AResponseLongerThanTheDriverCarriesIsLost) {
+    expectFailure(exchangeUnder(answerOf(pattern(273))));
+}
+
+TEST_F(TransportTest, OnlyResponsesAreTaken) {
+    for (const int type : {0, 2, 3, 4, 5, -1}) {
+        SCOPED_TRACE(type);
+        Fault fault;
+        fault.receiveType = type;
+        expectFailure(exchangeUnder(fault));
+    }
+}
+
+TEST_F(TransportTest, AResponseToAnotherNetworkFunctionIsRefused) {
+    for (const int netfn : {0x2E, 0x2D, 0x31, 0x07, 0x6F, 0xAF, 0x00, 0xFF}) {
+        SCOPED_TRACE(netfn);
+        Fault fault;
+        fault.netfn = static_cast<std::uint8_t>(netfn);
+        expectFailure(exchangeUnder(fault));
+    }
+}
+
+TEST_F(TransportTest, AResponseToAnotherCommandIsRefused) {
+    for (const int command : {0x91, 0x8F, 0x00, 0x10}) {
+        SCOPED_TRACE(command);
+        Fault fault;
+        fault.command = static_cast<std::uint8_t>(command);
+        expectFailure(exchangeUnder(fault));
+    }
+}
+
+TEST_F(TransportTest, AMessageOfAnotherKindIsNotWaitedOut) {
+    Fault fault;
+    fault.receiveType = 2;
+    expectFailure(exchangeUnder(fault));
+    EXPECT_EQ(count<Received>(), 1U);
+    EXPECT_EQ(count<ReceiveFailed>(), 0U);
+    EXPECT_LT(passedMs(), kFiveSeconds);
+}
+
+// All requests carry one message id, and the one that comes back is not compared.
+TEST_F(TransportTest, AnAnswerThatComesTooLateIsTakenForTheNextRequests) {
+    Fault late;
+    late.delayMs = 6000;
+    expectFailure(exchangeUnder(late));
+    bmc().clearFaults();
+    bmc().putFile("other", Bytes(200));
+    const Exchange next = exchange(query("other"));
+    EXPECT_EQ(next.result, 0U);
+    EXPECT_EQ(datastore::number(next.response()), 9U);
+}
+
+// --- waiting ---
+
+TEST_F(TransportTest, AnAnswerMayTakeAlmostFiveSeconds) {
+    Fault slow;
+    slow.delayMs = 4000;
+    const Exchange made = exchangeUnder(slow);
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(datastore::number(made.response()), 9U);
+}
+
+TEST_F(TransportTest, NoAnswerWithinFiveSecondsIsAFailureAndNothingIsReceived) {
+    expectFailure(exchangeUnder(timeOut()));
+    const auto waits = host.eventsOf<Waited>();
+    ASSERT_THAT(waits, SizeIs(1));
+    EXPECT_EQ(waits[0].ready, 0);
+    EXPECT_GE(passedMs(), kFiveSeconds);
+    EXPECT_EQ(count<Received>() + count<ReceiveFailed>(), 0U);
+}
+
+TEST_F(TransportTest, AWaitThatFailsIsAFailureAndNothingIsReceived) {
+    for (const int error : {EINTR, EINVAL, ENOMEM}) {
+        SCOPED_TRACE(error);
+        Fault fault;
+        fault.pollErrno = error;
+        expectFailure(exchangeUnder(fault));
+        disconnect_kcs();  // and with it the answer that nobody took
+    }
+    EXPECT_EQ(count<Waited>(), 3U);
+    EXPECT_EQ(count<Received>() + count<ReceiveFailed>(), 0U);
+    EXPECT_LT(passedMs(), kFiveSeconds);
+}
+
+TEST_F(TransportTest, AFailedSendShowsItselfAsAMissingAnswer) {
+    ASSERT_EQ(connect_kcs(), 0);
+    expectFailure(exchange(Bytes(300)));
+    const auto sent = host.eventsOf<Sent>();
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(sent[0].error, EMSGSIZE);
+    EXPECT_GE(passedMs(), kFiveSeconds);
+}
+
+TEST_F(TransportTest, WithoutADeviceAnExchangeFailsAfterFiveSeconds) {
+    host.removeDevice(true);
+    ASSERT_EQ(connect_kcs(), 1);
+    expectFailure(exchange(query()));
+    EXPECT_EQ(kcs_fd, -1);
+    const auto waits = host.eventsOf<Waited>();
+    ASSERT_THAT(waits, SizeIs(1));
+    EXPECT_EQ(waits[0].timeoutMs, 5000);
+    EXPECT_EQ(waits[0].ready, 0);
+    EXPECT_GE(passedMs(), kFiveSeconds);
+}
+
+TEST_F(TransportTest, AFailedReceiveIsRepeatedWhateverItsReason) {
+    for (const int error : {EAGAIN, EINTR, EMSGSIZE, EINVAL, EIO, EPERM, ENOMEM}) {
+        SCOPED_TRACE(error);
+        Fault fault;
+        fault.receiveFailures = 4;
+        fault.receiveErrno = error;
+        const Exchange made = exchangeUnder(fault);
+        EXPECT_EQ(made.result, 0U);
+        EXPECT_EQ(datastore::number(made.response()), 9U);
+    }
+    for (const ReceiveFailed& failed : host.eventsOf<ReceiveFailed>()) EXPECT_EQ(failed.count, 4U);
+}
+
+TEST_F(TransportTest, ReceivesAreGivenUpFiveSecondsBehindTheWait) {
+    Fault fault;
+    fault.receiveFailures = 1000000;
+    expectFailure(exchangeUnder(fault));
+    const auto failed = host.eventsOf<ReceiveFailed>();
+    ASSERT_THAT(failed, SizeIs(1));
+    EXPECT_LE(failed[0].count, 5001U);  // every one moves the emulated clock on by a millisecond
+    EXPECT_GE(passedMs(), kFiveSeconds);
+    EXPECT_EQ(count<Received>(), 0U);
+}
+
+TEST_F(TransportTest, TheTimeOfTheWaitDoesNotCountAsTimeOfReceiving) {
+    Fault fault;
+    fault.delayMs = 4500;
+    fault.receiveFailures = 1000;
+    const Exchange made = exchangeUnder(fault);
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_GE(passedMs(), kFiveSeconds);
+}
+
+TEST_F(TransportTest, ADeviceThatVanishesFailsTheExchangeAndIsFoundBackByTheNextConnect) {
+    Fault fault;
+    fault.vanish = true;
+    expectFailure(exchangeUnder(fault));
+    const auto failed = host.eventsOf<ReceiveFailed>();
+    ASSERT_THAT(failed, SizeIs(1));
+    EXPECT_EQ(failed[0].error, ENODEV);
+    bmc().clearFaults();
+    expectFailure(exchange(query()));
+    EXPECT_EQ(connect_kcs(), 0);
+    EXPECT_EQ(exchange(query()).result, 0U);
+}
+
+TEST_F(TransportTest, AFailedExchangeDoesNotSpoilTheNext) {
+    expectFailure(exchangeUnder(timeOut()));
+    bmc().clearFaults();
+    const Exchange made = exchange(query());
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(made.length, 8);
+}
+
+// --- the completion code ---
+
+TEST_F(TransportTest, TheCompletionCodeIsTheFirstByteOfTheResponse) {
+    ASSERT_EQ(connect_kcs(), 0);
+    for (const int code : {0x00, 0x0A, 0x18, 0xA0, 0xFF}) {
+        bmc().clearFaults();
+        strike(Occasion::any, answerOf({static_cast<std::uint8_t>(code), 1, 2}));
+        const Exchange made = exchangeWithCode(query());
+        EXPECT_EQ(made.result, 0U);
+        EXPECT_EQ(made.completionCode, code);
+        EXPECT_EQ(made.length, 3);
+    }
+}
+
+TEST_F(TransportTest, AfterAFailedExchangeTheCompletionCodeIsWhatTheAreaHeld) {
+    ASSERT_EQ(connect_kcs(), 0);
+    strike(Occasion::any, timeOut());
+    const Exchange made = exchangeWithCode(query());
+    EXPECT_EQ(made.result, 1U);
+    EXPECT_EQ(made.completionCode, kUntouched);
+    EXPECT_EQ(made.length, kLengthBefore);
+}
+
+// --- threads ---
+
+TEST_F(TransportTest, ExchangesOfSeveralThreadsDoNotMix) {
+    constexpr int kThreads = 4;
+    constexpr int kExchanges = 150;
+    ASSERT_EQ(connect_kcs(), 0);
+    for (std::size_t i = 1; i <= kThreads; ++i) bmc().putFile("file" + std::to_string(i), Bytes(i));
+    pauseBehindRequests();
+    std::atomic<int> right{0};
+    std::vector<std::thread> threads;
+    for (std::size_t i = 1; i <= kThreads; ++i) {
+        threads.emplace_back([&right, name = "file" + std::to_string(i), i] {
+            for (int n = 0; n < kExchanges; ++n) {
+                const Exchange made = exchange(query(name));
+                if (made.result == 0 && made.length == 8 && datastore::number(made.response()) == i) ++right;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(right, kThreads * kExchanges);
+    EXPECT_EQ(host.interleavedExchanges(), 0U);
+}
+
+}  // namespace
