@@ -1,0 +1,166 @@
+#include "board/tsysbrd.h"
+
+#include <syslog.h>
+
+#include "utils/providerutils.h"
+
+namespace tPCIInfo {
+
+/** What every association of one request shares. */
+struct TSysBrd::Delivery {
+    const CMPIBroker* broker;
+    const CMPIContext* context;
+    const CMPIResult* result;
+    const CMPIInstance* board;
+    bool namesOnly;
+};
+
+int TSysBrd::GetCIMInstances(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
+                             const std::string& className, bool namesOnly) {
+    CMPICIMInst cim;
+    if (className == kSystemBoardClass) {
+        if (namesOnly) {
+            cim.returnObjectPath(result, getObjectPath(broker, kNameSpace, className, nullptr));
+        } else {
+            cim.returnInstance(result, PopulateSysbrdProperties(broker, className));
+        }
+    } else if (className == kOnBoardDeviceClass) {
+        MakeDeviceBoardAssociation(broker, result, context, namesOnly);
+    }
+    return 0;
+}
+
+CMPIInstance* TSysBrd::PopulateSysbrdProperties(const CMPIBroker* broker, const std::string& className) {
+    CMPICIMInst cim;
+    CMPIInstance* board = cim.createCIMInstance(broker, getObjectPath(broker, kNameSpace, className, nullptr));
+    cim.setProperty(board, "SystemCreationClassName", getSystemCreationClassName());
+    cim.setProperty(board, "SystemName", getSystemName());
+    cim.setProperty(board, "DeviceID", getDeviceID());
+    cim.setProperty(board, "ElementName", getDeviceID());
+    cim.setProperty(board, "CreationClassName", std::string(kSystemBoardClass));
+    cim.setProperty(board, "SlotDesignation", std::string("Onboard"));
+    cim.setProperty(board, "SlotAllInfo", std::string("Onboard"));
+    return board;
+}
+
+void TSysBrd::MakeDeviceBoardAssociation(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
+                                         bool namesOnly) try {
+    CMPICIMInst cim;
+    const CMPIInstance* board = PopulateSysbrdProperties(broker, kSystemBoardClass);
+    CMPIEnumeration* devices = cim.enumerateInstances(broker, context, kNameSpace, kPciDeviceClass);
+    CMPIEnumeration* bridges = cim.enumerateInstances(broker, context, kNameSpace, kPciBridgeClass);
+    if (board == nullptr || devices == nullptr || bridges == nullptr) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation antInst is null");
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation leaving the routine");
+        return;
+    }
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation antInst is not null");
+    const Delivery delivery = {broker, context, result, board, namesOnly};
+    associateAll(delivery, devices, "update");
+    associateAll(delivery, bridges, "update2");
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation leaving the routine");
+} catch (...) {
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation in the catch statement");
+}
+
+/** `updateWord` tells the two walks apart in the log. */
+void TSysBrd::associateAll(const Delivery& delivery, CMPIEnumeration* functions, const char* updateWord) {
+    CMPICIMInst cim;
+    while (const CMPIInstance* function = cim.getNextInstance(delivery.broker, delivery.context, functions)) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation getting next instance");
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation getting the UI number");
+        unsigned char ui = 0;
+        const CMPIStatus status = cim.getPropertyVal(function, "UINumber", ui);
+        if (status.rc != CMPI_RC_OK) ui = 0;
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation got the UI number");
+        if (ui != 0) {
+            syslog(LOG_ERR, "MakeDeviceBoardAssociation not making instance status [%d] ui [%d]",
+                   static_cast<int>(status.rc), ui);
+            continue;
+        }
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation making instance status [%d] ui [%d]", static_cast<int>(status.rc),
+               ui);
+        associate(delivery, function, updateWord);
+    }
+}
+
+/** Delivers the association of one function that is on the board. */
+void TSysBrd::associate(const Delivery& delivery, const CMPIInstance* function, const char* updateWord) {
+    CMPICIMInst cim;
+    CMPIObjectPath* antecedent = cim.getObjectPathFromInstance(delivery.board);
+    CMPIObjectPath* dependent = cim.getObjectPathFromInstance(function);
+    if (antecedent == nullptr || dependent == nullptr) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation depOjbectpath and antobjectpath not good");
+        return;
+    }
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation depOjbectpath and antobjectpath is good");
+    CMPIObjectPath* path = getObjectPath(delivery.broker, kNameSpace, kOnBoardDeviceClass, antecedent, dependent);
+    if (path == nullptr) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation could not get object path");
+        return;
+    }
+    if (delivery.namesOnly) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation setting object path");
+        cim.returnObjectPath(delivery.result, path);
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation set object path");
+        return;
+    }
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation creating instance");
+    const CMPIInstance* association = cim.createCIMInstance(delivery.broker, path);
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation instance is created");
+    if (association == nullptr) {
+        syslog(LOG_ERR, "MakeDeviceBoardAssociation status == CMPI_RC_OK");
+        return;
+    }
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation %s status == CMPI_RC_OK", updateWord);
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation %s setting dependent op", updateWord);
+    syslog(LOG_ERR, "MakeDeviceBoardAssociation %s setting instance to return", updateWord);
+    cim.returnInstance(delivery.result, association);
+}
+
+CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
+                                       const std::string& className, const std::string* deviceId) {
+    CMPICIMInst cim;
+    CMPIObjectPath* path = cim.createObjectPath(broker, nameSpace, className);
+    if (path == nullptr) return nullptr;
+    cim.setKeyProperty(path, "SystemCreationClassName", getSystemCreationClassName());
+    cim.setKeyProperty(path, "SystemName", getSystemName());
+    cim.setKeyProperty(path, "CreationClassName", className);
+    cim.setKeyProperty(path, "DeviceID", deviceId != nullptr ? *deviceId : getDeviceID());
+    return path;
+}
+
+CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
+                                       const std::string& className, CMPIObjectPath* antecedent,
+                                       CMPIObjectPath* dependent) {
+    syslog(LOG_ERR, "TSysBrd::getObjectPath in the routine");
+    CMPICIMInst cim;
+    CMPIObjectPath* path = cim.createObjectPath(broker, nameSpace, className);
+    if (path == nullptr) {
+        syslog(LOG_ERR, "TSysBrd::getObjectPath could not create the path");
+        return nullptr;
+    }
+    syslog(LOG_ERR, "TSysBrd::getObjectPath created the objectpath");
+    syslog(LOG_ERR, "TSysBrd::getObjectPath setting ant");
+    cim.setKeyProperty(path, "Antecedent", antecedent);
+    syslog(LOG_ERR, "TSysBrd::getObjectPath setting dep");
+    cim.setKeyProperty(path, "Dependent", dependent);
+    syslog(LOG_ERR, "TSysBrd::getObjectPath leaving the routine");
+    return path;
+}
+
+std::string TSysBrd::getDeviceID() {
+    return "SystemBoard1";
+}
+
+std::string TSysBrd::getSystemName() {
+    std::string name;
+    CMPICIMInst().getHostName(name);
+    return name;
+}
+
+std::string TSysBrd::getSystemCreationClassName() {
+    return kSystemCreationClass;
+}
+
+}  // namespace tPCIInfo

@@ -1,0 +1,493 @@
+#include "board/tsysbrd.h"
+
+#include <fmt/format.h>
+
+#include "tests/unit/inventory.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Value;
+using emulator::LogLine;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Values;
+using tPCIInfo::TSysBrd;
+using namespace testsupport;
+
+constexpr char kBoardClass[] = "QELTA_SystemBoard";
+constexpr char kAssociationClass[] = "QELTA_OnBoardDevice";
+
+Instance withUiNumber(const ObjectPath& path, const Value& value) {
+    return instanceOf(path, "UINumber", value);
+}
+
+Instance withUiNumber(const ObjectPath& path, std::uint8_t number) {
+    return withUiNumber(path, Value::uint(CMPI_uint8, number));
+}
+
+// --- log lines ---
+
+Lines boardLine(const std::string& text) {
+    return {"MakeDeviceBoardAssociation " + text};
+}
+
+Lines pathLines() {
+    return {"TSysBrd::getObjectPath in the routine", "TSysBrd::getObjectPath created the objectpath",
+            "TSysBrd::getObjectPath setting ant", "TSysBrd::getObjectPath setting dep",
+            "TSysBrd::getObjectPath leaving the routine"};
+}
+
+/** One function up to where it is known whether it is on the board. */
+Lines uiNumberLines(const Lines& readerLines = uint8Lines()) {
+    return allLines({nextInstanceLines(), boardLine("getting next instance"), boardLine("getting the UI number"),
+                     readerLines, boardLine("got the UI number")});
+}
+
+Lines onBoardLines(int status = 0, const Lines& readerLines = uint8Lines()) {
+    return allLines({uiNumberLines(readerLines), boardLine(fmt::format("making instance status [{}] ui [0]", status))});
+}
+
+Lines onBoardWithPathsLines() {
+    return allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath is good")});
+}
+
+Lines pathDeliveredLines() {
+    return allLines(
+        {onBoardWithPathsLines(), pathLines(), boardLine("setting object path"), boardLine("set object path")});
+}
+
+Lines creatingLines() {
+    return allLines(
+        {onBoardWithPathsLines(), pathLines(), boardLine("creating instance"), boardLine("instance is created")});
+}
+
+Lines instanceDeliveredLines(const std::string& word) {
+    return allLines({creatingLines(), boardLine(word + " status == CMPI_RC_OK"),
+                     boardLine(word + " setting dependent op"), boardLine(word + " setting instance to return")});
+}
+
+Lines leavingLines() {
+    return boardLine("leaving the routine");
+}
+
+Lines nothingToAssociateLines() {
+    return allLines({boardLine("antInst is null"), leavingLines()});
+}
+
+/** The walk over devices, then that over bridges. */
+Lines walkLines(const Lines& devices, const Lines& bridges) {
+    return allLines({boardLine("antInst is not null"), devices, noNextInstanceLines(), bridges, noNextInstanceLines(),
+                     leavingLines()});
+}
+
+class SystemBoard : public InventoryTest {
+ protected:
+    SystemBoard() { start(); }
+
+    /** Asks for a class and gives what was delivered. */
+    Paths ask(const std::string& className, bool namesOnly) {
+        EXPECT_EQ(board.GetCIMInstances(handle(), result(), context(), className, namesOnly), 0);
+        return answered();
+    }
+    Paths associate(bool namesOnly) {
+        board.MakeDeviceBoardAssociation(handle(), result(), context(), namesOnly);
+        return answered();
+    }
+    void answerFunctions(const std::vector<Instance>& devices, const std::vector<Instance>& bridges) {
+        answer("QELTA_PCIDevice", devices);
+        answer("QELTA_PCIBridge", bridges);
+    }
+
+    TSysBrd board;
+};
+
+// --- the board ---
+
+TEST_F(SystemBoard, NamesOnlyDeliversOnePathWithItsFourKeysInOrder) {
+    EXPECT_THAT(ask(kBoardClass, true), ElementsAre(boardPath()));
+    EXPECT_THAT(scope->response().instances, IsEmpty());
+    EXPECT_THAT(callsOf("objectPath.addKey"),
+                ElementsAre("SystemCreationClassName", "SystemName", "CreationClassName", "DeviceID"));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(SystemBoard, InstanceHasItsSevenPropertiesSetInOrder) {
+    EXPECT_THAT(ask(kBoardClass, false), ElementsAre(boardPath()));
+    ASSERT_EQ(scope->response().instances.size(), 1U);
+    EXPECT_THAT(callsOf("instance.setProperty"),
+                ElementsAre("SystemCreationClassName", "SystemName", "DeviceID", "ElementName", "CreationClassName",
+                            "SlotDesignation", "SlotAllInfo"));
+    const Instance& instance = scope->response().instances.front();
+    const std::vector<std::pair<const char*, const char*>> expected = {
+        {"SystemCreationClassName", "QELTA_ASSETID"},
+        {"SystemName", kMachineName},
+        {"DeviceID", "SystemBoard1"},
+        {"ElementName", "SystemBoard1"},
+        {"CreationClassName", "QELTA_SystemBoard"},
+        {"SlotDesignation", "Onboard"},
+        {"SlotAllInfo", "Onboard"},
+    };
+    EXPECT_EQ(instance.properties.size(), expected.size());
+    for (const auto& [name, text] : expected) {
+        const Value* value = instance.property(name);
+        ASSERT_NE(value, nullptr) << name;
+        EXPECT_EQ(*value, Value::string(text)) << name;
+    }
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(SystemBoard, TextPropertiesArePassedAsChars) {
+    ask(kBoardClass, false);
+    for (const broker::Call& call : manager.calls()) {
+        if (call.function == "instance.setProperty" || call.function == "objectPath.addKey") {
+            EXPECT_EQ(call.type, CMPI_chars) << call.name;
+        }
+    }
+}
+
+TEST_F(SystemBoard, ClassNamesAreComparedWithRegardToCase) {
+    for (const char* className : {"qelta_systemboard", "QELTA_SYSTEMBOARD", "QELTA_SystemBoarD", "qelta_onboarddevice",
+                                  "QELTA_ONBOARDDEVICE", "QELTA_PCIDevice", "QELTA_SystemBoard ", ""}) {
+        EXPECT_THAT(ask(className, true), IsEmpty()) << className;
+        EXPECT_THAT(ask(className, false), IsEmpty()) << className;
+    }
+    EXPECT_THAT(manager.calls(), IsEmpty());
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(SystemBoard, HasAHostNameWhereTheHostHasNone) {
+    host->failHostName(true);
+    ASSERT_EQ(ask(kBoardClass, true).size(), 1U);
+    const ObjectPath path = answered().front();
+    const Value* name = path.key("SystemName");
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(*name, Value::string("systemname"));
+}
+
+TEST_F(SystemBoard, PathTakesAnotherDeviceIdFromItsCaller) {
+    const std::string deviceId = "SystemBoard2";
+    ObjectPath expected = boardPath();
+    expected.nameSpace = "root/other";
+    expected.keys.back().value = Value::string(deviceId);
+    CMPIObjectPath* path = board.getObjectPath(handle(), "root/other", kBoardClass, &deviceId);
+    ASSERT_NE(path, nullptr);
+    EXPECT_EQ(scope->read(path), expected);
+}
+
+TEST_F(SystemBoard, PathCarriesTheClassNameThatItIsMadeFor) {
+    CMPIObjectPath* path = board.getObjectPath(handle(), "root/kavix", "QELTA_OtherBoard", nullptr);
+    ASSERT_NE(path, nullptr);
+    EXPECT_EQ(scope->read(path).className, "QELTA_OtherBoard");
+    EXPECT_EQ(*scope->read(path).key("CreationClassName"), Value::string("QELTA_OtherBoard"));
+}
+
+TEST_F(SystemBoard, TellsItsIdentity) {
+    EXPECT_EQ(board.getDeviceID(), "SystemBoard1");
+    EXPECT_EQ(board.getSystemCreationClassName(), "QELTA_ASSETID");
+    EXPECT_EQ(board.getSystemName(), kMachineName);
+}
+
+TEST_F(SystemBoard, WhosePathCannotBeMadeIsNotDelivered) {
+    for (const bool namesOnly : {true, false}) {
+        manager.failAt("eft.newObjectPath", 1);
+        EXPECT_THAT(ask(kBoardClass, namesOnly), IsEmpty());
+        EXPECT_TRUE(manager.faultStruck());
+    }
+    manager.failAt("eft.newObjectPath", 1);
+    EXPECT_EQ(board.getObjectPath(handle(), "root/kavix", kBoardClass, nullptr), nullptr);
+    manager.failAt("eft.newObjectPath", 1);
+    EXPECT_EQ(board.PopulateSysbrdProperties(handle(), kBoardClass), nullptr);
+}
+
+TEST_F(SystemBoard, WhoseInstanceCannotBeMadeIsNotDelivered) {
+    manager.failAt("eft.newInstance", 1);
+    EXPECT_THAT(ask(kBoardClass, false), IsEmpty());
+    manager.failAt("eft.newInstance", 1);
+    EXPECT_EQ(board.PopulateSysbrdProperties(handle(), kBoardClass), nullptr);
+}
+
+// --- the association's path ---
+
+TEST_F(SystemBoard, AssociationPathHoldsBothReferencesAsKeys) {
+    const ObjectPath function = devicePath(0, 31, 2);
+    CMPIObjectPath* path =
+        board.getObjectPath(handle(), "root/kavix", kAssociationClass, scope->make(boardPath()), scope->make(function));
+    ASSERT_NE(path, nullptr);
+    EXPECT_EQ(scope->read(path), onBoardPath(function));
+    EXPECT_THAT(callsOf("objectPath.addKey"), ElementsAre("Antecedent", "Dependent"));
+    EXPECT_THAT(log(), ElementsAreArray(pathLines()));
+}
+
+TEST_F(SystemBoard, AssociationPathThatCannotBeMadeIsNullAndLogged) {
+    CMPIObjectPath* end = scope->make(boardPath());
+    manager.failAt("eft.newObjectPath", 1);
+    EXPECT_EQ(board.getObjectPath(handle(), "root/kavix", kAssociationClass, end, end), nullptr);
+    EXPECT_THAT(log(), ElementsAre("TSysBrd::getObjectPath in the routine",
+                                   "TSysBrd::getObjectPath could not create the path"));
+}
+
+// --- associations: what is delivered ---
+
+TEST_F(SystemBoard, AssociatesDevicesThenBridgesThatAreOnIt) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(3, 3, 0), 3),
+                     withUiNumber(devicePath(7, 0, 0), 0)},
+                    {withUiNumber(bridgePath(5, 5, 0), 5), withUiNumber(bridgePath(0, 0, 0), 0)});
+    const Paths expected = {onBoardPath(devicePath(0, 31, 2)), onBoardPath(devicePath(7, 0, 0)),
+                            onBoardPath(bridgePath(0, 0, 0))};
+    EXPECT_THAT(ask(kAssociationClass, true), ElementsAreArray(expected));
+    EXPECT_THAT(scope->response().instances, IsEmpty());
+    forget();
+    EXPECT_THAT(ask(kAssociationClass, false), ElementsAreArray(expected));
+    EXPECT_THAT(scope->response().paths, IsEmpty());
+}
+
+TEST_F(SystemBoard, AsksForTheDevicesThenForTheBridges) {
+    answerFunctions({}, {});
+    associate(true);
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), ElementsAre("QELTA_PCIDevice", "QELTA_PCIBridge"));
+}
+
+TEST_F(SystemBoard, WithoutAnyFunctionOnItHasNoAssociation) {
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {withUiNumber(bridgePath(5, 5, 0), 255)});
+    EXPECT_THAT(associate(true), IsEmpty());
+    EXPECT_THAT(associate(false), IsEmpty());
+}
+
+TEST_F(SystemBoard, SetsNoPropertyOnAnAssociation) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {});
+    associate(false);
+    ASSERT_EQ(scope->response().instances.size(), 1U);
+    const Instance& association = scope->response().instances.front();
+    EXPECT_EQ(association.properties, association.path.keys);  // what the object manager takes from the path
+    EXPECT_THAT(callsOf("instance.setProperty"), Not(Contains("Antecedent")));
+    EXPECT_THAT(callsOf("instance.setProperty"), Not(Contains("Dependent")));
+}
+
+/** A value of "UINumber" and whether it counts as on the board. */
+struct UiNumber {
+    const char* what;
+    Value value;
+    bool onBoard;
+};
+
+class UiNumberTest : public SystemBoard, public testing::WithParamInterface<UiNumber> {};
+
+TEST_P(UiNumberTest, DecidesWhetherAFunctionIsOnTheBoard) {
+    const UiNumber& number = GetParam();
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), number.value)}, {});
+    EXPECT_EQ(associate(true).size(), number.onBoard ? 1U : 0U);
+}
+
+Value sint64(std::int64_t number) {
+    return Value::sint(CMPI_sint64, number);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryForm, UiNumberTest,
+                         Values(UiNumber{"Uint8Zero", Value::uint(CMPI_uint8, 0), true},
+                                UiNumber{"Uint8", Value::uint(CMPI_uint8, 31), false},
+                                UiNumber{"Null", Value::nothing(CMPI_uint8), true},
+                                UiNumber{"Uint64Zero", Value::uint(CMPI_uint64, 0), true},
+                                UiNumber{"Uint64", Value::uint(CMPI_uint64, 3), false},
+                                UiNumber{"Sint64", sint64(3), false}, UiNumber{"Sint64Zero", sint64(0), true},
+                                UiNumber{"Uint16Of256HasNoLowByte", Value::uint(CMPI_uint16, 256), true},
+                                UiNumber{"Text", Value::string("3"), true},
+                                UiNumber{"BooleanFalse", Value::boolean(false), true},
+                                UiNumber{"Reference", Value::reference(devicePath(3, 3, 0)), true},
+                                UiNumber{"Array", Value::array(CMPI_uint8, {Value::uint(CMPI_uint8, 3)}), true}),
+                         CaseName{});
+
+TEST_F(SystemBoard, FunctionWithoutUiNumberCountsAsOnBoard) {
+    Instance device;
+    device.path = devicePath(3, 3, 0);
+    answerFunctions({device}, {});
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
+    EXPECT_THAT(log(), Contains("MakeDeviceBoardAssociation making instance status [12] ui [0]"));
+}
+
+TEST_F(SystemBoard, FailedReadOfUiNumberCountsAsOnBoardWhateverValueCameWithIt) {
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {});
+    manager.instanceTable().getProperty = [](const CMPIInstance*, const char*, CMPIStatus* status) {
+        if (status != nullptr) *status = {CMPI_RC_ERR_FAILED, nullptr};
+        CMPIData rubbish{};
+        rubbish.type = CMPI_uint8;
+        rubbish.state = CMPI_badValue;
+        rubbish.value.uint8 = 3;
+        return rubbish;
+    };
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
+    EXPECT_THAT(log(), Contains("MakeDeviceBoardAssociation making instance status [1] ui [0]"));
+}
+
+// --- associations: log lines ---
+
+TEST_F(SystemBoard, LogsEveryStepToEveryPath) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {withUiNumber(bridgePath(0, 0, 0), 0)});
+    associate(true);
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(pathDeliveredLines(), pathDeliveredLines())));
+}
+
+TEST_F(SystemBoard, LogsBridgeInstancesInOtherWordsThanDeviceInstances) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {withUiNumber(bridgePath(0, 0, 0), 0)});
+    associate(false);
+    EXPECT_THAT(log(),
+                ElementsAreArray(walkLines(instanceDeliveredLines("update"), instanceDeliveredLines("update2"))));
+}
+
+TEST_F(SystemBoard, LogsFunctionsThatAreNotOnIt) {
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {withUiNumber(bridgePath(5, 5, 0), 200)});
+    associate(false);
+    const Lines device = allLines({uiNumberLines(), boardLine("not making instance status [0] ui [3]")});
+    const Lines bridge = allLines({uiNumberLines(), boardLine("not making instance status [0] ui [200]")});
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(device, bridge)));
+}
+
+TEST_F(SystemBoard, LogsAWalkOverNothing) {
+    answerFunctions({}, {});
+    associate(false);
+    EXPECT_THAT(log(), ElementsAreArray(walkLines({}, {})));
+}
+
+TEST_F(SystemBoard, WithoutOneOfTheEnumerationsAssociatesNothing) {
+    for (const char* missing : {"QELTA_PCIDevice", "QELTA_PCIBridge"}) {
+        answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {withUiNumber(bridgePath(0, 0, 0), 0)});
+        answerNoEnumeration(missing);
+        EXPECT_THAT(associate(true), IsEmpty()) << missing;
+        EXPECT_THAT(log(), ElementsAreArray(nothingToAssociateLines())) << missing;
+        EXPECT_EQ(callsOf("bft.enumerateInstances").size(), 2U) << missing;
+        forget();
+    }
+}
+
+TEST_F(SystemBoard, WithoutItsInstanceAssociatesNothing) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {withUiNumber(bridgePath(0, 0, 0), 0)});
+    manager.failAt("eft.newInstance", 1);
+    EXPECT_THAT(associate(false), IsEmpty());
+    EXPECT_THAT(log(), ElementsAreArray(nothingToAssociateLines()));
+}
+
+TEST_F(SystemBoard, TakesAnEmptyEnumerationWithAnErrorStatusAsEmpty) {
+    broker::UpcallAnswer failed;
+    failed.status = CMPI_RC_ERR_FAILED;
+    manager.answerUpcall("QELTA_PCIDevice", failed);
+    answer("QELTA_PCIBridge", {withUiNumber(bridgePath(0, 0, 0), 0)});
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(bridgePath(0, 0, 0))));
+    EXPECT_THAT(log(), ElementsAreArray(walkLines({}, pathDeliveredLines())));
+}
+
+// --- associations: objects that cannot be had are skipped, the others are delivered ---
+
+class SkippedFunction : public SystemBoard {
+ protected:
+    /** Two devices on the board; what the first one's failure leaves is delivered. */
+    void associateWithFault(const std::string& function, unsigned nth, bool namesOnly) {
+        answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(0, 31, 3), 0)}, {});
+        manager.failAt(function, nth);
+        EXPECT_THAT(associate(namesOnly), ElementsAre(onBoardPath(devicePath(0, 31, 3))));
+        EXPECT_TRUE(manager.faultStruck());
+    }
+};
+
+TEST_F(SkippedFunction, WhoseOwnPathIsMissing) {
+    associateWithFault("instance.getObjectPath", 2, true);  // the first is the board's
+    const Lines skipped = allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath not good")});
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {})));
+}
+
+TEST_F(SkippedFunction, ForWhichTheBoardHasNoPath) {
+    associateWithFault("instance.getObjectPath", 1, true);
+    const Lines skipped = allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath not good")});
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {})));
+}
+
+TEST_F(SkippedFunction, WhoseAssociationPathCannotBeMade) {
+    associateWithFault("eft.newObjectPath", 4, true);  // behind the board's and those of the two enumerations
+    const Lines skipped =
+        allLines({onBoardWithPathsLines(),
+                  {"TSysBrd::getObjectPath in the routine", "TSysBrd::getObjectPath could not create the path"},
+                  boardLine("could not get object path")});
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {})));
+}
+
+TEST_F(SkippedFunction, WhoseAssociationCannotBeMadeIsLoggedInTheWordsOfSuccess) {
+    associateWithFault("eft.newInstance", 2, false);  // behind the board's
+    const Lines skipped = allLines({creatingLines(), boardLine("status == CMPI_RC_OK")});
+    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, instanceDeliveredLines("update")}), {})));
+}
+
+TEST_F(SystemBoard, FunctionWhoseUiNumberThrowsCountsAsOnBoard) {
+    for (const bool standard : {true, false}) {
+        answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {});
+        manager.throwAt("instance.getProperty", 1, standard);
+        EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
+        EXPECT_THAT(
+            log(),
+            ElementsAreArray(walkLines(
+                allLines({onBoardLines(0, uint8CaughtLines()), boardLine("depOjbectpath and antobjectpath is good"),
+                          pathLines(), boardLine("setting object path"), boardLine("set object path")}),
+                {})));
+        forget();
+    }
+}
+
+TEST_F(SystemBoard, NullUiNumberIsReadAsZero) {
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), Value::nothing(CMPI_uint8))}, {});
+    associate(true);
+    EXPECT_THAT(log(),
+                ElementsAreArray(walkLines(
+                    allLines({onBoardLines(0, uint8NullLines()), boardLine("depOjbectpath and antobjectpath is good"),
+                              pathLines(), boardLine("setting object path"), boardLine("set object path")}),
+                    {})));
+}
+
+TEST_F(SystemBoard, NullElementEndsTheWalkOverItsClass) {
+    broker::UpcallAnswer holed;
+    holed.elements = {Value::instance(withUiNumber(devicePath(0, 31, 2), 0)), Value::nothing(CMPI_instance),
+                      Value::instance(withUiNumber(devicePath(0, 31, 3), 0))};
+    manager.answerUpcall("QELTA_PCIDevice", holed);
+    answer("QELTA_PCIBridge", {withUiNumber(bridgePath(0, 0, 0), 0)});
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(0, 31, 2)), onBoardPath(bridgePath(0, 0, 0))));
+}
+
+// --- associations: exceptions ---
+
+class BoardException : public SystemBoard, public testing::WithParamInterface<std::tuple<const char*, bool>> {};
+
+TEST_P(BoardException, IsCaughtAndLoggedAndEndsTheRoutine) {
+    const auto [function, standard] = GetParam();
+    unsigned struck = 0;
+    for (const bool namesOnly : {true, false}) {
+        answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {withUiNumber(bridgePath(0, 0, 0), 0)});
+        manager.throwAt(function, 1, standard);
+        EXPECT_NO_THROW(associate(namesOnly));
+        if (manager.faultStruck()) {
+            ++struck;
+            ASSERT_FALSE(log().empty());
+            EXPECT_EQ(log().back(), "MakeDeviceBoardAssociation in the catch statement");
+            EXPECT_THAT(log(), Not(Contains("MakeDeviceBoardAssociation leaving the routine")));
+            EXPECT_THAT(answered(), IsEmpty());
+        }
+        manager.clearFaults();
+        forget();
+    }
+    EXPECT_GT(struck, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryCall, BoardException,
+                         testing::Combine(Values("eft.newObjectPath", "eft.newInstance", "objectPath.addKey",
+                                                 "instance.setProperty", "instance.getObjectPath",
+                                                 "bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
+                                                 "result.returnObjectPath", "result.returnInstance"),
+                                          testing::Bool()));
+
+TEST_F(SystemBoard, KeepsWhatWasDeliveredBeforeAnException) {
+    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(0, 31, 3), 0)}, {});
+    manager.throwAt("enumeration.getNext", 2);
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(0, 31, 2))));
+}
+
+}  // namespace

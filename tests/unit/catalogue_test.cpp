@@ -1,0 +1,554 @@
+/** The names of vendors, devices and classes: loading the catalogues and finding texts in them. */
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <ostream>
+
+#include "tests/unit/pcihost.h"
+
+namespace {
+
+using namespace std::string_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testsupport::PciFunction;
+using tPCIInfo::TPciDevInfo;
+
+// ---------------------------------------------------------------------------------------------------------------
+// Loading: what holds for one catalogue holds for the other
+
+struct Catalogue {
+    const char* name;
+    const char* path;
+    TPciDevInfo::CatalogueText (*load)();
+
+    friend void PrintTo(const Catalogue& catalogue, std::ostream* out) { *out << catalogue.path; }
+};
+
+/** Ends a program that waits for ever, as on a FIFO that nobody writes to. */
+class Watchdog {
+ public:
+    Watchdog() { alarm(60); }
+    ~Watchdog() { alarm(0); }
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+};
+
+class CatalogueLoading : public PciHostTest, public ::testing::WithParamInterface<Catalogue> {
+ protected:
+    std::string relativePath() const { return GetParam().path + 1; }
+
+    void setContent(const std::string& content) { files.setFile(relativePath(), content); }
+
+    void linkTo(const std::string& target) {
+        const auto link = files.path(relativePath());
+        std::filesystem::create_directories(link.parent_path());
+        std::filesystem::create_symlink(target, link);
+    }
+
+    /** Loads the catalogue; whatever comes of it, the file is closed again. */
+    TPciDevInfo::CatalogueText load() {
+        host();
+        const Watchdog watchdog;
+        auto text = GetParam().load();
+        EXPECT_EQ(host().openFiles(), 0U);
+        EXPECT_THAT(host().logTexts(), IsEmpty());
+        return text;
+    }
+};
+
+TEST_P(CatalogueLoading, OpensItsFileForReading) {
+    setContent("text\n");
+    load();
+    const auto opened = host().eventsOf<emulator::FileOpened>();
+    ASSERT_EQ(opened.size(), 1U);
+    EXPECT_EQ(opened[0].path, GetParam().path);
+    EXPECT_EQ(opened[0].mode, "r");
+    EXPECT_TRUE(opened[0].ok);
+}
+
+TEST_P(CatalogueLoading, GivesTheWholeTextTerminated) {
+    setContent("one\r\ntwo\n");
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text.get(), "one\r\ntwo\n");
+}
+
+TEST_P(CatalogueLoading, TerminatesATextWithoutTrailingNewline) {
+    setContent("no line end");
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text.get(), "no line end");
+}
+
+TEST_P(CatalogueLoading, LoadsAFileOfOneByte) {
+    setContent("x");
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text.get(), "x");
+}
+
+TEST_P(CatalogueLoading, LoadsTheBytesBehindAZeroByteToo) {
+    const std::string content = "front\0back"s;
+    setContent(content);
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::memcmp(text.get(), content.c_str(), content.size() + 1), 0);
+}
+
+TEST_P(CatalogueLoading, LoadsSeveralMegabytes) {
+    std::string content(7 * 1024 * 1024, 'n');
+    content += "the end";
+    setContent(content);
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::strlen(text.get()), content.size());
+    EXPECT_STREQ(text.get() + content.size() - 7, "the end");
+}
+
+TEST_P(CatalogueLoading, FollowsALinkToAFile) {
+    files.setFile("elsewhere", "linked"s);
+    linkTo(files.path("elsewhere").string());
+    const auto text = load();
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text.get(), "linked");
+}
+
+TEST_P(CatalogueLoading, GivesNothingForAMissingFile) {
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForAMissingFolder) {
+    files.remove("etc");
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForAnEmptyFile) {
+    setContent("");
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForADirectory) {
+    files.makeDirectory(relativePath());
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForAFifoAndDoesNotWait) {
+    files.makeFifo(relativePath());
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForADevice) {
+    linkTo("/dev/zero");
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForALinkThatLeadsNowhere) {
+    linkTo("/nowhere/at/all");
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, ReadsTheFileAfreshEachTime) {
+    setContent("first");
+    EXPECT_STREQ(load().get(), "first");
+    setContent("second, longer");
+    EXPECT_STREQ(load().get(), "second, longer");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, CatalogueLoading,
+    ::testing::Values(Catalogue{"VendorsAndDevices", "/etc/vmware/pci.xml", &TPciDevInfo::getVendDeviceDescripts},
+                      Catalogue{"Classes", "/etc/vmware/pci.classlist", &TPciDevInfo::getClassDescripts}),
+    [](const auto& row) { return row.param.name; });
+
+// ---------------------------------------------------------------------------------------------------------------
+// Vendors and devices
+
+std::string lookUp(const std::string& text, const char* key, int id, const char* defaultName) {
+    std::string name = "what was there before";
+    TPciDevInfo::assignID(text.c_str(), key, id, defaultName, name);
+    return name;
+}
+
+std::string vendorName(const std::string& text, int id) {
+    return lookUp(text, "vendor id", id, "vendor");
+}
+
+std::string deviceName(const std::string& text, int id) {
+    return lookUp(text, "device id", id, "descrip");
+}
+
+constexpr char kCatalogue[] = R"(<?xml version="1.0"?>
+<pcitable>
+  <vendor id="10ec">
+    <name>Realtek</name>
+    <device id="8139"><name>RTL8139</name></device>
+    <device id="1229"><name>A clone</name></device>
+  </vendor>
+  <vendor id="8086">
+    <name>Intel Corporation</name>
+    <device id="1229"><name>82557</name></device>
+    <device id="7190"><vendorsays>nothing</vendorsays></device>
+    <device id="7191"><name>440BX AGP</name></device>
+  </vendor>
+  <vendor id="000f"><name>Padded</name></vendor>
+</pcitable>
+)";
+
+TEST(NameLookup, TakesTheNameBehindTheKey) {
+    EXPECT_EQ(vendorName(kCatalogue, 0x8086), "Intel Corporation");
+    EXPECT_EQ(vendorName(kCatalogue, 0x10EC), "Realtek");
+    EXPECT_EQ(deviceName(kCatalogue, 0x8139), "RTL8139");
+    EXPECT_EQ(deviceName(kCatalogue, 0x7191), "440BX AGP");
+}
+
+TEST(NameLookup, LooksForFourDigitsPaddedWithZeros) {
+    EXPECT_EQ(vendorName(kCatalogue, 0x000F), "Padded");
+    EXPECT_EQ(vendorName(R"(<vendor id="f"><name>Not padded</name>)", 0x000F), "vendor");
+}
+
+TEST(NameLookup, TwoDevicesWithOneIdGetTheNameOfTheFirstEntryWhateverItsVendor) {
+    EXPECT_EQ(deviceName(kCatalogue, 0x1229), "A clone");
+}
+
+TEST(NameLookup, AnEntryWithoutANameTakesThatOfTheNextEntryThatHasOne) {
+    EXPECT_EQ(deviceName(kCatalogue, 0x7190), "440BX AGP");
+}
+
+TEST(NameLookup, AnUnknownIdGivesTheDefault) {
+    EXPECT_EQ(vendorName(kCatalogue, 0x1234), "vendor");
+    EXPECT_EQ(deviceName(kCatalogue, 0x1234), "descrip");
+    EXPECT_EQ(deviceName(kCatalogue, 0x8086), "descrip") << "the number of a vendor is none of a device";
+}
+
+TEST(NameLookup, AMissingCatalogueGivesTheDefault) {
+    std::string name = "before";
+    TPciDevInfo::assignID(nullptr, "vendor id", 0x8086, "vendor", name);
+    EXPECT_EQ(name, "vendor");
+}
+
+TEST(NameLookup, AnEmptyTextGivesTheDefault) {
+    EXPECT_EQ(vendorName("", 0x8086), "vendor");
+}
+
+TEST(NameLookup, AVendorIsFoundOnlyWhenItsAttributeIsWrittenExactly) {
+    const std::string name = "><name>Realtek</name>";
+    EXPECT_EQ(vendorName("<vendor id=\"10ec\"" + name, 0x10EC), "Realtek");
+    for (const char* attribute :
+         {"vendor id=\"10EC\"", "vendor id=\"10Ec\"", "vendor id = \"10ec\"", "vendor id= \"10ec\"",
+          "vendor id =\"10ec\"", "vendor id='10ec'", "vendor id=10ec", "vendor  id=\"10ec\"", "vendor\tid=\"10ec\"",
+          "Vendor id=\"10ec\"", "vendor id=\"0x10ec\"", "vendor id=\"10ec \"", "vendor id=\" 10ec\"", "id=\"10ec\""}) {
+        EXPECT_EQ(vendorName("<" + (attribute + name), 0x10EC), "vendor") << attribute;
+    }
+}
+
+TEST(NameLookup, TheKeyIsFoundAnywhereInTheText) {
+    EXPECT_EQ(vendorName(R"(<!-- vendor id="8086" --><name>From a comment</name>)", 0x8086), "From a comment");
+    EXPECT_EQ(vendorName(R"(<card subvendor id="8086"><name>From another attribute</name>)", 0x8086),
+              "From another attribute");
+    EXPECT_EQ(vendorName(R"(no markup at all: vendor id="8086" <name>In plain text</name>)", 0x8086), "In plain text");
+}
+
+TEST(NameLookup, TheFirstOccurrenceOfTheKeyDecides) {
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>One</name><vendor id="8086"><name>Two</name>)", 0x8086), "One");
+}
+
+TEST(NameLookup, TheNameIsTakenExactlyAsItStands) {
+    EXPECT_EQ(vendorName("<vendor id=\"8086\"><name> \tA &amp; B\r\n <i>x</i> </name>", 0x8086),
+              " \tA &amp; B\r\n <i>x</i> ");
+    EXPECT_EQ(vendorName("<vendor id=\"8086\"><name>Bj\xC3\xB6rn \xFF\x01</name>", 0x8086), "Bj\xC3\xB6rn \xFF\x01");
+}
+
+TEST(NameLookup, AnEmptyNameIsAName) {
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name></name>)", 0x8086), "");
+}
+
+TEST(NameLookup, ANameInFrontOfTheKeyDoesNotCount) {
+    EXPECT_EQ(vendorName(R"(<name>Before</name><vendor id="8086">)", 0x8086), "vendor");
+}
+
+TEST(NameLookup, OnlyTheBareTagOpensAName) {
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name lang="en">Intel</name>)", 0x8086), "vendor");
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><NAME>Intel</NAME>)", 0x8086), "vendor");
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"></name><name>Intel</name>)", 0x8086), "Intel");
+}
+
+TEST(NameLookup, ANameThatIsNeverClosedGivesTheDefault) {
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel Corporation)", 0x8086), "vendor");
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel</NAME></name )", 0x8086), "vendor");
+}
+
+TEST(NameLookup, ANameRunsToTheFirstClosingTagEvenOfALaterEntry) {
+    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel<x><name>Other</name>)", 0x8086), "Intel<x><name>Other");
+}
+
+TEST(NameLookup, EveryCutOfTheTextIsSurvived) {
+    const std::string text = R"(<vendor id="8086"><name>Intel</name>)";
+    for (std::size_t length = 0; length < text.size(); ++length)
+        EXPECT_EQ(vendorName(text.substr(0, length), 0x8086), "vendor") << length;
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Classes
+
+std::string classText(const std::string& text, unsigned char classCode, unsigned char subclass) {
+    std::string out = "what was there before";
+    TPciDevInfo::assignClassID(text.c_str(), classCode, subclass, "PIC:", out);
+    return out;
+}
+
+constexpr char kClassList[] =
+    "# comment\n"
+    "C 00  Unclassified device\n"
+    "\t00  Non-VGA unclassified device\n"
+    "\t01  VGA compatible unclassified device\n"
+    "C 01  Mass storage controller\n"
+    "\t00  SCSI storage controller\n"
+    "\t01  IDE interface\n"
+    "\t\t80  Master\n"
+    "\t06  SATA controller\n"
+    "C 02  Network controller\n"
+    "\t00  Ethernet controller\n"
+    "\t07  Broadband thing\n"
+    "C 0c  Serial bus controller\n"
+    "\t03  USB controller\n"
+    "\t0c  Twelfth\n";
+
+TEST(ClassLookup, TakesTheRestOfTheSubclassLine) {
+    EXPECT_EQ(classText("C 01  Mass storage controller\n\t00  SCSI storage controller\n", 0x01, 0x00),
+              "SCSI storage controller");
+    EXPECT_EQ(classText(kClassList, 0x01, 0x06), "SATA controller");
+    EXPECT_EQ(classText(kClassList, 0x02, 0x00), "Ethernet controller");
+    EXPECT_EQ(classText(kClassList, 0x0C, 0x03), "USB controller");
+}
+
+TEST(ClassLookup, ASubclassWithTheDigitsOfItsClassFindsItsOwnLine) {
+    EXPECT_EQ(classText(kClassList, 0x01, 0x01), "IDE interface");
+    EXPECT_EQ(classText(kClassList, 0x00, 0x00), "Non-VGA unclassified device");
+    EXPECT_EQ(classText(kClassList, 0x0C, 0x0C), "Twelfth");
+}
+
+TEST(ClassLookup, AnUnknownClassGivesTheDefault) {
+    EXPECT_EQ(classText(kClassList, 0x55, 0x00), "PIC:");
+}
+
+TEST(ClassLookup, ASubclassThatComesNowhereBehindTheClassGivesTheDefault) {
+    EXPECT_EQ(classText(kClassList, 0x0C, 0x80), "PIC:") << "80 stands in front of class 0c only";
+}
+
+TEST(ClassLookup, AMissingListGivesTheDefault) {
+    std::string out = "before";
+    TPciDevInfo::assignClassID(nullptr, 0x06, 0x04, "PCI Bridge:", out);
+    EXPECT_EQ(out, "PCI Bridge:");
+}
+
+TEST(ClassLookup, AnEmptyListGivesTheDefault) {
+    EXPECT_EQ(classText("", 0x01, 0x00), "PIC:");
+}
+
+TEST(ClassLookup, ASubclassMissingFromItsClassTakesTheFirstLaterOccurrenceOfItsDigits) {
+    EXPECT_EQ(classText(kClassList, 0x01, 0x07), "Broadband thing") << "a sub-class of the next class";
+    EXPECT_EQ(classText(kClassList, 0x01, 0x0C), "Serial bus controller") << "the digits of a class";
+    EXPECT_EQ(classText(kClassList, 0x01, 0x80), "Master") << "a programming interface";
+}
+
+TEST(ClassLookup, SubclassDigitsAreFoundInsideOtherWords) {
+    // Broadband: the letters from the fourth on behind "ad".
+    EXPECT_EQ(classText(kClassList, 0x01, 0xAD), "nd thing");
+    EXPECT_EQ(classText("C 01  x\n\tnumber 20010 of it\n\t10  Ten\n", 0x01, 0x10), "f it");
+}
+
+TEST(ClassLookup, DigitsAreLowercase) {
+    EXPECT_EQ(classText("C 0C  x\n\t03  USB\n", 0x0C, 0x03), "PIC:");
+    EXPECT_EQ(classText("C 0c  x\n\t0A  upper\n\t0a  lower\n", 0x0C, 0x0A), "lower");
+}
+
+TEST(ClassLookup, TheFirstPlaceThatLooksLikeTheClassCounts) {
+    EXPECT_EQ(classText("# the ABC 01 of it\n\t00  From the comment\nC 01  x\n\t00  From the list\n", 0x01, 0x00),
+              "From the comment");
+}
+
+TEST(ClassLookup, ExactlyOneBlankStandsBetweenTheLetterAndTheClass) {
+    EXPECT_EQ(classText("C  01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
+    EXPECT_EQ(classText("C\t01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
+    EXPECT_EQ(classText("c 01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
+}
+
+TEST(ClassLookup, TwoSeparatorsAreSkippedWhateverTheyAre) {
+    EXPECT_EQ(classText("C 01\n00: Text\n", 0x01, 0x00), "Text");
+    EXPECT_EQ(classText("C 01\n00 Text\n", 0x01, 0x00), "ext");
+    EXPECT_EQ(classText("C 01\n00    Text  \n", 0x01, 0x00), "  Text  ");
+}
+
+TEST(ClassLookup, WithCarriageReturnsTheTextBeginsFourCharactersLateAndKeepsTheReturn) {
+    EXPECT_EQ(classText("C 01  Mass storage\r\n\t00  SCSI storage controller\r\n", 0x01, 0x00),
+              " storage controller\r");
+}
+
+TEST(ClassLookup, ACarriageReturnAnywhereFurtherDownIsEnoughToBeginLate) {
+    EXPECT_EQ(classText("C 01  x\n\t00  SCSI storage\n\t01  IDE\n\t02  Floppy\r\n", 0x01, 0x00), " storage");
+}
+
+TEST(ClassLookup, ACarriageReturnInFrontOfTheSubclassChangesNothing) {
+    EXPECT_EQ(classText("C 01  x\r\n\t00  SCSI storage\n", 0x01, 0x00), "SCSI storage");
+}
+
+TEST(ClassLookup, WithCarriageReturnsAndNoLineFeedTheTextRunsToTheEnd) {
+    EXPECT_EQ(classText("C 01\r\t00  SCSI\r\t01  IDE\r", 0x01, 0x00), "\r\t01  IDE\r");
+}
+
+TEST(ClassLookup, WithCarriageReturnsAShortTextRunsIntoTheNextLine) {
+    // "\t01  IDE" begins four characters behind the digits 00, and its text four later.
+    EXPECT_EQ(classText("C 01\r\n\t00\r\n\t01  IDE\r\n", 0x01, 0x00), " IDE\r");
+}
+
+TEST(ClassLookup, WithoutALineEndTheTextRunsToTheEnd) {
+    EXPECT_EQ(classText("C 01\n\t00  SCSI storage", 0x01, 0x00), "SCSI storage");
+}
+
+TEST(ClassLookup, ALineThatEndsBeforeItsTextBeginsHasAnEmptyText) {
+    EXPECT_EQ(classText("C 01\n\t00\n\t01  IDE\n", 0x01, 0x00), "");
+    EXPECT_EQ(classText("C 01\n\t00 \n\t01  IDE\n", 0x01, 0x00), "");
+    EXPECT_EQ(classText("C 01\n\t00  \n\t01  IDE\n", 0x01, 0x00), "");
+}
+
+TEST(ClassLookup, AListCutRightBehindTheDigitsGivesAnEmptyText) {
+    for (const char* rest : {"", " ", "  ", "\r", "\r\n", "\n", " \r", " \r\n"})
+        EXPECT_EQ(classText("C 01\n\t00"s + rest, 0x01, 0x00), "") << ::testing::PrintToString(rest);
+}
+
+TEST(ClassLookup, AListCutWithinTheDigitsGivesTheDefault) {
+    EXPECT_EQ(classText("C 01\n\t0", 0x01, 0x00), "PIC:");
+    EXPECT_EQ(classText("C 01", 0x01, 0x00), "PIC:");
+    EXPECT_EQ(classText("C 0", 0x01, 0x00), "PIC:");
+}
+
+/** The text with line feeds turned into another line end. */
+std::string withLineEnds(const std::string& text, const std::string& lineEnd) {
+    std::string result;
+    for (const char c : text) result += c == '\n' ? lineEnd : std::string(1, c);
+    return result;
+}
+
+TEST(ClassLookup, NoCutOfAListLeadsOutOfIt) {
+    for (const char* lineEnd : {"\n", "\r\n", "\r", "\n\r"}) {
+        const std::string whole = withLineEnds(kClassList, lineEnd);
+        for (std::size_t length = 0; length <= whole.size(); ++length) {
+            const std::string text = whole.substr(0, length);
+            for (const char subclass : {'\x00', '\x01', '\x06', '\x0C', '\x80', '\xAD'}) {
+                const std::string out = classText(text, 0x01, static_cast<unsigned char>(subclass));
+                EXPECT_TRUE(out == "PIC:" || text.find(out) != std::string::npos) << length << ": " << out;
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Names of scanned functions
+
+class CatalogueOfAScan : public PciHostTest {
+ protected:
+    CatalogueOfAScan() {
+        bridge.dev = 1;
+        bridge.classCode = 0x06;
+        bridge.subclass = 0x04;
+        bridge.vendor = 0x8086;
+        bridge.device = 0x7191;
+        nic.dev = 2;
+        nic.classCode = 0x02;
+        nic.vendor = 0x10EC;
+        nic.device = 0x8139;
+        files.addFunction(bridge).addFunction(nic);
+    }
+
+    /** vendor, device and class text of the network controller, or of the bridge */
+    std::vector<std::string> nicNames() { return names(devices()); }
+    std::vector<std::string> bridgeNames() { return names(bridges()); }
+
+    PciFunction bridge;
+    PciFunction nic;
+
+ private:
+    static std::vector<std::string> names(const std::vector<tPCIInfo::sPciDevices>& records) {
+        if (records.size() != 1) return {"not one record"};
+        return {records[0].vendorName, records[0].deviceName, records[0].className};
+    }
+};
+
+TEST_F(CatalogueOfAScan, FunctionsAreNamedFromBothFiles) {
+    files.setCatalogue(kCatalogue).setClassList(kClassList + "C 06  Bridge\n\t04  PCI bridge\n"s);
+    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ethernet controller"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("Intel Corporation", "440BX AGP", "PCI bridge"));
+}
+
+TEST_F(CatalogueOfAScan, WithoutAnyCatalogueEveryNameIsADefault) {
+    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("vendor", "descrip", "PCI Bridge:"));
+}
+
+TEST_F(CatalogueOfAScan, WithAnEmptyClassListEveryBridgeIsAPciBridgeAndEverythingElseAPic) {
+    files.setCatalogue(kCatalogue).setClassList("");
+    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "PIC:"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("Intel Corporation", "440BX AGP", "PCI Bridge:"));
+}
+
+TEST_F(CatalogueOfAScan, WithoutADeviceCatalogueClassesAreStillNamed) {
+    files.setClassList(kClassList);
+    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "Ethernet controller"));
+}
+
+TEST_F(CatalogueOfAScan, FifosInPlaceOfTheCataloguesAreNoCatalogues) {
+    files.makeFifo("etc/vmware/pci.xml").makeFifo("etc/vmware/pci.classlist");
+    const Watchdog watchdog;
+    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
+}
+
+TEST_F(CatalogueOfAScan, WhatStandsBehindAZeroByteIsNotSeen) {
+    files.setCatalogue("\0"s + kCatalogue).setClassList("C 01\n\0"s + kClassList);
+    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
+}
+
+TEST_F(CatalogueOfAScan, WhatStandsInFrontOfAZeroByteIsSeen) {
+    files.setCatalogue(kCatalogue + "\0rest"s).setClassList("C 02\n\t00  Ether\0net\n"s);
+    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ether"));
+}
+
+TEST_F(CatalogueOfAScan, NamesAreLookedUpAfreshForEachRequest) {
+    files.setCatalogue(kCatalogue).setClassList(kClassList);
+    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ethernet controller"));
+    files.setCatalogue(R"(<vendor id="10ec"><name>Renamed</name>)").setClassList("C 02\n\t00  Other\n");
+    EXPECT_THAT(nicNames(), ElementsAre("Renamed", "descrip", "Other"));
+    files.remove("etc/vmware/pci.xml").remove("etc/vmware/pci.classlist");
+    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
+}
+
+TEST_F(CatalogueOfAScan, NamesAreFoundAtTheEndOfACatalogueOfSeveralMegabytes) {
+    std::string text;
+    while (text.size() < 5 * 1024 * 1024) text += "<device id=\"ffff\">\n  <nome>never a name</nome>\n</device>\n";
+    files.setCatalogue(text + kCatalogue);
+    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "PIC:"));
+}
+
+TEST_F(CatalogueOfAScan, MissingAndUnknownNamesLogNothing) {
+    devices();
+    const auto without = host().logTexts();
+    host().clearEvents();
+    files.setCatalogue(kCatalogue).setClassList(kClassList);
+    devices();
+    EXPECT_EQ(host().logTexts(), without);
+}
+
+TEST_F(CatalogueOfAScan, EachCatalogueIsLoadedOncePerScan) {
+    files.setCatalogue(kCatalogue).setClassList(kClassList);
+    devices();
+    for (const char* path : {"/etc/vmware/pci.xml", "/etc/vmware/pci.classlist"}) {
+        const auto opened = host().eventsOf<emulator::FileOpened>();
+        EXPECT_EQ(std::count_if(opened.begin(), opened.end(), [&](const auto& file) { return file.path == path; }), 1)
+            << path;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,537 @@
+#include <fmt/format.h>
+
+#include "tests/unit/inventory.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Value;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Values;
+using tPCIInfo::TPciDevInfo;
+using namespace testsupport;
+
+constexpr char kSlotClass[] = "QELTA_SystemSlot";
+
+ObjectPath taggedPath(const Value& tag) {
+    ObjectPath path = slotPath(0);
+    path.keys.back().value = tag;
+    return path;
+}
+
+Instance numbered(unsigned tagNumber, const Value& number) {
+    return instanceOf(slotPath(tagNumber), "Number", number);
+}
+
+/** Two functions of device 3 on bus 3, a bridge of device 3 on bus 4, and a device and a bridge elsewhere. */
+class DeviceInSlot : public InventoryTest {
+ protected:
+    DeviceInSlot() {
+        files.addFunction(deviceAt(0, 0, 0));
+        files.addFunction(deviceAt(3, 3, 0));
+        files.addFunction(bridgeAt(4, 3, 0));
+        files.addFunction(bridgeAt(4, 4, 0));
+        files.addFunction(deviceAt(3, 3, 1));
+    }
+
+    /** The associations of a slot with number 3. */
+    static Paths associationsOf(const ObjectPath& slot) {
+        ObjectPath path = inSlotPath(0, devicePath(3, 3, 0));
+        Paths paths;
+        for (const ObjectPath& function : {devicePath(3, 3, 0), devicePath(3, 3, 1), bridgePath(4, 3, 0)}) {
+            path.keys = {{"Antecedent", Value::reference(slot)}, {"Dependent", Value::reference(function)}};
+            paths.push_back(path);
+        }
+        return paths;
+    }
+    static Paths associations() { return associationsOf(slotPath(3)); }
+    static Paths functionsInSlot() { return {devicePath(3, 3, 0), devicePath(3, 3, 1), bridgePath(4, 3, 0)}; }
+
+    Paths create(const ObjectPath* slot, int number, bool namesOnly) {
+        const auto info = scan();
+        info->CreateDeviceSlotAssociation(handle(), result(), slot != nullptr ? scope->make(*slot) : nullptr, number,
+                                          namesOnly);
+        return answered();
+    }
+    Paths makeAll(bool namesOnly) {
+        const auto info = scan();
+        info->MakeDeviceSlotAssociation(handle(), context(), result(), namesOnly);
+        return answered();
+    }
+    Paths referencesOf(const ObjectPath& slot, bool namesOnly) {
+        const auto info = scan();
+        info->GetAssocRefFromSlotInstances(handle(), context(), result(), scope->make(slot), namesOnly);
+        return answered();
+    }
+    Paths functionsOf(const ObjectPath& slot, bool namesOnly) {
+        const auto info = scan();
+        info->GetDeviceFromSlotAssocInstances(handle(), context(), result(), scope->make(slot), namesOnly);
+        return answered();
+    }
+    Paths functionsOfAllSlots(bool namesOnly) {
+        const auto info = scan();
+        info->GetDeviceFromSlotAssocInstances(handle(), context(), result(), nullptr, namesOnly);
+        return answered();
+    }
+};
+
+// --- the association's path ---
+
+TEST_F(DeviceInSlot, AssociationPathHoldsAntecedentThenDependent) {
+    const auto info = scan();
+    CMPIObjectPath* path = info->getObjectPath(handle(), "root/kavix", "QELTA_DeviceInSlot", scope->make(slotPath(3)),
+                                               scope->make(devicePath(3, 3, 0)));
+    ASSERT_NE(path, nullptr);
+    EXPECT_EQ(scope->read(path), inSlotPath(3, devicePath(3, 3, 0)));
+    EXPECT_THAT(callsOf("objectPath.addKey"), ElementsAre("Antecedent", "Dependent"));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, AssociationPathIsMadeWithoutItsReferencesToo) {
+    const auto info = scan();
+    CMPIObjectPath* path = info->getObjectPath(handle(), "root/kavix", "QELTA_DeviceInSlot", nullptr, nullptr);
+    ASSERT_NE(path, nullptr);
+    EXPECT_THAT(scope->read(path).keys, IsEmpty());
+}
+
+TEST_F(DeviceInSlot, AssociationPathThatCannotBeMadeIsNull) {
+    const auto info = scan();
+    CMPIObjectPath* end = scope->make(slotPath(3));
+    manager.failAt("eft.newObjectPath", 1);
+    EXPECT_EQ(info->getObjectPath(handle(), "root/kavix", "QELTA_DeviceInSlot", end, end), nullptr);
+}
+
+// --- the associations of one slot ---
+
+TEST_F(DeviceInSlot, EveryFunctionOfAMultiFunctionDeviceIsAssociatedDevicesFirst) {
+    const ObjectPath slot = slotPath(3);
+    EXPECT_THAT(create(&slot, 3, true), ElementsAreArray(associations()));
+    EXPECT_THAT(create(&slot, 3, false), ElementsAreArray(associations()));
+}
+
+TEST_F(DeviceInSlot, AssociationInstanceCarriesBothReferencesAndNothingElse) {
+    const ObjectPath slot = slotPath(3);
+    create(&slot, 3, false);
+    ASSERT_EQ(scope->response().instances.size(), 3U);
+    for (const Instance& association : scope->response().instances) {
+        EXPECT_EQ(association.properties, association.path.keys);
+        EXPECT_EQ(association.properties.size(), 2U);
+    }
+    EXPECT_THAT(callsOf("instance.setProperty"),
+                ElementsAre("Antecedent", "Dependent", "Antecedent", "Dependent", "Antecedent", "Dependent"));
+}
+
+TEST_F(DeviceInSlot, LogsEveryFunctionOfBothLists) {
+    const ObjectPath slot = slotPath(3);
+    create(&slot, 3, true);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({noMatchLines(0, 3), pathDeliveredLines(3), pathDeliveredLines(3),
+                                                  pathDeliveredLines(3), noMatchLines(4, 3)})));
+    create(&slot, 3, false);
+    EXPECT_THAT(log(),
+                ElementsAreArray(allLines({noMatchLines(0, 3), instanceDeliveredLines(3), instanceDeliveredLines(3),
+                                           instanceDeliveredLines(3), noMatchLines(4, 3)})));
+}
+
+TEST_F(DeviceInSlot, SlotNumberIsNotCutToEightBitsForTheComparison) {
+    const ObjectPath slot = slotPath(3);
+    EXPECT_THAT(create(&slot, 259, true), IsEmpty());
+    EXPECT_THAT(log(), Contains("MakeDeviceSlotAssociation found no match checking device slot [3] against slotnumber "
+                                "[259]"));
+}
+
+TEST_F(DeviceInSlot, SlotNumberZeroMatchesDeviceNumberZeroHere) {
+    const ObjectPath slot = slotPath(0);
+    EXPECT_THAT(create(&slot, 0, true), ElementsAre(inSlotPath(0, devicePath(0, 0, 0))));
+}
+
+TEST_F(DeviceInSlot, MissingSlotPathIsLoggedForEveryMatch) {
+    EXPECT_THAT(create(nullptr, 3, true), IsEmpty());
+    const Lines nullPaths = allLines({matchLines(3), makeLine("object paths null")});
+    EXPECT_THAT(log(),
+                ElementsAreArray(allLines({noMatchLines(0, 3), nullPaths, nullPaths, nullPaths, noMatchLines(4, 3)})));
+}
+
+/** A path that cannot be made: the nth of a walk, the first function's path and its association's. */
+class AssociationPath : public DeviceInSlot, public testing::WithParamInterface<unsigned> {};
+
+TEST_P(AssociationPath, ThatCannotBeMadeSkipsItsFunctionAlone) {
+    const auto info = scan();
+    CMPIObjectPath* slot = scope->make(slotPath(3));
+    manager.failAt("eft.newObjectPath", GetParam());
+    info->CreateDeviceSlotAssociation(handle(), result(), slot, 3, true);
+    EXPECT_THAT(answered(), ElementsAre(associations()[1], associations()[2]));
+    EXPECT_THAT(log(), ElementsAreArray(allLines({noMatchLines(0, 3), matchLines(3), makeLine("object paths null"),
+                                                  pathDeliveredLines(3), pathDeliveredLines(3), noMatchLines(4, 3)})));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfFunctionAndAssociation, AssociationPath, Values(1U, 2U));
+
+TEST_F(DeviceInSlot, AssociationThatCannotBeMadeIsSkippedAlone) {
+    const auto info = scan();
+    CMPIObjectPath* slot = scope->make(slotPath(3));
+    manager.failAt("eft.newInstance", 2);
+    info->CreateDeviceSlotAssociation(handle(), result(), slot, 3, false);
+    EXPECT_THAT(answered(), ElementsAre(associations()[0], associations()[2]));
+    const Lines failed = allLines({matchLines(3), makeLine("object paths not null"), makeLine("creating instance"),
+                                   makeLine("could not creating instance")});
+    EXPECT_THAT(log(), ElementsAreArray(allLines({noMatchLines(0, 3), instanceDeliveredLines(3), failed,
+                                                  instanceDeliveredLines(3), noMatchLines(4, 3)})));
+}
+
+// --- the associations of all slots ---
+
+/** One slot up to its number; the "intance" line stands there twice. */
+Lines slotLines(unsigned number, const Lines& readerLines = uint8Lines()) {
+    return allLines({nextInstanceLines(), makeLine("got next intance"), makeLine("got next intance"), readerLines,
+                     makeLine(fmt::format("got slot number of {}", number))});
+}
+
+Lines startLines() {
+    return allLines({makeLine("int the routine"), makeLine("got the path"), makeLine("path is not null"),
+                     makeLine("getting system slots"), makeLine("got system slots")});
+}
+
+Lines walkingLines() {
+    return allLines({startLines(), makeLine("was able to get instances of system slot")});
+}
+
+TEST_F(DeviceInSlot, EverySlotIsAssociatedInTheOrderOfTheEnumeration) {
+    answer(kSlotClass, {slotInstance(4), slotInstance(9), slotInstance(3)});
+    const Paths expected = allPaths({{inSlotPath(4, bridgePath(4, 4, 0))}, associations()});
+    EXPECT_THAT(makeAll(true), ElementsAreArray(expected));
+    EXPECT_THAT(makeAll(false), ElementsAreArray(expected));
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), ElementsAre(kSlotClass));
+}
+
+TEST_F(DeviceInSlot, LogsEverySlotAndTheIntanceLineTwice) {
+    answer(kSlotClass, {slotInstance(3), slotInstance(0)});
+    makeAll(true);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({walkingLines(), slotLines(3), noMatchLines(0, 3),
+                                                  pathDeliveredLines(3), pathDeliveredLines(3), pathDeliveredLines(3),
+                                                  noMatchLines(4, 3), slotLines(0), noNextInstanceLines()})));
+}
+
+TEST_F(DeviceInSlot, SlotNumberZeroHasNoAssociation) {
+    answer(kSlotClass, {slotInstance(0)});
+    EXPECT_THAT(makeAll(true), IsEmpty());
+    EXPECT_THAT(makeAll(false), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, NumberIsReadInEightBitsWhenEverythingIsAssociated) {
+    answer(kSlotClass, {numbered(3, Value::uint(CMPI_uint16, 259)), numbered(4, Value::uint(CMPI_uint16, 256))});
+    EXPECT_THAT(makeAll(true), ElementsAreArray(associations()));
+}
+
+TEST_F(DeviceInSlot, TwoSlotsWithOneNumberAreBothAssociated) {
+    const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
+    answer(kSlotClass, {slotInstance(3), twin});
+    EXPECT_THAT(makeAll(true), ElementsAreArray(allPaths({associations(), associationsOf(twin.path)})));
+}
+
+TEST_F(DeviceInSlot, SystemWithoutSlotsHasNoAssociation) {
+    answer(kSlotClass, {});
+    EXPECT_THAT(makeAll(false), IsEmpty());
+    EXPECT_THAT(log(), ElementsAreArray(allLines({walkingLines(), noNextInstanceLines()})));
+}
+
+TEST_F(DeviceInSlot, SlotsThatCannotBeEnumeratedAreLogged) {
+    answerNoEnumeration(kSlotClass);
+    EXPECT_THAT(makeAll(false), IsEmpty());
+    EXPECT_THAT(log(),
+                ElementsAreArray(allLines({startLines(), makeLine("was not able to get instances of system slot")})));
+}
+
+TEST_F(DeviceInSlot, MissingClassPathEndsTheRoutineBehindItsLogLine) {
+    const auto info = scan();
+    manager.failAt("eft.newObjectPath", 1);
+    info->MakeDeviceSlotAssociation(handle(), context(), result(), false);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({makeLine("int the routine"), makeLine("got the path")})));
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, SlotWithoutAPathIsWalkedInVain) {
+    answer(kSlotClass, {slotInstance(3)});
+    const auto info = scan();
+    manager.failAt("instance.getObjectPath", 1);
+    info->MakeDeviceSlotAssociation(handle(), context(), result(), true);
+    EXPECT_THAT(answered(), IsEmpty());
+    EXPECT_THAT(log(), Contains("MakeDeviceSlotAssociation object paths null").Times(3));
+}
+
+TEST_F(DeviceInSlot, SlotWhoseNumberThrowsCountsAsNumberZero) {
+    answer(kSlotClass, {slotInstance(3)});
+    for (const bool standard : {true, false}) {
+        const auto info = scan();
+        manager.throwAt("instance.getProperty", 1, standard);
+        info->MakeDeviceSlotAssociation(handle(), context(), result(), true);
+        EXPECT_THAT(answered(), IsEmpty());
+        EXPECT_THAT(log(), ElementsAreArray(
+                               allLines({walkingLines(), slotLines(0, uint8CaughtLines()), noNextInstanceLines()})));
+    }
+}
+
+/** A call that throws, and the lines up to there. */
+struct ThrowingCall {
+    const char* function;
+    Lines (*lines)();
+};
+
+class AssociatingAllSlots : public DeviceInSlot, public testing::WithParamInterface<ThrowingCall> {};
+
+TEST_P(AssociatingAllSlots, EndsWithALogLineAtAnException) {
+    answer(kSlotClass, {slotInstance(3)});
+    for (const bool standard : {true, false}) {
+        const auto info = scan();
+        manager.throwAt(GetParam().function, 1, standard);
+        EXPECT_NO_THROW(info->MakeDeviceSlotAssociation(handle(), context(), result(), true));
+        EXPECT_TRUE(manager.faultStruck());
+        EXPECT_THAT(log(), ElementsAreArray(allLines({GetParam().lines(), makeLine("system slots failed")})));
+        EXPECT_THAT(answered(), IsEmpty());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfEveryCall, AssociatingAllSlots,
+    Values(ThrowingCall{"bft.enumerateInstances",
+                        [] {
+                            Lines lines = startLines();
+                            lines.pop_back();  // "got system slots" is not reached
+                            return lines;
+                        }},
+           ThrowingCall{"enumeration.hasNext",
+                        [] {
+                            return allLines({walkingLines(), {nextInstanceLines()[0], nextInstanceLines()[1]}});
+                        }},
+           ThrowingCall{"enumeration.getNext",
+                        [] {
+                            Lines next = nextInstanceLines();
+                            next.pop_back();
+                            return allLines({walkingLines(), next});
+                        }},
+           ThrowingCall{"instance.getObjectPath",
+                        [] {
+                            return allLines({walkingLines(), nextInstanceLines(), makeLine("got next intance")});
+                        }},
+           ThrowingCall{"result.returnObjectPath", [] {
+                            return allLines({walkingLines(), slotLines(3), noMatchLines(0, 3), pathDeliveredLines(3)});
+                        }}));
+
+// --- the associations of one slot, asked for by its path ---
+
+Lines referenceStartLines(unsigned number) {
+    return allLines({fromSlotLine("in the routine routine"), fromSlotLine("not creating path"),
+                     fromSlotLine(fmt::format("not creating path for slotnum [{}]", number))});
+}
+
+TEST_F(DeviceInSlot, ReferencesOfASlotNameTheFunctionsInIt) {
+    answer(kSlotClass, {slotInstance(4), slotInstance(3)});
+    EXPECT_THAT(referencesOf(slotPath(3), true), ElementsAreArray(associations()));
+    EXPECT_THAT(referencesOf(slotPath(3), false), ElementsAreArray(associations()));
+}
+
+TEST_F(DeviceInSlot, ReferencesNameTheSlotPathThatTheObjectManagerGivesBack) {
+    Instance known = slotInstance(3);
+    known.path.keys[1].value = Value::string("otherhost");
+    answer(kSlotClass, {known});
+    EXPECT_THAT(referencesOf(slotPath(3), true), ElementsAreArray(associationsOf(known.path)));
+}
+
+TEST_F(DeviceInSlot, ReferencesOfTwoSlotsWithOneNumberAreThoseOfEach) {
+    const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
+    answer(kSlotClass, {slotInstance(3), slotInstance(4), twin});
+    EXPECT_THAT(referencesOf(slotPath(3), true),
+                ElementsAreArray(allPaths({associations(), associationsOf(twin.path)})));
+}
+
+TEST_F(DeviceInSlot, ReferencesOfASlotLogEverySlotToTheEnd) {
+    answer(kSlotClass, {slotInstance(3), slotInstance(4)});
+    referencesOf(slotPath(3), true);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(3), slotRefReadLines(3), noMatchLines(0, 3),
+                                                  pathDeliveredLines(3), pathDeliveredLines(3), pathDeliveredLines(3),
+                                                  noMatchLines(4, 3), slotRefReadLines(4), noNextInstanceLines(),
+                                                  fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, ReferencesOfNoPathOnlyLogThatTheRoutineRan) {
+    const auto info = scan();
+    info->GetAssocRefFromSlotInstances(handle(), context(), result(), nullptr, true);
+    EXPECT_THAT(log(),
+                ElementsAreArray(allLines({fromSlotLine("in the routine routine"), fromSlotLine("leaving routine")})));
+    EXPECT_THAT(manager.calls(), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, ReferencesOfASlotReadNumbersInSixteenBits) {
+    answer(kSlotClass, {numbered(3, Value::uint(CMPI_uint16, 259))});
+    EXPECT_THAT(referencesOf(slotPath(3), true), IsEmpty());
+    EXPECT_THAT(log(), Contains("GetSlotRefFromDeviceAssocInstances got slot number of 259"));
+}
+
+TEST_F(DeviceInSlot, SlotNumberZeroCanBeAskedForByItsPath) {
+    answer(kSlotClass, {slotInstance(0)});
+    EXPECT_THAT(referencesOf(slotPath(0), true), ElementsAre(inSlotPath(0, devicePath(0, 0, 0))));
+    EXPECT_THAT(functionsOf(slotPath(0), true), ElementsAre(devicePath(0, 0, 0)));
+}
+
+TEST_F(DeviceInSlot, SlotWithoutAReadableNumberCountsAsNumberZero) {
+    answer(kSlotClass, {numbered(7, Value::nothing(CMPI_uint16)), numbered(8, Value::string("3"))});
+    EXPECT_THAT(referencesOf(slotPath(3), true), IsEmpty());
+    EXPECT_THAT(referencesOf(slotPath(0), true),
+                ElementsAre(inSlotPath(7, devicePath(0, 0, 0)), inSlotPath(8, devicePath(0, 0, 0))));
+}
+
+TEST_F(DeviceInSlot, ExceptionsInTheWalkEndTheReferencesOfASlot) {
+    answer(kSlotClass, {slotInstance(3)});
+    for (const char* function : {"bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
+                                 "instance.getProperty", "instance.getObjectPath", "result.returnObjectPath"}) {
+        for (const bool standard : {true, false}) {
+            const auto info = scan();
+            CMPIObjectPath* slot = scope->make(slotPath(3));
+            manager.throwAt(function, 1, standard);
+            EXPECT_NO_THROW(info->GetAssocRefFromSlotInstances(handle(), context(), result(), slot, true)) << function;
+            EXPECT_TRUE(manager.faultStruck()) << function;
+            EXPECT_EQ(log().back(), "GetDeviceFromSlotAssocInstances leaving routine") << function;
+            EXPECT_THAT(answered(), IsEmpty()) << function;
+        }
+    }
+}
+
+// --- the functions in slots ---
+
+TEST_F(DeviceInSlot, FunctionsOfASlotAreDeliveredDevicesFirst) {
+    EXPECT_THAT(functionsOf(slotPath(3), true), ElementsAreArray(functionsInSlot()));
+    EXPECT_THAT(scope->response().instances, IsEmpty());
+    EXPECT_THAT(functionsOf(slotPath(3), false), ElementsAreArray(functionsInSlot()));
+    EXPECT_THAT(scope->response().paths, IsEmpty());
+}
+
+TEST_F(DeviceInSlot, FunctionsOfASlotAreFoundWithoutEnumeratingSlots) {
+    functionsOf(slotPath(3), true);
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
+    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(3), deviceInSlotLines(3), deviceInSlotLines(3),
+                                                  bridgeInSlotLines(3), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, FunctionsOfASlotThatNoDeviceNumberMatchesAreNone) {
+    EXPECT_THAT(functionsOf(slotPath(9), true), IsEmpty());
+    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(9), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, FunctionsOfAllSlotsComeSlotBySlotAsTheyAreEnumerated) {
+    answer(kSlotClass, {slotInstance(4), slotInstance(9), slotInstance(3), slotInstance(4)});
+    const Paths expected = allPaths({{bridgePath(4, 4, 0)}, functionsInSlot(), {bridgePath(4, 4, 0)}});
+    EXPECT_THAT(functionsOfAllSlots(true), ElementsAreArray(expected));
+    EXPECT_THAT(functionsOfAllSlots(false), ElementsAreArray(expected));
+}
+
+TEST_F(DeviceInSlot, FunctionsOfAllSlotsLogEverySlot) {
+    answer(kSlotClass, {slotInstance(9), slotInstance(4)});
+    functionsOfAllSlots(false);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({fromSlotLine("in the routine routine"), fromSlotLine("creating path"),
+                                                  fromSlotReadLines(9), fromSlotReadLines(4), bridgeInSlotLines(4),
+                                                  noNextInstanceLines(), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, SlotNumberZeroIsAmongAllSlots) {
+    answer(kSlotClass, {slotInstance(0), numbered(7, Value::nothing(CMPI_uint16))});
+    EXPECT_THAT(functionsOfAllSlots(true), ElementsAre(devicePath(0, 0, 0), devicePath(0, 0, 0)));
+}
+
+TEST_F(DeviceInSlot, FunctionsOfAllSlotsReadNumbersInSixteenBits) {
+    answer(kSlotClass, {numbered(3, Value::uint(CMPI_uint16, 259))});
+    EXPECT_THAT(functionsOfAllSlots(true), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, FunctionsOfAllSlotsAreNoneWithoutAnEnumeration) {
+    answerNoEnumeration(kSlotClass);
+    EXPECT_THAT(functionsOfAllSlots(true), IsEmpty());
+    EXPECT_THAT(log(), ElementsAreArray(allLines({fromSlotLine("in the routine routine"), fromSlotLine("creating path"),
+                                                  noEnumerationLines(), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, ExceptionsInTheWalkOverAllSlotsAreLogged) {
+    answer(kSlotClass, {slotInstance(3)});
+    for (const char* function : {"eft.newObjectPath", "bft.enumerateInstances", "enumeration.hasNext",
+                                 "enumeration.getNext", "instance.getProperty", "result.returnObjectPath"}) {
+        for (const bool standard : {true, false}) {
+            const auto info = scan();
+            manager.throwAt(function, 1, standard);
+            EXPECT_NO_THROW(info->GetDeviceFromSlotAssocInstances(handle(), context(), result(), nullptr, true));
+            EXPECT_TRUE(manager.faultStruck()) << function;
+            EXPECT_THAT(log(), Contains("GetDeviceFromSlotAssocInstances system slots failed")) << function;
+            EXPECT_THAT(answered(), IsEmpty()) << function;
+        }
+    }
+}
+
+// --- the number in a slot's tag ---
+
+/** A tag, and the number that is read from it; none where it is too short for one. */
+struct Tag {
+    const char* what;
+    Value text;
+    std::optional<unsigned> number;
+};
+
+class TagTest : public DeviceInSlot, public testing::WithParamInterface<Tag> {};
+
+TEST_P(TagTest, IsReadFromItsTwelfthCharacterOn) {
+    const Tag& tag = GetParam();
+    Lines expected = allLines({fromSlotLine("in the routine routine"), fromSlotLine("not creating path")});
+    if (tag.number) {
+        expected = referenceStartLines(*tag.number);
+        if (*tag.number == 4) expected = allLines({expected, bridgeInSlotLines(4)});
+    }
+    functionsOf(taggedPath(tag.text), true);
+    EXPECT_THAT(log(), ElementsAreArray(allLines({expected, fromSlotLine("leaving routine")})));
+    EXPECT_EQ(answered().size(), tag.number == 4U ? 1U : 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryForm, TagTest,
+                         Values(Tag{"AsPublished", Value::string("System Slot 4"), 4U},
+                                Tag{"TwoDigits", Value::string("System Slot 14"), 14U},
+                                Tag{"TwelveCharacters", Value::string("System Slot "), std::nullopt},
+                                Tag{"TwelveCharactersOfDigits", Value::string("444444444444"), std::nullopt},
+                                Tag{"ThirteenCharactersOfDigits", Value::string("1111111111114"), 4U},
+                                Tag{"Short", Value::string("4"), std::nullopt},
+                                Tag{"Empty", Value::string(""), std::nullopt},
+                                Tag{"OtherTextBeforeTheNumber", Value::string("Another slot4"), 4U},
+                                Tag{"OtherTextBehindTheNumber", Value::string("System Slot 4, upper"), 4U},
+                                Tag{"AnotherNumberBehind", Value::string("System Slot 4 3"), 4U},
+                                Tag{"BlankBeforeTheNumber", Value::string("System Slot  4"), 4U},
+                                Tag{"SixteenBitsAreKept", Value::string("System Slot 65540"), 4U},
+                                Tag{"Negative", Value::string("System Slot -1"), 65535U},
+                                Tag{"LowerCaseWords", Value::string("system slot 4"), 4U},
+                                Tag{"Null", Value::nothing(CMPI_string), std::nullopt},
+                                Tag{"Integer", Value::uint(CMPI_uint64, 4), std::nullopt}),
+                         CaseName{});
+
+TEST_F(DeviceInSlot, TagWithoutADigitNamesSlotNumberZero) {
+    EXPECT_THAT(functionsOf(taggedPath(Value::string("System Slot four")), true), ElementsAre(devicePath(0, 0, 0)));
+    EXPECT_THAT(log(), ElementsAreArray(
+                           allLines({referenceStartLines(0), deviceInSlotLines(0), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(DeviceInSlot, SlotPathWithoutATagNamesNoSlot) {
+    ObjectPath path = slotPath(3);
+    path.keys.pop_back();
+    answer(kSlotClass, {slotInstance(3), slotInstance(0)});
+    EXPECT_THAT(functionsOf(path, true), IsEmpty());
+    EXPECT_THAT(referencesOf(path, true), IsEmpty());
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
+}
+
+TEST_F(DeviceInSlot, ReferencesTooNeedATagOfMoreThanTwelveCharacters) {
+    answer(kSlotClass, {slotInstance(3), slotInstance(0)});
+    EXPECT_THAT(referencesOf(taggedPath(Value::string("System Slot ")), true), IsEmpty());
+    EXPECT_THAT(log(),
+                ElementsAreArray(allLines({fromSlotLine("in the routine routine"), fromSlotLine("not creating path"),
+                                           fromSlotLine("leaving routine")})));
+    EXPECT_THAT(referencesOf(taggedPath(Value::string("XXXXXXXXXXXX3")), true), ElementsAreArray(associations()));
+}
+
+}  // namespace

@@ -1,0 +1,379 @@
+/** Deliveries of PCI functions: one class, all on the board, all in one slot. */
+#include <fmt/format.h>
+
+#include <functional>
+
+#include "tests/unit/inventory.h"
+
+namespace {
+
+using broker::ObjectPath;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using tPCIInfo::TPciDevInfo;
+using namespace testsupport;
+
+constexpr char kReturning[] = "returning pcidevice instance";
+
+class PciWalks : public InventoryTest {
+ protected:
+    using Info = std::unique_ptr<TPciDevInfo>;
+
+    Paths deliver(const Info& info, const std::string& className, bool namesOnly) {
+        forget();
+        info->GetCIMInstance(handle(), context(), result(), className, namesOnly);
+        return answered();
+    }
+    Paths deliver(const std::string& className, bool namesOnly) {
+        return deliver(scan(className.c_str()), className, namesOnly);
+    }
+    Paths onBoard(const Info& info, bool namesOnly) {
+        forget();
+        info->GetOnboardDeviceAssocInstances(handle(), context(), result(), namesOnly);
+        return answered();
+    }
+    Paths inSlot(const Info& info, unsigned short slot, bool namesOnly) {
+        forget();
+        info->EnumDevBridgeInstances(handle(), result(), slot, namesOnly);
+        return answered();
+    }
+    /** What was delivered came in the form that was asked for, and nobody closed the result. */
+    void expectForm(bool namesOnly) const {
+        EXPECT_EQ(scope->response().instances.empty(), namesOnly);
+        EXPECT_NE(scope->response().paths.empty(), namesOnly);
+        EXPECT_EQ(scope->response().doneCalls, 0U);
+    }
+
+    static Lines repeated(const std::string& line, std::size_t count) { return Lines(count, line); }
+};
+
+// ---------------------------------------------------------------------------------------------------------------
+// One class
+
+TEST_F(PciWalks, AClassIsDeliveredInBusOrder) {
+    files.addFunction(deviceAt(4, 1, 0)).addFunction(bridgeAt(3, 1, 0)).addFunction(deviceAt(0, 31, 7));
+    files.addFunction(bridgeAt(0, 1, 0));
+    for (const bool namesOnly : {false, true}) {
+        EXPECT_THAT(deliver("QELTA_PCIDevice", namesOnly), ElementsAre(devicePath(4, 1, 0), devicePath(0, 31, 7)));
+        expectForm(namesOnly);
+        EXPECT_THAT(deliver("QELTA_PCIBridge", namesOnly), ElementsAre(bridgePath(3, 1, 0), bridgePath(0, 1, 0)));
+        expectForm(namesOnly);
+    }
+}
+
+TEST_F(PciWalks, NamesOfAClassAreMadeWithoutInstancesAndWithoutALogLine) {
+    files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0));
+    deliver("QELTA_PCIDevice", true);
+    EXPECT_THAT(callsOf("eft.newInstance"), IsEmpty());
+    EXPECT_THAT(callsOf("eft.newObjectPath"), ElementsAre("QELTA_PCIDevice", "QELTA_PCIDevice"));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(PciWalks, EachInstanceOfAClassIsLogged) {
+    files.addFunction(bridgeAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
+    deliver("QELTA_PCIBridge", false);
+    EXPECT_EQ(log(), repeated(kReturning, 2));
+    EXPECT_THAT(callsOf("result.returnInstance"), ElementsAre("QELTA_PCIBridge", "QELTA_PCIBridge"));
+}
+
+TEST_F(PciWalks, ABusWithoutFunctionsDeliversNothing) {
+    for (const bool namesOnly : {false, true}) {
+        EXPECT_THAT(deliver("QELTA_PCIDevice", namesOnly), IsEmpty());
+        EXPECT_THAT(deliver("QELTA_PCIBridge", namesOnly), IsEmpty());
+        EXPECT_THAT(manager.calls(), IsEmpty());
+        EXPECT_THAT(log(), IsEmpty());
+    }
+}
+
+TEST_F(PciWalks, RecordsOfTheOtherKindAreSkippedAndTheCursorEndsBehindThem) {
+    files.addFunction(deviceAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0));
+    const auto info = scan("QELTA_PCIDevice");
+    EXPECT_THAT(deliver(info, "QELTA_PCIBridge", false), IsEmpty());
+    EXPECT_THAT(manager.calls(), IsEmpty());
+    EXPECT_EQ(info->getNextElement(), nullptr);
+}
+
+TEST_F(PciWalks, AnyOtherClassDeliversNothingAndLeavesTheCursor) {
+    files.addFunction(deviceAt(0, 1, 0));
+    const auto info = scan("QELTA_PCIDevice");
+    for (const char* className :
+         {"QELTA_Controller", "QELTA_SSPCIController", "QELTA_OBDPCIController", "QELTA_SystemSlot",
+          "QELTA_SystemBoard", "QELTA_OnBoardDevice", "qelta_pcidevice", "Any_Class", ""}) {
+        EXPECT_THAT(deliver(info, className, false), IsEmpty()) << className;
+        EXPECT_THAT(manager.calls(), IsEmpty()) << className;
+        EXPECT_THAT(log(), IsEmpty()) << className;
+    }
+    EXPECT_EQ(info->getNextElement()->dev, 1);
+}
+
+TEST_F(PciWalks, TheSlotAssociationIsPassedOn) {
+    files.addFunction(deviceAt(0, 3, 0));
+    answer("QELTA_SystemSlot", {slotInstance(3)});
+    EXPECT_THAT(deliver("QELTA_DeviceInSlot", true), ElementsAre(inSlotPath(3, devicePath(0, 3, 0))));
+    EXPECT_THAT(deliver("QELTA_DeviceInSlot", false), ElementsAre(inSlotPath(3, devicePath(0, 3, 0))));
+}
+
+TEST_F(PciWalks, AClassIsDeliveredFromTheCursorOn) {
+    files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
+    for (const bool namesOnly : {false, true}) {
+        const auto info = scan("QELTA_PCIDevice");
+        info->getNextElement();
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", namesOnly), ElementsAre(devicePath(0, 2, 0), devicePath(0, 3, 0)));
+    }
+}
+
+TEST_F(PciWalks, ASecondDeliveryOfAClassIsEmptyUntilTheFirstElementIsSetAgain) {
+    files.addFunction(deviceAt(0, 1, 0));
+    const auto info = scan("QELTA_PCIDevice");
+    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), ElementsAre(devicePath(0, 1, 0)));
+    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), IsEmpty());
+    EXPECT_EQ(info->getNextElement(), nullptr);
+    info->setFirstElement();
+    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), ElementsAre(devicePath(0, 1, 0)));
+}
+
+TEST_F(PciWalks, AFunctionWhosePathOrInstanceCannotBeMadeIsSkippedAlone) {
+    files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
+    struct Row {
+        const char* function;
+        bool namesOnly;
+    };
+    for (const Row& row :
+         {Row{"eft.newObjectPath", true}, Row{"eft.newObjectPath", false}, Row{"eft.newInstance", false},
+          Row{"result.returnObjectPath", true}, Row{"result.returnInstance", false}}) {
+        const auto info = scan("QELTA_PCIDevice");
+        manager.failAt(row.function, 2);
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", row.namesOnly),
+                    ElementsAre(devicePath(0, 1, 0), devicePath(0, 3, 0)))
+            << row.function;
+        EXPECT_TRUE(manager.faultStruck()) << row.function;
+        EXPECT_EQ(log(), repeated(kReturning, row.namesOnly ? 0 : 3)) << row.function;
+        manager.clearFaults();
+    }
+}
+
+TEST_F(PciWalks, APropertyThatIsRefusedIsMissingFromTheInstanceOnly) {
+    PciFunction function = deviceAt(0, 1, 0);
+    function.bars = {0x10008, 0x20008, 0x30008, 0, 0, 0};
+    files.addFunction(function);
+    struct Row {
+        const char* function;
+        unsigned nth;
+        const char* property;
+    };
+    for (const Row& row : {Row{"instance.setProperty", 2, "VendorID"}, Row{"eft.newArray", 1, "MEMAddress"}}) {
+        const auto info = scan("QELTA_PCIDevice");
+        manager.failAt(row.function, row.nth);
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", false), ElementsAre(devicePath(0, 1, 0)));
+        EXPECT_EQ(scope->response().instances.at(0).property(row.property), nullptr) << row.property;
+        EXPECT_NE(scope->response().instances.at(0).property("SubsystemID"), nullptr);
+        manager.clearFaults();
+    }
+}
+
+TEST_F(PciWalks, AnAddressThatIsRefusedEndsItsList) {
+    PciFunction function = deviceAt(0, 1, 0);
+    function.bars = {0x10008, 0x20008, 0x30008, 0, 0, 0};
+    files.addFunction(function);
+    const auto info = scan("QELTA_PCIDevice");
+    manager.failAt("array.setElementAt", 2);
+    deliver(info, "QELTA_PCIDevice", false);
+    const broker::Value* addresses = scope->response().instances.at(0).property("MEMAddress");
+    ASSERT_NE(addresses, nullptr);
+    const auto& elements = std::get<std::vector<broker::Value>>(addresses->data);
+    ASSERT_EQ(elements.size(), 3U);
+    EXPECT_EQ(elements[0], broker::Value::uint(CMPI_uint32, 0x100));
+    EXPECT_TRUE(elements[1].null);
+    EXPECT_TRUE(elements[2].null);
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// The system board
+
+class OnBoard : public PciWalks {
+ protected:
+    /** Slots up to 4; functions of the device numbers 0 and 5 are on the board. */
+    OnBoard() {
+        files.setSmbiosTable(slotTable({4}));
+        files.addFunction(bridgeAt(0, 0, 0)).addFunction(deviceAt(0, 4, 0)).addFunction(deviceAt(0, 5, 0));
+        files.addFunction(bridgeAt(0, 4, 1)).addFunction(deviceAt(1, 0, 0)).addFunction(bridgeAt(1, 31, 0));
+    }
+};
+
+TEST_F(OnBoard, FunctionsWithoutAUserVisibleNumberAreDeliveredDevicesFirst) {
+    const auto info = scan("QELTA_PCIDevice");
+    for (const bool namesOnly : {false, true}) {
+        EXPECT_THAT(onBoard(info, namesOnly),
+                    ElementsAre(devicePath(0, 5, 0), devicePath(1, 0, 0), bridgePath(0, 0, 0), bridgePath(1, 31, 0)));
+        expectForm(namesOnly);
+    }
+}
+
+TEST_F(OnBoard, TheWorkingListDoesNotMatter) {
+    for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SystemBoard", ""}) {
+        EXPECT_EQ(onBoard(scan(className), true).size(), 4U) << className;
+    }
+}
+
+TEST_F(OnBoard, TheSizesOfBothListsAndEachInstanceAreLogged) {
+    for (const bool namesOnly : {false, true}) {
+        onBoard(scan("QELTA_PCIDevice"), namesOnly);
+        EXPECT_EQ(log(), allLines({{"GetOnboardDeviceAssocInstances - sizeof deviceArray [3] sizeof bridgearray[3]"},
+                                   repeated(kReturning, 4)}))
+            << "instances are made for names too";
+    }
+}
+
+TEST_F(OnBoard, ABusWithoutFunctionsIsLoggedAllTheSame) {
+    files.setFile("proc/bus/pci/devices", std::string());
+    EXPECT_THAT(onBoard(scan("QELTA_PCIDevice"), false), IsEmpty());
+    EXPECT_THAT(log(), ElementsAre("GetOnboardDeviceAssocInstances - sizeof deviceArray [0] sizeof bridgearray[0]"));
+}
+
+TEST_F(OnBoard, NamesNeedTheInstanceFirstThenThePathAgain) {
+    onBoard(scan("QELTA_PCIDevice"), true);
+    EXPECT_EQ(callsOf("eft.newInstance").size(), 4U);
+    EXPECT_THAT(callsOf("eft.newObjectPath"),
+                ElementsAre("QELTA_PCIDevice", "QELTA_PCIDevice", "QELTA_PCIDevice", "QELTA_PCIDevice",
+                            "QELTA_PCIBridge", "QELTA_PCIBridge", "QELTA_PCIBridge", "QELTA_PCIBridge"));
+}
+
+TEST_F(OnBoard, AFunctionWhoseInstanceCannotBeMadeHasNoPathEither) {
+    for (const bool namesOnly : {false, true}) {
+        const auto info = scan("QELTA_PCIDevice");
+        manager.failAt("eft.newInstance", 3);
+        EXPECT_THAT(onBoard(info, namesOnly),
+                    ElementsAre(devicePath(0, 5, 0), devicePath(1, 0, 0), bridgePath(1, 31, 0)));
+        EXPECT_TRUE(manager.faultStruck());
+        manager.clearFaults();
+    }
+}
+
+TEST_F(OnBoard, AFunctionWhosePathCannotBeMadeIsSkippedAlone) {
+    for (const unsigned nth : {1U, 2U}) {  // the instance's path, the delivered path
+        const auto info = scan("QELTA_PCIDevice");
+        manager.failAt("eft.newObjectPath", nth);
+        EXPECT_THAT(onBoard(info, true), ElementsAre(devicePath(1, 0, 0), bridgePath(0, 0, 0), bridgePath(1, 31, 0)));
+        manager.clearFaults();
+    }
+}
+
+TEST_F(OnBoard, AScanThatIsRunAgainAddsToTheDevicesAndRenewsTheBridges) {
+    const auto info = scan("QELTA_PCIDevice");
+    info->ScanPciDevices();
+    onBoard(info, true);
+    EXPECT_THAT(log(), Contains("GetOnboardDeviceAssocInstances - sizeof deviceArray [6] sizeof bridgearray[3]"));
+}
+
+TEST_F(OnBoard, AWorkingListIsACopyThatOtherWalksLeaveAlone) {
+    const auto info = scan("QELTA_PCIDevice");
+    onBoard(info, true);
+    EXPECT_EQ(info->setFirstElement()->dev, 4);
+    EXPECT_EQ(deliver(info, "QELTA_PCIDevice", true).size(), 3U);
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// One slot
+
+class InSlot : public PciWalks {
+ protected:
+    InSlot() {
+        files.addFunction(bridgeAt(3, 7, 0)).addFunction(deviceAt(0, 7, 0)).addFunction(deviceAt(0, 8, 0));
+        files.addFunction(deviceAt(2, 7, 1)).addFunction(bridgeAt(0, 0, 0)).addFunction(bridgeAt(0, 7, 2));
+    }
+
+    static Lines deviceLines(unsigned slot) {
+        return {fmt::format("GetDeviceFromSlotAssocInstances found device match comparing slot number {} to systemslot",
+                            slot),
+                kReturning};
+    }
+    static Lines bridgeLines(unsigned slot) {
+        return {fmt::format("GetDeviceFromSlotAssocInstances found match comparing bridge slot number {} to systemslot",
+                            slot),
+                kReturning};
+    }
+};
+
+TEST_F(InSlot, EveryFunctionWithTheNumberIsDeliveredDevicesFirst) {
+    const auto info = scan("QELTA_PCIBridge");
+    for (const bool namesOnly : {false, true}) {
+        EXPECT_THAT(inSlot(info, 7, namesOnly),
+                    ElementsAre(devicePath(0, 7, 0), devicePath(2, 7, 1), bridgePath(3, 7, 0), bridgePath(0, 7, 2)));
+        expectForm(namesOnly);
+    }
+}
+
+TEST_F(InSlot, EachMatchIsLoggedBeforeItsInstanceForNamesToo) {
+    for (const bool namesOnly : {false, true}) {
+        inSlot(scan("QELTA_PCIBridge"), 7, namesOnly);
+        EXPECT_EQ(log(), allLines({deviceLines(7), deviceLines(7), bridgeLines(7), bridgeLines(7)}));
+    }
+}
+
+TEST_F(InSlot, ASlotThatNoDeviceNumberMatchesDeliversNothing) {
+    const auto info = scan("QELTA_PCIBridge");
+    for (const unsigned short slot : {std::uint16_t{9}, std::uint16_t{31}, std::uint16_t{255}, std::uint16_t{65535},
+                                      std::uint16_t{0x0107}, std::uint16_t{0x0100}}) {
+        EXPECT_THAT(inSlot(info, slot, false), IsEmpty()) << slot << ": compared in 16 bits";
+        EXPECT_THAT(log(), IsEmpty());
+        EXPECT_THAT(manager.calls(), IsEmpty());
+    }
+}
+
+TEST_F(InSlot, SlotZeroIsTheDeviceNumberZero) {
+    EXPECT_THAT(inSlot(scan("QELTA_PCIBridge"), 0, true), ElementsAre(bridgePath(0, 0, 0)));
+    EXPECT_EQ(log(), bridgeLines(0));
+}
+
+TEST_F(InSlot, AFunctionMatchesByItsDeviceNumberEvenAboveTheHighestSlot) {
+    files.setSmbiosTable(slotTable({4}));
+    EXPECT_THAT(inSlot(scan("QELTA_PCIBridge"), 8, true), ElementsAre(devicePath(0, 8, 0)));
+}
+
+TEST_F(InSlot, AFunctionThatCannotBeMadeIsSkippedAlone) {
+    struct Row {
+        const char* function;
+        unsigned nth;
+    };
+    for (const Row& row : {Row{"eft.newInstance", 2}, Row{"eft.newObjectPath", 3}, Row{"eft.newObjectPath", 4},
+                           Row{"result.returnObjectPath", 2}}) {
+        const auto info = scan("QELTA_PCIBridge");
+        manager.failAt(row.function, row.nth);
+        EXPECT_THAT(inSlot(info, 7, true), ElementsAre(devicePath(0, 7, 0), bridgePath(3, 7, 0), bridgePath(0, 7, 2)))
+            << row.function << " " << row.nth;
+        EXPECT_EQ(log(), allLines({deviceLines(7), deviceLines(7), bridgeLines(7), bridgeLines(7)}));
+        manager.clearFaults();
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Any failure
+
+TEST_F(PciWalks, WhicheverCallFailsTheOtherFunctionsAreDelivered) {
+    files.addFunction(deviceAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
+    const std::function<Paths(const Info&)> walks[] = {
+        [this](const Info& info) { return deliver(info, "QELTA_PCIDevice", true); },
+        [this](const Info& info) { return deliver(info, "QELTA_PCIDevice", false); },
+        [this](const Info& info) { return onBoard(info, true); },
+        [this](const Info& info) { return onBoard(info, false); },
+        [this](const Info& info) { return inSlot(info, 3, true); },
+        [this](const Info& info) { return inSlot(info, 3, false); }};
+    for (const auto& walk : walks) {
+        const std::size_t all = walk(scan("QELTA_PCIDevice")).size();
+        ASSERT_GT(all, 0U);
+        unsigned nth = 1;
+        for (bool struck = true; struck; ++nth) {
+            const auto info = scan("QELTA_PCIDevice");
+            manager.failAt("*", nth);
+            EXPECT_GE(walk(info).size() + 1, all) << nth;
+            struck = manager.faultStruck();
+            manager.clearFaults();
+        }
+        EXPECT_GT(nth, 2U);
+    }
+}
+
+}  // namespace

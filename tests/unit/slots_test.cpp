@@ -1,0 +1,469 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/unit/slothost.h"
+
+namespace {
+
+using broker::Value;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testsupport::allLines;
+using testsupport::Bytes;
+using testsupport::Call;
+using testsupport::Paths;
+using testsupport::returningLines;
+using testsupport::Slot;
+using testsupport::slotLines;
+using testsupport::slotPath;
+using testsupport::SlotsTest;
+using testsupport::SmbiosBuilder;
+using testsupport::uint16;
+using testsupport::uint16Array;
+using tPCIInfo::TSlotInfo;
+
+Slot slotWith(std::uint8_t Slot::*field, std::uint8_t value) {
+    Slot slot;
+    slot.*field = value;
+    return slot;
+}
+
+// --- paths ---
+
+TEST_F(SlotsTest, NamesOnlyDeliversObjectPathsWithTheFourKeysAlone) {
+    startWithNumbers({5, 3});
+    enumerate(true);
+    EXPECT_THAT(scope->response().instances, IsEmpty());
+    ASSERT_THAT(scope->response().paths, ElementsAre(slotPath(5), slotPath(3)));
+    const broker::ObjectPath& path = scope->response().paths[0];
+    EXPECT_EQ(path.nameSpace, "root/kavix");
+    EXPECT_EQ(path.className, "QELTA_SystemSlot");
+    EXPECT_EQ(path.keys, (std::vector<broker::Property>{{"SystemCreationClassName", Value::string("QELTA_ASSETID")},
+                                                        {"SystemName", Value::string(testsupport::kMachineName)},
+                                                        {"CreationClassName", Value::string("QELTA_SystemSlot")},
+                                                        {"Tag", Value::string("System Slot 5")}}));
+}
+
+TEST_F(SlotsTest, NamesOnlyMakesOnePathAndReturnsIt) {
+    startWithNumbers({1});
+    enumerate(true);
+    EXPECT_THAT(callsMade(), ElementsAre(Call{"eft.newObjectPath", "QELTA_SystemSlot", CMPI_null, 0},
+                                         Call{"objectPath.addKey", "SystemCreationClassName", CMPI_chars, 0},
+                                         Call{"objectPath.addKey", "SystemName", CMPI_chars, 0},
+                                         Call{"objectPath.addKey", "CreationClassName", CMPI_chars, 0},
+                                         Call{"objectPath.addKey", "Tag", CMPI_chars, 0},
+                                         Call{"result.returnObjectPath", "QELTA_SystemSlot", CMPI_null, 0}));
+}
+
+TEST_F(SlotsTest, APathTakesItsClassNameFirstAndItsNamespaceSecond) {
+    start();
+    const CMPIObjectPath* made = TSlotInfo().getObjectPath(handle(), "SomeClass", "some/namespace", 260);
+    ASSERT_NE(made, nullptr);
+    const broker::ObjectPath path = scope->read(made);
+    EXPECT_EQ(path.nameSpace, "some/namespace");
+    EXPECT_EQ(path.className, "SomeClass");
+    EXPECT_EQ(*path.key("CreationClassName"), Value::string("SomeClass"));
+    EXPECT_EQ(*path.key("SystemCreationClassName"), Value::string("QELTA_ASSETID"));
+    EXPECT_EQ(*path.key("Tag"), Value::string("System Slot 260"));
+}
+
+TEST_F(SlotsTest, APathThatCannotBeMadeIsNull) {
+    start();
+    EXPECT_EQ(TSlotInfo().getObjectPath(handle(), "", "root/kavix", 1), nullptr);
+    manager.failAt("eft.newObjectPath", 1);
+    EXPECT_EQ(TSlotInfo().getObjectPath(handle(), "QELTA_SystemSlot", "root/kavix", 1), nullptr);
+    EXPECT_THAT(callsOf("objectPath.addKey"), IsEmpty());
+}
+
+TEST_F(SlotsTest, TheSystemIsSystemnameWhereTheHostHasNoName) {
+    startWithNumbers({1});
+    host->failHostName(true);
+    enumerate(true);
+    ASSERT_THAT(scope->response().paths, SizeIs(1));
+    EXPECT_EQ(*scope->response().paths[0].key("SystemName"), Value::string("systemname"));
+    EXPECT_EQ(TSlotInfo().getSystemName(), "systemname");
+}
+
+// --- instances ---
+
+TEST_F(SlotsTest, AnInstanceIsMadeByTheseCallsInThisOrder) {
+    Slot slot;
+    slot.characteristics1 = 0x06;
+    startWith({slot});
+    enumerate();
+
+    const auto path = [](const char* key) { return Call{"objectPath.addKey", key, CMPI_chars, 0}; };
+    const auto set = [](const char* name, CMPIType type) { return Call{"instance.setProperty", name, type, 0}; };
+    const auto array = [](std::size_t size) { return Call{"eft.newArray", "", CMPI_uint16, size}; };
+    const auto element = [](std::size_t index) { return Call{"array.setElementAt", "", CMPI_uint16, index}; };
+    const std::vector<Call> expected{
+        Call{"eft.newObjectPath", "QELTA_SystemSlot", CMPI_null, 0},
+        path("SystemCreationClassName"),
+        path("SystemName"),
+        path("CreationClassName"),
+        path("Tag"),
+        Call{"eft.newInstance", "QELTA_SystemSlot", CMPI_null, 0},
+        set("Number", CMPI_uint16),
+        set("CreationClassName", CMPI_chars),
+        set("Tag", CMPI_chars),
+        set("Description", CMPI_chars),
+        set("CurrentUsage", CMPI_uint16),
+        set("SlotLength", CMPI_uint8),
+        set("SlotLength", CMPI_uint8),
+        array(1),
+        element(0),
+        set("OperationalStatus", CMPI_uint16A),
+        array(1),
+        element(0),
+        set("ConnectorType", CMPI_uint16A),
+        set("MaxDataWidth", CMPI_uint16),
+        set("PMESignal", CMPI_boolean),
+        set("Shared", CMPI_boolean),
+        set("SlotDesignation", CMPI_chars),
+        set("SlotAllInfo", CMPI_chars),
+        set("SupportsHotPlug", CMPI_boolean),
+        array(2),
+        element(0),
+        element(1),
+        set("VccMixedVoltageSupport", CMPI_uint16A),
+        Call{"result.returnInstance", "QELTA_SystemSlot", CMPI_null, 0},
+    };
+    EXPECT_THAT(callsMade(), ElementsAreArray(expected));
+}
+
+TEST_F(SlotsTest, AnInstanceWithAllItsValues) {
+    Slot slot;
+    slot.designation = "PCI1";
+    slot.type = 0xA5;
+    slot.width = 0x0B;
+    slot.usage = 4;
+    slot.length = 0xFE;
+    slot.id = 1;
+    slot.characteristics1 = 0x0D;
+    slot.characteristics2 = 0x02;
+    const broker::Instance made = instanceOf(slot);
+    EXPECT_EQ(made.path, slotPath(1));
+    EXPECT_EQ(made.properties,
+              (std::vector<broker::Property>{{"SystemCreationClassName", Value::string("QELTA_ASSETID")},
+                                             {"SystemName", Value::string(testsupport::kMachineName)},
+                                             {"CreationClassName", Value::string("QELTA_SystemSlot")},
+                                             {"Tag", Value::string("System Slot 1")},
+                                             {"Number", uint16(1)},
+                                             {"Description", Value::string("System Slot")},
+                                             {"CurrentUsage", uint16(4)},
+                                             {"SlotLength", Value::uint(CMPI_uint8, 0xFE)},
+                                             {"OperationalStatus", uint16Array({2})},
+                                             {"ConnectorType", uint16Array({0xA5})},
+                                             {"MaxDataWidth", uint16(0x0B)},
+                                             {"PMESignal", Value::boolean(true)},
+                                             {"Shared", Value::boolean(true)},
+                                             {"SlotDesignation", Value::string("PCI1")},
+                                             {"SlotAllInfo", Value::string("PCI1, System Slot 1")},
+                                             {"SupportsHotPlug", Value::boolean(true)},
+                                             {"VccMixedVoltageSupport", uint16Array({2})}}));
+}
+
+TEST_F(SlotsTest, TheClassNameThatIsAskedForIsNotConsulted) {
+    startWithNumbers({1});
+    TSlotInfo().GetCIMInstances(handle(), result(), "Something_Else", false);
+    TSlotInfo().GetCIMInstances(handle(), result(), "", true);
+    EXPECT_EQ(instance().path, slotPath(1));
+    EXPECT_THAT(scope->response().paths, ElementsAre(slotPath(1)));
+}
+
+TEST_F(SlotsTest, SlotsComeInTheOrderOfTheTableTwinsIncluded) {
+    startWithNumbers({5, 3, 9, 3});
+    enumerate();
+    EXPECT_EQ(answered(), (Paths{slotPath(5), slotPath(3), slotPath(9), slotPath(3)}));
+}
+
+TEST_F(SlotsTest, TheEndOfTheResultIsLeftToTheCaller) {
+    startWithNumbers({1});
+    enumerate(false);
+    enumerate(true);
+    EXPECT_EQ(scope->response().doneCalls, 0U);
+}
+
+TEST_F(SlotsTest, StructuresOfOtherTypesAreNoSlots) {
+    startWith(SmbiosBuilder()
+                  .addStructure(0, Bytes(20, 3), {"BIOS"})
+                  .addSlot(slotWith(&Slot::usage, 3))
+                  .addStructure(8, Bytes(20, 3))
+                  .addStructure(10, Bytes(20, 3))
+                  .bytes());
+    enumerate();
+    EXPECT_EQ(answered(), (Paths{slotPath(1)}));
+}
+
+TEST_F(SlotsTest, TheLastStructureIsNoSlotEvenIfItLooksLikeOne) {
+    Slot last;
+    last.id = 9;
+    startWith(SmbiosBuilder().addSlot(Slot()).addSlot(last).withoutEndOfTable().bytes());
+    enumerate();
+    EXPECT_EQ(answered(), (Paths{slotPath(1)}));
+    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 1);
+}
+
+TEST_F(SlotsTest, ATableThatCountsNoneOrOneHasNoSlots) {
+    for (const std::uint16_t count : {std::uint16_t{0}, std::uint16_t{1}}) {
+        const Bytes table = SmbiosBuilder().addSlot(Slot()).announceCount(count).bytes();
+        if (host == nullptr) startWith(table);
+        host->bmc().putFile("smbios-table", table);
+        forget();
+        enumerate();
+        EXPECT_THAT(answered(), IsEmpty());
+        EXPECT_EQ(log(), returningLines());
+        EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 0);
+    }
+}
+
+// --- the slot number ---
+
+TEST_F(SlotsTest, TheNumberIsTheTwoBytesOfTheIdOrEdTogether) {
+    const std::vector<std::pair<std::uint16_t, unsigned>> ids{{0x0000, 0},   {0x0001, 1},   {0x0205, 7},
+                                                              {0x0303, 3},   {0x0400, 4},   {0xFF00, 255},
+                                                              {0x00FF, 255}, {0x8001, 129}, {0xF00F, 255}};
+    for (const auto& [id, number] : ids) {
+        SCOPED_TRACE(id);
+        Slot slot;
+        slot.id = id;
+        const broker::Instance made = instanceOf(slot);
+        EXPECT_EQ(made.path, slotPath(number));
+        EXPECT_EQ(*made.property("Number"), uint16(number));
+        EXPECT_EQ(*made.property("Tag"), Value::string("System Slot " + std::to_string(number)));
+        EXPECT_EQ(*made.property("SlotAllInfo"), Value::string("PCI1, System Slot " + std::to_string(number)));
+        EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), number);
+    }
+}
+
+TEST_F(SlotsTest, TheSlotCountIsTheHighestNumberWhereverItStands) {
+    startWithNumbers({2, 11, 7});
+    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 11);
+    host->bmc().putFile("smbios-table", testsupport::slotTable({200, 1}));
+    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 200);
+    host->bmc().putFile("smbios-table", testsupport::slotTable({0, 0}));
+    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 0);
+    host->bmc().putFile("smbios-table", SmbiosBuilder().addStructure(4, Bytes(30, 0xFF)).bytes());
+    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 0);
+    EXPECT_THAT(log(), IsEmpty());
+    EXPECT_THAT(callsMade(), IsEmpty());
+}
+
+// --- the other values ---
+
+TEST_F(SlotsTest, EveryUsageCodeHasItsStatus) {
+    for (unsigned code = 0; code < 256; ++code) {
+        const tPCIInfo::SlotUsage usage = TSlotInfo::usageOf(static_cast<std::uint8_t>(code));
+        const unsigned status = code == 1 ? 1 : code == 3 || code == 4 ? 2 : 0;
+        const std::string text = code == 1   ? "Other"
+                                 : code == 3 ? "Slot is available"
+                                 : code == 4 ? "Slot is in use"
+                                             : "Unknown";
+        EXPECT_EQ(usage.operationalStatus, status) << code;
+        EXPECT_EQ(usage.text, text) << code;
+    }
+}
+
+TEST_F(SlotsTest, TheUsageIsPublishedAsItStandsAndAsAStatus) {
+    const std::vector<std::pair<std::uint8_t, unsigned>> codes{{0, 0}, {1, 1}, {2, 0},  {3, 2},
+                                                               {4, 2}, {5, 0}, {255, 0}};
+    for (const auto& [code, status] : codes) {
+        const broker::Instance made = instanceOf(slotWith(&Slot::usage, code));
+        EXPECT_EQ(*made.property("CurrentUsage"), uint16(code));
+        EXPECT_EQ(*made.property("OperationalStatus"), uint16Array({status}));
+    }
+}
+
+TEST_F(SlotsTest, CodesArePublishedAsTheyStand) {
+    for (const unsigned code : {0U, 1U, 5U, 0x7FU, 0x80U, 255U}) {
+        const auto byte = static_cast<std::uint8_t>(code);
+        EXPECT_EQ(property(slotWith(&Slot::type, byte), "ConnectorType"), uint16Array({code}));
+        EXPECT_EQ(property(slotWith(&Slot::width, byte), "MaxDataWidth"), uint16(code));
+        EXPECT_EQ(property(slotWith(&Slot::length, byte), "SlotLength"), Value::uint(CMPI_uint8, code));
+    }
+}
+
+struct CharacteristicsRow {
+    std::uint8_t characteristics1;
+    bool pmeSignal;
+    bool shared;
+    std::vector<unsigned> voltages;
+};
+
+TEST_F(SlotsTest, TheFirstCharacteristicsTellPmeSharingAndVoltages) {
+    const std::vector<CharacteristicsRow> rows{
+        {0x00, false, false, {0}},    {0x01, true, false, {0}},     {0x02, false, false, {3}},
+        {0x04, false, false, {2}},    {0x06, false, false, {3, 2}}, {0x08, false, true, {0}},
+        {0xF0, false, false, {0}},    {0x0F, true, true, {3, 2}},   {0xFF, true, true, {3, 2}},
+        {0xF6, false, false, {3, 2}},
+    };
+    for (const CharacteristicsRow& row : rows) {
+        SCOPED_TRACE(int{row.characteristics1});
+        Slot slot;
+        slot.characteristics1 = row.characteristics1;
+        slot.characteristics2 = static_cast<std::uint8_t>(~row.characteristics1);  // has no part in any of these
+        const broker::Instance made = instanceOf(slot);
+        EXPECT_EQ(*made.property("PMESignal"), Value::boolean(row.pmeSignal));
+        EXPECT_EQ(*made.property("Shared"), Value::boolean(row.shared));
+        EXPECT_EQ(*made.property("VccMixedVoltageSupport"), uint16Array(row.voltages));
+    }
+}
+
+TEST_F(SlotsTest, ThePmeSignalIsNotThePmeBitOfTheSecondCharacteristics) {
+    Slot slot;
+    slot.characteristics1 = 0x00;
+    slot.characteristics2 = 0x01;
+    EXPECT_EQ(property(slot, "PMESignal"), Value::boolean(false));
+}
+
+TEST_F(SlotsTest, HotPlugIsBitOneOfTheSecondCharacteristics) {
+    for (const auto& [byte, hotPlug] : std::vector<std::pair<std::uint8_t, bool>>{
+             {0x00, false}, {0x01, false}, {0x02, true}, {0x03, true}, {0xFD, false}, {0xFF, true}}) {
+        EXPECT_EQ(property(slotWith(&Slot::characteristics2, byte), "SupportsHotPlug"), Value::boolean(hotPlug));
+    }
+}
+
+// --- designations ---
+
+TEST_F(SlotsTest, ASlotWithoutStringsIsDesignatedByItsTag) {
+    Slot slot;
+    slot.id = 12;
+    slot.designation = std::nullopt;
+    const broker::Instance made = instanceOf(slot);
+    EXPECT_EQ(*made.property("SlotDesignation"), Value::string("System Slot 12"));
+    EXPECT_EQ(*made.property("SlotAllInfo"), Value::string("System Slot 12"));
+}
+
+TEST_F(SlotsTest, TheDesignationIsTheFirstStringWhateverNumberTheRecordGives) {
+    for (const unsigned number : {0U, 1U, 2U, 3U, 255U}) {
+        Slot slot;
+        slot.designation = "first";
+        slot.strings = {"second"};
+        slot.designationNumber = static_cast<std::uint8_t>(number);
+        const broker::Instance made = instanceOf(slot);
+        EXPECT_EQ(*made.property("SlotDesignation"), Value::string("first"));
+        EXPECT_EQ(*made.property("SlotAllInfo"), Value::string("first, System Slot 1"));
+    }
+}
+
+TEST_F(SlotsTest, AnEmptyFirstStringIsNoDesignationToSet) {
+    Slot slot;
+    slot.designation = "";
+    slot.strings = {"second"};
+    const broker::Instance made = instanceOf(slot);
+    EXPECT_EQ(made.property("SlotDesignation"), nullptr);
+    EXPECT_EQ(*made.property("SlotAllInfo"), Value::string(", System Slot 1"));
+}
+
+TEST_F(SlotsTest, ADesignationMayHoldAnyBytes) {
+    std::string every;
+    for (unsigned byte = 1; byte < 256; ++byte) every += static_cast<char>(byte);
+    for (const std::string& designation : {every, std::string("%s%n%d"), std::string(5000, 'x'), std::string(" ")}) {
+        Slot slot;
+        slot.designation = designation;
+        const broker::Instance made = instanceOf(slot);
+        EXPECT_EQ(*made.property("SlotDesignation"), Value::string(designation));
+        EXPECT_EQ(*made.property("SlotAllInfo"), Value::string(designation + ", System Slot 1"));
+    }
+}
+
+TEST_F(SlotsTest, StringsBeginBehindTheFormattedAreaHoweverLongItIs) {
+    for (const unsigned length : {13U, 14U, 17U, 19U, 200U}) {
+        Slot slot;
+        slot.formattedLength = static_cast<std::uint8_t>(length);
+        EXPECT_EQ(property(slot, "SlotDesignation"), Value::string("PCI1")) << length;
+    }
+}
+
+// --- log lines ---
+
+TEST_F(SlotsTest, EverySlotIsLoggedAndTheEndOfTheEnumeration) {
+    startWithNumbers({5, 3});
+    enumerate(false);
+    EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
+    forget();
+    enumerate(true);
+    EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
+}
+
+TEST_F(SlotsTest, GetSlotInfoDeliversWithoutTheLastLine) {
+    startWithNumbers({5});
+    TSlotInfo().GetSlotInfo(handle(), result(), true);
+    EXPECT_EQ(answered(), (Paths{slotPath(5)}));
+    EXPECT_EQ(log(), slotLines());
+}
+
+// --- the utilities ---
+
+TEST(SlotUtilities, TheTagIsTheNumberInDecimal) {
+    std::string tag = "something before";
+    TSlotInfo().getTag(tag, 3);
+    EXPECT_EQ(tag, "System Slot 3");
+    TSlotInfo().getTag(tag, 0);
+    EXPECT_EQ(tag, "System Slot 0");
+    TSlotInfo().getTag(tag, -12345);
+    EXPECT_EQ(tag, "System Slot -12345");
+}
+
+TEST(SlotUtilities, TheSystemsCreationClassIsTheAssetIds) {
+    EXPECT_EQ(TSlotInfo().getSystemCreationClassName(), "QELTA_ASSETID");
+}
+
+TEST(SlotUtilities, DataBusWidthCodesTwoToSevenHaveBits) {
+    const std::vector<int> bits{0, 0, 1, 8, 16, 32, 64, 128};
+    for (std::size_t code = 0; code < 256; ++code) {
+        EXPECT_EQ(TSlotInfo::GetSlotDataBusWidth(static_cast<std::uint8_t>(code)), code < 8 ? bits[code] : 0) << code;
+    }
+}
+
+std::string getString(int index, const Bytes& bytes, std::size_t structure = 0) {
+    const std::unique_ptr<std::uint8_t[]> memory(new std::uint8_t[bytes.size()]);  // of its exact size
+    std::copy(bytes.begin(), bytes.end(), memory.get());
+    return TSlotInfo::GetString(index, memory.get() + structure, memory.get(), memory.get() + bytes.size());
+}
+
+TEST(SlotUtilities, GetStringGivesTheStringOfAnIndex) {
+    const Bytes bytes{9, 4, 0, 0, 'o', 'n', 'e', 0, 't', 'w', 'o', 0, 0};
+    EXPECT_EQ(getString(0, bytes), "");
+    EXPECT_EQ(getString(1, bytes), "one");
+    EXPECT_EQ(getString(2, bytes), "two");
+}
+
+TEST(SlotUtilities, GetStringFindsNoStringWhereAZeroFollowsTheFormattedArea) {
+    const Bytes bytes{9, 4, 0, 0, 0, 'x', 0, 0};
+    EXPECT_EQ(getString(0, bytes), "");
+    EXPECT_EQ(getString(1, bytes), "(null string)");
+    EXPECT_EQ(getString(2, bytes), "(null string)");
+}
+
+TEST(SlotUtilities, GetStringPassesTheEndOfASet) {
+    const Bytes bytes{9, 4, 0, 0, 'o', 'n', 'e', 0, 0, 'n', 'e', 'x', 't', 0};
+    EXPECT_EQ(getString(2, bytes), "");
+    EXPECT_EQ(getString(3, bytes), "next");
+}
+
+TEST(SlotUtilities, GetStringReadsTheLengthAsASignedByte) {
+    Bytes bytes{'b', 'e', 'f', 'o', 'r', 'e', 0, 9, 0xF9, 0, 0};  // a length of -7
+    EXPECT_EQ(getString(1, bytes, 7), "before");
+    bytes[8] = 0x7F;
+    bytes.resize(7 + 0x7F, 1);
+    for (const char c : std::string("behind")) bytes.push_back(static_cast<std::uint8_t>(c));
+    bytes.push_back(0);
+    EXPECT_EQ(getString(1, bytes, 7), "behind");
+}
+
+TEST(SlotUtilities, GetStringStaysInsideTheStorage) {
+    EXPECT_EQ(getString(1, {9, 4, 0, 0}), "(null string)");
+    EXPECT_EQ(getString(1, {9, 0x80, 0, 0}), "(null string)");
+    EXPECT_EQ(getString(1, {9, 0x7F, 0, 0}), "(null string)");
+    EXPECT_EQ(getString(1, {9, 4, 0, 0, 'o', 'n', 'e'}), "one");
+    EXPECT_EQ(getString(2, {9, 4, 0, 0, 'o', 'n', 'e'}), "");
+    EXPECT_EQ(getString(100, {9, 4, 0, 0, 'o', 'n', 'e', 0, 0}), "");
+    EXPECT_EQ(getString(-1, {9, 4, 0, 0, 'o', 'n', 'e', 0, 0}), "");
+}
+
+}  // namespace
