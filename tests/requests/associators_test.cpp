@@ -1,0 +1,460 @@
+#include <fmt/format.h>
+
+#include "tests/requests/rack.h"
+
+namespace {
+
+using broker::Filters;
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Response;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Values;
+using namespace testsupport;
+
+Paths nothing() {
+    return {};
+}
+Paths board() {
+    return {boardPath()};
+}
+Paths slotThree() {
+    return {slotPath(3)};
+}
+Paths functionsInSlotThree() {
+    return rack::functionsInSlot(3);
+}
+
+ObjectPath device() {
+    return devicePath(3, 3, 0);
+}
+ObjectPath slotController() {
+    return renamed(device(), "QELTA_SSPCIController");
+}
+ObjectPath boardController() {
+    return renamed(device(), "QELTA_OBDPCIController");
+}
+ObjectPath slot() {
+    return slotPath(3);
+}
+
+/** A request and what it delivers. */
+struct Question {
+    const char* what;
+    ObjectPath (*source)();
+    FilterTexts texts;
+    Paths (*expected)();
+};
+
+class AssociatorFilters : public RackTest, public testing::WithParamInterface<Question> {};
+
+TEST_P(AssociatorFilters, DecideWhatIsDelivered) {
+    const Question& question = GetParam();
+    for (const AssociationOperation& operation : {kAssociators, kAssociatorNames}) {
+        for (const char* role : {static_cast<const char*>(nullptr), "Antecedent", "Dependent", "nonsense", ""}) {
+            SCOPED_TRACE(fmt::format("{}, role {}", operation.what, role != nullptr ? role : "null"));
+            FilterTexts texts = question.texts;
+            texts.role = role;  // never looked at
+            const Response response = ask(operation, question.source(), texts);
+            expectClosed(manager, response, CMPI_RC_OK);
+            expectDelivered(response, question.expected(), operation.namesOnly);
+        }
+    }
+}
+
+constexpr char kSlotAssociation[] = "QELTA_DeviceInSlot";
+constexpr char kBoardAssociation[] = "QELTA_OnBoardDevice";
+constexpr char kSlotClass[] = "QELTA_SystemSlot";
+constexpr char kBoardClass[] = "QELTA_SystemBoard";
+
+// clang-format off: one question a line
+INSTANTIATE_TEST_SUITE_P(
+    OfAPciFunctionWithoutFilters, AssociatorFilters,
+    Values(Question{"Device", device, {}, board}, Question{"Bridge", [] { return bridgePath(5, 5, 0); }, {}, board},
+           Question{"BoardController", boardController, {}, board},
+           Question{"SlotController", slotController, {}, slotThree},
+           Question{"DeviceBesideSlotController",
+                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); },
+                    {},
+                    board},
+           Question{"BridgeBesideSlotController",
+                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); },
+                    {},
+                    board},
+           Question{"BoardBesideSlotController",
+                    [] { return renamed(device(), "QELTA_OBDPCIController_QELTA_SSPCIController"); },
+                    {},
+                    slotThree}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    OfAPciFunctionByAssociationClass, AssociatorFilters,
+    Values(Question{"Slot", device, {kSlotAssociation}, slotThree},
+           Question{"SlotInLowerCase", device, {"qelta_deviceinslot"}, slotThree},
+           Question{"SlotWithinALongerName", device, {"My_QELTA_DEVICEINSLOT_2"}, slotThree},
+           Question{"SlotAsAntecedent", device, {kSlotAssociation, nullptr, nullptr, "Antecedent"}, slotThree},
+           Question{"SlotAsAntecedentWithinALongerRole",
+                    device,
+                    {kSlotAssociation, nullptr, nullptr, "the ANTECEDENTs"},
+                    slotThree},
+           Question{"SlotOfASlotController", slotController, {kSlotAssociation}, slotThree},
+           Question{"BoardOfASlotController", slotController, {kBoardAssociation}, board},
+           Question{"Board", device, {kBoardAssociation}, board},
+           Question{"BoardInUpperCase", device, {"QELTA_ONBOARDDEVICE"}, board},
+           Question{"BoardWithinALongerName", device, {"xQELTA_OnBoardDevicex"}, board},
+           Question{"BoardAsAntecedent", device, {kBoardAssociation, nullptr, nullptr, "antecedent"}, board},
+           Question{"SlotWhereBothAreNamed", device, {"QELTA_OnBoardDevice_QELTA_DeviceInSlot"}, slotThree},
+           Question{"Other", device, {"QELTA_PCIDevice"}, nothing},
+           Question{"OtherThoughItIsTheSlotsClass", device, {kSlotClass}, nothing},
+           Question{"OtherAsAntecedent", device, {"CIM_Component", nullptr, nullptr, "Antecedent"}, nothing},
+           Question{"FirstPartOnly", device, {"QELTA_DeviceIn"}, nothing}, Question{"EmptyText", device, {""}, nothing},
+           Question{"EmptyTextForASlotController", slotController, {""}, nothing}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    OfAPciFunctionByResultClass, AssociatorFilters,
+    Values(Question{"Slot", device, {nullptr, kSlotClass}, slotThree},
+           Question{"SlotInUpperCase", device, {nullptr, "QELTA_SYSTEMSLOT"}, slotThree},
+           Question{"SlotWithinALongerName", device, {nullptr, "X_qelta_systemslot_X"}, slotThree},
+           Question{"SlotThoughTheAssociationIsTheBoards", device, {kBoardAssociation, kSlotClass}, slotThree},
+           Question{"SlotThoughTheAssociationIsUnknown", device, {"CIM_Nothing", kSlotClass}, slotThree},
+           Question{"SlotAsAntecedent", device, {nullptr, kSlotClass, nullptr, "ANTECEDENT"}, slotThree},
+           Question{"Board", device, {nullptr, kBoardClass}, board},
+           Question{"BoardInLowerCase", device, {nullptr, "qelta_systemboard"}, board},
+           Question{"BoardWithinALongerName", device, {nullptr, "QELTA_SystemBoards"}, board},
+           Question{"BoardThoughTheAssociationIsTheSlots", device, {kSlotAssociation, kBoardClass}, board},
+           Question{"BoardOfASlotController", slotController, {nullptr, kBoardClass}, board},
+           Question{"BoardAsAntecedent", device, {nullptr, kBoardClass, nullptr, "antecedent"}, board},
+           Question{"SlotWhereBothAreNamed", device, {nullptr, "QELTA_SystemBoard_QELTA_SystemSlot"}, slotThree},
+           Question{"Other", device, {nullptr, "QELTA_PCIDevice"}, nothing},
+           Question{"OtherThoughTheAssociationFits", device, {kSlotAssociation, "QELTA_PCIBridge"}, nothing},
+           Question{"TheAssociationClassItself", device, {nullptr, kSlotAssociation}, nothing},
+           Question{"EmptyText", device, {kSlotAssociation, ""}, nothing}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    OfAPciFunctionByResultRole, AssociatorFilters,
+    Values(Question{"AntecedentAlone", device, {nullptr, nullptr, nullptr, "Antecedent"}, board},
+           Question{
+               "AntecedentOfASlotController", slotController, {nullptr, nullptr, nullptr, "Antecedent"}, slotThree},
+           Question{"Dependent", device, {nullptr, nullptr, nullptr, "Dependent"}, nothing},
+           Question{"DependentOfTheSlot", device, {kSlotAssociation, nullptr, nullptr, "Dependent"}, nothing},
+           Question{"DependentBoard", device, {nullptr, kBoardClass, nullptr, "dependent"}, nothing},
+           Question{"DependentSlotController", slotController, {nullptr, nullptr, nullptr, "Dependent"}, nothing},
+           Question{"Unknown", device, {kSlotAssociation, kSlotClass, nullptr, "Ante"}, nothing},
+           Question{"EmptyText", device, {nullptr, kSlotClass, nullptr, ""}, nothing}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    OfASlot, AssociatorFilters,
+    Values(Question{"NoFilters", slot, {}, functionsInSlotThree},
+           Question{"ResultClass", slot, {nullptr, "QELTA_SSPCIController"}, functionsInSlotThree},
+           Question{"ResultClassInLowerCase", slot, {nullptr, "qelta_sspcicontroller"}, functionsInSlotThree},
+           Question{"ResultClassWithinALongerName", slot, {nullptr, "QELTA_SSPCIControllers"}, nothing},
+           Question{"ResultClassOfTheDevices", slot, {nullptr, "QELTA_PCIDevice"}, nothing},
+           Question{"ResultClassOfTheBoardsView", slot, {nullptr, "QELTA_OBDPCIController"}, nothing},
+           Question{"ResultClassIsEmptyText", slot, {nullptr, ""}, nothing},
+           Question{"ResultRoleAntecedent", slot, {nullptr, nullptr, nullptr, "Antecedent"}, nothing},
+           Question{"ResultRoleAntecedentInUpperCase", slot, {nullptr, nullptr, nullptr, "ANTECEDENT"}, nothing},
+           Question{"ResultRoleAntecedentWithResultClass",
+                    slot,
+                    {nullptr, "QELTA_SSPCIController", nullptr, "antecedent"},
+                    nothing},
+           Question{"ResultRoleContainingAntecedent",
+                    slot,
+                    {nullptr, nullptr, nullptr, "antecedents"},
+                    functionsInSlotThree},
+           Question{"ResultRoleDependent", slot, {nullptr, nullptr, nullptr, "Dependent"}, functionsInSlotThree},
+           Question{"ResultRoleWithoutMeaning", slot, {nullptr, nullptr, nullptr, "nonsense"}, functionsInSlotThree},
+           Question{"ResultRoleIsEmptyText", slot, {nullptr, nullptr, nullptr, ""}, functionsInSlotThree},
+           Question{"AssociationClassIsIgnored", slot, {kBoardAssociation}, functionsInSlotThree},
+           Question{"EmptyAssociationClassIsIgnored", slot, {""}, functionsInSlotThree},
+           Question{"SlotWithABridge", [] { return slotPath(5); }, {}, [] { return rack::functionsInSlot(5); }},
+           Question{"EmptySlot", [] { return slotPath(9); }, {}, nothing},
+           Question{"SlotThatDoesNotExist",
+                    [] { return slotPath(31); },
+                    {},
+                    [] {
+                        return Paths{devicePath(0, 31, 2), bridgePath(0, 31, 0)};
+                    }},
+           Question{"SlotNumberZero",
+                    [] { return slotPath(0); },
+                    {},
+                    [] {
+                        return Paths{devicePath(7, 0, 0), bridgePath(0, 0, 0)};
+                    }},
+           Question{"SlotBeforeBoard",
+                    [] { return renamed(slot(), "QELTA_SystemBoard_QELTA_SystemSlot"); },
+                    {},
+                    functionsInSlotThree}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    OfTheBoard, AssociatorFilters,
+    Values(Question{"NoFilters", boardPath, {}, rack::functionsOnBoard},
+           Question{"ResultClass", boardPath, {nullptr, "QELTA_OBDPCIController"}, rack::functionsOnBoard},
+           Question{"ResultClassInUpperCase", boardPath, {nullptr, "QELTA_OBDPCICONTROLLER"}, rack::functionsOnBoard},
+           Question{"ResultClassWithinALongerName", boardPath, {nullptr, "QELTA_OBDPCIControllers"}, nothing},
+           Question{"ResultClassOfTheDevices", boardPath, {nullptr, "QELTA_PCIDevice"}, nothing},
+           Question{"ResultClassOfTheSlotsView", boardPath, {nullptr, "QELTA_SSPCIController"}, nothing},
+           Question{"ResultClassIsEmptyText", boardPath, {nullptr, ""}, nothing},
+           Question{"ResultRoleDependent", boardPath, {nullptr, nullptr, nullptr, "Dependent"}, rack::functionsOnBoard},
+           Question{"ResultRoleDependentInUpperCase",
+                    boardPath,
+                    {nullptr, nullptr, nullptr, "DEPENDENT"},
+                    rack::functionsOnBoard},
+           Question{"ResultRoleContainingDependent", boardPath, {nullptr, nullptr, nullptr, "dependents"}, nothing},
+           Question{"ResultRoleAntecedent", boardPath, {nullptr, nullptr, nullptr, "Antecedent"}, nothing},
+           Question{"ResultRoleWithoutMeaning", boardPath, {nullptr, nullptr, nullptr, "nonsense"}, nothing},
+           Question{"ResultRoleIsEmptyText", boardPath, {nullptr, nullptr, nullptr, ""}, nothing},
+           Question{"ContradictingFilters",
+                    boardPath,
+                    {kSlotAssociation, "QELTA_OBDPCIController", nullptr, "Antecedent"},
+                    nothing},
+           Question{"AssociationClassIsIgnored", boardPath, {kSlotAssociation}, rack::functionsOnBoard},
+           Question{"EmptyAssociationClassIsIgnored", boardPath, {""}, rack::functionsOnBoard}),
+    CaseName{});
+// clang-format on
+
+// --- sources ---
+
+class AssociatorSources : public RackTest {};
+
+TEST_F(AssociatorSources, AreToldByNamesContainedInAnyLetterCase) {
+    const std::vector<std::pair<ObjectPath, Paths>> rows = {
+        {renamed(device(), "qelta_pcidevice"), board()},
+        {renamed(device(), "MY_QELTA_PCIDEVICE_2"), board()},
+        {renamed(bridgePath(5, 5, 0), "qElTa_PcIbRiDgE"), board()},
+        {renamed(device(), "xqelta_sspcicontrollerx"), slotThree()},
+        {renamed(device(), "QELTA_OBDPCICONTROLLER"), board()},
+        {renamed(slot(), "qelta_systemslot"), functionsInSlotThree()},
+        {renamed(slot(), "QELTA_SystemSlotView"), functionsInSlotThree()},
+        {renamed(boardPath(), "the_qelta_systemboard"), rack::functionsOnBoard()},
+        // A PCI function's name counts before a slot's or the board's.
+        {renamed(device(), "QELTA_SystemSlot_QELTA_PCIDevice"), board()},
+        {renamed(device(), "QELTA_SystemBoard_QELTA_SSPCIController"), slotThree()},
+    };
+    for (const auto& [source, expected] : rows) {
+        for (const AssociationOperation& operation : {kAssociators, kAssociatorNames}) {
+            SCOPED_TRACE(operation.what + (" of " + source.className));
+            const Response response = ask(operation, source);
+            expectClosed(manager, response, CMPI_RC_OK);
+            expectDelivered(response, expected, operation.namesOnly);
+        }
+    }
+}
+
+TEST_F(AssociatorSources, OfOtherClassesAreRefusedAfterReturnDone) {
+    for (const char* className : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_", "QELTA_PCIDevic", "CIM_Slot",
+                                  "QELTA_System_Slot", "", "QELTA_Controller"}) {
+        for (const AssociationOperation& operation : {kAssociators, kAssociatorNames}) {
+            SCOPED_TRACE(operation.what + std::string(" of ") + className);
+            const Response response = ask(operation, classPath(className), {nullptr, kSlotClass});
+            expectClosed(manager, response, CMPI_RC_ERR_INVALID_CLASS);
+            expectDelivered(response, {}, operation.namesOnly);
+            EXPECT_EQ(log().size(), 1U);
+        }
+    }
+}
+
+TEST_F(AssociatorSources, NeedNoKeysForTheBoard) {
+    expectDelivered(ask(kAssociatorNames, classPath("QELTA_PCIDevice")), board(), true);
+    expectDelivered(ask(kAssociatorNames, classPath(kBoardClass)), rack::functionsOnBoard(), true);
+}
+
+TEST_F(AssociatorSources, WithoutUsableKeysLeadToNoSlotAndToNoFunction) {
+    expectDelivered(ask(kAssociatorNames, classPath("QELTA_PCIDevice"), {kSlotAssociation}), {}, true);
+    expectDelivered(ask(kAssociatorNames, classPath(kSlotClass)), {}, true);
+    ObjectPath shortTag = slot();
+    shortTag.keys.back().value = broker::Value::string("System Slot ");  // twelve characters
+    expectDelivered(ask(kAssociatorNames, shortTag), {}, true);
+}
+
+TEST_F(AssociatorSources, InNoSlotHaveNone) {
+    for (const ObjectPath& function :
+         {devicePath(7, 0, 0), bridgePath(0, 0, 0), devicePath(0, 31, 2), bridgePath(0, 1, 0), devicePath(30, 3, 0)}) {
+        const Response response = ask(kAssociatorNames, function, {kSlotAssociation});
+        expectClosed(manager, response, CMPI_RC_OK);
+        expectDelivered(response, {}, true);
+    }
+}
+
+// --- what is delivered ---
+
+TEST_F(AssociatorSources, LeadToTheVeryInstancesThatEnumerationsGive) {
+    const std::vector<Instance> slots = manager.enumerateInstances(classPath(kSlotClass)).instances;
+    const std::vector<Instance> boards = manager.enumerateInstances(classPath(kBoardClass)).instances;
+    const std::vector<Instance> devices = manager.enumerateInstances(classPath("QELTA_PCIDevice")).instances;
+    const std::vector<Instance> bridges = manager.enumerateInstances(classPath("QELTA_PCIBridge")).instances;
+    ASSERT_EQ(slots.size(), 3U);
+    ASSERT_EQ(devices.size(), 5U);
+    ASSERT_EQ(bridges.size(), 4U);
+    EXPECT_THAT(ask(kAssociators, device(), {kSlotAssociation}).instances, ElementsAre(slots[1]));
+    EXPECT_THAT(ask(kAssociators, device()).instances, ElementsAreArray(boards));
+    EXPECT_THAT(ask(kAssociators, slotPath(5)).instances, ElementsAre(devices[3], bridges[3]));
+    EXPECT_THAT(ask(kAssociators, boardPath()).instances, ElementsAre(devices[0], devices[4], bridges[0], bridges[2]));
+}
+
+TEST_F(AssociatorSources, WithTwoSlotsOfOneNumberLeadToTheFirst) {
+    host->bmc().putFile("smbios-table", [] {
+        Slot upper;
+        upper.id = 3;
+        upper.designation = "UPPER";
+        Slot lower = upper;
+        lower.designation = "LOWER";
+        return SmbiosBuilder().addSlot(upper).addSlot(lower).bytes();
+    }());
+    const Response response = ask(kAssociators, device(), {kSlotAssociation});
+    ASSERT_EQ(response.instances.size(), 1U);
+    const broker::Value* designation = response.instances.front().property("SlotDesignation");
+    ASSERT_NE(designation, nullptr);
+    EXPECT_EQ(*designation, broker::Value::string("UPPER"));
+}
+
+TEST_F(AssociatorSources, OnAMachineWithoutSlotsAreAllOnTheBoard) {
+    host->removeDevice(true);
+    expectDelivered(ask(kAssociatorNames, boardPath()), allPaths({rack::devices(), rack::bridges()}), true);
+    const Response response = ask(kAssociatorNames, device(), {kSlotAssociation});
+    expectClosed(manager, response, CMPI_RC_OK);
+    expectDelivered(response, {}, true);
+}
+
+TEST_F(AssociatorSources, OnAnEmptyBusLeadToNothingButTheBoard) {
+    files.setFile("proc/bus/pci/devices", std::string());
+    for (const ObjectPath& source : {slot(), boardPath()}) {
+        const Response response = ask(kAssociators, source);
+        expectClosed(manager, response, CMPI_RC_OK);
+        expectDelivered(response, {}, false);
+    }
+    expectDelivered(ask(kAssociators, device()), board(), false);
+    expectDelivered(ask(kAssociators, device(), {kSlotAssociation}), {}, false);
+}
+
+// --- log lines ---
+
+Lines line(const std::string& text) {
+    return {"PCI_Associators - " + text};
+}
+
+/** The lines up to the answer for a PCI function; `wantedLines` tell where the wanted class comes from. */
+Lines functionLines(const std::string& source, const Lines& roleLines, const Lines& wantedLines,
+                    const std::string& decision) {
+    return allLines({line("the srcclassname [" + source + "]"), line("found one of the dependents [" + source + "]"),
+                     roleLines, line("found one2 of the dependents [" + source + "]"), wantedLines, line(decision)});
+}
+
+Lines boardAnswerLines(const std::string& source) {
+    return {"PCI_Associators4 - the srcclassname [" + source + "] systemboard"};
+}
+
+class AssociatorLog : public SmallMachineTest {
+ protected:
+    Lines logOf(const ObjectPath& source, const FilterTexts& texts) {
+        ask(kAssociatorNames, source, texts);
+        return log();
+    }
+    static Lines slotAnswerLines() {
+        return allLines({scanLines(), slotFromLine("in the routine"),
+                         fromSlotLine("not creating path deviceid [PCI Bus 3, device 3, function 0]"),
+                         fromSlotLine("found PCI Bus"), fromSlotLine("found device"), fromSlotLine("found function"),
+                         fromSlotLine("bus [3] device [3] function [0]"), slotUpcallLines(), slotFromReadLines(3),
+                         slotFromLine("returning from the routine")});
+    }
+    static Lines wantedByNothingLines() {
+        return allLines({line("resultClass not found"), line("association class not found")});
+    }
+    static Lines wantedByAssociationLines() {
+        return allLines({line("resultClass not found"), line("association class found")});
+    }
+};
+
+TEST_F(AssociatorLog, OfADeviceWithoutFilters) {
+    EXPECT_THAT(logOf(renamed(device(), "QELTA_PCIDevice"), {}),
+                ElementsAreArray(allLines({functionLines("qelta_pcidevice", {}, wantedByNothingLines(),
+                                                         "rRole [antecedent] rClass [qelta_systemboard]"),
+                                           boardAnswerLines("qelta_pcidevice")})));
+}
+
+TEST_F(AssociatorLog, OfASlotControllerWithoutFilters) {
+    EXPECT_THAT(logOf(slotController(), {}),
+                ElementsAreArray(allLines({functionLines("qelta_sspcicontroller", {}, wantedByNothingLines(),
+                                                         "rRole [antecedent] rClass [qelta_systemslot]"),
+                                           slotAnswerLines()})));
+}
+
+TEST_F(AssociatorLog, OfADeviceByAssociationClass) {
+    EXPECT_THAT(logOf(device(), {kSlotAssociation}),
+                ElementsAreArray(allLines({functionLines("qelta_pcidevice", {}, wantedByAssociationLines(),
+                                                         "rRole [antecedent] rClass [qelta_systemslot]"),
+                                           slotAnswerLines()})));
+    EXPECT_THAT(logOf(device(), {kBoardAssociation}),
+                ElementsAreArray(allLines({functionLines("qelta_pcidevice", {}, wantedByAssociationLines(),
+                                                         "rRole [antecedent] rClass [qelta_systemboard]"),
+                                           boardAnswerLines("qelta_pcidevice")})));
+}
+
+TEST_F(AssociatorLog, OfADeviceByAnotherAssociationClassShowsNoWantedClass) {
+    EXPECT_THAT(logOf(device(), {"CIM_Component"}),
+                ElementsAreArray(
+                    functionLines("qelta_pcidevice", {}, wantedByAssociationLines(), "rRole [antecedent] rClass []")));
+}
+
+TEST_F(AssociatorLog, OfADeviceByResultClassShowsItAsGivenAndLowered) {
+    EXPECT_THAT(logOf(device(), {kBoardAssociation, "QELTA_SystemSLOT"}),
+                ElementsAreArray(allLines({functionLines("qelta_pcidevice", {},
+                                                         allLines({line("result class found [QELTA_SystemSLOT]"),
+                                                                   line("result class found2 [qelta_systemslot]")}),
+                                                         "rRole [antecedent] rClass [qelta_systemslot]"),
+                                           slotAnswerLines()})));
+}
+
+TEST_F(AssociatorLog, OfADeviceByRoleShowsItAsGivenAndLowered) {
+    EXPECT_THAT(logOf(device(), {nullptr, nullptr, "ignored", "DePendent"}),
+                ElementsAreArray(functionLines(
+                    "qelta_pcidevice",
+                    allLines({line("result role found [DePendent]"), line("result role found2 [dependent]")}),
+                    wantedByNothingLines(), "rRole [dependent] rClass [qelta_systemboard]")));
+}
+
+TEST_F(AssociatorLog, OfASlot) {
+    EXPECT_THAT(
+        logOf(renamed(slot(), "QELTA_SystemSlot"), {}),
+        ElementsAreArray(allLines({line("the srcclassname [qelta_systemslot]"),
+                                   line("doing the class_system_slot thing for src class [qelta_systemslot]"),
+                                   scanLines(), line("class_system_slot [qelta_systemslot] sending object path"),
+                                   fromSlotLine("in the routine routine"), fromSlotLine("not creating path"),
+                                   fromSlotLine("not creating path for slotnum [3]"), deviceInSlotLines(3),
+                                   fromSlotLine("leaving routine")})));
+}
+
+TEST_F(AssociatorLog, OfASlotWhoseFiltersExcludeEverything) {
+    const Lines expected = allLines({line("the srcclassname [qelta_systemslot]"),
+                                     line("doing the class_system_slot thing for src class [qelta_systemslot]")});
+    EXPECT_THAT(logOf(slot(), {nullptr, "QELTA_PCIDevice"}), ElementsAreArray(expected));
+    EXPECT_THAT(logOf(slot(), {nullptr, nullptr, nullptr, "Antecedent"}), ElementsAreArray(expected));
+}
+
+TEST_F(AssociatorLog, OfTheBoard) {
+    EXPECT_THAT(logOf(boardPath(), {}),
+                ElementsAreArray(allLines({line("the srcclassname [qelta_systemboard]"),
+                                           line("src class [qelta_systemboard]"),
+                                           scanLines(),
+                                           {"GetOnboardDeviceAssocInstances - sizeof deviceArray [1] sizeof "
+                                            "bridgearray[0]"}})));
+}
+
+TEST_F(AssociatorLog, OfTheBoardWhoseFiltersExcludeEverything) {
+    const Lines expected =
+        allLines({line("the srcclassname [qelta_systemboard]"), line("src class [qelta_systemboard]")});
+    EXPECT_THAT(logOf(boardPath(), {nullptr, "QELTA_PCIDevice"}), ElementsAreArray(expected));
+    EXPECT_THAT(logOf(boardPath(), {nullptr, nullptr, nullptr, "Antecedent"}), ElementsAreArray(expected));
+}
+
+TEST_F(AssociatorLog, OfAnUnknownClass) {
+    EXPECT_THAT(logOf(classPath("CIM_Unknown"), {}), ElementsAreArray(line("the srcclassname [cim_unknown]")));
+}
+
+}  // namespace

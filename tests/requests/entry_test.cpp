@@ -1,0 +1,401 @@
+#include <dlfcn.h>
+#include <elf.h>
+#include <link.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/requests/providertest.h"
+
+namespace {
+
+using broker::Broker;
+using broker::Response;
+using testing::Each;
+using testing::IsEmpty;
+using testing::Matches;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+using testsupport::classPath;
+
+// --- the library as a file ---
+
+/** A shared library's file, as far as the loader looks at it. */
+class LibraryFile {
+ public:
+    explicit LibraryFile(const char* file) {
+        std::ifstream in(file, std::ios::binary);
+        bytes_.assign(std::istreambuf_iterator<char>(in), {});
+        header_ = at<ElfW(Ehdr)>(0);
+        for (std::size_t i = 0; i < header_.e_shnum; ++i) {
+            sections_.push_back(at<ElfW(Shdr)>(header_.e_shoff + i * header_.e_shentsize));
+        }
+    }
+
+    /** The names of the dynamic symbols that the library defines for others. */
+    std::vector<std::string> exportedSymbols() const {
+        std::vector<std::string> names;
+        for (const auto& section : sections_) {
+            if (section.sh_type != SHT_DYNSYM) continue;
+            for (const auto& symbol : entriesOf<ElfW(Sym)>(section)) {
+                if (symbol.st_shndx != SHN_UNDEF) names.push_back(text(section, symbol.st_name));
+            }
+        }
+        return names;
+    }
+
+    /** The libraries that have to be loaded with it. */
+    std::vector<std::string> neededLibraries() const {
+        std::vector<std::string> names;
+        for (const auto& section : sections_) {
+            if (section.sh_type != SHT_DYNAMIC) continue;
+            for (const auto& entry : entriesOf<ElfW(Dyn)>(section)) {
+                if (entry.d_tag == DT_NEEDED) names.push_back(text(section, entry.d_un.d_val));
+            }
+        }
+        return names;
+    }
+
+ private:
+    template <typename Record>
+    Record at(std::size_t offset) const {
+        if (offset + sizeof(Record) > bytes_.size()) throw std::runtime_error("no library file");
+        Record record;
+        std::memcpy(&record, bytes_.data() + offset, sizeof record);
+        return record;
+    }
+
+    template <typename Record>
+    std::vector<Record> entriesOf(const ElfW(Shdr) & section) const {
+        std::vector<Record> entries;
+        for (std::size_t place = 0; place + sizeof(Record) <= section.sh_size; place += sizeof(Record)) {
+            entries.push_back(at<Record>(section.sh_offset + place));
+        }
+        return entries;
+    }
+
+    /** A text of the string table that belongs to a section. */
+    std::string text(const ElfW(Shdr) & section, std::size_t place) const {
+        return bytes_.data() + sections_.at(section.sh_link).sh_offset + place;
+    }
+
+    std::vector<char> bytes_;
+    ElfW(Ehdr) header_{};
+    std::vector<ElfW(Shdr)> sections_;
+};
+
+TEST(ProviderLibrary, ExportsTheTwoFactoriesAndNothingElse) {
+    EXPECT_THAT(LibraryFile(PROVIDER_LIBRARY).exportedSymbols(),
+                UnorderedElementsAre("PCIInfoProvider_Create_InstanceMI", "PCIInfoProvider_Create_AssociationMI"));
+}
+
+TEST(ProviderLibrary, NeedsTheRunTimeOfItsLanguageAndOfThePlatformOnly) {
+    // The sanitizers' run times come with builds that are instrumented for them.
+    const std::vector<std::string> allowed = {"libstdc++.so", "libgcc_s.so", "libm.so",     "libc.so",
+                                              "ld-linux",     "libasan.so",  "libubsan.so", "libtsan.so"};
+    for (const std::string& needed : LibraryFile(PROVIDER_LIBRARY).neededLibraries()) {
+        EXPECT_TRUE(std::any_of(allowed.begin(), allowed.end(), [&](const std::string& name) {
+            return Matches(StartsWith(name))(needed);
+        })) << needed;
+    }
+}
+
+TEST(ProviderLibrary, LoadsWithAllItsSymbolsBoundAtOnce) {
+    void* library = dlopen(PROVIDER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr);
+    EXPECT_NE(dlsym(library, "PCIInfoProvider_Create_InstanceMI"), nullptr);
+    EXPECT_NE(dlsym(library, "PCIInfoProvider_Create_AssociationMI"), nullptr);
+    EXPECT_EQ(dlclose(library), 0);
+}
+
+// --- factories and their records ---
+
+class EntryTest : public ProviderTest {
+ protected:
+    EntryTest() : ProviderTest(testsupport::buildRack) {}
+
+    void SetUp() override {
+        library_.reset(dlopen(PROVIDER_LIBRARY, RTLD_NOW | RTLD_LOCAL));
+        ASSERT_NE(library_, nullptr);
+        createInstanceMI_ = function<Broker::CreateInstanceMI>("PCIInfoProvider_Create_InstanceMI");
+        createAssociationMI_ = function<Broker::CreateAssociationMI>("PCIInfoProvider_Create_AssociationMI");
+        ASSERT_NE(createInstanceMI_, nullptr);
+        ASSERT_NE(createAssociationMI_, nullptr);
+    }
+
+    CMPIInstanceMI* instanceMI() { return createInstanceMI_(broker_.handle(), nullptr, nullptr); }
+    CMPIAssociationMI* associationMI() { return createAssociationMI_(broker_.handle(), nullptr, nullptr); }
+
+    /** Whether requests are served with the objects of that broker. */
+    static testing::AssertionResult serves(Broker& broker) {
+        const Response response = broker.enumerateInstanceNames(classPath("QELTA_SystemBoard"));
+        if (response.paths == testsupport::Paths{testsupport::boardPath()}) return testing::AssertionSuccess();
+        return testing::AssertionFailure() << response.paths.size() << " paths delivered";
+    }
+
+    struct CloseLibrary {
+        void operator()(void* library) const { dlclose(library); }
+    };
+    std::unique_ptr<void, CloseLibrary> library_;
+    Broker::CreateInstanceMI createInstanceMI_ = nullptr;
+    Broker::CreateAssociationMI createAssociationMI_ = nullptr;
+
+ private:
+    template <typename Function>
+    Function function(const char* name) {
+        return reinterpret_cast<Function>(dlsym(library_.get(), name));
+    }
+};
+
+TEST_F(EntryTest, TheInstanceFactoryGivesARecordWithoutDataAndAFullTable) {
+    const CMPIInstanceMI* record = instanceMI();
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->hdl, nullptr);
+    ASSERT_NE(record->ft, nullptr);
+    const CMPIInstanceMIFT& table = *record->ft;
+    EXPECT_EQ(table.ftVersion, 100);
+    EXPECT_EQ(table.miVersion, 100);
+    EXPECT_STREQ(table.miName, "instancePCIInfoProvider");
+    EXPECT_NE(table.cleanup, nullptr);
+    EXPECT_NE(table.enumerateInstanceNames, nullptr);
+    EXPECT_NE(table.enumerateInstances, nullptr);
+    EXPECT_NE(table.getInstance, nullptr);
+    EXPECT_NE(table.createInstance, nullptr);
+    EXPECT_NE(table.modifyInstance, nullptr);
+    EXPECT_NE(table.deleteInstance, nullptr);
+    EXPECT_NE(table.execQuery, nullptr);
+}
+
+TEST_F(EntryTest, TheAssociationFactoryGivesARecordWithoutDataAndAFullTable) {
+    const CMPIAssociationMI* record = associationMI();
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->hdl, nullptr);
+    ASSERT_NE(record->ft, nullptr);
+    const CMPIAssociationMIFT& table = *record->ft;
+    EXPECT_EQ(table.ftVersion, 100);
+    EXPECT_EQ(table.miVersion, 100);
+    EXPECT_STREQ(table.miName, "associationPCIInfoProvider");
+    EXPECT_NE(table.cleanup, nullptr);
+    EXPECT_NE(table.associators, nullptr);
+    EXPECT_NE(table.associatorNames, nullptr);
+    EXPECT_NE(table.references, nullptr);
+    EXPECT_NE(table.referenceNames, nullptr);
+}
+
+TEST_F(EntryTest, AFactoryCalledAgainGivesTheSameRecord) {
+    Broker other;
+    CMPIInstanceMI* instances = instanceMI();
+    CMPIAssociationMI* associations = associationMI();
+    EXPECT_EQ(createInstanceMI_(other.handle(), nullptr, nullptr), instances);
+    EXPECT_EQ(createAssociationMI_(other.handle(), nullptr, nullptr), associations);
+}
+
+TEST_F(EntryTest, TheFactoriesReadNothingButTheBrokerAndWriteNoStatus) {
+    // Read or written, these addresses would end the process.
+    const auto* context = reinterpret_cast<const CMPIContext*>(8);
+    auto* status = reinterpret_cast<CMPIStatus*>(8);
+    EXPECT_NE(createInstanceMI_(broker_.handle(), context, status), nullptr);
+    EXPECT_NE(createAssociationMI_(broker_.handle(), context, status), nullptr);
+    EXPECT_THAT(broker_.calls(), IsEmpty());
+}
+
+TEST_F(EntryTest, TheBrokerOfTheLatestFactoryCallServesBothInterfaces) {
+    Broker first;
+    Broker second;
+    first.attach(createInstanceMI_, createAssociationMI_);
+    EXPECT_TRUE(serves(first));
+    second.attach(createInstanceMI_, createAssociationMI_);
+    EXPECT_TRUE(serves(second));
+    EXPECT_FALSE(serves(first));
+
+    createInstanceMI_(first.handle(), nullptr, nullptr);
+    EXPECT_TRUE(serves(first));
+    createAssociationMI_(second.handle(), nullptr, nullptr);
+    EXPECT_TRUE(serves(second));
+}
+
+TEST_F(EntryTest, NoRequestWritesTheRecordsOrTheTables) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    const CMPIInstanceMI instances = *instanceMI();
+    const CMPIAssociationMI associations = *associationMI();
+    const CMPIInstanceMIFT instanceTable = *instances.ft;
+    const CMPIAssociationMIFT associationTable = *associations.ft;
+    for (const char* name : kClasses) {
+        for (const Operation& operation : kInstanceOperations) (broker_.*operation.ask)(classPath(name));
+        broker_.associators(classPath(name), {});
+        broker_.references(classPath(name), {});
+    }
+    EXPECT_EQ(broker_.cleanup(true), CMPI_RC_OK);
+    EXPECT_EQ(std::memcmp(&instances, instanceMI(), sizeof instances), 0);
+    EXPECT_EQ(std::memcmp(&associations, associationMI(), sizeof associations), 0);
+    EXPECT_EQ(std::memcmp(&instanceTable, instances.ft, sizeof instanceTable), 0);
+    EXPECT_EQ(std::memcmp(&associationTable, associations.ft, sizeof associationTable), 0);
+}
+
+TEST_F(EntryTest, FactoriesMayRunOnSeveralThreadsAtOnce) {
+    constexpr int kThreads = 8;
+    constexpr int kCalls = 500;
+    const CMPIInstanceMI* instances = instanceMI();
+    const CMPIAssociationMI* associations = associationMI();
+    std::vector<int> strangeRecords(kThreads, 0);
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (int& strange : strangeRecords) {
+        threads.emplace_back([&, this] {
+            for (int call = 0; call < kCalls; ++call) {
+                if (instanceMI() != instances) ++strange;
+                if (associationMI() != associations) ++strange;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_THAT(strangeRecords, Each(0));
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    EXPECT_TRUE(serves(broker_));
+}
+
+TEST_F(EntryTest, TheFirstFactoryCallsMayRunOnSeveralThreadsAtOnce) {
+    constexpr int kThreads = 8;
+    std::vector<const CMPIInstanceMI*> records(kThreads, nullptr);
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (const CMPIInstanceMI*& record : records) threads.emplace_back([&record, this] { record = instanceMI(); });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_NE(records.front(), nullptr);
+    EXPECT_THAT(records, Each(records.front()));
+}
+
+// --- operations with a fixed answer ---
+
+void expectStatus(const CMPIStatus& status, CMPIrc expected) {
+    EXPECT_EQ(status.rc, expected);
+    EXPECT_EQ(status.msg, nullptr);
+}
+
+TEST_F(EntryTest, CleanupIsOkWhetherTheObjectManagerEndsOrNot) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    for (const bool terminating : {false, true}) {
+        const auto flag = static_cast<CMPIBoolean>(terminating ? 1 : 0);
+        expectStatus(instanceMI()->ft->cleanup(nullptr, nullptr, flag), CMPI_RC_OK);
+        expectStatus(associationMI()->ft->cleanup(nullptr, nullptr, flag), CMPI_RC_OK);
+        EXPECT_EQ(broker_.cleanup(terminating), CMPI_RC_OK);
+    }
+    EXPECT_THAT(broker_.calls(), IsEmpty());
+}
+
+TEST_F(EntryTest, RequestsAreStillServedAfterCleanup) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    EXPECT_EQ(broker_.cleanup(false), CMPI_RC_OK);
+    EXPECT_TRUE(serves(broker_));
+}
+
+TEST_F(EntryTest, CreateModifyDeleteAndQueryAreNotSupportedAndTouchNoArgument) {
+    const CMPIInstanceMIFT& table = *instanceMI()->ft;
+    expectStatus(table.createInstance(nullptr, nullptr, nullptr, nullptr, nullptr), CMPI_RC_ERR_NOT_SUPPORTED);
+    expectStatus(table.modifyInstance(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), CMPI_RC_ERR_NOT_SUPPORTED);
+    expectStatus(table.deleteInstance(nullptr, nullptr, nullptr, nullptr), CMPI_RC_ERR_NOT_SUPPORTED);
+    expectStatus(table.execQuery(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), CMPI_RC_ERR_NOT_SUPPORTED);
+}
+
+/** Refused, with nothing delivered and the result left open. */
+void expectRefused(const Response& response) {
+    EXPECT_EQ(response.status, CMPI_RC_ERR_NOT_SUPPORTED);
+    EXPECT_FALSE(response.hasMessage);
+    EXPECT_THAT(response.instances, IsEmpty());
+    EXPECT_THAT(response.paths, IsEmpty());
+    EXPECT_EQ(response.doneCalls, 0U);
+}
+
+TEST_F(EntryTest, RefusedOperationsLeaveTheResultUntouchedForEveryClass) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    for (const char* name : {"QELTA_PCIDevice", "QELTA_SystemSlot", "QELTA_SystemBoard", "QELTA_Unknown", ""}) {
+        SCOPED_TRACE(name);
+        const broker::Instance instance{classPath(name), {}};
+        expectRefused(broker_.createInstance(instance.path, instance));
+        expectRefused(broker_.modifyInstance(instance.path, instance));
+        expectRefused(broker_.deleteInstance(instance.path));
+    }
+    EXPECT_THAT(broker_.calls(), IsEmpty());
+    EXPECT_THAT(host_.events(), IsEmpty());
+}
+
+TEST_F(EntryTest, QueriesAreNotSupportedWhateverTheirLanguageAndText) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    for (const char* language : {"WQL", "CIM:CQL", "DMTF:CQL", "", "no language"}) {
+        for (const char* query : {"SELECT * FROM QELTA_PCIDevice", "", "no query"}) {
+            SCOPED_TRACE(std::string(language) + ": " + query);
+            expectRefused(broker_.execQuery(classPath("QELTA_PCIDevice"), query, language));
+        }
+    }
+    EXPECT_THAT(broker_.calls(), IsEmpty());
+}
+
+// --- class names ---
+
+class ClassNameTest : public ProviderTest {
+ protected:
+    ClassNameTest() : ProviderTest(testsupport::buildRack) {}
+
+    void expectUnknown(const std::string& className) {
+        for (const Operation& operation : kInstanceOperations) {
+            SCOPED_TRACE(std::string(operation.name) + " [" + className + "]");
+            const Response response = (broker_.*operation.ask)(classPath(className));
+            EXPECT_EQ(response.status, CMPI_RC_ERR_INVALID_CLASS);
+            EXPECT_FALSE(response.hasMessage);
+            EXPECT_THAT(testsupport::delivered(response), IsEmpty());
+            EXPECT_EQ(response.doneCalls, 0U);
+        }
+    }
+};
+
+TEST_F(ClassNameTest, ANameWithOneMoreLetterOrABlankMatchesNoClass) {
+    for (const std::string name : kClasses) {
+        expectUnknown(name + "s");
+        expectUnknown(name + " ");
+        expectUnknown(" " + name);
+    }
+}
+
+TEST_F(ClassNameTest, APartOfANameMatchesNoClass) {
+    for (const std::string name : kClasses) {
+        expectUnknown(name.substr(0, name.size() - 1));
+        expectUnknown(name.substr(name.find('_') + 1));
+    }
+    expectUnknown("QELTA_");
+    expectUnknown("QELTA");
+    expectUnknown("");
+}
+
+TEST_F(ClassNameTest, ANameThatContainsAClassMatchesNoClass) {
+    expectUnknown("QELTA_SystemSlot.QELTA_SystemSlot");
+    expectUnknown("XQELTA_SystemBoard");
+    expectUnknown("QELTA_Controller");
+    expectUnknown("CIM_PCIDevice");
+}
+
+TEST_F(ClassNameTest, AMissingClassNameMatchesNoClass) {
+    broker_.stringTable().getCharPtr = [](const CMPIString*, CMPIStatus*) -> const char* { return nullptr; };
+    expectUnknown("QELTA_SystemBoard");
+    broker_.objectPathTable().getClassName = [](const CMPIObjectPath*, CMPIStatus*) -> CMPIString* { return nullptr; };
+    expectUnknown("QELTA_SystemBoard");
+}
+
+TEST_F(ClassNameTest, SystemSlotsAreDispatchedAlikeInWholeLowerCase) {
+    for (const Operation& operation : kInstanceOperations) {
+        SCOPED_TRACE(operation.name);
+        const Response canonical = (broker_.*operation.ask)(classPath("QELTA_SystemSlot"));
+        const Response lowered = (broker_.*operation.ask)(classPath("qelta_systemslot"));
+        EXPECT_EQ(lowered.status, CMPI_RC_OK);
+        EXPECT_EQ(testsupport::delivered(lowered), testsupport::rack::slots());
+        EXPECT_EQ(lowered.instances, canonical.instances);
+        EXPECT_EQ(lowered.paths, canonical.paths);
+        EXPECT_EQ(lowered.doneCalls, canonical.doneCalls);
+    }
+}
+
+}  // namespace

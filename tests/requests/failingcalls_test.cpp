@@ -1,0 +1,285 @@
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+#include <tuple>
+
+#include "tests/requests/providertest.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Property;
+using broker::Response;
+using broker::Value;
+using testing::IsEmpty;
+using testsupport::classPath;
+
+// --- whether an object is what is left of another one when some of its parts could not be set ---
+
+bool isLeftOf(const ObjectPath& part, const ObjectPath& whole);
+
+bool isLeftOf(const Value& part, const Value& whole) {
+    if (part == whole) return true;
+    if (part.type != whole.type) return false;
+    const auto* path = std::get_if<std::shared_ptr<ObjectPath>>(&part.data);
+    const auto* wholePath = std::get_if<std::shared_ptr<ObjectPath>>(&whole.data);
+    if (path != nullptr && wholePath != nullptr) return isLeftOf(**path, **wholePath);
+    const auto* elements = std::get_if<std::vector<Value>>(&part.data);
+    const auto* wholeElements = std::get_if<std::vector<Value>>(&whole.data);
+    return elements != nullptr && wholeElements != nullptr &&
+           std::equal(elements->begin(), elements->end(), wholeElements->begin(), wholeElements->end(),
+                      [](const Value& element, const Value& other) { return element.null || element == other; });
+}
+
+bool areLeftOf(const std::vector<Property>& part, const std::vector<Property>& whole) {
+    return std::all_of(part.begin(), part.end(), [&](const Property& property) {
+        return std::any_of(whole.begin(), whole.end(), [&](const Property& other) {
+            return property.name == other.name && isLeftOf(property.value, other.value);
+        });
+    });
+}
+
+bool isLeftOf(const ObjectPath& part, const ObjectPath& whole) {
+    return part.nameSpace == whole.nameSpace && part.className == whole.className && areLeftOf(part.keys, whole.keys);
+}
+
+bool isLeftOf(const Instance& part, const Instance& whole) {
+    return isLeftOf(part.path, whole.path) && areLeftOf(part.properties, whole.properties);
+}
+
+/** Whether the objects, each whole or in part, come from the full list, in its order and none twice. */
+template <typename Object>
+testing::AssertionResult areAmong(const std::vector<Object>& objects, const std::vector<Object>& full) {
+    auto place = full.begin();
+    for (const Object& object : objects) {
+        place = std::find_if(place, full.end(), [&](const Object& whole) { return isLeftOf(object, whole); });
+        if (place == full.end()) return testing::AssertionFailure() << testing::PrintToString(object);
+        ++place;
+    }
+    return testing::AssertionSuccess();
+}
+
+// --- a small machine, so that every call's turn comes soon ---
+
+void buildSmallMachine(testsupport::HostBuilder& host) {
+    host.setHostName(testsupport::kMachineName);
+    host.setSmbiosTable(testsupport::slotTable({3, 4}));
+    // No function has device number 0: a slot whose number cannot be read counts as number 0, and is empty so.
+    testsupport::PciFunction device = testsupport::deviceAt(0, 3, 1);
+    device.bars = {0xFEBF0008, 0x0000E001};
+    host.addFunction(testsupport::bridgeAt(0, 3, 0)).addFunction(device);
+    host.addFunction(testsupport::deviceAt(0, 31, 0));
+}
+
+class FailingCallsTest : public ProviderTest {
+ protected:
+    FailingCallsTest() : ProviderTest(buildSmallMachine) { broker_.recordCalls(false); }
+
+    Response ask(const Operation& operation, const std::string& className) {
+        host_.clearEvents();
+        return (broker_.*operation.ask)(classPath(className));
+    }
+
+    /** All that a request can deliver, whichever of its calls fails. */
+    Response fullestAnswer(const Operation& operation, const std::string& className) {
+        // A function whose "UINumber" is lost counts as one on the board; without slots all of them do.
+        const bool withoutSlots = className == "QELTA_OnBoardDevice";
+        host_.removeDevice(withoutSlots);
+        Response response = ask(operation, className);
+        host_.removeDevice(false);
+        return response;
+    }
+};
+
+/** How a call goes wrong. */
+struct Fault {
+    const char* name;
+    void (*set)(broker::Broker&, unsigned nth);
+};
+
+void PrintTo(const Fault& fault, std::ostream* out) {
+    *out << fault.name;
+}
+
+constexpr Fault kFaults[] = {
+    {"Fails", [](broker::Broker& broker, unsigned nth) { broker.failAt("*", nth); }},
+    {"ThrowsStandard", [](broker::Broker& broker, unsigned nth) { broker.throwAt("*", nth); }},
+    {"ThrowsOther", [](broker::Broker& broker, unsigned nth) { broker.throwAt("*", nth, false); }},
+};
+
+using Turn = std::tuple<const char*, Operation, Fault>;
+
+class EveryCallInTurnTest : public FailingCallsTest, public testing::WithParamInterface<Turn> {
+ protected:
+    /** The class name is read by the first calls of a request, its handle and then its characters. */
+    static constexpr unsigned kClassNameCalls = 2;
+
+    const char* className() const { return std::get<0>(GetParam()); }
+    const Operation& operation() const { return std::get<Operation>(GetParam()); }
+    bool is(const char* faultName) const { return std::string(std::get<Fault>(GetParam()).name) == faultName; }
+
+    /** Asks with the nth call going wrong; false when the request makes fewer calls. */
+    bool askWithFault(unsigned nth, const Response& full) {
+        broker_.clearFaults();
+        std::get<Fault>(GetParam()).set(broker_, nth);
+        try {
+            expectPartOf(full, ask(operation(), className()), nth);
+        } catch (const std::runtime_error&) {
+            EXPECT_TRUE(is("ThrowsStandard") && nth <= kClassNameCalls);
+        } catch (int) {
+            EXPECT_TRUE(is("ThrowsOther"));
+        }
+        expectNothingLeft();
+        return broker_.faultStruck();
+    }
+
+ private:
+    void expectPartOf(const Response& full, const Response& response, unsigned nth) {
+        EXPECT_FALSE(response.hasMessage);
+        if (is("Fails") && nth <= kClassNameCalls) {
+            EXPECT_EQ(response.status, CMPI_RC_ERR_INVALID_CLASS);
+            EXPECT_THAT(testsupport::delivered(response), IsEmpty());
+            return;
+        }
+        EXPECT_EQ(response.status, CMPI_RC_OK);
+        EXPECT_TRUE(areAmong(response.instances, full.instances));
+        EXPECT_TRUE(areAmong(response.paths, full.paths));
+        EXPECT_EQ(response.deliveredAfterDone, 0U);
+    }
+};
+
+std::string nameOf(const testing::TestParamInfo<Turn>& info) {
+    const std::string className = std::get<0>(info.param);
+    return className.substr(className.find('_') + 1) + "_" + std::get<Operation>(info.param).name + "_" +
+           std::get<Fault>(info.param).name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Instances, EveryCallInTurnTest,
+                         testing::Combine(testing::ValuesIn(kClasses), testing::ValuesIn(kInstanceOperations),
+                                          testing::ValuesIn(kFaults)),
+                         nameOf);
+
+TEST_P(EveryCallInTurnTest, CostsPartOfTheAnswerAtMostAndLeaksNothing) {
+    const Response unfailed = ask(operation(), className());
+    const Response full = fullestAnswer(operation(), className());
+    EXPECT_FALSE(testsupport::delivered(unfailed).empty());
+    unsigned nth = 1;
+    while (askWithFault(nth, full)) {
+        if (HasFailure()) FAIL() << "call " << nth << " going wrong";
+        ++nth;
+    }
+    EXPECT_GT(nth, kClassNameCalls);
+    broker_.clearFaults();
+    const Response after = ask(operation(), className());
+    EXPECT_EQ(after.instances, unfailed.instances);
+    EXPECT_EQ(after.paths, unfailed.paths);
+}
+
+// --- slots that an object manager may leave null ---
+
+class NullSlotsTest : public FailingCallsTest, public testing::WithParamInterface<const char*> {
+ protected:
+    /** Whether the class is answered with what the object manager enumerates. */
+    bool needsUpcalls() const {
+        const std::string name = GetParam();
+        return name == "QELTA_DeviceInSlot" || name == "QELTA_OnBoardDevice" || name == "QELTA_SSPCIController";
+    }
+
+    /** The answers stay the same but for classes that need upcalls, which are answered with nothing. */
+    void expectAnswersWithoutUpcalls(const std::function<void()>& takeUpcallsAway) {
+        std::vector<Response> before;
+        for (const Operation& operation : kInstanceOperations) before.push_back(ask(operation, GetParam()));
+        takeUpcallsAway();
+        auto whole = before.begin();
+        for (const Operation& operation : kInstanceOperations) {
+            SCOPED_TRACE(operation.name);
+            const Response response = ask(operation, GetParam());
+            EXPECT_EQ(response.status, CMPI_RC_OK);
+            EXPECT_EQ(response.doneCalls, whole->doneCalls);
+            if (needsUpcalls()) {
+                EXPECT_THAT(testsupport::delivered(response), IsEmpty());
+            } else {
+                EXPECT_EQ(testsupport::delivered(response), testsupport::delivered(*whole));
+            }
+            expectNothingLeft();
+            ++whole;
+        }
+    }
+};
+
+std::string classOf(const testing::TestParamInfo<const char*>& info) {
+    const std::string className = info.param;
+    return className.substr(className.find('_') + 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Instances, NullSlotsTest, testing::ValuesIn(kClasses), classOf);
+
+TEST_P(NullSlotsTest, WithoutTheEnumerationOfInstancesNothingIsReadFromIt) {
+    expectAnswersWithoutUpcalls([this] { broker_.brokerTable().enumerateInstances = nullptr; });
+}
+
+TEST_P(NullSlotsTest, WithoutATableOfServicesNothingIsReadFromIt) {
+    expectAnswersWithoutUpcalls([this] { broker_.brokerRecord().bft = nullptr; });
+}
+
+TEST_P(NullSlotsTest, SlotsThatTheProviderHasNoUseForMayAllBeNull) {
+    std::vector<Response> before;
+    for (const Operation& operation : kInstanceOperations) before.push_back(ask(operation, GetParam()));
+
+    broker_.brokerRecord().xft = nullptr;
+    const auto enumerateInstances = broker_.brokerTable().enumerateInstances;
+    broker_.brokerTable() = {};
+    broker_.brokerTable().enumerateInstances = enumerateInstances;
+
+    const CMPIBrokerEncFT makers = broker_.encapsulationTable();
+    broker_.encapsulationTable() = {};
+    broker_.encapsulationTable().newInstance = makers.newInstance;
+    broker_.encapsulationTable().newObjectPath = makers.newObjectPath;
+    broker_.encapsulationTable().newString = makers.newString;
+    broker_.encapsulationTable().newArray = makers.newArray;
+
+    const CMPIResultFT result = broker_.resultTable();
+    broker_.resultTable() = {};
+    broker_.resultTable().returnInstance = result.returnInstance;
+    broker_.resultTable().returnObjectPath = result.returnObjectPath;
+    broker_.resultTable().returnDone = result.returnDone;
+
+    const CMPIObjectPathFT path = broker_.objectPathTable();
+    broker_.objectPathTable() = {};
+    broker_.objectPathTable().getClassName = path.getClassName;
+    broker_.objectPathTable().addKey = path.addKey;
+    broker_.objectPathTable().getKey = path.getKey;
+
+    const CMPIInstanceFT instance = broker_.instanceTable();
+    broker_.instanceTable() = {};
+    broker_.instanceTable().getProperty = instance.getProperty;
+    broker_.instanceTable().setProperty = instance.setProperty;
+    broker_.instanceTable().getObjectPath = instance.getObjectPath;
+
+    const auto setElementAt = broker_.arrayTable().setElementAt;
+    broker_.arrayTable() = {};
+    broker_.arrayTable().setElementAt = setElementAt;
+
+    const CMPIEnumerationFT enumeration = broker_.enumerationTable();
+    broker_.enumerationTable() = {};
+    broker_.enumerationTable().hasNext = enumeration.hasNext;
+    broker_.enumerationTable().getNext = enumeration.getNext;
+
+    const auto getCharPtr = broker_.stringTable().getCharPtr;
+    broker_.stringTable() = {};
+    broker_.stringTable().getCharPtr = getCharPtr;
+    broker_.contextTable() = {};
+
+    auto whole = before.begin();
+    for (const Operation& operation : kInstanceOperations) {
+        SCOPED_TRACE(operation.name);
+        const Response response = ask(operation, GetParam());
+        EXPECT_EQ(response.status, CMPI_RC_OK);
+        EXPECT_EQ(response.instances, whole->instances);
+        EXPECT_EQ(response.paths, whole->paths);
+        ++whole;
+    }
+}
+
+}  // namespace

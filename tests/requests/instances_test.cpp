@@ -1,0 +1,454 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <tuple>
+
+#include "tests/requests/providertest.h"
+
+namespace {
+
+using broker::Call;
+using broker::ObjectPath;
+using broker::Response;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testsupport::classPath;
+using testsupport::delivered;
+using testsupport::Lines;
+using testsupport::Paths;
+
+/** A class and what a request for it comes to on the rack. */
+struct ServedClass {
+    const char* name;
+    Paths (*objects)();
+    bool closesResult;       // once its instances are delivered
+    unsigned upcalls;        // enumerations asked for on the way ...
+    unsigned upcallObjects;  // ... and the instances that they deliver
+};
+
+void PrintTo(const ServedClass& served, std::ostream* out) {
+    *out << served.name;
+}
+
+Paths board() {
+    return {testsupport::boardPath()};
+}
+
+const std::vector<ServedClass>& servedClasses() {
+    namespace rack = testsupport::rack;
+    static const std::vector<ServedClass> classes = {
+        {"QELTA_PCIDevice", rack::devices, true, 0, 0},
+        {"QELTA_PCIBridge", rack::bridges, true, 0, 0},
+        {"QELTA_DeviceInSlot", rack::associationsOfSlots, true, 1, 3},
+        {"QELTA_SystemSlot", rack::slots, true, 0, 0},
+        {"QELTA_SystemBoard", board, true, 0, 0},
+        {"QELTA_OnBoardDevice", rack::associationsOfBoard, true, 2, 9},
+        {"QELTA_SSPCIController", rack::functionsInSlots, false, 1, 3},
+        {"QELTA_OBDPCIController", rack::functionsOnBoard, false, 0, 0},
+    };
+    return classes;
+}
+
+std::string inCase(std::string text, int (*change)(int)) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [&](unsigned char character) { return static_cast<char>(change(character)); });
+    return text;
+}
+
+/** The class name as clients may spell it. */
+std::vector<std::string> spellings(const std::string& name) {
+    std::string mixed = inCase(name, std::tolower);
+    for (std::size_t i = 0; i < mixed.size(); i += 2) mixed[i] = static_cast<char>(std::toupper(mixed[i]));
+    return {name, inCase(name, std::tolower), inCase(name, std::toupper), mixed};
+}
+
+/** Standard output of this process goes to a file of its own while an object of this class lives. */
+class StdoutCapture {
+ public:
+    StdoutCapture() : file_(std::tmpfile()), kept_(dup(STDOUT_FILENO)) {
+        if (file_ == nullptr || kept_ < 0) throw std::runtime_error("standard output cannot be captured");
+        std::fflush(stdout);
+        std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);  // whatever it was: a terminal's lines go out one by one
+        dup2(fileno(file_.get()), STDOUT_FILENO);
+    }
+    ~StdoutCapture() {
+        std::fflush(stdout);
+        dup2(kept_, STDOUT_FILENO);
+        close(kept_);
+    }
+    StdoutCapture(const StdoutCapture&) = delete;
+    StdoutCapture& operator=(const StdoutCapture&) = delete;
+
+    /** What has reached the descriptor so far. */
+    std::string written() const {
+        std::string text(static_cast<std::size_t>(lseek(fileno(file_.get()), 0, SEEK_END)), '\0');
+        const ssize_t got = pread(fileno(file_.get()), text.data(), text.size(), 0);
+        text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+        return text;
+    }
+    /** All that was put out so far. */
+    std::string text() const {
+        std::fflush(stdout);
+        return written();
+    }
+
+ private:
+    struct CloseStream {
+        void operator()(FILE* stream) const { std::fclose(stream); }
+    };
+    std::unique_ptr<FILE, CloseStream> file_;
+    int kept_;
+};
+
+std::string lines(unsigned count) {
+    std::string text;
+    for (unsigned line = 0; line < count; ++line) text += "enumerating instances\n";
+    return text;
+}
+
+class InstanceTest : public ProviderTest {
+ protected:
+    InstanceTest() : ProviderTest(testsupport::buildRack) {}
+
+    Response ask(const Operation& operation, const std::string& className) {
+        host_.clearEvents();
+        broker_.clearCalls();
+        return (broker_.*operation.ask)(classPath(className));
+    }
+
+    /** The log lines of the latest request; every one is of priority 3. */
+    Lines log() const {
+        for (const emulator::LogLine& line : host_.eventsOf<emulator::LogLine>()) EXPECT_EQ(line.priority, 3);
+        return host_.logTexts();
+    }
+
+    static bool isEntryLine(const std::string& line) { return line.rfind("PCI_enuminstances", 0) == 0; }
+};
+
+// --- every class in every operation ---
+
+using ClassAndOperation = std::tuple<ServedClass, Operation>;
+
+class EveryClassTest : public InstanceTest, public testing::WithParamInterface<ClassAndOperation> {
+ protected:
+    const ServedClass& served() const { return std::get<ServedClass>(GetParam()); }
+    const Operation& operation() const { return std::get<Operation>(GetParam()); }
+    bool closes() const { return served().closesResult && !operation().namesOnly; }
+};
+
+std::string nameOf(const testing::TestParamInfo<ClassAndOperation>& info) {
+    const std::string className = std::get<ServedClass>(info.param).name;
+    return className.substr(className.find('_') + 1) + "_" + std::get<Operation>(info.param).name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Instances, EveryClassTest,
+                         testing::Combine(testing::ValuesIn(servedClasses()), testing::ValuesIn(kInstanceOperations)),
+                         nameOf);
+
+TEST_P(EveryClassTest, IsAnsweredWholeInEverySpelling) {
+    for (const std::string& spelling : spellings(served().name)) {
+        SCOPED_TRACE(spelling);
+        const Response response = ask(operation(), spelling);
+        EXPECT_EQ(response.status, CMPI_RC_OK);
+        EXPECT_FALSE(response.hasMessage);
+        EXPECT_EQ(delivered(response), served().objects());
+        EXPECT_TRUE(operation().namesOnly ? response.instances.empty() : response.paths.empty());
+    }
+}
+
+TEST_P(EveryClassTest, ClosesTheResultOnceAndLastOrNotAtAll) {
+    const Response response = ask(operation(), served().name);
+    EXPECT_EQ(response.doneCalls, closes() ? 1U : 0U);
+    EXPECT_EQ(response.deliveredAfterDone, 0U);
+    EXPECT_EQ(broker_.calls().back().function == "result.returnDone", closes());
+}
+
+TEST_P(EveryClassTest, IsLoggedByTheEnumerationOfInstancesAloneWithTheNameAsGiven) {
+    for (const std::string& spelling : spellings(served().name)) {
+        SCOPED_TRACE(spelling);
+        ask(operation(), spelling);
+        Lines lines = log();
+        const std::string line = "PCI_enuminstances - in the routine with classname [" + spelling + "]";
+        if (std::string(operation().name) == "Enumerate") {
+            ASSERT_FALSE(lines.empty());
+            EXPECT_EQ(lines.front(), line);
+            lines.erase(lines.begin());
+        }
+        // What is left of such lines comes from enumerations that the provider asks for itself.
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), isEntryLine), served().upcalls);
+    }
+}
+
+TEST_P(EveryClassTest, PutsOutOneLineForEachEnumerationOfInstances) {
+    const bool enumerates = std::string(operation().name) == "Enumerate";
+    const StdoutCapture capture;
+    ask(operation(), served().name);
+    EXPECT_EQ(capture.written(), "");  // the stream is not flushed
+    EXPECT_EQ(capture.text(), lines(served().upcalls + (enumerates ? 1 : 0)));
+}
+
+TEST_P(EveryClassTest, ReadsTheClassNameOfThePathAndNothingElse) {
+    ObjectPath path = testsupport::functionPath(served().name, 200, 31, 7);
+    path.nameSpace = "root/elsewhere";
+    path.keys.push_back({"Tag", broker::Value::string("System Slot 99")});
+    const Response response = (broker_.*operation().ask)(path);
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    EXPECT_EQ(delivered(response), served().objects());
+    for (const Call& call : broker_.calls()) {
+        EXPECT_NE(call.function, "objectPath.getKey");
+        EXPECT_NE(call.function, "objectPath.getNameSpace");
+        EXPECT_NE(call.function, "objectPath.getHostname");
+    }
+}
+
+TEST_P(EveryClassTest, IsAnsweredOkWithFewerObjectsOnAnEmptyHost) {
+    files_.remove("proc").remove("bmc");
+    host_.removeDevice(true);
+    const Response response = ask(operation(), served().name);
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    const bool isBoard = std::string(served().name) == "QELTA_SystemBoard";
+    EXPECT_EQ(delivered(response), isBoard ? board() : Paths());
+    EXPECT_EQ(response.doneCalls, closes() ? 1U : 0U);
+}
+
+TEST_P(EveryClassTest, KeepsWhatWasDeliveredBeforeAStandardException) {
+    const bool atTheFirst = served().objects().size() < 2;
+    if (operation().namesOnly) {
+        broker_.throwAt("result.returnObjectPath", atTheFirst ? 1 : 2);
+    } else {
+        broker_.throwAt("result.returnInstance", served().upcallObjects + (atTheFirst ? 1 : 2));
+    }
+    const Response response = ask(operation(), served().name);
+    EXPECT_TRUE(broker_.faultStruck());
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    EXPECT_FALSE(response.hasMessage);
+    const Paths objects = served().objects();
+    EXPECT_EQ(delivered(response), atTheFirst ? Paths() : Paths{objects.front()});
+    // The walks over slots and over the board's functions keep exceptions to themselves: the result is closed then.
+    const bool caughtBelow = served().upcalls != 0;
+    EXPECT_EQ(response.doneCalls, closes() && caughtBelow ? 1U : 0U);
+    expectNothingLeft();
+}
+
+TEST_P(EveryClassTest, LetsOtherExceptionsPassUnlessItsOwnWalkKeepsThem) {
+    const char* function = operation().namesOnly ? "result.returnObjectPath" : "result.returnInstance";
+    broker_.throwAt(function, 1 + (operation().namesOnly ? 0 : served().upcallObjects), false);
+    if (served().upcalls != 0) {
+        EXPECT_EQ(ask(operation(), served().name).status, CMPI_RC_OK);
+    } else {
+        EXPECT_THROW(ask(operation(), served().name), int);
+    }
+    EXPECT_TRUE(broker_.faultStruck());
+    expectNothingLeft();
+    broker_.clearFaults();
+    EXPECT_EQ(delivered(ask(operation(), served().name)), served().objects());
+}
+
+TEST_P(EveryClassTest, LetsExceptionsOfReadingTheClassNamePass) {
+    for (const char* function : {"objectPath.getClassName", "string.getCharPtr"}) {
+        SCOPED_TRACE(function);
+        broker_.throwAt(function, 1);
+        EXPECT_THROW(ask(operation(), served().name), std::runtime_error);
+        EXPECT_THAT(log(), IsEmpty());
+        expectNothingLeft();
+        broker_.clearFaults();
+    }
+}
+
+TEST_F(InstanceTest, WhatBecomesOfClosingTheResultChangesNothing) {
+    const auto expectBoard = [this] {
+        for (const Operation& operation : kInstanceOperations) {
+            const Response response = ask(operation, "QELTA_SystemBoard");
+            EXPECT_EQ(response.status, CMPI_RC_OK) << operation.name;
+            EXPECT_EQ(delivered(response), board()) << operation.name;
+        }
+    };
+    broker_.failAt("result.returnDone", 1);
+    broker_.throwAt("result.returnDone", 2);
+    expectBoard();
+    EXPECT_TRUE(broker_.faultStruck());
+}
+
+// --- what tells the operations apart ---
+
+TEST_F(InstanceTest, NamesOfBridgesOnAHostWithoutBridgesAreOkEmptyAndLeftOpen) {
+    files_.setFile("proc/bus/pci/devices", testsupport::devicesLine(testsupport::deviceAt(0, 2, 0)));
+    const Response response = broker_.enumerateInstanceNames(classPath("QELTA_PCIBridge"));
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    EXPECT_THAT(delivered(response), IsEmpty());
+    EXPECT_EQ(response.doneCalls, 0U);
+}
+
+TEST_F(InstanceTest, TheBoardInLowerCaseIsAnsweredAlikeAndLoggedInLowerCase) {
+    const Response canonical = broker_.enumerateInstances(classPath("QELTA_SystemBoard"));
+    host_.clearEvents();
+    const Response lowered = broker_.enumerateInstances(classPath("qelta_systemboard"));
+    EXPECT_EQ(lowered.instances, canonical.instances);
+    EXPECT_EQ(lowered.instances.size(), 1U);
+    EXPECT_THAT(log(), ElementsAre("PCI_enuminstances - in the routine with classname [qelta_systemboard]"));
+}
+
+TEST_F(InstanceTest, GettingADeviceThatDoesNotExistDeliversEveryDevice) {
+    const Response response = broker_.getInstance(testsupport::devicePath(99, 9, 7));
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    EXPECT_EQ(delivered(response), testsupport::rack::devices());
+    EXPECT_EQ(response.doneCalls, 1U);
+}
+
+TEST_F(InstanceTest, GettingOneSlotDeliversAllSlots) {
+    const Response response = broker_.getInstance(testsupport::slotPath(3));
+    EXPECT_EQ(response.status, CMPI_RC_OK);
+    EXPECT_EQ(delivered(response), testsupport::rack::slots());
+}
+
+TEST_F(InstanceTest, GettingDeliversTheSameInstancesAsEnumerating) {
+    for (const ServedClass& served : servedClasses()) {
+        const Response enumerated = broker_.enumerateInstances(classPath(served.name));
+        EXPECT_EQ(broker_.getInstance(classPath(served.name)).instances, enumerated.instances) << served.name;
+    }
+}
+
+TEST_F(InstanceTest, OnlyItsOwnLineTellsTheLogOfEnumeratingFromThatOfGetting) {
+    for (const ServedClass& served : servedClasses()) {
+        SCOPED_TRACE(served.name);
+        ask(kInstanceOperations[1], served.name);
+        Lines enumerating = log();
+        ASSERT_FALSE(enumerating.empty());
+        enumerating.erase(enumerating.begin());
+        ask(kInstanceOperations[2], served.name);
+        EXPECT_EQ(log(), enumerating);
+    }
+}
+
+TEST_F(InstanceTest, NamesAndGettingOfTheBoardWriteNoLogLineAndNoOutput) {
+    const StdoutCapture capture;
+    broker_.enumerateInstanceNames(classPath("QELTA_SystemBoard"));
+    broker_.getInstance(classPath("QELTA_SystemBoard"));
+    EXPECT_THAT(log(), IsEmpty());
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST_F(InstanceTest, AnUnknownClassIsPutOutAndLoggedByTheEnumerationOfInstances) {
+    const StdoutCapture capture;
+    const Response response = broker_.enumerateInstances(classPath("QELTA_Unknown"));
+    EXPECT_EQ(capture.text(), lines(1));
+    EXPECT_THAT(log(), ElementsAre("PCI_enuminstances - in the routine with classname [QELTA_Unknown]"));
+    EXPECT_EQ(response.status, CMPI_RC_ERR_INVALID_CLASS);
+    EXPECT_FALSE(response.hasMessage);
+    EXPECT_EQ(response.doneCalls, 0U);
+}
+
+TEST_F(InstanceTest, AnUnknownClassLeavesNoTraceInTheOtherOperations) {
+    const StdoutCapture capture;
+    EXPECT_EQ(broker_.enumerateInstanceNames(classPath("QELTA_Unknown")).status, CMPI_RC_ERR_INVALID_CLASS);
+    EXPECT_EQ(broker_.getInstance(classPath("QELTA_Unknown")).status, CMPI_RC_ERR_INVALID_CLASS);
+    EXPECT_EQ(capture.text(), "");
+    EXPECT_THAT(host_.events(), IsEmpty());
+}
+
+TEST_F(InstanceTest, TheOutputLineIsWrittenBeforeTheClassNameIsRead) {
+    broker_.throwAt("objectPath.getClassName", 1);
+    const StdoutCapture capture;
+    EXPECT_THROW(broker_.enumerateInstances(classPath("QELTA_SystemBoard")), std::runtime_error);
+    EXPECT_EQ(capture.text(), lines(1));
+    EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(InstanceTest, AFormatInTheClassNameIsLoggedAsItStands) {
+    broker_.enumerateInstances(classPath("%s%n%d"));
+    EXPECT_THAT(log(), ElementsAre("PCI_enuminstances - in the routine with classname [%s%n%d]"));
+}
+
+// --- arguments ---
+
+TEST_F(InstanceTest, TheInterfaceRecordAndThePropertyListAreNotRead) {
+    broker::Broker::Scope scope(broker_);
+    const CMPIInstanceMIFT& table = *broker_.instanceMI()->ft;
+    const CMPIObjectPath* path = scope.make(classPath("QELTA_SystemBoard"));
+    auto** const properties = reinterpret_cast<const char**>(8);  // read, it would end the process
+    EXPECT_EQ(table.enumerateInstanceNames(nullptr, scope.context(), scope.result(), path).rc, CMPI_RC_OK);
+    EXPECT_EQ(table.enumerateInstances(nullptr, scope.context(), scope.result(), path, properties).rc, CMPI_RC_OK);
+    EXPECT_EQ(table.getInstance(nullptr, scope.context(), scope.result(), path, properties).rc, CMPI_RC_OK);
+    EXPECT_EQ(scope.response().paths, board());
+    EXPECT_EQ(scope.response().instances.size(), 2U);
+}
+
+/** What the provider handed to the object manager. */
+struct Handed {
+    bool classNameStatus = false;
+    const CMPIBroker* broker = nullptr;
+    const CMPIContext* context = nullptr;
+    const char** properties = nullptr;
+};
+Handed handed;
+decltype(CMPIObjectPathFT::getClassName) getClassNameOfBroker = nullptr;
+
+TEST_F(InstanceTest, TheClassNameIsReadWithoutStatusPointer) {
+    handed = {};
+    getClassNameOfBroker = broker_.objectPathTable().getClassName;
+    broker_.objectPathTable().getClassName = [](const CMPIObjectPath* path, CMPIStatus* rc) {
+        handed.classNameStatus = handed.classNameStatus || rc != nullptr;
+        return getClassNameOfBroker(path, rc);
+    };
+    for (const Operation& operation : kInstanceOperations) {
+        EXPECT_EQ(ask(operation, "QELTA_SystemBoard").status, CMPI_RC_OK);
+    }
+    EXPECT_FALSE(handed.classNameStatus);
+}
+
+TEST_F(InstanceTest, TheContextAndTheBrokerArePassedOn) {
+    static const char* unexpected = nullptr;
+    handed = {false, nullptr, nullptr, &unexpected};
+    broker_.brokerTable().enumerateInstances = [](const CMPIBroker* broker, const CMPIContext* context,
+                                                  const CMPIObjectPath*, const char** properties,
+                                                  CMPIStatus*) -> CMPIEnumeration* {
+        handed = {false, broker, context, properties};
+        return nullptr;
+    };
+    broker::Broker::Scope scope(broker_);
+    for (const char* name : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_SSPCIController"}) {
+        SCOPED_TRACE(name);
+        const CMPIObjectPath* path = scope.make(classPath(name));
+        EXPECT_EQ(broker_.instanceMI()->ft->getInstance(nullptr, scope.context(), scope.result(), path, nullptr).rc,
+                  CMPI_RC_OK);
+        EXPECT_EQ(handed.broker, broker_.handle());
+        EXPECT_EQ(handed.context, scope.context());
+        EXPECT_EQ(handed.properties, nullptr);
+        handed = {false, nullptr, nullptr, &unexpected};
+    }
+}
+
+// --- exceptions of the scan ---
+
+TEST_F(InstanceTest, AnInventoryThatCannotBeMadeEndsInOkWithNothingDelivered) {
+    host_.onFileOpen([](const std::string&) { throw std::bad_alloc(); });
+    for (const char* name : {"QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SSPCIController",
+                             "QELTA_OBDPCIController"}) {
+        for (const Operation& operation : kInstanceOperations) {
+            SCOPED_TRACE(std::string(name) + " " + operation.name);
+            const Response response = ask(operation, name);
+            EXPECT_EQ(response.status, CMPI_RC_OK);
+            EXPECT_THAT(delivered(response), IsEmpty());
+            EXPECT_EQ(response.doneCalls, 0U);
+        }
+    }
+}
+
+TEST_F(InstanceTest, AnExceptionOfAnotherTypeInTheScanPassesOut) {
+    host_.onFileOpen([](const std::string&) { throw 5; });
+    for (const Operation& operation : kInstanceOperations) {
+        EXPECT_THROW(ask(operation, "QELTA_PCIDevice"), int) << operation.name;
+        expectNothingLeft();
+    }
+    host_.onFileOpen(nullptr);
+    EXPECT_EQ(delivered(broker_.getInstance(classPath("QELTA_PCIDevice"))), testsupport::rack::devices());
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+#ifndef PCIINFO_TESTS_REQUESTS_RACK_H
+#define PCIINFO_TESTS_REQUESTS_RACK_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "broker/broker.h"
+#include "emulator/emulatedhost.h"
+#include "tests/support/casename.h"
+#include "tests/support/loglines.h"
+#include "tests/support/machine.h"
+
+namespace testsupport {
+
+/** The filters of an association request by name; what is left out is null. */
+struct FilterTexts {
+    const char* assocClass = nullptr;
+    const char* resultClass = nullptr;
+    const char* role = nullptr;
+    const char* resultRole = nullptr;
+};
+
+inline broker::Filters filters(const FilterTexts& texts) {
+    const auto text = [](const char* filter) {
+        return filter != nullptr ? std::optional<std::string>(filter) : std::nullopt;
+    };
+    return {text(texts.assocClass), text(texts.resultClass), text(texts.role), text(texts.resultRole)};
+}
+
+/** An association operation of the broker. */
+struct AssociationOperation {
+    const char* what;
+    broker::Response (broker::Broker::*ask)(const broker::ObjectPath&, const broker::Filters&);
+    bool namesOnly;
+};
+
+constexpr AssociationOperation kAssociators = {"Associators", &broker::Broker::associators, false};
+constexpr AssociationOperation kAssociatorNames = {"AssociatorNames", &broker::Broker::associatorNames, true};
+constexpr AssociationOperation kReferences = {"References", &broker::Broker::references, false};
+constexpr AssociationOperation kReferenceNames = {"ReferenceNames", &broker::Broker::referenceNames, true};
+
+/** A machine under the provider's library, which is loaded as object managers load it. Nothing may stay open. */
+class MachineTest : public testing::Test {
+ protected:
+    ~MachineTest() override {
+        EXPECT_EQ(manager.objectsMade(), manager.objectsFreed());
+        if (host != nullptr) {
+            EXPECT_EQ(host->openFiles(), 0U);
+            EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
+        }
+    }
+
+    /** Runs the machine that `files` describes. */
+    void start() {
+        host = std::make_unique<emulator::EmulatedHost>(files.directory());
+        manager.load(PROVIDER_LIBRARY);
+    }
+
+    broker::Response ask(const AssociationOperation& operation, const broker::ObjectPath& path,
+                         const FilterTexts& texts = {}) {
+        host->clearEvents();
+        manager.clearCalls();
+        return (manager.*operation.ask)(path, filters(texts));
+    }
+
+    /** Everything that was logged, which has to be at priority 3 throughout. */
+    Lines log() const {
+        for (const emulator::LogLine& line : host->eventsOf<emulator::LogLine>()) {
+            EXPECT_EQ(line.priority, 3) << line.text;
+        }
+        return host->logTexts();
+    }
+
+    HostBuilder files;
+    std::unique_ptr<emulator::EmulatedHost> host;
+    broker::Broker manager;
+};
+
+/** The rack, see buildRack. */
+class RackTest : public MachineTest {
+ protected:
+    RackTest() {
+        buildRack(files);
+        start();
+    }
+};
+
+/**
+ * A machine of one device without readable configuration space, in slot 3, and a second slot. Its scan logs one line,
+ * so that requests' whole logs can be told.
+ */
+class SmallMachineTest : public MachineTest {
+ protected:
+    SmallMachineTest() {
+        files.setHostName(kMachineName);
+        files.setSmbiosTable(slotTable({3, 9}));
+        PciFunction device = deviceAt(3, 3, 0);
+        device.hasConfig = false;
+        files.addFunction(device);
+        start();
+    }
+
+    static Lines scanLines() { return {"SCANPCIDEV - slotnum [3] uinumber [3]"}; }
+    /** The upcall that enumerates the slots. */
+    static Lines slotUpcallLines() {
+        return {"PCI_enuminstances - in the routine with classname [QELTA_SystemSlot]",
+                "DumpSlotInfo in the routine",
+                "DumpSlotInfo got object path",
+                "DumpSlotInfo in the routine",
+                "DumpSlotInfo got object path",
+                "GetCIMInstances returning"};
+    }
+};
+
+/** What every answered association request has: the status, no message, returnDone once and at the end of the work. */
+inline void expectClosed(const broker::Broker& manager, const broker::Response& response, CMPIrc status) {
+    EXPECT_EQ(response.status, status) << broker::statusName(response.status);
+    EXPECT_FALSE(response.hasMessage);
+    EXPECT_EQ(response.doneCalls, 1U);
+    EXPECT_EQ(response.deliveredAfterDone, 0U);
+    const std::vector<broker::Call> calls = manager.calls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.back().function, "result.returnDone");
+}
+
+/** The response has these objects in this order, as paths or as instances. */
+inline void expectDelivered(const broker::Response& response, const Paths& expected, bool namesOnly) {
+    EXPECT_THAT(delivered(response), testing::ElementsAreArray(expected));
+    EXPECT_EQ(namesOnly ? response.instances.size() : response.paths.size(), 0U);
+}
+
+}  // namespace testsupport
+
+#endif

@@ -1,0 +1,363 @@
+#include <fmt/format.h>
+
+#include "tests/requests/rack.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Response;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::Values;
+using namespace testsupport;
+
+constexpr char kSlotAssociation[] = "QELTA_DeviceInSlot";
+constexpr char kBoardAssociation[] = "QELTA_OnBoardDevice";
+
+ObjectPath device() {
+    return devicePath(3, 3, 0);
+}
+ObjectPath bridge() {
+    return bridgePath(5, 5, 0);
+}
+ObjectPath slotController() {
+    return renamed(device(), "QELTA_SSPCIController");
+}
+ObjectPath boardController() {
+    return renamed(device(), "QELTA_OBDPCIController");
+}
+ObjectPath slot() {
+    return slotPath(3);
+}
+
+Paths nothing() {
+    return {};
+}
+Paths slotReference() {
+    return {inSlotPath(3, device())};
+}
+Paths boardReference() {
+    return {onBoardPath(device())};
+}
+Paths bridgesSlotReference() {
+    return {inSlotPath(5, bridge())};
+}
+Paths bridgesBoardReference() {
+    return {onBoardPath(bridge())};
+}
+Paths slotsReferences() {
+    return rack::associationsOfSlot(3);
+}
+
+/** A source, the filter, and what is delivered. */
+struct Question {
+    const char* what;
+    ObjectPath (*source)();
+    const char* resultClass;
+    Paths (*expected)();
+};
+
+class ReferenceFilter : public RackTest, public testing::WithParamInterface<Question> {};
+
+TEST_P(ReferenceFilter, DecidesWhatIsDelivered) {
+    const Question& question = GetParam();
+    for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
+        for (const char* role : {static_cast<const char*>(nullptr), "Antecedent", "Dependent", "nonsense", ""}) {
+            SCOPED_TRACE(fmt::format("{}, role {}", operation.what, role != nullptr ? role : "null"));
+            // The role is never looked at.
+            const Response response = ask(operation, question.source(), {nullptr, question.resultClass, role});
+            expectClosed(manager, response, CMPI_RC_OK);
+            expectDelivered(response, question.expected(), operation.namesOnly);
+        }
+    }
+}
+
+// clang-format off: one question a line
+INSTANTIATE_TEST_SUITE_P(
+    WithoutResultClass, ReferenceFilter,
+    Values(Question{"DeviceInASlot", device, nullptr, boardReference},
+           Question{"BridgeInASlot", bridge, nullptr, bridgesBoardReference},
+           Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, nullptr,
+                    [] { return Paths{onBoardPath(devicePath(0, 31, 2))}; }},
+           Question{"BoardController", boardController, nullptr, boardReference},
+           Question{"SlotController", slotController, nullptr, slotReference},
+           Question{"SlotControllerOnTheBoard", [] { return renamed(devicePath(0, 31, 2), "QELTA_SSPCIController"); },
+                    nullptr, nothing},
+           Question{"SlotControllerBesideDevice",
+                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); }, nullptr, boardReference},
+           Question{"SlotControllerBesideBridge",
+                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); }, nullptr, boardReference},
+           Question{"SlotControllerBesideBoardController",
+                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_OBDPCIController"); }, nullptr,
+                    boardReference},
+           Question{"UnknownDevice", [] { return devicePath(30, 3, 0); }, nullptr, nothing},
+           Question{"Slot", slot, nullptr, slotsReferences},
+           Question{"SlotWithABridge", [] { return slotPath(5); }, nullptr, [] { return rack::associationsOfSlot(5); }},
+           Question{"EmptySlot", [] { return slotPath(9); }, nullptr, nothing},
+           Question{"SlotThatDoesNotExist", [] { return slotPath(31); }, nullptr, nothing},
+           Question{"Board", boardPath, nullptr, rack::associationsOfBoard}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(
+    ToTheSlot, ReferenceFilter,
+    Values(Question{"Device", device, kSlotAssociation, slotReference},
+           Question{"DeviceInLowerCase", device, "qelta_deviceinslot", slotReference},
+           Question{"DeviceInUpperCase", device, "QELTA_DEVICEINSLOT", slotReference},
+           Question{"Bridge", bridge, kSlotAssociation, bridgesSlotReference},
+           Question{"SlotController", slotController, kSlotAssociation, slotReference},
+           Question{"BoardController", boardController, kSlotAssociation, slotReference},
+           Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, kSlotAssociation, nothing},
+           Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kSlotAssociation, nothing},
+           Question{"BridgeThatNoSlotCarries", [] { return bridgePath(0, 1, 0); }, kSlotAssociation, nothing}),
+    CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(ToTheBoard, ReferenceFilter,
+                         Values(Question{"Device", device, kBoardAssociation, boardReference},
+                                Question{"DeviceInUpperCase", device, "QELTA_ONBOARDDEVICE", boardReference},
+                                Question{"Bridge", bridge, "qelta_onboarddevice", bridgesBoardReference},
+                                Question{"SlotController", slotController, kBoardAssociation, boardReference},
+                                Question{"BoardController", boardController, kBoardAssociation, boardReference},
+                                Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kBoardAssociation,
+                                         [] { return Paths{onBoardPath(devicePath(7, 0, 0))}; }}),
+                         CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(OfAPciFunctionByAnotherClass, ReferenceFilter,
+                         Values(Question{"NoAssociation", device, "QELTA_SystemSlot", nothing},
+                                Question{"NoAssociationEither", device, "QELTA_SystemBoard", nothing},
+                                Question{"Unknown", device, "CIM_Dependency", nothing},
+                                Question{"WithinALongerName", device, "QELTA_DeviceInSlots", nothing},
+                                Question{"FirstPartOnly", device, "QELTA_DeviceIn", nothing},
+                                Question{"BoardsWithinALongerName", device, "QELTA_OnBoardDevices", nothing},
+                                Question{"BothInOneName", device, "QELTA_DeviceInSlot_QELTA_OnBoardDevice", nothing},
+                                Question{"EmptyText", device, "", nothing},
+                                Question{"EmptyTextForASlotController", slotController, "", nothing}),
+                         CaseName{});
+
+INSTANTIATE_TEST_SUITE_P(IsIgnored, ReferenceFilter,
+                         Values(Question{"ForASlot", slot, kBoardAssociation, slotsReferences},
+                                Question{"ForASlotThoughUnknown", slot, "CIM_Dependency", slotsReferences},
+                                Question{"ForASlotThoughEmpty", slot, "", slotsReferences},
+                                Question{"ForTheBoard", boardPath, kSlotAssociation, rack::associationsOfBoard},
+                                Question{"ForTheBoardThoughUnknown", boardPath, "QELTA_PCIDevice",
+                                         rack::associationsOfBoard},
+                                Question{"ForTheBoardThoughEmpty", boardPath, "", rack::associationsOfBoard}),
+                         CaseName{});
+// clang-format on
+
+// --- sources ---
+
+class ReferenceSources : public RackTest {};
+
+TEST_F(ReferenceSources, AreToldByNamesContainedInAnyLetterCase) {
+    const std::vector<std::pair<ObjectPath, Paths>> rows = {
+        {renamed(device(), "qelta_pcidevice"), boardReference()},
+        {renamed(device(), "MY_QELTA_PCIDEVICE_2"), boardReference()},
+        {renamed(bridge(), "qElTa_PcIbRiDgE"), bridgesBoardReference()},
+        {renamed(device(), "xqelta_sspcicontrollerx"), slotReference()},
+        {renamed(device(), "QELTA_OBDPCICONTROLLER"), boardReference()},
+        {renamed(slot(), "QELTA_SYSTEMSLOT"), slotsReferences()},
+        {renamed(boardPath(), "the_qelta_systemboard"), rack::associationsOfBoard()},
+        // A PCI function's name counts before the board's, and the board's before a slot's.
+        {renamed(device(), "QELTA_SystemBoard_QELTA_PCIDevice"), boardReference()},
+        {renamed(device(), "QELTA_SystemBoard_QELTA_SSPCIController"), slotReference()},
+        {renamed(slot(), "QELTA_SystemSlot_QELTA_SystemBoard"), rack::associationsOfBoard()},
+    };
+    for (const auto& [source, expected] : rows) {
+        for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
+            SCOPED_TRACE(operation.what + (" of " + source.className));
+            const Response response = ask(operation, source);
+            expectClosed(manager, response, CMPI_RC_OK);
+            expectDelivered(response, expected, operation.namesOnly);
+        }
+    }
+}
+
+TEST_F(ReferenceSources, OfOtherClassesAreRefusedAfterReturnDone) {
+    for (const char* className : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_", "QELTA_PCIDevic", "CIM_Slot",
+                                  "QELTA_System_Slot", "", "QELTA_Controller"}) {
+        for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
+            SCOPED_TRACE(operation.what + std::string(" of ") + className);
+            const Response response = ask(operation, classPath(className), {nullptr, kSlotAssociation});
+            expectClosed(manager, response, CMPI_RC_ERR_INVALID_CLASS);
+            expectDelivered(response, {}, operation.namesOnly);
+            EXPECT_EQ(log().size(), 1U);
+        }
+    }
+}
+
+TEST_F(ReferenceSources, WithoutUsableKeysHaveNoReference) {
+    for (const char* resultClass : {static_cast<const char*>(nullptr), kSlotAssociation, kBoardAssociation}) {
+        expectDelivered(ask(kReferenceNames, classPath("QELTA_SystemSlot"), {nullptr, resultClass}), {}, true);
+    }
+    // An empty DeviceID is bus 0, device 0, function 0: the host bridge.
+    expectDelivered(ask(kReferenceNames, classPath("QELTA_PCIDevice")), {onBoardPath(bridgePath(0, 0, 0))}, true);
+    expectDelivered(ask(kReferenceNames, classPath("QELTA_PCIDevice"), {nullptr, kSlotAssociation}), {}, true);
+}
+
+// --- what is delivered ---
+
+TEST_F(ReferenceSources, HaveTheirReferencesSetWhenAskedFromTheDeviceAndNotWhenAskedFromTheBoard) {
+    const auto referencesSet = [&] {
+        Lines names;
+        for (const broker::Call& call : manager.calls()) {
+            if (call.function == "instance.setProperty" && call.type == CMPI_ref) names.push_back(call.name);
+        }
+        return names;
+    };
+    EXPECT_EQ(ask(kReferences, device()).instances.size(), 1U);
+    EXPECT_THAT(referencesSet(), ElementsAre("Antecedent", "Dependent"));
+    EXPECT_EQ(ask(kReferences, boardPath()).instances.size(), 4U);
+    EXPECT_THAT(referencesSet(), ElementsAre());
+}
+
+TEST_F(ReferenceSources, OfSlotsAndDevicesAreTheVeryInstancesThatEnumerationGives) {
+    const std::vector<Instance> all = manager.enumerateInstances(classPath(kSlotAssociation)).instances;
+    ASSERT_EQ(all.size(), 4U);
+    EXPECT_THAT(ask(kReferences, slotPath(5)).instances, ElementsAre(all[0], all[1]));
+    EXPECT_THAT(ask(kReferences, slotPath(3)).instances, ElementsAre(all[2], all[3]));
+    EXPECT_THAT(ask(kReferences, device(), {nullptr, kSlotAssociation}).instances, ElementsAre(all[2]));
+}
+
+TEST_F(ReferenceSources, OfTheBoardAreTheVeryInstancesThatEnumerationGives) {
+    const std::vector<Instance> all = manager.enumerateInstances(classPath(kBoardAssociation)).instances;
+    EXPECT_EQ(all.size(), 4U);
+    EXPECT_THAT(ask(kReferences, boardPath()).instances, ElementsAreArray(all));
+}
+
+TEST_F(ReferenceSources, WithTwoSlotsOfOneNumberAreOneForTheDeviceAndThoseOfEachForTheSlot) {
+    host->bmc().putFile("smbios-table", slotTable({3, 3}));
+    expectDelivered(ask(kReferenceNames, slot()), allPaths({slotsReferences(), slotsReferences()}), true);
+    expectDelivered(ask(kReferenceNames, device(), {nullptr, kSlotAssociation}), slotReference(), true);
+}
+
+TEST_F(ReferenceSources, OfSlotNumberZeroAreThoseOfDeviceNumberZero) {
+    host->bmc().putFile("smbios-table", slotTable({0, 3}));
+    expectDelivered(ask(kReferenceNames, slotPath(0)),
+                    {inSlotPath(0, devicePath(7, 0, 0)), inSlotPath(0, bridgePath(0, 0, 0))}, true);
+    expectDelivered(ask(kReferenceNames, devicePath(7, 0, 0), {nullptr, kSlotAssociation}), {}, true);
+}
+
+TEST_F(ReferenceSources, OnAMachineWithoutSlotsLeadToTheBoardAlone) {
+    host->removeDevice(true);
+    for (const ObjectPath& source : {slot(), slotController()}) {
+        const Response response = ask(kReferences, source);
+        expectClosed(manager, response, CMPI_RC_OK);
+        expectDelivered(response, {}, false);
+    }
+    expectDelivered(ask(kReferences, device()), boardReference(), false);
+    EXPECT_EQ(ask(kReferenceNames, boardPath()).paths.size(), rack::devices().size() + rack::bridges().size());
+}
+
+TEST_F(ReferenceSources, OnAnEmptyBusHaveNone) {
+    files.setFile("proc/bus/pci/devices", std::string());
+    for (const ObjectPath& source : {device(), slotController(), slot(), boardPath()}) {
+        const Response response = ask(kReferences, source);
+        expectClosed(manager, response, CMPI_RC_OK);
+        expectDelivered(response, {}, false);
+    }
+}
+
+// --- log lines ---
+
+/** The first line; `resultClass` as the log shows it. */
+Lines sourceLines(const std::string& source, const std::string& resultClass) {
+    return {"PCI_References - the srcclassname [" + source + "] resultclass is [" + resultClass + "]"};
+}
+
+Lines functionLines() {
+    return {"PCI_AssociatorName - pcidevice found"};
+}
+
+Lines foundSlotLines(const std::string& source) {
+    return {"PCI_References - the srcclassname [" + source + "] found systemslot"};
+}
+
+class ReferenceLog : public SmallMachineTest {
+ protected:
+    Lines logOf(const AssociationOperation& operation, const ObjectPath& source, const char* resultClass) {
+        ask(operation, source, {nullptr, resultClass});
+        return log();
+    }
+    static Lines slotReferenceLines(const std::string& source, const Lines& deliveryLines) {
+        return allLines({functionLines(), scanLines(), foundSlotLines(source), slotRefLine("in the routine"),
+                         slotUpcallLines(), slotRefReadLines(3), slotRefReadLines(9), noNextInstanceLines(),
+                         deliveryLines, slotRefLine("returning from the routine")});
+    }
+    static Lines boardReferenceLines(const Lines& deliveryLines) {
+        return allLines({functionLines(), scanLines(), slotRefLine("in the routine"), deliveryLines,
+                         slotRefLine("returning from the routine")});
+    }
+};
+
+TEST_F(ReferenceLog, OfADeviceToItsSlot) {
+    EXPECT_THAT(logOf(kReferenceNames, device(), "qelta_DeviceInSlot"),
+                ElementsAreArray(allLines({sourceLines("qelta_pcidevice", "qelta_DeviceInSlot"),
+                                           slotReferenceLines("qelta_pcidevice", {})})));
+    EXPECT_THAT(logOf(kReferences, device(), kSlotAssociation),
+                ElementsAreArray(allLines(
+                    {sourceLines("qelta_pcidevice", kSlotAssociation),
+                     slotReferenceLines("qelta_pcidevice", allLines({setReferenceLines(), setReferenceLines()}))})));
+}
+
+TEST_F(ReferenceLog, OfASlotControllerSaysNothingForNoFilter) {
+    EXPECT_THAT(logOf(kReferenceNames, slotController(), nullptr),
+                ElementsAreArray(allLines({sourceLines("qelta_sspcicontroller", "nothing"),
+                                           slotReferenceLines("qelta_sspcicontroller", {})})));
+}
+
+TEST_F(ReferenceLog, OfADeviceToTheBoard) {
+    EXPECT_THAT(logOf(kReferenceNames, device(), nullptr),
+                ElementsAreArray(allLines({sourceLines("qelta_pcidevice", "nothing"), boardReferenceLines({})})));
+    EXPECT_THAT(
+        logOf(kReferences, device(), kBoardAssociation),
+        ElementsAreArray(allLines({sourceLines("qelta_pcidevice", kBoardAssociation),
+                                   boardReferenceLines(allLines({setReferenceLines(), setReferenceLines()}))})));
+}
+
+TEST_F(ReferenceLog, OfADeviceByAnotherClass) {
+    EXPECT_THAT(logOf(kReferenceNames, device(), "QELTA_SystemSlot"),
+                ElementsAreArray(allLines({sourceLines("qelta_pcidevice", "QELTA_SystemSlot"), functionLines()})));
+}
+
+TEST_F(ReferenceLog, ShowsAFilterOfTheTextNothingLikeNone) {
+    EXPECT_THAT(logOf(kReferenceNames, device(), "nothing"),
+                ElementsAreArray(allLines({sourceLines("qelta_pcidevice", "nothing"), functionLines()})));
+}
+
+TEST_F(ReferenceLog, OfASlot) {
+    EXPECT_THAT(
+        logOf(kReferenceNames, slot(), kBoardAssociation),
+        ElementsAreArray(allLines({sourceLines("qelta_systemslot", kBoardAssociation), scanLines(),
+                                   foundSlotLines("qelta_systemslot"), fromSlotLine("in the routine routine"),
+                                   fromSlotLine("not creating path"), fromSlotLine("not creating path for slotnum [3]"),
+                                   slotUpcallLines(), slotRefReadLines(3), pathDeliveredLines(3), slotRefReadLines(9),
+                                   noNextInstanceLines(), fromSlotLine("leaving routine")})));
+}
+
+TEST_F(ReferenceLog, OfTheBoard) {
+    EXPECT_THAT(logOf(kReferenceNames, boardPath(), nullptr),
+                ElementsAreArray(allLines({sourceLines("qelta_systemboard", "nothing"),
+                                           {"PCI_enuminstances - in the routine with classname [QELTA_PCIDevice]"},
+                                           scanLines(),
+                                           {"returning pcidevice instance"},
+                                           {"PCI_enuminstances - in the routine with classname [QELTA_PCIBridge]"},
+                                           scanLines(),
+                                           {"MakeDeviceBoardAssociation antInst is not null"},
+                                           nextInstanceLines(),
+                                           {"MakeDeviceBoardAssociation getting next instance",
+                                            "MakeDeviceBoardAssociation getting the UI number"},
+                                           uint8Lines(),
+                                           {"MakeDeviceBoardAssociation got the UI number",
+                                            "MakeDeviceBoardAssociation not making instance status [0] ui [3]"},
+                                           noNextInstanceLines(),
+                                           noNextInstanceLines(),
+                                           {"MakeDeviceBoardAssociation leaving the routine"}})));
+}
+
+TEST_F(ReferenceLog, OfAnUnknownClass) {
+    EXPECT_THAT(logOf(kReferenceNames, classPath("CIM_Unknown"), nullptr),
+                ElementsAreArray(sourceLines("cim_unknown", "nothing")));
+}
+
+}  // namespace
