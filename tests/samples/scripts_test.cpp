@@ -1,0 +1,198 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/samples/reference.h"
+#include "tests/samples/sample.h"
+#include "tests/support/hostbuilder.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+const std::string kMakeCatalogue = PCIINFO_SCRIPTS "/make-catalogue";
+const std::string kCaptureHost = PCIINFO_SCRIPTS "/capture-host";
+
+std::string contents(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::string text(const testsupport::Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+class MakeCatalogue : public ::testing::Test {
+ protected:
+    reference::Ran make(const std::string& list) const {
+        std::ofstream(directory_.path() / "list", std::ios::binary) << list;
+        return reference::run({kMakeCatalogue, "--ids", (directory_.path() / "list").string(), made().string()});
+    }
+    std::filesystem::path made() const { return directory_.path() / "made"; }
+
+ private:
+    testsupport::TemporaryDirectory directory_;
+};
+
+const std::string kList =
+    "# a comment\n"
+    "1014  AT&T <labs>\n"
+    "\t8139  First\n"
+    "\t\t1014 0001  A subsystem\n"
+    "10ec  Second vendor\n"
+    "\t8139  Second\n"
+    "C 06  Bridge\n"
+    "\t09  Semi-transparent bridge\n"
+    "\t\t80  A programming interface\n"
+    "\t80  Bridge\n";
+
+/** A machine whose SMBIOS table is exported by the kernel, as the tree that capture-host reads. */
+class CaptureHost : public ::testing::Test {
+ protected:
+    CaptureHost() {
+        root_.addFunction({});
+        table_.addStructure(1, systemInformation(), {"Maker", "Model", "SERIAL-77"});
+        table_.addSlot({});
+        table_.addStructure(0x80, {1, 2, 3, 4}, {"service tag SERIAL-77"});
+    }
+
+    void exportTable(const std::string& entryPoint) {
+        root_.setFile("sys/firmware/dmi/tables/smbios_entry_point", entryPoint);
+        root_.setFile("sys/firmware/dmi/tables/DMI", structures());
+    }
+    reference::Ran capture() const {
+        return reference::run({kCaptureHost, "--root", root_.directory(), captured().string()});
+    }
+    std::filesystem::path captured() const { return directory_.path() / "captured"; }
+    std::string capturedTable() const { return contents(captured() / "bmc/smbios-table"); }
+
+    std::string entryPoint() const { return text(table_.bytes()).substr(0, kEntryPoint); }
+    std::string structures() const { return text(table_.bytes()).substr(kEntryPoint); }
+
+    static constexpr std::size_t kEntryPoint = testsupport::SmbiosBuilder::kEntryPointLength;
+    testsupport::HostBuilder root_;
+    testsupport::SmbiosBuilder table_;
+
+ private:
+    /** Behind the header: strings 1, 2 and 0, serial number in string 3, then 16 bytes of UUID and 3 more. */
+    static testsupport::Bytes systemInformation() {
+        testsupport::Bytes formatted{1, 2, 0, 3};
+        formatted.insert(formatted.end(), 16, 0xAB);
+        formatted.insert(formatted.end(), {6, 0, 0});
+        return formatted;
+    }
+
+    testsupport::TemporaryDirectory directory_;
+};
+
+/** The entry point of a table that has the 64-bit form alone, version 3.2. */
+std::string entryPointOf64Bits() {
+    std::string entry("_SM3_\0\x18\x03\x02", 9);
+    entry.resize(24);
+    return entry;
+}
+
+}  // namespace
+
+TEST_F(MakeCatalogue, KeepsTheOrderOfTheListAndEscapesNames) {
+    ASSERT_EQ(make(kList).exitStatus, 0);
+    EXPECT_EQ(contents(made() / "pci.xml"),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<pci>\n"
+              "<vendor id=\"1014\"><name>AT&amp;T &lt;labs&gt;</name>\n"
+              "  <device id=\"8139\"><name>First</name></device>\n"
+              "</vendor>\n"
+              "<vendor id=\"10ec\"><name>Second vendor</name>\n"
+              "  <device id=\"8139\"><name>Second</name></device>\n"
+              "</vendor>\n"
+              "</pci>\n");
+}
+
+TEST_F(MakeCatalogue, LeavesProgrammingInterfacesOutOfTheClassList) {
+    ASSERT_EQ(make(kList).exitStatus, 0);
+    EXPECT_EQ(contents(made() / "pci.classlist"), "C 06  Bridge\n\t09  Semi-transparent bridge\n\t80  Bridge\n");
+}
+
+TEST_F(MakeCatalogue, RefusesAFileThatIsNoPciIdList) {
+    const reference::Ran ran = make("root:x:0:0::/:/bin/sh\n");
+    EXPECT_EQ(ran.exitStatus, 1);
+    EXPECT_THAT(ran.output, HasSubstr("no PCI ID list"));
+    EXPECT_FALSE(std::filesystem::exists(made()));
+}
+
+TEST_F(CaptureHost, TakesTheListAndTheFirst64BytesOfEveryConfigurationSpace) {
+    testsupport::PciFunction second;
+    second.bus = 0x1A;
+    second.dev = 3;
+    second.func = 1;
+    second.configLength = 256;
+    root_.addFunction(second);
+    ASSERT_EQ(capture().exitStatus, 0);
+    EXPECT_EQ(contents(captured() / "proc/bus/pci/devices"), contents(root_.path("proc/bus/pci/devices")));
+    EXPECT_EQ(contents(captured() / "proc/bus/pci/1a/03.1"), text(testsupport::configSpace(second)).substr(0, 64));
+    EXPECT_EQ(contents(captured() / "proc/bus/pci/00/00.0"), text(testsupport::configSpace({})));
+}
+
+TEST_F(CaptureHost, TakesTheCatalogues) {
+    root_.setCatalogue("<name>catalogue</name>").setClassList("C 01  classes\n");
+    ASSERT_EQ(capture().exitStatus, 0);
+    EXPECT_EQ(contents(captured() / "etc/vmware/pci.xml"), "<name>catalogue</name>");
+    EXPECT_EQ(contents(captured() / "etc/vmware/pci.classlist"), "C 01  classes\n");
+}
+
+TEST_F(CaptureHost, PutsTheMachinesOwnEntryPointInFrontOfTheTable) {
+    exportTable(entryPoint());
+    ASSERT_EQ(capture().exitStatus, 0);
+    EXPECT_EQ(capturedTable().substr(0, kEntryPoint), entryPoint());
+}
+
+TEST_F(CaptureHost, BlanksWhatIdentifiesTheMachineAtEqualLength) {
+    exportTable(entryPoint());
+    ASSERT_EQ(capture().exitStatus, 0);
+    std::string expected = structures();
+    const auto replace = [&expected](const std::string& what, const std::string& by) {
+        ASSERT_NE(expected.find(what), std::string::npos);
+        expected.replace(expected.find(what), what.size(), by);
+    };
+    replace(std::string(16, '\xAB'), std::string(16, '\0'));
+    replace("SERIAL-77", "XXXXXXXXX");
+    replace("\1\2\3\4service tag SERIAL-77", std::string(4, '\0') + std::string(21, 'X'));
+    EXPECT_EQ(capturedTable().substr(kEntryPoint), expected);
+}
+
+TEST_F(CaptureHost, BuildsAnEntryPointWithTheNumberOfStructuresForATableOf64Bits) {
+    exportTable(entryPointOf64Bits());
+    ASSERT_EQ(capture().exitStatus, 0);
+    const std::vector<reference::Slot> slots = reference::dmidecodeSlots((captured() / "bmc/smbios-table").string());
+    ASSERT_EQ(slots.size(), 1U);
+    EXPECT_EQ(slots[0].designation, "PCI1");
+    EXPECT_EQ(capturedTable().substr(6, 2), "\x03\x02");
+    EXPECT_EQ(capturedTable().substr(testsupport::SmbiosBuilder::kCountOffset, 2), std::string("\4\0", 2));
+}
+
+TEST_F(CaptureHost, TheProviderReadsTheSameSlotsFromACapturedHost) {
+    exportTable(entryPointOf64Bits());
+    root_.setSmbiosTable(table_.bytes()).setHostName("captured");
+    ASSERT_EQ(capture().exitStatus, 0);
+    const std::vector<broker::Instance> fromOriginal = samples::instances(root_.directory(), "QELTA_SystemSlot");
+    EXPECT_EQ(fromOriginal.size(), 1U);
+    EXPECT_EQ(samples::instances(captured().string(), "QELTA_SystemSlot"), fromOriginal);
+}
+
+TEST_F(CaptureHost, SaysWhatTheMachineDoesNotHave) {
+    const reference::Ran ran = capture();
+    EXPECT_EQ(ran.exitStatus, 0);
+    EXPECT_THAT(ran.output, HasSubstr("SMBIOS table: none"));
+    EXPECT_FALSE(std::filesystem::exists(captured() / "bmc"));
+}
+
+TEST_F(CaptureHost, NeverTouchesADirectoryThatExists) {
+    std::filesystem::create_directory(captured());
+    EXPECT_EQ(capture().exitStatus, 1);
+    EXPECT_TRUE(std::filesystem::is_empty(captured()));
+}
