@@ -1,0 +1,26 @@
+#ifndef PCIINFO_CIMHOST_ANSWER_H
+#define PCIINFO_CIMHOST_ANSWER_H
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "broker/broker.h"
+
+namespace cimhost {
+
+using Instances = std::vector<broker::Instance>;
+using Names = std::vector<broker::ObjectPath>;
+
+/** What one question brought: the objects in the order in which they were delivered, and the status. */
+struct Answer {
+    CMPIrc status = CMPI_RC_OK;
+    std::variant<Instances, Names> objects;
+};
+
+/** "CMPI_RC_OK, 18 instances"; names are counted as "names". */
+std::string summary(const Answer& answer);
+
+}  // namespace cimhost
+
+#endif

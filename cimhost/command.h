@@ -1,0 +1,29 @@
+#ifndef PCIINFO_CIMHOST_COMMAND_H
+#define PCIINFO_CIMHOST_COMMAND_H
+
+#include "cimhost/formatter.h"
+#include "cimhost/question.h"
+#include "cimhost/session.h"
+
+namespace cimhost {
+
+/** How the program ends. */
+enum ExitCode {
+    kSuccess = 0,
+    kErrorStatus = 1,  // the provider answered with an error status or broke down, or the output was not taken
+    kCannotAsk = 2,    // wrong usage, no such library, no such host
+};
+
+struct Settings {
+    Surroundings surroundings;
+    Format format = Format::table;
+    TableOptions table;
+    bool trace = false;  // what the provider does appears on standard error as it happens
+};
+
+/** Puts the question, writes the answer to standard output and what went wrong to standard error. */
+ExitCode run(const Settings& settings, const Question& question);
+
+}  // namespace cimhost
+
+#endif

@@ -1,0 +1,17 @@
+#ifndef PCIINFO_CIMHOST_LIBRARY_H
+#define PCIINFO_CIMHOST_LIBRARY_H
+
+#include <filesystem>
+#include <vector>
+
+namespace cimhost {
+
+/** Where the provider's library is looked for, in this order: the build tree of the running program, then installed. */
+std::vector<std::filesystem::path> libraryPlaces();
+
+/** The first of the places that exists. Throws std::runtime_error naming all of them when none does. */
+std::filesystem::path findLibrary(const std::vector<std::filesystem::path>& places);
+
+}  // namespace cimhost
+
+#endif

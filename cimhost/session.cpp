@@ -1,0 +1,47 @@
+#include "cimhost/session.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "cimhost/library.h"
+#include "cimhost/stdoutcapture.h"
+#include "cimhost/text.h"
+
+namespace cimhost {
+
+namespace {
+
+std::string libraryToLoad(const std::string& named) {
+    if (named.empty()) return findLibrary(libraryPlaces()).string();
+    // Made absolute, or the loader would look for a name without a slash in its own directories.
+    return std::filesystem::absolute(named).string();
+}
+
+}  // namespace
+
+Session::Session(const Surroundings& surroundings, Tracer tracer) : tracer_(std::move(tracer)) {
+    openHost(surroundings.hostDirectory);
+    broker_.load(libraryToLoad(surroundings.library));
+}
+
+Answer Session::ask(const Question& question) {
+    StdoutCapture capture;
+    Answer answer = question.ask(broker_);
+    for (const std::string& line : lines(capture.finish())) trace("stdout: " + line);
+    return answer;
+}
+
+void Session::openHost(const std::string& directory) {
+    if (!directory.empty()) {
+        host_.emplace(directory);
+    } else if (tracer_) {
+        host_.emplace();  // this machine, watched
+    }
+    if (host_ && tracer_) host_->onEvent([this](const emulator::Event& event) { trace(emulator::describe(event)); });
+}
+
+void Session::trace(const std::string& text) {
+    if (tracer_) tracer_(printable(text));
+}
+
+}  // namespace cimhost

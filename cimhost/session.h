@@ -1,0 +1,45 @@
+#ifndef PCIINFO_CIMHOST_SESSION_H
+#define PCIINFO_CIMHOST_SESSION_H
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "broker/broker.h"
+#include "cimhost/answer.h"
+#include "cimhost/question.h"
+#include "emulator/emulatedhost.h"
+
+namespace cimhost {
+
+/** Where the provider comes from and which machine it is to see. */
+struct Surroundings {
+    std::string library;        // empty: the library is looked for, see libraryPlaces()
+    std::string hostDirectory;  // empty: the machine as it is
+};
+
+/** Takes one line at a time of what the provider does, ready to be shown. May be called from any thread. */
+using Tracer = std::function<void(const std::string& line)>;
+
+/** A provider that is loaded and may be asked, on a host of its own where one is given. One session lives at a time. */
+class Session {
+ public:
+    /** An empty tracer: no trace. Throws std::runtime_error when the host is no good or the library does not load. */
+    explicit Session(const Surroundings& surroundings, Tracer tracer = {});
+
+    /** What the provider writes to standard output meanwhile goes to the trace. Exceptions of the provider pass. */
+    Answer ask(const Question& question);
+
+ private:
+    void openHost(const std::string& directory);
+    void trace(const std::string& text);
+
+    // In this order: the host outlives the provider, whose code runs until the broker has gone.
+    Tracer tracer_;
+    std::optional<emulator::EmulatedHost> host_;
+    broker::Broker broker_;
+};
+
+}  // namespace cimhost
+
+#endif

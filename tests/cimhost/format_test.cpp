@@ -1,0 +1,344 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cimhost/formatter.h"
+#include "cimhost/overview.h"
+#include "cimhost/slotcodes.h"
+#include "cimhost/text.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Property;
+using broker::Value;
+using cimhost::Answer;
+using cimhost::Format;
+using cimhost::Instances;
+using cimhost::Names;
+using cimhost::TableOptions;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using Json = nlohmann::ordered_json;
+
+std::string text(const Answer& answer, Format format, const TableOptions& options = {}) {
+    return cimhost::makeFormatter(format, options)->text(answer);
+}
+
+TableOptions inFull(std::size_t width = 120) {
+    return {width, true};
+}
+
+Instance instance(const std::string& className, const std::vector<Property>& keys, std::vector<Property> others) {
+    Instance made{{"root/kavix", className, keys}, keys};
+    made.properties.insert(made.properties.end(), others.begin(), others.end());
+    return made;
+}
+
+Value uint8(std::uint64_t number) {
+    return Value::uint(CMPI_uint8, number);
+}
+Value uint16(std::uint64_t number) {
+    return Value::uint(CMPI_uint16, number);
+}
+
+Instance device(const std::string& deviceId = "PCI Bus 22, device 8, function 3",
+                const std::string& description = "Bridge: Acme Thing (rev 04)") {
+    return instance("QELTA_PCIDevice", {{"SystemName", Value::string("host")}, {"DeviceID", Value::string(deviceId)}},
+                    {{"VendorID", uint16(0x8086)},
+                     {"PciDeviceID", uint16(0x208d)},
+                     {"Number", uint8(8)},
+                     {"UINumber", uint8(0)},
+                     {"ClassCode", uint8(8)},
+                     {"Subclass", uint8(0x80)},
+                     {"Revision", uint8(4)},
+                     {"Description", Value::string(description)},
+                     {"IOAddress", Value::array(CMPI_uint16, {uint16(1), uint16(2)})}});
+}
+
+Instance slot() {
+    return instance("QELTA_SystemSlot", {{"Tag", Value::string("System Slot 3")}},
+                    {{"Number", uint16(3)},
+                     {"CurrentUsage", uint16(4)},
+                     {"SlotLength", uint8(4)},
+                     {"ConnectorType", Value::array(CMPI_uint16, {uint16(0xB5)})},
+                     {"MaxDataWidth", uint16(11)},
+                     {"SlotDesignation", Value::string("PCI-E Slot 3")},
+                     {"SupportsHotPlug", Value::boolean(false)}});
+}
+
+Instance link() {
+    return instance("QELTA_DeviceInSlot",
+                    {{"Antecedent", Value::reference(slot().path)}, {"Dependent", Value::reference(device().path)}},
+                    {});
+}
+
+Answer answer(const Instances& instances, CMPIrc status = CMPI_RC_OK) {
+    return {status, instances};
+}
+Answer answer(const Names& names) {
+    return {CMPI_RC_OK, names};
+}
+
+TEST(Table, PciFunctionsAreSummedUpInOneLineEach) {
+    EXPECT_EQ(text(answer({device(), device("PCI Bus 0, device 31, function 0")}), Format::table),
+              "root/kavix:QELTA_PCIDevice\n"
+              "Location  Ven:Dev    Class  Rev  Number  UINumber  Description\n"
+              "16:08.3   8086:208d  08:80  04        8         0  Bridge: Acme Thing (rev 04)\n"
+              "00:1f.0   8086:208d  08:80  04        8         0  Bridge: Acme Thing (rev 04)\n"
+              "\n"
+              "CMPI_RC_OK, 2 instances\n");
+}
+
+TEST(Table, PropertiesThatAreMissingOrNullShowAsADash) {
+    Instance bare = instance("QELTA_PCIBridge", {}, {{"VendorID", Value::nothing(CMPI_uint16)}});
+    EXPECT_THAT(text(answer({bare}), Format::table),
+                HasSubstr("\n-         -:-      -:-    -         -         -  -\n"));
+}
+
+TEST(Table, SlotsShowTheWordsOfTheirCodes) {
+    EXPECT_EQ(text(answer({slot()}), Format::table),
+              "root/kavix:QELTA_SystemSlot\n"
+              "Number  SlotDesignation  CurrentUsage  MaxDataWidth  ConnectorType  SlotLength  SupportsHotPlug  Tag\n"
+              "     3  PCI-E Slot 3     in use        x8            PCIe3 x8       long        FALSE            "
+              "System Slot 3\n"
+              "\n"
+              "CMPI_RC_OK, 1 instance\n");
+}
+
+TEST(Table, AssociationsShowBothEndsByClassAndLastKey) {
+    EXPECT_THAT(
+        text(answer({link()}), Format::table),
+        HasSubstr("QELTA_SystemSlot \"System Slot 3\"  QELTA_PCIDevice \"PCI Bus 22, device 8, function 3\"\n"));
+}
+
+TEST(Table, EachClassOfAMixedAnswerHasATableOfItsOwn) {
+    EXPECT_THAT(
+        text(answer({device(), slot(), device()}), Format::table),
+        testing::ContainsRegex("QELTA_PCIDevice\nLocation.*\n16:08.*\n16:08.*\n\nroot/kavix:QELTA_SystemSlot\n"));
+}
+
+TEST(Table, LinesStayWithinTheWidth) {
+    const std::string shown = text(answer({device("x", std::string(300, 'd'))}), Format::table, {80, false});
+    EXPECT_THAT(shown, HasSubstr("dd...\n"));
+    for (const std::string& line : cimhost::lines(shown)) EXPECT_LE(cimhost::columnsOf(line), 80U) << line;
+}
+
+TEST(Table, ListingHasNameTypeKeyPositionAndValueOfEveryProperty) {
+    EXPECT_EQ(text(answer({device()}), Format::table, inFull()),
+              "root/kavix:QELTA_PCIDevice\n"
+              "Property     Type      Key  Value\n"
+              "SystemName   string    1    host\n"
+              "DeviceID     string    2    PCI Bus 22, device 8, function 3\n"
+              "VendorID     uint16         32902\n"
+              "PciDeviceID  uint16         8333\n"
+              "Number       uint8          8\n"
+              "UINumber     uint8          0\n"
+              "ClassCode    uint8          8\n"
+              "Subclass     uint8          128\n"
+              "Revision     uint8          4\n"
+              "Description  string         Bridge: Acme Thing (rev 04)\n"
+              "IOAddress    uint16[]       1, 2\n"
+              "\n"
+              "CMPI_RC_OK, 1 instance\n");
+}
+
+TEST(Table, ListingLosesNothingOfALongValue) {
+    const std::string shown = text(answer({link()}), Format::table, inFull(80));
+    std::string joined;
+    for (const std::string& line : cimhost::lines(shown)) {
+        EXPECT_LE(cimhost::columnsOf(line), 80U) << line;
+        for (const char letter : line)
+            if (letter != ' ') joined += letter;
+    }
+    EXPECT_THAT(joined, HasSubstr("root/kavix:QELTA_PCIDevice.SystemName=\"host\",DeviceID=\"PCIBus22,device8,"
+                                  "function3\""));
+}
+
+TEST(Table, ClassWithoutAnOverviewIsListed) {
+    const Instance unknown = instance("ACME_Thing", {{"Id", uint8(1)}}, {{"Text", Value::string("words")}});
+    EXPECT_EQ(text(answer({unknown}), Format::table),
+              "root/kavix:ACME_Thing\n"
+              "Property  Type    Key  Value\n"
+              "Id        uint8   1    1\n"
+              "Text      string       words\n"
+              "\n"
+              "CMPI_RC_OK, 1 instance\n");
+}
+
+TEST(Table, NamesShowTheKeysInTheirOrderWithTheirTypes) {
+    EXPECT_EQ(text(answer({device().path}), Format::table),
+              "root/kavix:QELTA_PCIDevice\n"
+              "SystemName (string)  DeviceID (string)\n"
+              "host                 PCI Bus 22, device 8, function 3\n"
+              "\n"
+              "CMPI_RC_OK, 1 name\n");
+    EXPECT_THAT(text(answer({link().path}), Format::table),
+                HasSubstr("Antecedent (reference)            Dependent (reference)\n"));
+}
+
+TEST(Table, NamesWithOtherKeysHaveATableOfTheirOwn) {
+    ObjectPath reversed = device().path;
+    std::swap(reversed.keys[0], reversed.keys[1]);
+    EXPECT_THAT(text(answer({device().path, reversed}), Format::table),
+                AllOf(HasSubstr("SystemName (string)  DeviceID (string)\n"),
+                      HasSubstr("DeviceID (string)                 SystemName (string)\n")));
+}
+
+TEST(Table, NameWithoutKeysIsItsClass) {
+    EXPECT_EQ(text(answer({ObjectPath{"root/kavix", "ACME_Thing", {}}}), Format::table),
+              "root/kavix:ACME_Thing\nCMPI_RC_OK, 1 name\n");
+}
+
+TEST(Table, NamesInFullAreWholePathsThatCanBeReadAgain) {
+    const std::string shown = text(answer({link().path}), Format::table, inFull(40));
+    EXPECT_EQ(broker::parseObjectPath(cimhost::lines(shown).front()), link().path);
+}
+
+TEST(Table, NothingDeliveredLeavesTheStatus) {
+    EXPECT_EQ(text(answer(Instances{}), Format::table), "CMPI_RC_OK, 0 instances\n");
+    EXPECT_EQ(text(answer(Instances{}, CMPI_RC_ERR_INVALID_CLASS), Format::table),
+              "CMPI_RC_ERR_INVALID_CLASS, 0 instances\n");
+}
+
+TEST(Table, TextsOfDevicesCannotReachTheTerminal) {
+    const Instance odd = device("a\x1b[2J\n", "\xff\xfe");
+    for (const bool full : {false, true}) {
+        const std::string shown = text(answer({odd}), Format::table, {120, full});
+        EXPECT_THAT(shown, AllOf(HasSubstr("a\\x1b[2J\\x0a"), HasSubstr("\\xff\\xfe"), Not(HasSubstr("\x1b"))));
+    }
+    EXPECT_THAT(text(answer({odd.path}), Format::table), HasSubstr("a\\x1b[2J\\x0a"));
+    EXPECT_THAT(text(answer({odd.path}), Format::table, inFull()), HasSubstr("a\\x1b[2J\\x0a"));
+}
+
+TEST(Mof, InstanceShowsValuesTypesAndKeys) {
+    const Instance made = instance("ACME_Thing", {{"Id", uint8(1)}},
+                                   {{"Text", Value::string("say \"hi\"")},
+                                    {"Flag", Value::boolean(true)},
+                                    {"None", Value::nothing(CMPI_uint16)},
+                                    {"List", Value::array(CMPI_string, {Value::string("a"), Value::string("b")})},
+                                    {"Other", Value::reference(slot().path)}});
+    EXPECT_EQ(text(answer({made}), Format::mof),
+              "// root/kavix\n"
+              "instance of ACME_Thing {\n"
+              "    Id = 1;  // uint8, key\n"
+              "    Text = \"say \\\"hi\\\"\";  // string\n"
+              "    Flag = TRUE;  // boolean\n"
+              "    None = NULL;  // uint16\n"
+              "    List = {\"a\", \"b\"};  // string[]\n"
+              "    Other = \"root/kavix:QELTA_SystemSlot.Tag=\\\"System Slot 3\\\"\";  // reference\n"
+              "};\n"
+              "\n"
+              "// CMPI_RC_OK, 1 instance\n");
+}
+
+TEST(Mof, NamesAreWholePaths) {
+    EXPECT_EQ(text(answer({slot().path}), Format::mof),
+              "root/kavix:QELTA_SystemSlot.Tag=\"System Slot 3\"\n// CMPI_RC_OK, 1 name\n");
+}
+
+TEST(Mof, OddBytesAreEscaped) {
+    EXPECT_THAT(text(answer({device("x", "a\n\xff\x1b")}), Format::mof),
+                HasSubstr("Description = \"a\\n\\x00FF\\x001B\";  // string\n"));
+}
+
+TEST(JsonText, InstanceKeepsOrderTypesAndKeys) {
+    const Json document = Json::parse(text(answer({device()}), Format::json));
+    EXPECT_EQ(document["status"], "CMPI_RC_OK");
+    EXPECT_EQ(document["statusCode"], 0);
+    ASSERT_EQ(document["instances"].size(), 1U);
+    const Json& made = document["instances"][0];
+    EXPECT_EQ(made["namespace"], "root/kavix");
+    EXPECT_EQ(made["class"], "QELTA_PCIDevice");
+    EXPECT_EQ(made["path"], broker::toString(device().path));
+    ASSERT_EQ(made["properties"].size(), 11U);
+    EXPECT_EQ(made["properties"][0].dump(), R"({"name":"SystemName","type":"string","value":"host","key":true})");
+    EXPECT_EQ(made["properties"][2].dump(), R"({"name":"VendorID","type":"uint16","value":32902})");
+    EXPECT_EQ(made["properties"][10].dump(), R"({"name":"IOAddress","type":"uint16[]","value":[1,2]})");
+}
+
+TEST(JsonText, ValuesOfEveryKind) {
+    Value negative = Value::nothing(CMPI_sint64);
+    negative.null = false;
+    negative.data = std::int64_t{-5};
+    Value real = Value::nothing(CMPI_real64);
+    real.null = false;
+    real.data = 0.5;
+    Value embedded = Value::nothing(CMPI_instance);
+    embedded.null = false;
+    embedded.data = std::make_shared<Instance>(slot());
+    const Instance made = instance("ACME_Thing", {},
+                                   {{"None", Value::nothing(CMPI_string)},
+                                    {"Flag", Value::boolean(true)},
+                                    {"Large", Value::uint(CMPI_uint64, 18446744073709551615U)},
+                                    {"Negative", negative},
+                                    {"Real", real},
+                                    {"Other", Value::reference(slot().path)},
+                                    {"Embedded", embedded},
+                                    {"Empty", Value::array(CMPI_uint8, {})}});
+    const Json properties = Json::parse(text(answer({made}), Format::json))["instances"][0]["properties"];
+    EXPECT_EQ(properties[0]["value"], nullptr);
+    EXPECT_EQ(properties[1]["value"], true);
+    EXPECT_EQ(properties[2]["value"].get<std::uint64_t>(), 18446744073709551615U);
+    EXPECT_EQ(properties[3]["value"], -5);
+    EXPECT_EQ(properties[4]["value"], 0.5);
+    EXPECT_EQ(properties[5]["value"]["keys"][0]["value"], "System Slot 3");
+    EXPECT_EQ(properties[6]["value"]["properties"][0]["value"], "System Slot 3");
+    EXPECT_EQ(properties[7]["value"], Json::array());
+}
+
+TEST(JsonText, NamesHaveTheirKeys) {
+    const Json document = Json::parse(text(answer({device().path}), Format::json));
+    EXPECT_FALSE(document.contains("instances"));
+    EXPECT_EQ(document["names"][0]["keys"][1].dump(),
+              R"({"name":"DeviceID","type":"string","value":"PCI Bus 22, device 8, function 3","key":true})");
+}
+
+TEST(JsonText, OddBytesMakeValidJson) {
+    const Json document = Json::parse(text(answer({device("a\x1b\n", "b\xff")}), Format::json));
+    EXPECT_EQ(document["instances"][0]["properties"][1]["value"], "a\x1b\n");
+    EXPECT_EQ(document["instances"][0]["properties"][9]["value"], "b\xef\xbf\xbd");
+}
+
+TEST(JsonText, ErrorStatusHasItsNameAndNumber) {
+    const Json document = Json::parse(text(answer(Instances{}, CMPI_RC_ERR_INVALID_CLASS), Format::json));
+    EXPECT_EQ(document["status"], "CMPI_RC_ERR_INVALID_CLASS");
+    EXPECT_EQ(document["statusCode"], 5);
+    EXPECT_EQ(document["instances"], Json::array());
+}
+
+TEST(Overview, LocationOfAnotherFormStaysAsItIs) {
+    EXPECT_EQ(cimhost::shortLocation("PCI Bus 0, device 31, function 3"), "00:1f.3");
+    EXPECT_EQ(cimhost::shortLocation("PCI Bus 255, device 0, function 7"), "ff:00.7");
+    EXPECT_EQ(cimhost::shortLocation("PCI Bus 0, device 31, function 3 "), "PCI Bus 0, device 31, function 3 ");
+    EXPECT_EQ(cimhost::shortLocation("PCI Bus 99999999999, device 0, function 0"),
+              "PCI Bus 99999999999, device 0, function 0");
+}
+
+TEST(SlotCodes, AreNamedAsSmbiosDoes) {
+    EXPECT_EQ(cimhost::slotTypeName(0x06), "PCI");
+    EXPECT_EQ(cimhost::slotTypeName(0x13), "AGP 8X");
+    EXPECT_EQ(cimhost::slotTypeName(0xA5), "PCIe");
+    EXPECT_EQ(cimhost::slotTypeName(0xB6), "PCIe3 x16");
+    EXPECT_EQ(cimhost::slotTypeName(0xB8), "PCIe4");
+    EXPECT_EQ(cimhost::slotTypeName(0xC3), "PCIe5 x16");
+    EXPECT_EQ(cimhost::slotWidthName(5), "32 bit");
+    EXPECT_EQ(cimhost::slotWidthName(13), "x16");
+    EXPECT_EQ(cimhost::slotUsageName(3), "available");
+    EXPECT_EQ(cimhost::slotLengthName(4), "long");
+}
+
+TEST(SlotCodes, UnknownOnesAreHexadecimal) {
+    EXPECT_EQ(cimhost::slotTypeName(0), "0x00");
+    EXPECT_EQ(cimhost::slotTypeName(0x14), "0x14");
+    EXPECT_EQ(cimhost::slotTypeName(0xB7), "0xb7");
+    EXPECT_EQ(cimhost::slotTypeName(0xC4), "0xc4");
+    EXPECT_EQ(cimhost::slotWidthName(15), "0x0f");
+    EXPECT_EQ(cimhost::slotUsageName(0), "0x00");
+    EXPECT_EQ(cimhost::slotLengthName(255), "0xff");
+}
+
+}  // namespace

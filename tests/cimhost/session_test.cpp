@@ -1,0 +1,121 @@
+#include "cimhost/session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cimhost/command.h"
+#include "cimhost/stdoutcapture.h"
+#include "tests/support/hostbuilder.h"
+
+namespace {
+
+using cimhost::Answer;
+using cimhost::Question;
+using cimhost::StdoutCapture;
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(StdoutCaptureTest, TakesWhatBothKindsOfStreamHold) {
+    StdoutCapture capture;
+    std::printf("stdio\n");
+    std::cout << "iostream\n";
+    EXPECT_EQ(capture.finish(), "stdio\niostream\n");
+}
+
+TEST(StdoutCaptureTest, LeavesWhatComesBeforeAndAfterAlone) {
+    StdoutCapture outer;
+    std::printf("before\n");
+    {
+        StdoutCapture inner;
+        std::printf("meanwhile\n");
+        EXPECT_EQ(inner.finish(), "meanwhile\n");
+        std::printf("after\n");
+    }
+    EXPECT_EQ(outer.finish(), "before\nafter\n");
+}
+
+TEST(StdoutCaptureTest, EndsWithTheObject) {
+    StdoutCapture outer;
+    {
+        StdoutCapture inner;
+        std::printf("lost\n");
+    }
+    std::printf("kept\n");
+    EXPECT_EQ(outer.finish(), "kept\n");
+}
+
+class SessionTest : public testing::Test {
+ protected:
+    cimhost::Surroundings surroundings() const { return {CIMHOST_PROVIDER, host.directory()}; }
+
+    cimhost::ExitCode run(const Question& question) const {
+        cimhost::Settings settings;
+        settings.surroundings = surroundings();
+        return cimhost::run(settings, question);
+    }
+
+    testsupport::HostBuilder host;
+};
+
+TEST_F(SessionTest, OutputOfTheProviderGoesToTheTrace) {
+    std::vector<std::string> trace;
+    StdoutCapture capture;
+    {
+        cimhost::Session session(surroundings(), [&](const std::string& line) { trace.push_back(line); });
+        const Question question = {"X", [](broker::Broker&) {
+                                       std::printf("one\ntwo\x1b\n");
+                                       return Answer{};
+                                   }};
+        session.ask(question);
+    }
+    EXPECT_EQ(capture.finish(), "");
+    EXPECT_THAT(trace, testing::ElementsAre("stdout: one", "stdout: two\\x1b"));
+}
+
+TEST_F(SessionTest, FilesAndLogLinesAreTracedAsTheyHappen) {
+    std::vector<std::string> trace;
+    cimhost::Session session(surroundings(), [&](const std::string& line) { trace.push_back(line); });
+    session.ask(cimhost::enumerateInstances("QELTA_PCIDevice"));
+    EXPECT_THAT(trace, AllOf(Contains(HasSubstr("/proc/bus/pci/devices")),
+                             Contains(HasSubstr("PCI_enuminstances - in the routine with classname [QELTA_PCIDevice]")),
+                             Contains("stdout: enumerating instances")));
+}
+
+TEST_F(SessionTest, HostOrLibraryThatIsNoGoodThrows) {
+    EXPECT_THROW(cimhost::Session({CIMHOST_PROVIDER, "/no/such/host"}), std::runtime_error);
+    EXPECT_THROW(cimhost::Session({"/no/such/library.so", host.directory()}), std::runtime_error);
+    EXPECT_THROW(cimhost::Session({CIMHOST_NO_FACTORIES, host.directory()}), std::runtime_error);
+}
+
+TEST_F(SessionTest, ExceptionOfTheProviderIsReportedAndAnError) {
+    const Question standard = {"QELTA_X", [](broker::Broker&) -> Answer { throw std::runtime_error("too much"); }};
+    const Question other = {"QELTA_X", [](broker::Broker&) -> Answer { throw 1; }};
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run(standard), cimhost::kErrorStatus);
+    EXPECT_EQ(run(other), cimhost::kErrorStatus);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "cimhost: QELTA_X: the provider threw an exception: too much\n"
+              "cimhost: QELTA_X: the provider threw an exception\n");
+}
+
+TEST_F(SessionTest, ErrorStatusIsWrittenExplainedAndReturned) {
+    const Question question = {"QELTA_X", [](broker::Broker&) {
+                                   return Answer{CMPI_RC_ERR_ACCESS_DENIED, cimhost::Instances{}};
+                               }};
+    StdoutCapture capture;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run(question), cimhost::kErrorStatus);
+    EXPECT_EQ(capture.finish(), "CMPI_RC_ERR_ACCESS_DENIED, 0 instances\n");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                AllOf(StartsWith("cimhost: QELTA_X: "), HasSubstr("CMPI_RC_ERR_ACCESS_DENIED")));
+}
+
+}  // namespace
