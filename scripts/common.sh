@@ -39,7 +39,7 @@ run_tests() {
     ctest --preset "$1" --parallel "$(nproc)" "${@:2}"
 }
 
-# test_summary TITLE: ctest's verdict out of the output that `step TITLE run_tests ...` kept.
+# test_summary TITLE: ctest's summary out of the output that `step TITLE run_tests ...` kept.
 test_summary() {
-    grep 'tests passed' "build/${1//[^A-Za-z0-9]/-}.log" || echo "not run"
+    sed -n '/tests passed/,$p' "build/${1//[^A-Za-z0-9]/-}.log" | grep . || echo "not run"
 }
