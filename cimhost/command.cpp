@@ -8,8 +8,10 @@
 #include <optional>
 #include <system_error>
 
+#include "cimhost/inventory.h"
 #include "cimhost/terminal.h"
 #include "cimhost/text.h"
+#include "cimhost/tree.h"
 
 namespace cimhost {
 
@@ -31,29 +33,30 @@ bool print(const std::string& text) {
     return false;
 }
 
-std::optional<Answer> answerTo(const Question& question, Session& session) {
+/** What `work` brings; nothing, and a complaint, when the provider throws. */
+template <class Work>
+auto attempt(const std::string& subject, Work work) -> std::optional<decltype(work())> {
     try {
-        return session.ask(question);
+        return work();
     } catch (const std::exception& error) {
-        complain(fmt::format("{}: the provider threw an exception: {}", question.subject, error.what()));
+        complain(fmt::format("{}: the provider threw an exception: {}", subject, error.what()));
     } catch (...) {
-        complain(fmt::format("{}: the provider threw an exception", question.subject));
+        complain(fmt::format("{}: the provider threw an exception", subject));
     }
     return std::nullopt;
 }
 
-ExitCode report(const Settings& settings, const Question& question, const Answer& answer) {
-    TableOptions table = settings.table;
-    table.inFull = table.inFull || question.inFull;
-    if (!print(makeFormatter(settings.format, table)->text(answer))) return kErrorStatus;
-    if (answer.status == CMPI_RC_OK) return kSuccess;
-    complain(explanation(answer, question.subject));
+/** Writes what was answered about the subject, in the form of `text`. */
+ExitCode report(const std::string& text, CMPIrc status, const std::string& subject) {
+    if (!print(text)) return kErrorStatus;
+    if (status == CMPI_RC_OK) return kSuccess;
+    complain(explanation({status, {}}, subject));
     return kErrorStatus;
 }
 
-}  // namespace
-
-ExitCode run(const Settings& settings, const Question& question) {
+/** Runs `work` in a session of these settings. */
+template <class Work>
+ExitCode inSession(const Settings& settings, Work work) {
     std::optional<Session> session;
     try {
         session.emplace(settings.surroundings, makeTracer(settings.trace));
@@ -61,8 +64,30 @@ ExitCode run(const Settings& settings, const Question& question) {
         complain(error.what());
         return kCannotAsk;
     }
-    const std::optional<Answer> answer = answerTo(question, *session);
-    return answer ? report(settings, question, *answer) : kErrorStatus;
+    return work(*session);
+}
+
+}  // namespace
+
+ExitCode run(const Settings& settings, const Question& question) {
+    return inSession(settings, [&](Session& session) {
+        const auto answer = attempt(question.subject, [&] { return session.ask(question); });
+        if (!answer) return kErrorStatus;
+        TableOptions table = settings.table;
+        table.inFull = table.inFull || question.inFull;
+        return report(makeFormatter(settings.format, table)->text(*answer), answer->status, question.subject);
+    });
+}
+
+ExitCode runTree(const Settings& settings) {
+    return inSession(settings, [&](Session& session) {
+        const Ask ask = [&](const Question& question) { return session.ask(question); };
+        const auto inventory = attempt("tree", [&] { return takeInventory(ask); });
+        if (!inventory) return kErrorStatus;
+        const bool json = settings.format == Format::json;
+        return report(json ? treeJson(*inventory) : treeText(*inventory, settings.table), inventory->status,
+                      inventory->subject);
+    });
 }
 
 }  // namespace cimhost

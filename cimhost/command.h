@@ -24,6 +24,9 @@ struct Settings {
 /** Puts the question, writes the answer to standard output and what went wrong to standard error. */
 ExitCode run(const Settings& settings, const Question& question);
 
+/** Writes which functions are on the board and which in which slot, in the same way. There is no tree in MOF. */
+ExitCode runTree(const Settings& settings);
+
 }  // namespace cimhost
 
 #endif

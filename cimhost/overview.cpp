@@ -10,38 +10,12 @@
 #include <string_view>
 #include <system_error>
 
+#include "cimhost/properties.h"
 #include "cimhost/slotcodes.h"
 
 namespace cimhost {
 
 namespace {
-
-constexpr const char* kNothing = "-";
-
-const broker::Value* valueOf(const broker::Instance& instance, const std::string& name) {
-    const broker::Value* value = instance.property(name);
-    return value && !value->null ? value : nullptr;
-}
-
-/** The number in a property, or in the first element of an array. */
-std::optional<std::uint64_t> numberOf(const broker::Instance& instance, const std::string& name) {
-    const broker::Value* value = valueOf(instance, name);
-    if (!value) return std::nullopt;
-    if (const auto* elements = std::get_if<std::vector<broker::Value>>(&value->data))
-        value = elements->empty() ? value : &elements->front();
-    const auto* number = std::get_if<std::uint64_t>(&value->data);
-    return number ? std::optional<std::uint64_t>(*number) : std::nullopt;
-}
-
-std::string hex(const broker::Instance& instance, const std::string& name, int digits) {
-    const auto number = numberOf(instance, name);
-    return number ? fmt::format("{:0{}x}", *number, digits) : kNothing;
-}
-
-std::string textOf(const broker::Instance& instance, const std::string& name) {
-    const broker::Value* value = valueOf(instance, name);
-    return value ? cellText(*value) : kNothing;
-}
 
 OverviewColumn plain(const std::string& property, Align align = Align::left) {
     return {{property, align}, [property](const broker::Instance& instance) { return textOf(instance, property); }};
@@ -49,16 +23,11 @@ OverviewColumn plain(const std::string& property, Align align = Align::left) {
 
 /** Two numbers of the same width in hexadecimal. */
 OverviewColumn hexPair(const std::string& heading, const std::string& first, const std::string& second, int digits) {
-    return {{heading}, [=](const broker::Instance& instance) {
-                return hex(instance, first, digits) + ":" + hex(instance, second, digits);
-            }};
+    return {{heading}, [=](const broker::Instance& instance) { return hexPairOf(instance, first, second, digits); }};
 }
 
 OverviewColumn coded(const std::string& property, std::string (*nameOf)(std::uint64_t)) {
-    return {{property}, [=](const broker::Instance& instance) {
-                const auto code = numberOf(instance, property);
-                return code ? nameOf(*code) : kNothing;
-            }};
+    return {{property}, [=](const broker::Instance& instance) { return codeOf(instance, property, nameOf); }};
 }
 
 std::vector<OverviewColumn> pciFunctionColumns() {
@@ -66,7 +35,7 @@ std::vector<OverviewColumn> pciFunctionColumns() {
         {{"Location"}, [](const broker::Instance& instance) { return shortLocation(textOf(instance, "DeviceID")); }},
         hexPair("Ven:Dev", "VendorID", "PciDeviceID", 4),
         hexPair("Class", "ClassCode", "Subclass", 2),
-        {{"Rev"}, [](const broker::Instance& instance) { return hex(instance, "Revision", 2); }},
+        {{"Rev"}, [](const broker::Instance& instance) { return hexOf(instance, "Revision", 2); }},
         plain("Number", Align::right),
         plain("UINumber", Align::right),
         plain("Description")};
@@ -109,13 +78,6 @@ std::vector<OverviewColumn> overviewColumns(const std::string& className) {
         {"QELTA_OnBoardDevice", associationColumns}};
     const auto found = classes.find(className);
     return found == classes.end() ? std::vector<OverviewColumn>() : found->second();
-}
-
-std::string cellText(const broker::Value& value) {
-    const auto* reference = std::get_if<std::shared_ptr<broker::ObjectPath>>(&value.data);
-    if (!reference || !*reference || (*reference)->keys.empty()) return broker::toString(value);
-    const broker::ObjectPath& path = **reference;
-    return fmt::format("{} \"{}\"", path.className, cellText(path.keys.back().value));
 }
 
 std::string shortLocation(const std::string& deviceId) {

@@ -19,9 +19,6 @@ struct OverviewColumn {
 /** The columns that sum up an instance of the class in one line; none for a class that has no overview. */
 std::vector<OverviewColumn> overviewColumns(const std::string& className);
 
-/** A value in the room of a cell: as broker::toString writes it, but a reference by its class and last key alone. */
-std::string cellText(const broker::Value& value);
-
 /** "PCI Bus 0, device 31, function 3" as "00:1f.3"; a text of another form as it is. */
 std::string shortLocation(const std::string& deviceId);
 

@@ -43,10 +43,6 @@ const broker::ObjectPath* referenceOf(const broker::Value& value) {
     return reference ? reference->get() : nullptr;
 }
 
-bool sameObject(const broker::ObjectPath& left, const broker::ObjectPath& right) {
-    return hasKeysOf(left, right) && hasKeysOf(right, left);
-}
-
 bool sameReference(const broker::ObjectPath& reference, const broker::Value& wanted) {
     if (const broker::ObjectPath* path = referenceOf(wanted)) return sameObject(reference, *path);
     // Within a path a reference is written as quoted text, so it may have been read as a text.
@@ -69,6 +65,19 @@ bool sameKeyValue(const broker::Value& value, const broker::Value& wanted) {
 void keepMatching(Instances& instances, const broker::ObjectPath& wanted) {
     const auto differs = [&](const broker::Instance& instance) { return !hasKeysOf(instance.path, wanted); };
     instances.erase(std::remove_if(instances.begin(), instances.end(), differs), instances.end());
+}
+
+/** One of the broker's association requests; the answer is that part of the response which the request fills. */
+template <class Objects>
+Question askAbout(const std::string& path, const broker::Filters& filters,
+                  broker::Response (broker::Broker::*request)(const broker::ObjectPath&, const broker::Filters&),
+                  Objects broker::Response::*delivered) {
+    return {path,
+            [=, source = broker::parseObjectPath(path)](broker::Broker& manager) {
+                broker::Response response = (manager.*request)(source, filters);
+                return answerOf(response.status, std::move(response.*delivered));
+            },
+            false};
 }
 
 }  // namespace
@@ -103,11 +112,31 @@ Question getInstance(const std::string& path) {
             true};
 }
 
+Question associators(const std::string& path, const broker::Filters& filters) {
+    return askAbout(path, filters, &broker::Broker::associators, &broker::Response::instances);
+}
+
+Question associatorNames(const std::string& path, const broker::Filters& filters) {
+    return askAbout(path, filters, &broker::Broker::associatorNames, &broker::Response::paths);
+}
+
+Question references(const std::string& path, const broker::Filters& filters) {
+    return askAbout(path, filters, &broker::Broker::references, &broker::Response::instances);
+}
+
+Question referenceNames(const std::string& path, const broker::Filters& filters) {
+    return askAbout(path, filters, &broker::Broker::referenceNames, &broker::Response::paths);
+}
+
 bool hasKeysOf(const broker::ObjectPath& path, const broker::ObjectPath& wanted) {
     return std::all_of(wanted.keys.begin(), wanted.keys.end(), [&](const broker::Property& key) {
         const broker::Value* value = path.key(key.name);
         return value && sameKeyValue(*value, key.value);
     });
+}
+
+bool sameObject(const broker::ObjectPath& left, const broker::ObjectPath& right) {
+    return hasKeysOf(left, right) && hasKeysOf(right, left);
 }
 
 std::string explanation(const Answer& answer, const std::string& subject) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cimhost/overview.h"
+#include "cimhost/properties.h"
 #include "cimhost/text.h"
 #include "cimhost/texttable.h"
 

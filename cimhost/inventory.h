@@ -1,0 +1,57 @@
+#ifndef PCIINFO_CIMHOST_INVENTORY_H
+#define PCIINFO_CIMHOST_INVENTORY_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cimhost/answer.h"
+#include "cimhost/question.h"
+
+namespace cimhost {
+
+/** One PCI function, its properties as they are shown. */
+struct Function {
+    std::string location;  // "00:1f.3", see shortLocation()
+    std::string className;
+    std::string vendorDevice;  // "8086:a1c1"
+    std::string classCode;     // base class and subclass, "06:01"
+    std::string description;
+    broker::ObjectPath path;
+};
+
+using Functions = std::vector<Function>;
+
+struct Slot {
+    std::optional<std::uint64_t> number;
+    std::string designation;
+    std::string usage;
+    std::string width;
+    Functions functions;
+};
+
+/** What sits where. Functions are in the order of their locations, slots in that of the provider. */
+struct Inventory {
+    std::string host;
+    Functions onBoard;
+    std::vector<Slot> slots;
+    Functions elsewhere;  // those that the provider associates neither with the board nor with a slot
+    // The first answer that had an error status, and what was asked for; what the others brought is here all the same.
+    CMPIrc status = CMPI_RC_OK;
+    std::string subject;
+};
+
+/** Puts a question to a provider. */
+using Ask = std::function<Answer(const Question&)>;
+
+/**
+ * Where a function is, is taken from the instances of the two association classes alone. Slots that have one number
+ * have the same functions.
+ */
+Inventory takeInventory(const Ask& ask);
+
+}  // namespace cimhost
+
+#endif

@@ -1,0 +1,177 @@
+// The association commands: what of their options reaches a provider, and what is shown of its answers.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+#include "cimhost/question.h"
+#include "program.h"
+#include "tests/support/machine.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Json = nlohmann::ordered_json;
+using Arguments = std::vector<std::string>;
+
+constexpr const char* kSlotThree = "QELTA_SystemSlot.Tag=\"System Slot 3\"";
+const Arguments kCommands = {"associators", "associator-names", "references", "reference-names"};
+
+Arguments joined(Arguments arguments, const Arguments& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+/** What a provider that tells it is asked for. */
+std::string asked(const Arguments& arguments) {
+    const testsupport::HostBuilder host;
+    const Outcome run =
+        runCimhost(joined(arguments, {"--trace", "--host", host.directory(), "--library", CIMHOST_FILTER_PROVIDER}));
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return run.err;
+}
+
+TEST(AssociationFilters, AreNullWhereTheyAreNotGiven) {
+    const std::string nothing = " assocClass null resultClass null role null resultRole null\n";
+    EXPECT_THAT(asked({"associators", kSlotThree}), HasSubstr("stdout: associators" + nothing));
+    EXPECT_THAT(asked({"associator-names", kSlotThree}), HasSubstr("stdout: associatorNames" + nothing));
+    EXPECT_THAT(asked({"references", kSlotThree}), HasSubstr("stdout: references" + nothing));
+    EXPECT_THAT(asked({"reference-names", kSlotThree}), HasSubstr("stdout: referenceNames" + nothing));
+}
+
+TEST(AssociationFilters, OfAssociatorsReachTheProvider) {
+    for (const char* command : {"associators", "associator-names"}) {
+        EXPECT_THAT(asked({command, kSlotThree, "--assoc-class", "A", "--result-class", "B b", "--role", "C",
+                           "--result-role", "D"}),
+                    HasSubstr(" assocClass [A] resultClass [B b] role [C] resultRole [D]\n"));
+        EXPECT_THAT(asked({command, "--result-role=D", kSlotThree}),
+                    HasSubstr(" assocClass null resultClass null role null resultRole [D]\n"));
+    }
+}
+
+TEST(AssociationFilters, OfReferencesReachTheProvider) {
+    for (const char* command : {"references", "reference-names"}) {
+        EXPECT_THAT(asked({command, kSlotThree, "--result-class", "B", "--role", "C"}),
+                    HasSubstr(" resultClass [B] role [C] "));
+        EXPECT_THAT(asked({command, kSlotThree, "--role", "C"}), HasSubstr(" resultClass null role [C] "));
+    }
+}
+
+TEST(AssociationFilters, MayBeEmptyTexts) {
+    const std::string empty = " assocClass [] resultClass [] role [] resultRole []\n";
+    EXPECT_THAT(asked({"associators", kSlotThree, "--assoc-class", "", "--result-class", "", "--role", "",
+                       "--result-role", ""}),
+                HasSubstr(empty));
+    EXPECT_THAT(asked({"associators", "--assoc-class=", "--result-class=", "--role=", "--result-role=", kSlotThree}),
+                HasSubstr(empty));
+    EXPECT_THAT(asked({"references", "--role=", kSlotThree}), HasSubstr(" resultClass null role [] "));
+}
+
+TEST(AssociationFilters, OfAssociatorsAloneAreRefusedForReferences) {
+    for (const char* command : {"references", "reference-names"}) {
+        for (const char* option : {"--assoc-class", "--result-role"}) {
+            const Outcome run = runCimhost({command, kSlotThree, option, "X"});
+            EXPECT_EQ(run.exitCode, 2);
+            EXPECT_THAT(run.err, HasSubstr(option));
+        }
+    }
+}
+
+TEST(AssociationUsage, PathIsNeededAndHasToBeOne) {
+    for (const std::string& command : kCommands) {
+        EXPECT_EQ(runCimhost({command}).exitCode, 2);
+        const Outcome run = runCimhost({command, "QELTA_SystemSlot.Tag=\"System"});
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_THAT(run.err, AllOf(HasSubstr("QELTA_SystemSlot.Tag="), HasSubstr("closing quotation mark")));
+    }
+}
+
+/** The rack: slots 5, 3 and 9, functions in the first two. */
+class AssociationCommands : public testing::Test {
+ protected:
+    AssociationCommands() { testsupport::buildRack(host); }
+
+    Outcome ask(const Arguments& arguments) const {
+        return runCimhost(joined(arguments, {"--host", host.directory()}));
+    }
+    Json askForJson(const Arguments& arguments) const {
+        const Outcome run = ask(joined(arguments, {"--format", "json"}));
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        return Json::parse(run.out);
+    }
+
+    testsupport::HostBuilder host;
+};
+
+TEST_F(AssociationCommands, AssociatorsOfTwoClassesStandInTwoTables) {
+    const Outcome run = ask({"associators", "QELTA_SystemSlot.Tag=\"System Slot 5\""});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, IsEmpty());
+    EXPECT_THAT(run.out, AllOf(ContainsRegex("root/kavix:QELTA_PCIDevice\nLocation [^\n]*\n05:05.1 "),
+                               ContainsRegex("root/kavix:QELTA_PCIBridge\nLocation [^\n]*\n05:05.0 "),
+                               EndsWith("CMPI_RC_OK, 2 instances\n")));
+}
+
+TEST_F(AssociationCommands, AssociatorNamesAreNames) {
+    const Outcome run = ask({"associator-names", kSlotThree});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("PCI Bus 3, device 3, function 1\n"), EndsWith("CMPI_RC_OK, 2 names\n")));
+}
+
+TEST_F(AssociationCommands, ReferencesShowBothEnds) {
+    const Outcome run = ask({"references", kSlotThree});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("root/kavix:QELTA_DeviceInSlot\n"),
+                               ContainsRegex("QELTA_SystemSlot \"System Slot 3\" +QELTA_PCIDevice "
+                                             "\"PCI Bus 3, device 3, function 0\"\n"),
+                               EndsWith("CMPI_RC_OK, 2 instances\n")));
+}
+
+TEST_F(AssociationCommands, ReferenceNamesAreThePathsOfTheReferences) {
+    const Json references = askForJson({"references", kSlotThree})["instances"];
+    const Json names = askForJson({"reference-names", kSlotThree})["names"];
+    ASSERT_EQ(names.size(), 2U);
+    ASSERT_EQ(references.size(), 2U);
+    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(names[i]["path"], references[i]["path"]);
+}
+
+TEST_F(AssociationCommands, FiltersChooseBetweenSlotAndBoard) {
+    const std::string device = broker::toString(testsupport::devicePath(3, 3, 0));
+    EXPECT_THAT(ask({"associators", device, "--assoc-class", "QELTA_DeviceInSlot"}).out,
+                HasSubstr("root/kavix:QELTA_SystemSlot\n"));
+    EXPECT_THAT(ask({"associators", device}).out, HasSubstr("root/kavix:QELTA_SystemBoard\n"));
+    EXPECT_EQ(ask({"associators", device, "--result-role", "dependent"}).out, "CMPI_RC_OK, 0 instances\n");
+}
+
+TEST_F(AssociationCommands, ClassAloneIsAPathToo) {
+    EXPECT_THAT(ask({"associators", "QELTA_SystemBoard"}).out, EndsWith("CMPI_RC_OK, 4 instances\n"));
+    EXPECT_THAT(ask({"reference-names", "QELTA_SystemBoard"}).out, EndsWith("CMPI_RC_OK, 4 names\n"));
+}
+
+TEST_F(AssociationCommands, UnknownClassIsAnError) {
+    for (const std::string& command : kCommands) {
+        const Outcome run = ask({command, "QELTA_Nothing.Key=\"x\""});
+        EXPECT_EQ(run.exitCode, 1) << command;
+        EXPECT_THAT(run.out, HasSubstr("CMPI_RC_ERR_INVALID_CLASS, 0 "));
+        EXPECT_THAT(run.err, HasSubstr("QELTA_Nothing"));
+        for (const std::string& served : cimhost::servedClasses()) EXPECT_THAT(run.err, HasSubstr(served));
+    }
+}
+
+TEST_F(AssociationCommands, HelpTellsTheFilters) {
+    EXPECT_THAT(ask({"associators", "--help"}).out, AllOf(HasSubstr("--assoc-class"), HasSubstr("--result-class"),
+                                                          HasSubstr("--role"), HasSubstr("--result-role")));
+    EXPECT_THAT(ask({"references", "--help"}).out,
+                AllOf(HasSubstr("--result-class"), HasSubstr("--role"), Not(HasSubstr("--assoc-class"))));
+}
+
+}  // namespace

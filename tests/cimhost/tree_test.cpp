@@ -1,0 +1,319 @@
+// The tree: on inventories made by hand, and as the program draws it of hosts.
+
+#include "cimhost/tree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+#include "cimhost/text.h"
+#include "program.h"
+#include "tests/support/machine.h"
+
+namespace {
+
+using cimhost::Function;
+using cimhost::Functions;
+using cimhost::Inventory;
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using Json = nlohmann::ordered_json;
+using Arguments = std::vector<std::string>;
+using Lines = std::vector<std::string>;
+
+constexpr const char* kNoSlots = "└─ no slots: the BMC gave no SMBIOS table, or one without slots";
+
+// --- drawing ---
+
+Function function(const std::string& location, const std::string& description = "Network: Acme Thing (rev 02)") {
+    return {location, "QELTA_PCIDevice", "8086:1234", "02:00", description, {}};
+}
+
+/** The tree of a board with these functions, without the lines for the host, the slots and the status. */
+Lines boardLines(const Functions& functions, bool inFull = false, std::size_t width = 120) {
+    Inventory inventory;
+    inventory.host = "host";
+    inventory.onBoard = functions;
+    Lines drawn = cimhost::lines(cimhost::treeText(inventory, {width, inFull}));
+    EXPECT_GE(drawn.size(), 5U);
+    EXPECT_EQ(drawn.front(), "host");
+    EXPECT_EQ(drawn.back(), "CMPI_RC_OK, 0 slots");
+    return {drawn.begin() + 1, drawn.end() - 3};
+}
+
+TEST(TreeLines, FunctionsOfADeviceShareALine) {
+    EXPECT_THAT(boardLines({function("00:1f.0"), function("00:1f.2"), function("00:1f.3"), function("02:00.0")}),
+                ElementsAre("├─ system board  4 functions",  //
+                            "│  ├─ 00:1f.0,2,3  3×  Network: Acme Thing (rev 02)",
+                            "│  └─ 02:00.0          Network: Acme Thing (rev 02)"));
+}
+
+TEST(TreeLines, ThreeNumbersInARowAreARange) {
+    EXPECT_THAT(boardLines({function("00:1f.0"), function("00:1f.1"), function("00:1f.3"), function("00:1f.4"),
+                            function("00:1f.5"), function("00:1f.7")}),
+                ElementsAre("├─ system board  6 functions", "│  └─ 00:1f.0,1,3-5,7  6×  Network: Acme Thing (rev 02)"));
+}
+
+TEST(TreeLines, KindsAndNamesAreToldOnceEach) {
+    EXPECT_THAT(
+        boardLines({function("00:1f.0", "ISA bridge: Acme Corp Set LPC (rev 09)"),
+                    function("00:1f.2", "SMBus: Acme Corp Set Bus (rev 09)"),
+                    function("00:1f.3", "SMBus: Acme Corp Setup Bus (rev 01)"),
+                    function("00:1f.4", "Serial: Acme Corp Set Bus (rev 03)"), function("00:1f.5", "plain")}),
+        ElementsAre("├─ system board  5 functions",
+                    "│  └─ 00:1f.0,2-5  5×  ISA bridge, SMBus, Serial: Acme Corp Set LPC; Bus; Setup Bus; plain"));
+}
+
+TEST(TreeLines, NeighboursThatReadTheSameShareALine) {
+    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1"), function("16:0a.0"), function("17:0b.0"),
+                            function("17:0c.0", "Other"), function("17:0d.0")}),
+                ElementsAre("├─ system board  6 functions", "│  ├─ 16:08.0..0a.0  3×  Network: Acme Thing (rev 02)",
+                            "│  ├─ 17:0b.0            Network: Acme Thing (rev 02)", "│  ├─ 17:0c.0            Other",
+                            "│  └─ 17:0d.0            Network: Acme Thing (rev 02)"));
+}
+
+TEST(TreeLines, EveryFunctionHasItsOwnInFull) {
+    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1")}, true),
+                ElementsAre("├─ system board  2 functions", "│  ├─ 16:08.0    Network: Acme Thing (rev 02)",
+                            "│  └─ 16:08.1    Network: Acme Thing (rev 02)"));
+}
+
+TEST(TreeLines, LocationsOfAnotherFormStandAlone) {
+    EXPECT_THAT(
+        boardLines({function("somewhere"), function("somewhere else"), function("v1.10"), function("v1.11", "Other")}),
+        ElementsAre("├─ system board  4 functions", "│  ├─ somewhere         Network: Acme Thing (rev 02)",
+                    "│  ├─ somewhere else    Network: Acme Thing (rev 02)",
+                    "│  ├─ v1.10             Network: Acme Thing (rev 02)", "│  └─ v1.11             Other"));
+}
+
+TEST(TreeLines, AreCutAndPrintable) {
+    EXPECT_THAT(boardLines({function("00:01.0", "odd \x1b[31m and far too long for the line")}, false, 40),
+                ElementsAre("├─ system board  1 function", "│  └─ 00:01.0    odd \\x1b[31m and far..."));
+}
+
+TEST(TreeLines, StatusIsTheLast) {
+    Inventory inventory;
+    inventory.status = CMPI_RC_ERR_FAILED;
+    EXPECT_THAT(cimhost::lines(cimhost::treeText(inventory, {})).back(), "CMPI_RC_ERR_FAILED, 0 slots");
+}
+
+// --- taking stock ---
+
+TEST(TakeInventory, KeepsTheFirstErrorAndWhatTheOthersBring) {
+    const auto ask = [](const cimhost::Question& question) -> cimhost::Answer {
+        if (question.subject == "QELTA_OnBoardDevice") return {CMPI_RC_ERR_FAILED, cimhost::Names{}};
+        if (question.subject == "QELTA_DeviceInSlot")
+            return {CMPI_RC_ERR_ACCESS_DENIED,
+                    cimhost::Names{testsupport::inSlotPath(3, testsupport::devicePath(3, 3, 1))}};
+        if (question.subject == "QELTA_SystemSlot")
+            return {CMPI_RC_OK, cimhost::Instances{testsupport::slotInstance(3)}};
+        return {CMPI_RC_OK, cimhost::Instances{}};
+    };
+    const Inventory inventory = cimhost::takeInventory(ask);
+    EXPECT_EQ(inventory.status, CMPI_RC_ERR_FAILED);
+    EXPECT_EQ(inventory.subject, "QELTA_OnBoardDevice");
+    EXPECT_EQ(inventory.host, "-");
+    ASSERT_THAT(inventory.slots, SizeIs(1));
+    EXPECT_EQ(inventory.slots[0].designation, "-");
+    ASSERT_THAT(inventory.slots[0].functions, SizeIs(1));
+    EXPECT_EQ(inventory.slots[0].functions[0].location, "03:03.1") << "known from the association alone";
+}
+
+// --- the program ---
+
+Outcome tree(const std::string& host, Arguments arguments = {}) {
+    arguments.insert(arguments.begin(), {"tree", "--host", host, "--width", "120"});
+    return runCimhost(arguments);
+}
+
+Lines treeLines(const std::string& host, const Arguments& arguments = {}) {
+    const Outcome run = tree(host, arguments);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, IsEmpty());
+    return cimhost::lines(run.out);
+}
+
+Json treeJson(const std::string& host) {
+    const Outcome run = tree(host, {"--format", "json"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return Json::parse(run.out);
+}
+
+std::size_t countOf(const std::string& host, const std::string& className) {
+    return Json::parse(runCimhost({"names", className, "--host", host, "--format", "json"}).out)["names"].size();
+}
+
+std::size_t functionsInSlots(const Json& document) {
+    std::size_t count = 0;
+    for (const Json& slot : document["slots"]) count += slot["functions"].size();
+    return count;
+}
+
+Lines locations(const Json& place) {
+    Lines found;
+    for (const Json& function : place["functions"]) found.push_back(function["location"]);
+    return found;
+}
+
+class Tree : public testing::Test {
+ protected:
+    testsupport::HostBuilder host;
+};
+
+TEST_F(Tree, ShowsBoardSlotsAndTheRest) {
+    testsupport::buildRack(host);
+    EXPECT_THAT(treeLines(host.directory()),
+                ElementsAre("rack7", "├─ system board  4 functions",              //
+                            testing::StartsWith("│  ├─ 00:00.0        "),         //
+                            testing::StartsWith("│  ├─ 00:1f.0,2  2×  "),         //
+                            testing::StartsWith("│  └─ 07:00.0        "),         //
+                            "├─ slot  5  PCI5  available  32 bit  2 functions",   //
+                            testing::StartsWith("│  └─ 05:05.0,1  2×  "),         //
+                            "├─ slot  3  PCI3  available  32 bit  2 functions",   //
+                            testing::StartsWith("│  └─ 03:03.0,1  2×  "),         //
+                            "├─ slot  9  PCI9  available  32 bit  empty",         //
+                            "└─ neither on the board nor in a slot  1 function",  //
+                            testing::StartsWith("   └─ 00:01.0        "), "", "CMPI_RC_OK, 3 slots"));
+}
+
+TEST_F(Tree, InFullNamesEveryFunction) {
+    testsupport::buildRack(host);
+    const Outcome run = tree(host.directory(), {"--all"});
+    EXPECT_THAT(cimhost::lines(run.out), SizeIs(1 + 4 + 9 + 1 + 2));
+    for (const char* location :
+         {"00:00.0", "00:01.0", "00:1f.0", "00:1f.2", "03:03.0", "03:03.1", "05:05.0", "05:05.1", "07:00.0"})
+        EXPECT_THAT(run.out, HasSubstr(std::string("─ ") + location + "  "));
+}
+
+TEST_F(Tree, InJsonHasTheSame) {
+    testsupport::buildRack(host);
+    const Json document = treeJson(host.directory());
+    EXPECT_EQ(document["status"], "CMPI_RC_OK");
+    EXPECT_EQ(document["host"], "rack7");
+    EXPECT_THAT(locations(document["board"]), ElementsAre("00:00.0", "00:1f.0", "00:1f.2", "07:00.0"));
+    EXPECT_THAT(locations(document["elsewhere"]), ElementsAre("00:01.0"));
+    ASSERT_EQ(document["slots"].size(), 3U);
+    const Json& five = document["slots"][0];
+    EXPECT_EQ(five["number"], 5);
+    EXPECT_EQ(five["designation"], "PCI5");
+    EXPECT_EQ(five["usage"], "available");
+    EXPECT_EQ(five["width"], "32 bit");
+    EXPECT_THAT(locations(five), ElementsAre("05:05.0", "05:05.1"));
+    EXPECT_EQ(five["functions"][0]["class"], "QELTA_PCIBridge");
+    EXPECT_EQ(five["functions"][0]["classCode"], "06:00");
+    EXPECT_EQ(five["functions"][1]["class"], "QELTA_PCIDevice");
+    EXPECT_EQ(five["functions"][1]["ids"], "8086:1234");
+    EXPECT_EQ(five["functions"][1]["path"], broker::toString(testsupport::devicePath(5, 5, 1)));
+    EXPECT_THAT(locations(document["slots"][2]), IsEmpty());
+}
+
+TEST_F(Tree, WithoutABmcHasNoSlots) {
+    host.setHostName("quiet").addFunction(testsupport::deviceAt(3, 3, 0)).addFunction(testsupport::bridgeAt(0, 0, 0));
+    const Lines lines = treeLines(host.directory());
+    ASSERT_THAT(lines, SizeIs(7));
+    EXPECT_EQ(lines[1], "├─ system board  2 functions");
+    EXPECT_EQ(lines[4], kNoSlots);
+    EXPECT_EQ(lines[6], "CMPI_RC_OK, 0 slots");
+    EXPECT_THAT(treeJson(host.directory())["slots"], IsEmpty());
+}
+
+TEST_F(Tree, WithoutFunctionsIsEmpty) {
+    host.setHostName("bare").setSmbiosTable(testsupport::slotTable({1}));
+    EXPECT_THAT(treeLines(host.directory()),
+                ElementsAre("bare", "├─ system board  0 functions", "└─ slot  1  PCI1  available  32 bit  empty", "",
+                            "CMPI_RC_OK, 1 slot"));
+}
+
+TEST_F(Tree, SlotsOfOneNumberShowTheSameFunctionsOnceEach) {
+    host.setSmbiosTable(testsupport::slotTable({3, 3}));
+    host.addFunction(testsupport::deviceAt(3, 3, 0)).addFunction(testsupport::deviceAt(3, 3, 1));
+    const Json document = treeJson(host.directory());
+    ASSERT_EQ(document["slots"].size(), 2U);
+    for (const Json& slot : document["slots"]) EXPECT_THAT(locations(slot), ElementsAre("03:03.0", "03:03.1"));
+    EXPECT_EQ(functionsInSlots(document), countOf(host.directory(), "QELTA_DeviceInSlot"));
+    EXPECT_THAT(document["elsewhere"]["functions"], IsEmpty());
+}
+
+TEST_F(Tree, DeviceNumberZeroIsOnTheBoardEvenBesideASlotOfThatNumber) {
+    host.setSmbiosTable(testsupport::slotTable({0, 4})).addFunction(testsupport::deviceAt(2, 0, 0));
+    const Json document = treeJson(host.directory());
+    EXPECT_THAT(locations(document["board"]), ElementsAre("02:00.0"));
+    ASSERT_EQ(document["slots"].size(), 2U);
+    EXPECT_EQ(document["slots"][0]["number"], 0);
+    EXPECT_THAT(locations(document["slots"][0]), IsEmpty());
+}
+
+TEST_F(Tree, IsNotWrittenInMof) {
+    const Outcome run = tree(host.directory(), {"--format", "mof"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_THAT(run.err, AllOf(HasSubstr("--format"), HasSubstr("table or json")));
+}
+
+TEST_F(Tree, TakesNoArgumentAndKnowsLibraryAndTrace) {
+    EXPECT_EQ(tree(host.directory(), {"QELTA_SystemSlot"}).exitCode, 2);
+    EXPECT_EQ(tree(host.directory(), {"--library", "/no/such/library.so"}).exitCode, 2);
+    const Outcome run = tree(host.directory(), {"--library", CIMHOST_PROVIDER, "--trace", "--format", "json"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_TRUE(Json::accept(run.out));
+    EXPECT_THAT(run.err, HasSubstr("stdout: enumerating instances\n"));
+}
+
+TEST_F(Tree, ErrorStatusIsExplainedAndTheExitCode) {
+    const Outcome run = tree(host.directory(), {"--library", CIMHOST_FILTER_PROVIDER});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_THAT(run.out, testing::EndsWith("CMPI_RC_ERR_NOT_SUPPORTED, 0 slots\n"));
+    EXPECT_THAT(run.err, AllOf(HasSubstr("QELTA_SystemBoard"), HasSubstr("CMPI_RC_ERR_NOT_SUPPORTED")));
+}
+
+TEST_F(Tree, HelpTellsHowFunctionsShareLines) {
+    EXPECT_THAT(runCimhost({"tree", "--help"}).out, AllOf(HasSubstr("share a line"), HasSubstr("--all")));
+}
+
+class SampleTree : public testing::TestWithParam<std::string> {
+ protected:
+    std::string directory() const { return std::string(CIMHOST_SAMPLES) + '/' + GetParam(); }
+};
+
+TEST_P(SampleTree, FitsOnAScreen) {
+    const Lines lines = treeLines(directory());
+    EXPECT_THAT(lines, SizeIs(testing::Le(60U)));
+    for (const std::string& line : lines) EXPECT_LE(cimhost::columnsOf(line), 120U) << line;
+    EXPECT_THAT(lines, Each(Not(HasSubstr("\\x"))));
+}
+
+TEST_P(SampleTree, CountsAreThoseOfTheAssociations) {
+    const Json document = treeJson(directory());
+    const std::size_t onBoard = document["board"]["functions"].size();
+    EXPECT_EQ(document["slots"].size(), countOf(directory(), "QELTA_SystemSlot"));
+    EXPECT_EQ(onBoard, countOf(directory(), "QELTA_OnBoardDevice"));
+    EXPECT_EQ(functionsInSlots(document), countOf(directory(), "QELTA_DeviceInSlot"));
+    EXPECT_EQ(onBoard + functionsInSlots(document) + document["elsewhere"]["functions"].size(),
+              countOf(directory(), "QELTA_PCIDevice") + countOf(directory(), "QELTA_PCIBridge"));
+}
+
+TEST_P(SampleTree, InFullHasALineForEveryFunction) {
+    const Json document = treeJson(directory());
+    const std::size_t functions =
+        document["board"]["functions"].size() + functionsInSlots(document) + document["elsewhere"]["functions"].size();
+    const std::size_t restTitle = document["elsewhere"]["functions"].empty() ? 0 : 1;
+    EXPECT_THAT(treeLines(directory(), {"--all"}), SizeIs(2 + document["slots"].size() + restTitle + functions + 2));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SampleTree, testing::Values("dell-t440", "dell-r910", "lenovo-90g0"),
+                         [](const auto& sample) {
+                             std::string name = sample.param;
+                             name.erase(name.find('-'), 1);
+                             return name;
+                         });
+
+}  // namespace
