@@ -120,14 +120,8 @@ void TSysBrd::associate(const Delivery& delivery, const CMPIInstance* function, 
 
 CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                        const std::string& className, const std::string* deviceId) {
-    CMPICIMInst cim;
-    CMPIObjectPath* path = cim.createObjectPath(broker, nameSpace, className);
-    if (path == nullptr) return nullptr;
-    cim.setKeyProperty(path, "SystemCreationClassName", getSystemCreationClassName());
-    cim.setKeyProperty(path, "SystemName", getSystemName());
-    cim.setKeyProperty(path, "CreationClassName", className);
-    cim.setKeyProperty(path, "DeviceID", deviceId != nullptr ? *deviceId : getDeviceID());
-    return path;
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, "DeviceID",
+                                              deviceId != nullptr ? *deviceId : getDeviceID());
 }
 
 CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
@@ -154,9 +148,7 @@ std::string TSysBrd::getDeviceID() {
 }
 
 std::string TSysBrd::getSystemName() {
-    std::string name;
-    CMPICIMInst().getHostName(name);
-    return name;
+    return hostName();
 }
 
 std::string TSysBrd::getSystemCreationClassName() {

@@ -429,12 +429,6 @@ std::string deviceIdText(const sPciDevices& record) {
            std::to_string(record.func);
 }
 
-std::string hostName() {
-    std::string name;
-    CMPICIMInst().getHostName(name);
-    return name;
-}
-
 /** What stands in for an empty description; the device number goes in as one raw character. */
 std::string identityText(const sPciDevices& record) {
     return "PCI Vendor ID " + std::to_string(record.vendorId) + "  PCI Device ID " + static_cast<char>(record.dev);
@@ -467,28 +461,16 @@ void TPciDevInfo::walk(const PciList& list, Visit visit) {
 
 CMPIObjectPath* TPciDevInfo::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                            const std::string& name, const std::string* deviceId) {
-    CMPICIMInst cim;
     if (name == kDeviceInSlotClass) return getObjectPath(broker, nameSpace, name, nullptr, nullptr);
     if (name != kPciDeviceClass && name != kPciBridgeClass && name != kControllerClass) return nullptr;
     if (deviceId == nullptr && cursor.record() == nullptr) return nullptr;
-    CMPIObjectPath* path = cim.createObjectPath(broker, nameSpace, name);
-    if (path == nullptr) return nullptr;
-
-    std::stringstream systemClass;
-    std::stringstream system;
     std::stringstream id;
-    getSystemCreationClassName(systemClass);
-    getSystemName(system);
     if (deviceId != nullptr) {
         id << *deviceId;
     } else {
         getDeviceID(id);
     }
-    cim.setKeyProperty(path, "SystemCreationClassName", systemClass.str());
-    cim.setKeyProperty(path, "SystemName", system.str());
-    cim.setKeyProperty(path, "CreationClassName", name);
-    cim.setKeyProperty(path, "DeviceID", id.str());
-    return path;
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, name, "DeviceID", id.str());
 }
 
 int TPciDevInfo::getDeviceID(std::stringstream& out) {

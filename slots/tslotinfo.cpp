@@ -145,16 +145,9 @@ CMPIInstance* TSlotInfo::createInstance(const CMPIBroker* broker, CMPIObjectPath
 
 CMPIObjectPath* TSlotInfo::getObjectPath(const CMPIBroker* broker, const std::string& className,
                                          const std::string& nameSpace, int slotNumber) {
-    CMPICIMInst cim;
-    CMPIObjectPath* path = cim.createObjectPath(broker, nameSpace, className);
-    if (path == nullptr) return nullptr;
     std::string tag;
     getTag(tag, slotNumber);
-    cim.setKeyProperty(path, "SystemCreationClassName", getSystemCreationClassName());
-    cim.setKeyProperty(path, "SystemName", getSystemName());
-    cim.setKeyProperty(path, "CreationClassName", className);
-    cim.setKeyProperty(path, "Tag", tag);
-    return path;
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, "Tag", tag);
 }
 
 void TSlotInfo::getTag(std::string& tag, int slotNumber) {
@@ -162,9 +155,7 @@ void TSlotInfo::getTag(std::string& tag, int slotNumber) {
 }
 
 std::string TSlotInfo::getSystemName() {
-    std::string name;
-    CMPICIMInst().getHostName(name);
-    return name;
+    return hostName();
 }
 
 std::string TSlotInfo::getSystemCreationClassName() {

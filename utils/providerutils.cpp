@@ -232,6 +232,12 @@ std::string keyText(const CMPIObjectPath* path, const std::string& name) {
     return text;
 }
 
+std::string hostName() {
+    std::string name;
+    CMPICIMInst().getHostName(name);
+    return name;
+}
+
 // --- making and returning objects ---
 
 CMPIInstance* CMPICIMInst::createCIMInstance(const CMPIBroker* broker, CMPIObjectPath* path) {
@@ -251,6 +257,18 @@ CMPIObjectPath* CMPICIMInst::createObjectPath(const CMPIBroker* broker, const st
     if (broker == nullptr || className.empty()) return nullptr;
     CMPIStatus ignored = kOk;
     return broker->eft->newObjectPath(broker, nameSpace.c_str(), className.c_str(), &ignored);
+}
+
+CMPIObjectPath* CMPICIMInst::createHostObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
+                                                  const std::string& className, const std::string& keyName,
+                                                  const std::string& keyValue) {
+    CMPIObjectPath* path = createObjectPath(broker, nameSpace, className);
+    if (path == nullptr) return nullptr;
+    setKeyProperty(path, "SystemCreationClassName", std::string(kSystemCreationClass));
+    setKeyProperty(path, "SystemName", hostName());
+    setKeyProperty(path, "CreationClassName", className);
+    setKeyProperty(path, keyName, keyValue);
+    return path;
 }
 
 void CMPICIMInst::returnInstance(const CMPIResult* result, const CMPIInstance* instance) {

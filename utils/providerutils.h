@@ -37,6 +37,9 @@ std::string classNameOf(const CMPIObjectPath* path);
 /** The text of a key; empty when the path has no such key or the key is no text. */
 std::string keyText(const CMPIObjectPath* path, const std::string& name);
 
+/** The host's name, "systemname" when it cannot be had. */
+std::string hostName();
+
 /**
  * Typed access to the object manager: makes object paths and instances, sets and reads properties and keys, returns
  * objects and walks enumerations. It holds nothing, so any instance serves, on any thread.
@@ -52,6 +55,13 @@ class CMPICIMInst {
     /** Null when the class name is empty; an empty namespace is allowed. */
     CMPIObjectPath* createObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                      const std::string& className);
+    /**
+     * The path of an object on this host: the keys that all of them have (the host's class and name, the class name),
+     * and the one that is the class's own. Null when it cannot be made.
+     */
+    CMPIObjectPath* createHostObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
+                                         const std::string& className, const std::string& keyName,
+                                         const std::string& keyValue);
     void returnInstance(const CMPIResult* result, const CMPIInstance* instance);
     void returnObjectPath(const CMPIResult* result, const CMPIObjectPath* path);
 
