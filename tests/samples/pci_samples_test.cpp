@@ -152,7 +152,7 @@ TEST_P(SamplePci, SubsystemsAreThoseOfConfigurationSpaceAndOfDevicesOnly) {
 TEST_P(SamplePci, NumberIsTheDeviceNumberAndUINumberThatOfASystemSlot) {
     unsigned highestSlot = 0;
     for (const reference::Slot& slot : reference::dmidecodeSlots(smbiosTable()))
-        highestSlot = std::max(highestSlot, slot.id);
+        highestSlot = std::max(highestSlot, slot.id.value());
     ASSERT_GT(highestSlot, 0U);
     forEveryFunction([highestSlot](const reference::Function& function, const broker::Instance& instance) {
         EXPECT_EQ(shown(instance, "Number"), function.dev == 0 ? "unset" : uint8(function.dev));

@@ -123,11 +123,17 @@ std::vector<std::vector<std::string>> dmidecodeBlocks(const std::string& listing
 }
 
 /** What stands behind "<TAB>Label: ". */
-std::string labelled(const std::vector<std::string>& block, const std::string& label) {
+std::optional<std::string> findLabelled(const std::vector<std::string>& block, const std::string& label) {
     const std::string start = "\t" + label + ": ";
     for (const std::string& line : block)
         if (startsWith(line, start)) return line.substr(start.size());
-    throw std::runtime_error("dmidecode shows no " + label + " under " + block.front());
+    return std::nullopt;
+}
+
+std::string labelled(const std::vector<std::string>& block, const std::string& label) {
+    const std::optional<std::string> text = findLabelled(block, label);
+    if (!text) throw std::runtime_error("dmidecode shows no " + label + " under " + block.front());
+    return *text;
 }
 
 Slot slotOf(const std::vector<std::string>& block) {
@@ -136,7 +142,9 @@ Slot slotOf(const std::vector<std::string>& block) {
     slot.type = labelled(block, "Type");
     slot.usage = labelled(block, "Current Usage");
     slot.length = labelled(block, "Length");
-    slot.id = static_cast<unsigned>(std::stoul(labelled(block, "ID")));
+    const std::string id = findLabelled(block, "ID").value_or("");
+    const bool number = !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
+    if (number) slot.id = static_cast<unsigned>(std::stoul(id));
     for (const std::string& line : block) {
         if (startsWith(line, "\t\t")) slot.characteristics.push_back(line.substr(2));
         if (line == "\tCharacteristics: Unknown") slot.characteristicsUnknown = true;

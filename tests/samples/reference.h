@@ -74,7 +74,7 @@ struct Slot {
     std::string type;   // bus width in front, e.g. "x8 PCI Express 3"
     std::string usage;  // "Available", "In Use"...
     std::string length;
-    unsigned id = 0;
+    std::optional<unsigned> id;  // none where dmidecode shows no number for the slot's type
     bool characteristicsUnknown = false;
     std::vector<std::string> characteristics;
 

@@ -57,8 +57,8 @@ class SampleSlots : public samples::SampleTest {
 
 TEST_P(SampleSlots, NumbersTagsAndDesignationsAreThoseOfDmidecode) {
     forEverySlot([](const reference::Slot& slot, const broker::Instance& instance) {
-        const std::string tag = fmt::format("System Slot {}", slot.id);
-        EXPECT_EQ(shown(instance, "Number"), fmt::format("uint16 {}", slot.id));
+        const std::string tag = fmt::format("System Slot {}", slot.id.value());
+        EXPECT_EQ(shown(instance, "Number"), fmt::format("uint16 {}", slot.id.value()));
         EXPECT_EQ(shown(instance, "Tag"), "string " + tag);
         EXPECT_EQ(shown(instance, "SlotDesignation"), "string " + slot.designation);
         EXPECT_EQ(shown(instance, "SlotAllInfo"), "string " + slot.designation + ", " + tag);
