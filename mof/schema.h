@@ -94,8 +94,11 @@ class Schema {
     /**
      * Reads the texts one behind the other. Throws Error as real MOF compilers do: for what is no MOF, a qualifier
      * that is not declared or does not apply there, an unknown superclass or reference class, a class or property that
-     * is declared twice, a value that its type cannot hold, a class name without "Prefix_", an association without
-     * references, a class that is not abstract and has no key.
+     * is declared twice, a value that its type cannot hold, a class name without "Prefix_", an association with fewer
+     * than two references, a class that is not abstract and has no key. What is left out of the subset is refused as
+     * well: instances, methods, overriding of properties, NULL as an element of an array, references with a default,
+     * #pragma include. So is a schema of more than 1 MiB of text, 256 classes, 1024 properties in a class or 512
+     * qualifiers.
      */
     static Schema read(const std::vector<Source>& sources);
 
