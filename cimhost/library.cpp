@@ -30,8 +30,9 @@ fs::path programDirectory() {
 
 std::vector<fs::path> libraryPlaces() {
     const fs::path buildTree = programDirectory().parent_path() / "lib";
+    const fs::path installed = (programDirectory() / CIMHOST_PROVIDER_FROM_BIN).lexically_normal();
     const fs::path multiarch = fs::path("/usr/lib") / CIMHOST_MULTIARCH / "cmpi";
-    return {buildTree / kLibrary, fs::path("/usr/lib/cmpi") / kLibrary, multiarch / kLibrary};
+    return {buildTree / kLibrary, installed / kLibrary, fs::path("/usr/lib/cmpi") / kLibrary, multiarch / kLibrary};
 }
 
 fs::path findLibrary(const std::vector<fs::path>& places) {

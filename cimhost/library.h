@@ -6,7 +6,10 @@
 
 namespace cimhost {
 
-/** Where the provider's library is looked for, in this order: the build tree of the running program, then installed. */
+/**
+ * Where the provider's library is looked for, in this order: the build tree of the running program, where an
+ * installation puts it beside the running program, where object managers customarily have it.
+ */
 std::vector<std::filesystem::path> libraryPlaces();
 
 /** The first of the places that exists. Throws std::runtime_error naming all of them when none does. */

@@ -1,0 +1,55 @@
+# What `cmake --install` puts where, in two components: `provider`, what an object manager needs, and `tools`, the
+# command line with its emulated host and the sample machines. Included last, when every target is known.
+#
+# Installed files find one another by relative paths, so a tree that was moved or unpacked elsewhere works.
+include(GNUInstallDirs)
+
+set(PCIINFO_PROVIDER_DIR "${CMAKE_INSTALL_LIBDIR}/cmpi" CACHE STRING
+    "Where object managers look for CMPI providers, below the installation prefix or absolute")
+cmake_path(ABSOLUTE_PATH PCIINFO_PROVIDER_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE provider_dir)
+set(share_dir ${CMAKE_INSTALL_DATADIR}/pciinfo-provider)
+
+install(TARGETS PCIInfoProvider LIBRARY DESTINATION ${PCIINFO_PROVIDER_DIR} COMPONENT provider)
+install(FILES
+  schema/PCIInfoProvider.mof
+  schema/qualifiers.mof
+  schema/PCIInfoProvider.reg
+  schema/PCIInfoProvider.registration
+  schema/PCIInfoProviderRegistration.mof
+  DESTINATION ${share_dir} COMPONENT provider)
+
+file(RELATIVE_PATH PCIINFO_PROVIDER_FROM_SBIN ${CMAKE_INSTALL_FULL_SBINDIR} ${provider_dir})
+file(RELATIVE_PATH PCIINFO_SHARE_FROM_SBIN ${CMAKE_INSTALL_FULL_SBINDIR}
+     ${CMAKE_INSTALL_FULL_DATADIR}/pciinfo-provider)
+configure_file(packaging/pciinfo-register.in packaging/pciinfo-register @ONLY)
+install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/packaging/pciinfo-register
+  DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT provider)
+install(FILES man/PCIInfoProvider.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT provider)
+install(FILES man/pciinfo-register.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT provider)
+
+if(PCIINFO_PRODUCT_ONLY)
+  return()
+endif()
+
+# libemulatedhost.so has no stable interface: it is the command's own, in a directory of its own.
+set(private_dir ${CMAKE_INSTALL_LIBDIR}/pciinfo-provider)
+file(RELATIVE_PATH private_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/pciinfo-provider)
+file(RELATIVE_PATH provider_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${provider_dir})
+set_target_properties(cimhost PROPERTIES INSTALL_RPATH "$ORIGIN/${private_from_bin}")
+target_compile_definitions(cimhost_lib PRIVATE CIMHOST_PROVIDER_FROM_BIN="${provider_from_bin}")
+
+install(TARGETS cimhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(TARGETS emulatedhost LIBRARY DESTINATION ${private_dir} COMPONENT tools)
+install(FILES man/cimhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+
+# The sample machines share one copy of the catalogues.
+install(FILES ${CMAKE_BINARY_DIR}/catalogue/pci.xml ${CMAKE_BINARY_DIR}/catalogue/pci.classlist
+  DESTINATION ${share_dir}/catalogue COMPONENT tools)
+set(links ${CMAKE_BINARY_DIR}/packaging/samples)
+get_target_property(sample_names samples PCIINFO_SAMPLE_NAMES)
+foreach(name ${sample_names})
+  file(MAKE_DIRECTORY ${links}/${name}/etc)
+  file(CREATE_LINK ../../../catalogue ${links}/${name}/etc/vmware SYMBOLIC)
+  install(DIRECTORY ${CMAKE_SOURCE_DIR}/samples/${name} ${links}/${name}
+    DESTINATION ${share_dir}/samples COMPONENT tools)
+endforeach()
