@@ -1,0 +1,286 @@
+// What runs inside the virtual machine beside the command line: requests to the provider in one process that lives on
+// between them, exchanges with the BMC past the provider, and orders to the BMC (see serialbmc.h).
+//
+//     vmclient OUTPUT LIBRARY STEP...
+//
+// A step is VERB or VERB=ARGUMENT. Each writes one JSON object as a line of OUTPUT: the step, how long it took in
+// seconds, how many descriptors of an IPMI device the process has open afterwards, and what came of it. The first step
+// that fails ends the program with status 1.
+
+#include <linux/ipmi.h>
+#include <linux/ipmi_msgdefs.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "broker/broker.h"
+#include "ipmi/IpmiDataStore.h"
+#include "tests/emulator/datastore.h"
+#include "tests/emulator/ipmiclient.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using emulator::Bytes;
+using Clock = std::chrono::steady_clock;
+using Json = nlohmann::ordered_json;
+using Seconds = std::chrono::duration<double>;
+
+// The driver's request numbers: direction, the record's size, 'i', number. The record is ipmi_req with 20 bytes in a
+// 32-bit process and 40 in a 64-bit one, ipmi_recv with 24 and 48.
+constexpr bool kNarrow = sizeof(void*) == 4;
+static_assert(sizeof(ipmi_req) == (kNarrow ? 20 : 40) && sizeof(ipmi_recv) == (kNarrow ? 24 : 48));
+static_assert(IPMICTL_SEND_COMMAND == (kNarrow ? 0x8014690DUL : 0x8028690DUL));
+static_assert(IPMICTL_RECEIVE_MSG_TRUNC == (kNarrow ? 0xC018690BUL : 0xC030690BUL));
+
+constexpr const char* kTable = "smbios-table";
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::runtime_error(what);
+}
+
+std::size_t ipmiDescriptors() {
+    std::size_t count = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // the descriptor of the iteration itself
+        if (fs::read_symlink(entry.path(), gone).string().rfind("/dev/ipmi", 0) == 0) ++count;
+    }
+    return count;
+}
+
+/** The device as the provider looks for it, on a descriptor of our own. */
+class Device {
+ public:
+    Device() : client_(fs::exists("/dev/ipmi0") ? "/dev/ipmi0" : "/dev/ipmidev/0") {
+        if (!client_.isOpen()) fail("no IPMI device opens");
+    }
+    /** The answer to a message; one without a completion code, or another one than 0, is a failure. */
+    Bytes ask(const emulator::Request& request) {
+        Bytes answer = client_.exchange(request);
+        if (answer.empty() || answer[0] != 0) fail("the BMC refuses a message or does not answer it");
+        return answer;
+    }
+    bool answers(const emulator::Request& request) {
+        const Bytes answer = client_.exchange(request);
+        return !answer.empty() && answer[0] == 0;
+    }
+
+ private:
+    IpmiClient client_;
+};
+
+Json conduct(std::uint8_t command, const Bytes& data) {
+    Device().ask({0x30, command, data});
+    return {};
+}
+
+Bytes bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+Json selectProfile(const std::string& name) {
+    return conduct(1, bytesOf(name));
+}
+
+Json desynchronise(const std::string& message) {
+    return conduct(2, {static_cast<std::uint8_t>(std::stoi(message))});
+}
+
+Json mark(const std::string& text) {
+    return conduct(3, bytesOf(text));
+}
+
+/** Waits until the BMC answers again, 10 s at most. */
+Json awaitBmc(const std::string&) {
+    constexpr std::chrono::milliseconds kPause{50};
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    Device device;
+    while (!device.answers({0x06, 0x01, {}})) {
+        if (Clock::now() > end) fail("the BMC does not come back");
+        std::this_thread::sleep_for(kPause);
+    }
+    return {};
+}
+
+/** The exchanges by which the provider fetches the table, and nothing but them. */
+Json bareTransfer(const std::string&) {
+    Device device;
+    unsigned exchanges = 0;
+    const auto ask = [&](const emulator::Request& request) {
+        ++exchanges;
+        return device.ask(request);
+    };
+    const std::uint32_t handle = datastore::number(ask(datastore::open(kTable)));
+    ask(datastore::querySize(kTable));
+    constexpr std::size_t kChunk = 200;
+    for (std::size_t offset = 0; offset < tPCIInfo::kFileArea; offset += kChunk) {
+        const auto count = static_cast<std::uint8_t>(std::min(kChunk, tPCIInfo::kFileArea - offset));
+        ask(datastore::read(handle, static_cast<std::uint32_t>(offset), count));
+    }
+    ask(datastore::close(handle));
+    return {{"exchanges", exchanges}};
+}
+
+// --- the product's data store class, past the provider ---
+
+constexpr std::uint8_t kOpenOption = 16;
+
+void write(const std::string& name, const tPCIInfo::ByteVector& content) {
+    if (tPCIInfo::connect_kcs() != 0) fail("no IPMI device opens");
+    std::uint8_t code = 0;
+    const std::int32_t result = tPCIInfo::IpmiDataStore().WriteFile(code, name, content, false, kOpenOption);
+    tPCIInfo::disconnect_kcs();
+    if (code != 0 || result <= 0) fail("cannot write " + name);
+}
+
+/** Whether the file is there and begins with the content. */
+bool holds(const std::string& name, const tPCIInfo::ByteVector& content) {
+    tPCIInfo::ByteVector read;
+    std::uint8_t code = 0;
+    const std::int32_t result =
+        tPCIInfo::IpmiDataStore().ReadFile(code, name, read, false, kOpenOption, tPCIInfo::kAccessRead, false);
+    tPCIInfo::disconnect_kcs();
+    return code == 0 && result == 0 && std::equal(content.begin(), content.end(), read.data());
+}
+
+void remove(const std::string& name) {
+    if (tPCIInfo::connect_kcs() != 0) fail("no IPMI device opens");
+    std::uint8_t code = 0;
+    const std::int32_t result = tPCIInfo::IpmiDataStore().DeleteFile(code, name);
+    tPCIInfo::disconnect_kcs();
+    if (code != 0 || result != 0) fail("cannot delete " + name);
+}
+
+/** Puts a file into the data store as the host's SMBIOS table; another one is written, read, deleted and missed. */
+Json store(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    tPCIInfo::ByteVector content;
+    std::copy(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>(), std::back_inserter(content));
+    if (content.empty()) fail("cannot read " + path);
+    write(kTable, content);
+    write("scratch", content);
+    const bool scratchHeld = holds("scratch", content);
+    remove("scratch");
+    return {{"written", content.size()},
+            {"readBack", holds(kTable, content)},
+            {"scratchReadBack", scratchHeld},
+            {"scratchAfterDeletion", holds("scratch", content)}};
+}
+
+/** Goes on as another user, who cannot come back. */
+Json becomeUser(const std::string& number) {
+    const auto user = static_cast<uid_t>(std::stoul(number));
+    if (::setgid(user) != 0 || ::setuid(user) != 0) fail("cannot become user " + number);
+    ::prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);  // else /proc/self/fd is closed to its own process
+    return {};
+}
+
+Json about(const std::string&) {
+    return {{"bits", 8 * sizeof(void*)},
+            {"send", static_cast<std::uint64_t>(IPMICTL_SEND_COMMAND)},
+            {"receive", static_cast<std::uint64_t>(IPMICTL_RECEIVE_MSG_TRUNC)}};
+}
+
+// --- requests to the provider ---
+
+class Provider {
+ public:
+    explicit Provider(std::string library) : library_(std::move(library)) {}
+
+    Json enumerate(const std::string& className) {
+        const broker::Response response = manager().enumerateInstances(pathOf(className));
+        Json objects = Json::array();
+        for (const broker::Instance& instance : response.instances) objects.push_back(json(instance));
+        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
+    }
+    Json names(const std::string& className) {
+        const broker::Response response = manager().enumerateInstanceNames(pathOf(className));
+        Json objects = Json::array();
+        for (const broker::ObjectPath& path : response.paths) objects.push_back(broker::toString(path));
+        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
+    }
+    Json load(const std::string&) {
+        manager();
+        return {};
+    }
+
+ private:
+    static broker::ObjectPath pathOf(const std::string& className) { return {"root/kavix", className, {}}; }
+    static Json json(const broker::Instance& instance) {
+        Json object = {{"path", broker::toString(instance.path)}};
+        for (const broker::Property& property : instance.properties)
+            object[property.name] = broker::typeName(property.value.type) + " " + broker::toString(property.value);
+        return object;
+    }
+    broker::Broker& manager() {
+        if (!loaded_) broker_.load(library_);
+        loaded_ = true;
+        broker_.recordCalls(false);
+        return broker_;
+    }
+
+    const std::string library_;
+    broker::Broker broker_;
+    bool loaded_ = false;
+};
+
+Json perform(Provider& provider, const std::string& step) {
+    using Verb = Json (*)(const std::string&);
+    static const std::map<std::string, Verb> kVerbs = {{"profile", selectProfile},
+                                                       {"desynchronise", desynchronise},
+                                                       {"mark", mark},
+                                                       {"await", awaitBmc},
+                                                       {"bare", bareTransfer},
+                                                       {"store", store},
+                                                       {"about", about},
+                                                       {"user", becomeUser}};
+    using Request = Json (Provider::*)(const std::string&);
+    static const std::map<std::string, Request> kRequests = {
+        {"load", &Provider::load}, {"enumerate", &Provider::enumerate}, {"names", &Provider::names}};
+
+    const std::size_t equals = std::min(step.find('='), step.size());
+    const std::string verb = step.substr(0, equals);
+    const std::string argument = equals < step.size() ? step.substr(equals + 1) : "";
+    if (const auto found = kVerbs.find(verb); found != kVerbs.end()) return found->second(argument);
+    if (const auto found = kRequests.find(verb); found != kRequests.end()) return (provider.*found->second)(argument);
+    fail("no such step");
+}
+
+void run(std::ostream& output, Provider& provider, const std::string& step) {
+    const auto start = Clock::now();
+    const Json result = perform(provider, step);
+    const Seconds elapsed = Clock::now() - start;
+    Json line = {{"step", step}, {"seconds", elapsed.count()}, {"ipmiDescriptors", ipmiDescriptors()}};
+    if (!result.is_null()) line.update(result);
+    output << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) return 2;
+    std::ofstream output(argv[1], std::ios::app);
+    Provider provider(argv[2]);
+    for (int i = 3; i < argc; ++i) {
+        try {
+            run(output, provider, argv[i]);
+        } catch (const std::exception& error) {
+            output << Json{{"step", argv[i]}, {"error", error.what()}}.dump() << std::endl;
+            std::fprintf(stderr, "vmclient: %s: %s\n", argv[i], error.what());
+            return 1;
+        }
+    }
+    return output ? 0 : 1;
+}
