@@ -1,0 +1,163 @@
+"""Proves the provider in virtual machines: with Debian's kernel and its IPMI driver, a BMC behind a KCS interface, and
+a PCI bus. scripts/test-vm runs it."""
+
+import argparse
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import bmclog
+import check
+import image
+import run
+from answers import Answers
+from facts import Facts, PciIds
+
+# The machines by the tests that run in them, with their hard limits. All but the last run side by side, most of them
+# waiting; the one that is timed runs by itself.
+SECONDS = {"requests": 420, "faults": 240, "no-device": 120, "hung": 180, "times": 180}
+SHOWN = 5    # differences of each kind
+
+
+def table(title, header, rows):
+    cells = [header, *[[str(cell) for cell in row] for row in rows]]
+    widths = [max(len(row[column]) for row in cells) for column in range(len(header))]
+    print(f"\n{title}\n")
+    for row in cells:
+        print("  " + "  ".join(cell.ljust(width) if column == 0 else cell.rjust(width)
+                               for column, (cell, width) in enumerate(zip(row, widths))).rstrip())
+
+
+def show_tally(tally):
+    table("Compared", ("what", "compared", "differences"),
+          [(kind, count, len(tally.differences.get(kind, ()))) for kind, count in sorted(tally.compared.items())])
+    for kind, differences in tally.differences.items():
+        for difference in differences[:SHOWN]:
+            print(f"DIFFERENCE {kind}: {difference[:2000]}")
+
+
+def seconds_of(lines, step):
+    return [line["seconds"] for line in lines if line["step"] == step]
+
+
+def timing_rows(lines, answers):
+    """(class, seconds, readings, exchanges, seconds of the bare loop, own seconds, own share), the quickest of each"""
+    bare = min(seconds_of(lines, "bare"))
+    for class_name in check.CLASSES:
+        seconds = min(seconds_of(lines, f"enumerate={class_name}"))
+        transfers = answers.enumeration(class_name).transfers
+        own = seconds - transfers * bare
+        yield (class_name, f"{seconds:.3f}", transfers, transfers * len(bmclog.transfer(check.LARGE)),
+               f"{transfers * bare:.3f}", f"{own:.3f}", f"{100 * own / seconds:.0f} %")
+
+
+def show_timing(bits, lines, answers):
+    bare = seconds_of(lines, "bare")
+    table(f"Seconds of an enumeration in the machine, {bits} bits, the quickest of {check.ROUNDS}; 331 exchanges in a "
+          f"bare loop took {min(bare):.3f} to {max(bare):.3f}",
+          ("class", "seconds", "readings", "exchanges", "bare loop", "provider's own", "share"),
+          timing_rows(lines, answers))
+
+
+def show_faults(faults):
+    rows = []
+    for name, requests in faults.items():
+        for line, messages in requests:
+            rows.append((name, line["step"].split("=")[1], f"{line['seconds']:.2f}", len(line["objects"]),
+                         line["ipmiDescriptors"], messages))
+            name = "  then"
+    table("Faults", ("fault", "request", "seconds", "objects", "descriptors open", "messages to the BMC"), rows)
+
+
+class Machine:
+    """What was brought out of one machine."""
+
+    def __init__(self, folder, ids):
+        self.results = folder / "results"
+        self.facts = Facts(self.results, ids)
+        log = folder / "bmc.log"
+        self.sections = list(bmclog.sections(log)) if log.exists() else []
+
+
+def show_machine(facts):
+    print(f"\nThe machine has {len(facts.devices())} devices and {len(facts.bridges())} bridges on "
+          f"{len({function.bus for function in facts.functions})} buses and {len(facts.slots)} slots; "
+          f"{sum(len(facts.in_slot(slot)) for slot in facts.slots)} functions are in slots, {len(facts.on_board())} on "
+          "the board")
+
+
+def check_requests(tally, machine):
+    show_machine(machine.facts)
+    check.check_facts(tally, machine.facts)
+    check.check_store(tally, machine.results, machine.facts)
+    check.check_coverage(tally, machine.results, machine.facts)
+    check.check_requests(tally, machine.results, Answers(machine.facts), dict(machine.sections))
+
+
+def check_times(tally, machine):
+    answers = Answers(machine.facts)
+    lines = {bits: check.check_client(tally, machine.results, bits, answers, machine.sections) for bits in (64, 32)}
+    for bits in lines:
+        show_timing(bits, lines[bits], answers)
+
+
+def check_faults(tally, machines):
+    machine = machines["faults"]
+    faults = check.check_faults(tally, machine.results, machine.facts, machine.sections)
+    faults["no rights"] = check.check_without_device(tally, machine.results, machine.facts, "no-rights")
+    faults["/dev/ipmidev/0"] = check.check_other_place(tally, machine.results, machine.facts,
+                                                       dict(machine.sections)["other-place"])
+    machine = machines["no-device"]
+    faults["no device"] = check.check_without_device(tally, machine.results, machine.facts, "no-device")
+    machine = machines["hung"]
+    faults["answer past the request"] = check.check_hung(tally, machine.results, machine.facts, machine.sections)
+    show_faults(faults)
+
+
+def check_all(folder, ids):
+    tally = check.Tally()
+    machines = {mode: Machine(folder / mode, ids) for mode in SECONDS}
+    check_requests(tally, machines["requests"])
+    check_times(tally, machines["times"])
+    check_faults(tally, machines)
+    show_tally(tally)
+    return not tally.differences
+
+
+def run_machines(folder, kernel, boot, bmc):
+    vms = [run.Vm(mode, folder / mode, seconds, None if mode == "no-device" else bmc)
+           for mode, seconds in SECONDS.items()]
+    for group in (vms[:-1], vms[-1:]):
+        started = time.monotonic()
+        run.run_together(group, kernel, boot, run.profiles_folder())
+        print(f"Machines run to their end: {', '.join(vm.mode for vm in group)} ({time.monotonic() - started:.0f} s)",
+              flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=Path, required=True, help="build tree of the 64-bit programs")
+    parser.add_argument("--build32", type=Path, required=True, help="build tree of the 32-bit programs")
+    parser.add_argument("--cache", type=Path, required=True, help="where unpacked kernels stay")
+    parser.add_argument("--folder", type=Path, required=True, help="for everything else; emptied first")
+    parser.add_argument("--ids", type=Path, default=Path("/usr/share/misc/pci.ids"), help="the PCI ID list")
+    options = parser.parse_args()
+    started = time.monotonic()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("test-vm: terminated"))    # stopping the machines on its way
+    try:
+        shutil.rmtree(options.folder, ignore_errors=True)
+        kernel, boot = image.make(options.cache.resolve(), options.build.resolve(), options.build32.resolve(),
+                                  options.folder.resolve())
+        run_machines(options.folder.resolve(), kernel, boot, options.build.resolve() / "bin/bmcserver")
+        good = check_all(options.folder, PciIds(options.ids))
+    except (run.Failed, OSError, subprocess.SubprocessError) as error:
+        sys.exit(f"test-vm: {error}")
+    print(f"\n{'All equal' if good else 'FAILED'}, {time.monotonic() - started:.0f} s")
+    sys.exit(0 if good else 1)
+
+
+if __name__ == "__main__":
+    main()
