@@ -1,0 +1,301 @@
+// The HTTP server under clients of all kinds, well-behaved and not.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client.h"
+#include "connection.h"
+#include "schema/embedded.h"
+#include "wbem/httpserver.h"
+#include "wbem/operations.h"
+#include "wbem/responder.h"
+
+namespace {
+
+using client::Connection;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+using testing::AnyOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr const char* kOk = "HTTP/1.1 200 ";
+constexpr std::size_t kLimit = 20000;
+
+/** A gate that threads wait at until so many are there; false when they do not come within seconds. */
+class Gate {
+ public:
+    explicit Gate(unsigned count) : missing_(count) {}
+    bool pass() {
+        std::unique_lock lock(mutex_);
+        if (missing_ > 0) --missing_;
+        all_.notify_all();
+        return all_.wait_for(lock, seconds(10), [&] { return missing_ == 0; });
+    }
+
+ private:
+    std::mutex mutex_;
+    std::condition_variable all_;
+    unsigned missing_;
+};
+
+class Http : public testing::Test {
+ protected:
+    /** Starts the server; `before` is called with every request before it is answered. */
+    void start(
+        const std::function<void()>& before = [] {}, unsigned connections = 64) {
+        wbem::HttpOptions options;
+        options.port = 0;
+        options.timeout = seconds(1);
+        options.bodyLimit = kLimit;
+        options.connections = connections;
+        server.emplace(options, [this, before](const wbem::HttpRequest& request) {
+            before();
+            return responder.answer(request);
+        });
+    }
+
+    std::uint16_t port() const { return server->port(); }
+
+    /** The whole answer to one request, after which the connection is closed. */
+    std::string ask(wbem::HttpRequest request) const {
+        request.headers.emplace_back("Connection", "close");
+        Connection connection(port());
+        connection.send(client::wire(request));
+        return connection.receiveAll();
+    }
+
+    /** Other clients are answered as ever. */
+    void expectAlive() const { EXPECT_THAT(ask(good()), AllOf(StartsWith(kOk), EndsWith("</CIM>"))); }
+
+    static wbem::HttpRequest good() {
+        return client::post(client::message("EnumerateClassNames", ""), "EnumerateClassNames");
+    }
+    static wbem::HttpRequest goodOfSize(std::size_t size) {
+        wbem::HttpRequest request = good();
+        request.body.append(size - request.body.size(), ' ');
+        return request;
+    }
+    /** The head of a request with a body in chunks. */
+    static std::string chunkedHead() {
+        wbem::HttpRequest request = good();
+        request.headers.emplace_back("Transfer-Encoding", "chunked");
+        const std::string text = client::wire(request);
+        return text.substr(0, text.find("Content-Length")) + "\r\n";
+    }
+    static std::string chunk(const std::string& data) {
+        std::array<char, 20> length{};
+        std::snprintf(length.data(), length.size(), "%zx", data.size());
+        return length.data() + ("\r\n" + data) + "\r\n";
+    }
+
+    broker::Broker manager;
+    wbem::Operations operations{manager, schema::declared(), "root/kavix"};
+    wbem::Responder responder{operations, "127.0.0.1"};
+    std::optional<wbem::HttpServer> server;
+};
+
+TEST_F(Http, ConnectionsStayOpenForMoreRequestsUnlessTheClientDoesNotWantIt) {
+    start();
+    Connection connection(port());
+    const std::string request = client::wire(good());
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(connection.send(request));
+        EXPECT_EQ(client::read(client::bodyOf(connection.receiveResponse())).error, 0);
+    }
+    ASSERT_TRUE(connection.send(request + request));
+    EXPECT_THAT(connection.receiveResponse(), StartsWith(kOk));
+    EXPECT_THAT(connection.receiveResponse(), StartsWith(kOk));
+
+    EXPECT_THAT(ask(good()), EndsWith("</CIM>"));
+    Connection old(port());
+    old.send(client::wire(good(), "HTTP/1.0"));
+    EXPECT_THAT(old.receiveAll(), AllOf(HasSubstr(" 200 OK\r\n"), EndsWith("</CIM>")));
+}
+
+TEST_F(Http, BodiesMayComeInChunksOrAfterAnInvitation) {
+    start();
+    const std::string body = good().body;
+    Connection chunked(port());
+    chunked.send(chunkedHead() + chunk(body.substr(0, 100)));
+    chunked.send(chunk(body.substr(100)) + "0\r\n\r\n");
+    EXPECT_EQ(client::read(client::bodyOf(chunked.receiveResponse())).error, 0);
+
+    Connection cautious(port());
+    wbem::HttpRequest request = good();
+    request.headers.emplace_back("Expect", "100-continue");
+    const std::string text = client::wire(request);
+    cautious.send(text.substr(0, text.find("<?xml")));
+    EXPECT_THAT(cautious.receiveThrough("\r\n\r\n"), StartsWith("HTTP/1.1 100 "));
+    cautious.send(body);
+    EXPECT_THAT(cautious.receiveResponse(), StartsWith(kOk));
+}
+
+TEST_F(Http, LongBodiesAreRefused) {
+    start();
+    EXPECT_THAT(ask(goodOfSize(kLimit)), StartsWith(kOk));
+    EXPECT_THAT(ask(goodOfSize(kLimit + 1)), StartsWith("HTTP/1.1 413 "));
+    EXPECT_THAT(ask(goodOfSize(2 * kLimit)), StartsWith("HTTP/1.1 413 "));
+    Connection announcing(port());
+    announcing.send("POST /cimom HTTP/1.1\r\nHost: a\r\nContent-Length: 99999999999\r\n\r\n");
+    EXPECT_THAT(announcing.receiveAll(), StartsWith("HTTP/1.1 413 "));
+
+    const std::string piece(kLimit / 2, ' ');
+    Connection chunked(port());
+    chunked.send(chunkedHead() + chunk(piece) + chunk(piece) + chunk("x") + "0\r\n\r\n");
+    EXPECT_THAT(chunked.receiveThrough("long"), StartsWith("HTTP/1.1 413 "));
+    Connection endless(port());
+    endless.send(chunkedHead());
+    bool taken = true;
+    for (int i = 0; taken && i < 10000; ++i) taken = endless.send(chunk(piece));
+    EXPECT_FALSE(taken);
+    expectAlive();
+}
+
+TEST_F(Http, RequestsThatStopOnTheWayAreGivenUp) {
+    start();
+    const std::string whole = client::wire(good());
+    const auto began = steady_clock::now();
+    std::vector<std::thread> clients;
+    for (const std::size_t length : {std::size_t{0}, std::size_t{3}, std::size_t{30}, whole.find("\r\n\r\n") + 2,
+                                     whole.find("\r\n\r\n") + 4, whole.size() - 1})
+        clients.emplace_back([this, part = whole.substr(0, length)] {
+            Connection connection(port());
+            connection.send(part);
+            EXPECT_THAT(connection.receiveAll(), AnyOf(IsEmpty(), StartsWith("HTTP/1.1 408 "))) << part;
+        });
+    for (std::thread& each : clients) each.join();
+    EXPECT_GE(steady_clock::now() - began, milliseconds(900));
+    EXPECT_LT(steady_clock::now() - began, seconds(8));
+    expectAlive();
+}
+
+TEST_F(Http, WhatIsNoHttpDoesNoHarm) {
+    start();
+    const std::string host = "\r\nHost: a\r\n";
+    const std::vector<std::string> texts = {
+        std::string("\r\n\r\n\r\n"),
+        std::string(50000, 'x'),
+        std::string("\0\0\0\0\r\n\r\n", 8),
+        "POST /cimom HTTP/9.9" + host + "\r\n",
+        "POST /cimom HTTP/1.1\r\n\r\n",
+        "POST /cimom HTTP/1.1" + host + "Content-Length: -1\r\n\r\n",
+        "POST /cimom HTTP/1.1" + host + "Content-Length: 1x\r\n\r\n",
+        "POST /cimom HTTP/1.1" + host + "A: " + std::string(100000, 'a') + "\r\n\r\n",
+        "POST /" + std::string(100000, 'a') + " HTTP/1.1" + host + "\r\n",
+        chunkedHead() + "zz\r\n"};
+    std::vector<std::thread> clients;
+    clients.reserve(texts.size());
+    for (const std::string& text : texts)
+        clients.emplace_back([this, &text] {
+            Connection connection(port());
+            connection.send(text);
+            EXPECT_THAT(connection.receiveAll(),
+                        AnyOf(IsEmpty(), StartsWith("HTTP/1.1 4"), StartsWith("HTTP/1.1 5"), StartsWith("HTTP/1.0 4")))
+                << text.substr(0, 60);
+        });
+    for (std::thread& each : clients) each.join();
+    {
+        Connection gone(port());
+        gone.send(client::wire(good()));
+    }
+    expectAlive();
+}
+
+TEST_F(Http, OtherMethodsThanPostAreAnswered) {
+    start();
+    for (const char* method : {"GET", "PUT", "OPTIONS", "HEAD", "FOO"}) {
+        wbem::HttpRequest request = good();
+        request.method = method;
+        EXPECT_THAT(ask(request), AllOf(StartsWith("HTTP/1.1 405 "), HasSubstr("Allow: POST, M-POST"))) << method;
+    }
+    wbem::HttpRequest extended = good();
+    extended.method = "M-POST";
+    extended.headers = {{"Host", "a"},
+                        {"Content-Type", "text/xml"},
+                        {"Man", "http://www.dmtf.org/cim/mapping/http/v1.0;ns=12"},
+                        {"12-CIMOperation", "MethodCall"}};
+    EXPECT_THAT(ask(extended), AllOf(StartsWith(kOk), HasSubstr("\r\nExt: "), HasSubstr("12-CIMOperation")));
+    wbem::HttpRequest absolute = good();
+    absolute.target = "http://here:1/cimom";
+    EXPECT_THAT(ask(absolute), StartsWith(kOk));
+}
+
+TEST_F(Http, ClientsAreAnsweredSideBySideAndWithPatience) {
+    constexpr unsigned kClients = 8;
+    Gate gate(kClients);
+    std::atomic<bool> together{true};
+    start([&] {
+        if (!gate.pass()) together = false;
+        std::this_thread::sleep_for(milliseconds(1500));  // longer than a silent client is waited for
+    });
+    std::vector<std::thread> clients;
+    for (unsigned i = 0; i < kClients; ++i) clients.emplace_back([&] { expectAlive(); });
+    for (std::thread& each : clients) each.join();
+    EXPECT_TRUE(together);
+}
+
+TEST_F(Http, MoreConnectionsThanAllowedAreTurnedAway) {
+    start([] {}, 2);
+    std::optional<Connection> first(port());
+    const Connection second(port());
+    EXPECT_EQ(ask(good()), "");
+    first.reset();
+    std::string answer;
+    for (int i = 0; answer.empty() && i < 500; ++i) {  // the server needs a moment to see that one has gone
+        std::this_thread::sleep_for(milliseconds(10));
+        answer = ask(good());
+    }
+    EXPECT_THAT(answer, StartsWith(kOk));
+}
+
+TEST_F(Http, RequestsUnderWayAreFinishedAndNoMoreAreTaken) {
+    Gate inside(2);
+    start([&] {
+        inside.pass();
+        std::this_thread::sleep_for(milliseconds(500));
+    });
+    std::thread client([&] { expectAlive(); });
+    ASSERT_TRUE(inside.pass());
+    EXPECT_FALSE(server->finish(milliseconds(50)));
+    EXPECT_TRUE(server->finish(seconds(10)));
+    client.join();
+    EXPECT_THROW(Connection{port()}, std::system_error);
+}
+
+TEST_F(Http, AnAddressThatCannotBeHadIsTold) {
+    start();
+    const auto complaint = [](const std::string& address, std::uint16_t port) -> std::string {
+        wbem::HttpOptions options;
+        options.address = address;
+        options.port = port;
+        try {
+            const wbem::HttpServer other(options, {});
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "none";
+    };
+    EXPECT_EQ(complaint("127.0.0.1", port()), "127.0.0.1:" + std::to_string(port()) + ": Address already in use");
+    EXPECT_THAT(complaint("localhost.example", 0), StartsWith("localhost.example: "));
+    EXPECT_THAT(complaint("192.0.2.1", 0), HasSubstr("Cannot assign requested address"));
+    EXPECT_EQ(server->place(), "127.0.0.1:" + std::to_string(port()));
+}
+
+}  // namespace

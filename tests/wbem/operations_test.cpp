@@ -1,0 +1,646 @@
+// CIM operations as messages, text in and text out, on the rack: what the provider delivers has to come through whole.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+#include "client.h"
+#include "emulator/emulatedhost.h"
+#include "schema/embedded.h"
+#include "tests/broker/tinyprovider.h"
+#include "tests/support/casename.h"
+#include "tests/support/machine.h"
+#include "wbem/encoder.h"
+#include "wbem/objects.h"
+#include "wbem/operations.h"
+#include "wbem/responder.h"
+
+namespace {
+
+using broker::Instance;
+using broker::ObjectPath;
+using broker::Value;
+using client::Answer;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testsupport::CaseName;
+using namespace testsupport;
+
+/** A server in front of a broker that has no provider yet. */
+class Server : public testing::Test {
+ protected:
+    wbem::HttpResponse post(const std::string& operation, const std::string& parameters,
+                            const std::string& nameSpace = "root/kavix") const {
+        wbem::HttpRequest request = client::post(client::message(operation, parameters, nameSpace), operation);
+        request.headers[3].second = nameSpace;
+        return responder.answer(request);
+    }
+
+    Answer ask(const std::string& operation, const std::string& parameters,
+               const std::string& nameSpace = "root/kavix") const {
+        const wbem::HttpResponse response = post(operation, parameters, nameSpace);
+        EXPECT_EQ(response.status, 200U) << response.body;
+        Answer answer = client::read(response.body);
+        EXPECT_EQ(answer.messageId, "id \"1\"\n");
+        EXPECT_EQ(answer.operation, operation);
+        return answer;
+    }
+
+    broker::Broker manager;
+    wbem::Operations operations{manager, schema::declared(), "root/kavix"};
+    wbem::Responder responder{operations, "127.0.0.1:5988"};
+};
+
+/** With the provider, on the rack. */
+class Rack : public Server {
+ protected:
+    Rack() {
+        buildRack(files);
+        host.emplace(files.directory());
+        manager.load(PROVIDER_LIBRARY);
+    }
+
+    HostBuilder files;
+    std::optional<emulator::EmulatedHost> host;
+};
+
+// --- reading answers ---
+
+Instance instanceOf(const ObjectPath& path, pugi::xml_node element) {
+    Instance instance = wbem::readInstance(element, "root/kavix");
+    EXPECT_EQ(instance.path.className, path.className);
+    instance.path = path;
+    return instance;
+}
+
+ObjectPath nameOf(pugi::xml_node element) {
+    return wbem::readInstanceName(element, "root/kavix");
+}
+
+/** Of an INSTANCEPATH, which has to lie in our namespace at the host that the request named. */
+ObjectPath wholeName(pugi::xml_node element) {
+    const pugi::xml_node place = element.child("NAMESPACEPATH");
+    EXPECT_STREQ(place.child_value("HOST"), "here:1");
+    EXPECT_EQ(wbem::readNamespace(place.child("LOCALNAMESPACEPATH")), "root/kavix");
+    return nameOf(element.child("INSTANCENAME"));
+}
+
+/** The objects of a result; every kind of element that operations answer with. */
+std::vector<Instance> instancesIn(const Answer& answer) {
+    std::vector<Instance> instances;
+    for (const pugi::xml_node element : client::children(answer.result)) {
+        const std::string kind = element.name();
+        EXPECT_THAT(kind, testing::AnyOf("VALUE.NAMEDINSTANCE", "VALUE.OBJECTWITHPATH"));
+        const ObjectPath path = kind == "VALUE.NAMEDINSTANCE" ? nameOf(element.child("INSTANCENAME"))
+                                                              : wholeName(element.child("INSTANCEPATH"));
+        instances.push_back(instanceOf(path, element.child("INSTANCE")));
+    }
+    return instances;
+}
+
+Paths namesIn(const Answer& answer) {
+    Paths names;
+    for (const pugi::xml_node element : client::children(answer.result))
+        names.push_back(std::string(element.name()) == "OBJECTPATH" ? wholeName(element.child("INSTANCEPATH"))
+                                                                    : nameOf(element));
+    return names;
+}
+
+std::vector<pugi::xml_node> propertiesIn(pugi::xml_node element) {
+    std::vector<pugi::xml_node> properties;
+    for (const pugi::xml_node child : client::children(element))
+        if (std::string(child.name()).rfind("PROPERTY", 0) == 0) properties.push_back(child);
+    return properties;
+}
+
+std::vector<std::string> propertyNames(pugi::xml_node element) {
+    std::vector<std::string> names;
+    for (const pugi::xml_node property : propertiesIn(element)) names.emplace_back(property.attribute("NAME").value());
+    return names;
+}
+
+std::string ofClass(const std::string& name) {
+    return client::className("ClassName", name);
+}
+
+std::string named(const ObjectPath& path) {
+    return client::instanceName("InstanceName", path);
+}
+
+std::string from(const ObjectPath& path) {
+    return client::instanceName("ObjectName", path);
+}
+
+// --- instances ---
+
+class EveryClass : public Rack, public testing::WithParamInterface<std::string> {};
+
+TEST_P(EveryClass, IsEnumeratedAndGotAsTheProviderDeliversIt) {
+    const std::string& name = GetParam();
+    const broker::Response expected = manager.enumerateInstances(classPath(name));
+    ASSERT_FALSE(expected.instances.empty());
+
+    EXPECT_THAT(instancesIn(ask("EnumerateInstances", ofClass(name))), ElementsAreArray(expected.instances));
+    EXPECT_THAT(namesIn(ask("EnumerateInstanceNames", ofClass(name))), ElementsAreArray(pathsOf(expected.instances)));
+    for (const Instance& instance : {expected.instances.front(), expected.instances.back()}) {
+        const Answer answer = ask("GetInstance", named(renamed(instance.path, name)));
+        ASSERT_EQ(answer.error, 0) << answer.description;
+        EXPECT_THAT(client::children(answer.result), testing::SizeIs(1));
+        EXPECT_EQ(instanceOf(instance.path, answer.result.child("INSTANCE")), instance);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, EveryClass,
+                         testing::Values("QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot",
+                                         "QELTA_SystemBoard", "QELTA_OnBoardDevice", "QELTA_SSPCIController",
+                                         "QELTA_OBDPCIController"),
+                         [](const auto& row) { return row.param; });
+
+TEST_F(Rack, AnAbstractClassHasTheInstancesOfTheClassesBelowIt) {
+    const Paths expected = allPaths({rack::devices(), rack::bridges()});
+    EXPECT_THAT(namesIn(ask("EnumerateInstanceNames", ofClass("qelta_controller"))), ElementsAreArray(expected));
+    const Answer deep = ask("EnumerateInstances", ofClass("QELTA_Controller"));
+    EXPECT_THAT(pathsOf(instancesIn(deep)), ElementsAreArray(expected));
+    EXPECT_TRUE(instancesIn(deep).front().property("SubsystemID") != nullptr);
+
+    const Answer shallow =
+        ask("EnumerateInstances", ofClass("QELTA_Controller") + client::value("DeepInheritance", "false"));
+    for (const Instance& instance : instancesIn(shallow)) {
+        EXPECT_EQ(instance.property("SubsystemID"), nullptr);
+        EXPECT_NE(instance.property("VendorID"), nullptr);
+    }
+    EXPECT_EQ(ask("GetInstance", named(renamed(devicePath(3, 3, 0), "QELTA_Controller"))).error, CMPI_RC_ERR_NOT_FOUND);
+}
+
+TEST_F(Rack, ViewsOfFunctionsKeepAllPropertiesWithoutDeepInheritance) {
+    const std::string view = ofClass("QELTA_SSPCIController");
+    const Answer answer = ask("EnumerateInstances", view + client::value("DeepInheritance", "FALSE"));
+    EXPECT_THAT(instancesIn(answer), ElementsAreArray(instancesIn(ask("EnumerateInstances", view))));
+}
+
+TEST_F(Rack, APropertyListChoosesPropertiesAndNothingElse) {
+    const auto shown = [&](const std::string& more) {
+        return propertyNames(ask("GetInstance", named(slotPath(3)) + more).result.child("INSTANCE"));
+    };
+    EXPECT_THAT(shown(client::list("PropertyList", {"number", "NoSuch", "Tag"})), ElementsAre("Tag", "Number"));
+    EXPECT_THAT(shown(client::list("PropertyList", {})), IsEmpty());
+    EXPECT_THAT(shown(client::parameter("PropertyList", "")), testing::SizeIs(testing::Gt(10U)));
+    // Neither of these has an effect on instances.
+    EXPECT_EQ(shown(client::value("LocalOnly", "TRUE") + client::value("IncludeQualifiers", "true")), shown(""));
+
+    const Answer all = ask("EnumerateInstances", ofClass("QELTA_SystemSlot") + client::list("PropertyList", {"Tag"}));
+    EXPECT_THAT(instancesIn(all), testing::Each(testing::Field(&Instance::properties, testing::SizeIs(1))));
+    EXPECT_THAT(pathsOf(instancesIn(all)), ElementsAreArray(rack::slots()));
+}
+
+TEST_F(Rack, ClassOriginTellsWhereAPropertyIsDeclared) {
+    const std::string device = named(devicePath(3, 3, 0)) + client::list("PropertyList", {"VendorID", "SubsystemID"});
+    const auto origins = [](const Answer& answer) {
+        std::vector<std::string> texts;
+        for (const pugi::xml_node property : client::children(answer.result.child("INSTANCE")))
+            texts.emplace_back(property.attribute("CLASSORIGIN").as_string("none"));
+        return texts;
+    };
+    EXPECT_THAT(origins(ask("GetInstance", device)), ElementsAre("none", "none"));
+    EXPECT_THAT(origins(ask("GetInstance", device + client::value("IncludeClassOrigin", "True"))),
+                ElementsAre("QELTA_Controller", "QELTA_PCIDevice"));
+}
+
+// --- which instance a path names ---
+
+struct KeyRow {
+    const char* what;
+    std::function<void(ObjectPath&)> change;
+    int error;
+};
+
+class KeysOfARequest : public Rack, public testing::WithParamInterface<KeyRow> {};
+
+TEST_P(KeysOfARequest, DecideWhichInstanceIsGot) {
+    ObjectPath path = slotPath(3);
+    GetParam().change(path);
+    const Answer answer = ask("GetInstance", named(path));
+    EXPECT_EQ(answer.error, GetParam().error) << answer.description;
+    if (answer.error == 0) {
+        EXPECT_EQ(wbem::readInstance(answer.result.child("INSTANCE"), "").property("Tag")->data,
+                  Value::string("System Slot 3").data);
+    }
+}
+
+const KeyRow kKeyRows[] = {
+    {"AsTheyAre", [](ObjectPath&) {}, 0},
+    {"InAnotherOrder", [](ObjectPath& path) { std::reverse(path.keys.begin(), path.keys.end()); }, 0},
+    {"OfOtherLetterCase",
+     [](ObjectPath& path) {
+         path.className = "qelta_SYSTEMSLOT";
+         path.keys[3].name = "TAG";
+     },
+     0},
+    {"WithAnotherValue", [](ObjectPath& path) { path.keys[3].value = Value::string("System Slot 4"); }, 6},
+    {"WithAValueOfOtherLetterCase", [](ObjectPath& path) { path.keys[3].value = Value::string("system slot 3"); }, 6},
+    {"WithoutOne", [](ObjectPath& path) { path.keys.pop_back(); }, 6},
+    {"WithoutAny", [](ObjectPath& path) { path.keys.clear(); }, 6},
+    {"WithOneMore",
+     [](ObjectPath& path) {
+         path.keys.push_back({"More", Value::string("")});
+     },
+     6},
+    {"WithOneTwice", [](ObjectPath& path) { path.keys.push_back(path.keys.back()); }, 6},
+    {"AsNumber", [](ObjectPath& path) { path.keys[3].value = Value::uint(CMPI_uint64, 3); }, 6},
+    {"AsBoolean", [](ObjectPath& path) { path.keys[3].value = Value::boolean(true); }, 6},
+    {"AsReference", [](ObjectPath& path) { path.keys[3].value = Value::reference(boardPath()); }, 6},
+    {"OfAnotherClass", [](ObjectPath& path) { path.className = "QELTA_SystemBoard"; }, 6},
+    {"OfNoClass", [](ObjectPath& path) { path.className = "QELTA_None"; }, 5},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, KeysOfARequest, testing::ValuesIn(kKeyRows), CaseName());
+
+TEST_F(Rack, ReferenceKeysMayTellTheirNamespaceAndHost) {
+    const std::string path = client::nameElement(inSlotPath(3, devicePath(3, 3, 1)));
+    const std::string nameSpace =
+        "<LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"kavix\"/>"
+        "</LOCALNAMESPACEPATH>";
+    const auto wrapped = [&](const std::string& start, const std::string& end) {
+        std::string text = path;
+        for (const char* name : {"QELTA_SystemSlot", "QELTA_PCIDevice"}) {
+            const std::size_t begin = text.find(std::string("<INSTANCENAME CLASSNAME=\"") + name);
+            text.insert(text.find("</INSTANCENAME>", begin) + 15, end);
+            text.insert(begin, start);
+        }
+        return client::parameter("InstanceName", text);
+    };
+    EXPECT_EQ(ask("GetInstance", wrapped("", "")).error, 0);
+    EXPECT_EQ(ask("GetInstance", wrapped("<LOCALINSTANCEPATH>" + nameSpace, "</LOCALINSTANCEPATH>")).error, 0);
+    EXPECT_EQ(ask("GetInstance", wrapped("<INSTANCEPATH><NAMESPACEPATH><HOST>h</HOST>" + nameSpace + "</NAMESPACEPATH>",
+                                         "</INSTANCEPATH>"))
+                  .error,
+              0);
+    EXPECT_EQ(ask("GetInstance", named(inSlotPath(3, devicePath(7, 0, 0)))).error, CMPI_RC_ERR_NOT_FOUND);
+}
+
+// --- associations ---
+
+struct AssociationRow {
+    const char* what;
+    std::function<ObjectPath()> source;
+    const char* assocClass;
+    const char* resultClass;
+};
+
+class Associations : public Rack, public testing::WithParamInterface<AssociationRow> {};
+
+TEST_P(Associations, AreAnsweredAsTheProviderAnswers) {
+    const ObjectPath source = GetParam().source();
+    broker::Filters filters;
+    std::string parameters = from(source);
+    if (*GetParam().resultClass) {
+        filters.resultClass = GetParam().resultClass;
+        parameters += client::className("ResultClass", GetParam().resultClass);
+    }
+    EXPECT_THAT(instancesIn(ask("References", parameters)),
+                ElementsAreArray(manager.references(source, filters).instances));
+    EXPECT_THAT(namesIn(ask("ReferenceNames", parameters)),
+                ElementsAreArray(manager.referenceNames(source, filters).paths));
+    if (*GetParam().assocClass) {
+        filters.assocClass = GetParam().assocClass;
+        parameters += client::className("AssocClass", GetParam().assocClass);
+    }
+    const broker::Response expected = manager.associators(source, filters);
+    EXPECT_FALSE(expected.instances.empty());
+    EXPECT_THAT(instancesIn(ask("Associators", parameters)), ElementsAreArray(expected.instances));
+    EXPECT_THAT(namesIn(ask("AssociatorNames", parameters)),
+                ElementsAreArray(manager.associatorNames(source, filters).paths));
+}
+
+const AssociationRow kAssociationRows[] = {
+    {"Slot", [] { return slotPath(3); }, "", ""},
+    {"Board", [] { return boardPath(); }, "", ""},
+    {"Device", [] { return devicePath(3, 3, 0); }, "", ""},
+    {"Bridge", [] { return bridgePath(5, 5, 0); }, "", ""},
+    {"DeviceInSlot", [] { return devicePath(3, 3, 0); }, "QELTA_DeviceInSlot", "QELTA_SystemSlot"},
+    {"BridgeInSlot", [] { return bridgePath(5, 5, 0); }, "QELTA_DeviceInSlot", ""},
+    {"ViewInSlot", [] { return functionPath("QELTA_SSPCIController", 3, 3, 0); }, "", ""},
+    {"ViewOnBoard", [] { return functionPath("QELTA_OBDPCIController", 7, 0, 0); }, "", ""},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, Associations, testing::ValuesIn(kAssociationRows), CaseName());
+
+// --- classes ---
+
+TEST_F(Server, ClassesAreEnumeratedAsTheSchemaHasThem) {
+    const mof::Schema& schema = schema::declared();
+    const auto names = [&](const std::string& parameters) {
+        std::vector<std::string> found;
+        const Answer answer = ask("EnumerateClassNames", parameters);
+        for (const pugi::xml_node element : client::children(answer.result))
+            found.emplace_back(element.attribute("NAME").value());
+        return found;
+    };
+    const auto expected = [&](const std::string& top, bool deep) {
+        std::vector<std::string> found;
+        for (const mof::Class* each : schema.subclasses(top, deep)) found.push_back(each->name);
+        return found;
+    };
+    const std::string deeply = client::value("DeepInheritance", "TRUE");
+    EXPECT_EQ(names(deeply).size(), schema.classes().size());
+    EXPECT_EQ(names(""), expected("", false));
+    EXPECT_EQ(names(deeply), expected("", true));
+    EXPECT_THAT(names(ofClass("QELTA_Controller")), ElementsAre("QELTA_PCIDevice", "QELTA_PCIBridge"));
+
+    const Answer all = ask("EnumerateClasses", deeply + client::value("LocalOnly", "FALSE"));
+    ASSERT_EQ(client::children(all.result).size(), schema.classes().size());
+    for (const pugi::xml_node element : client::children(all.result)) {
+        const mof::Class* declaration = schema.find(element.attribute("NAME").value());
+        ASSERT_NE(declaration, nullptr);
+        EXPECT_EQ(element.attribute("SUPERCLASS").value(), declaration->superclass);
+        const std::vector<pugi::xml_node> properties = propertiesIn(element);
+        ASSERT_EQ(properties.size(), declaration->properties.size());
+        for (std::size_t i = 0; i < properties.size(); ++i) {
+            const mof::Property& property = declaration->properties[i];
+            const pugi::xml_node child = properties[i];
+            const bool reference = property.type == mof::Type::reference;
+            EXPECT_EQ(child.attribute("NAME").value(), property.name);
+            EXPECT_STREQ(child.name(), reference        ? "PROPERTY.REFERENCE"
+                                       : property.array ? "PROPERTY.ARRAY"
+                                                        : "PROPERTY");
+            EXPECT_EQ(child.attribute("REFERENCECLASS").value(), property.referenceClass);
+            EXPECT_EQ(child.attribute("TYPE").as_string("reference"), mof::typeName(property.type));
+            EXPECT_EQ(child.attribute("PROPAGATED").as_bool(), property.propagated);
+        }
+    }
+}
+
+TEST_F(Server, AClassIsShownAsFarAsAskedFor) {
+    const auto get = [&](const std::string& more) { return ask("GetClass", ofClass("qelta_pcidevice") + more); };
+    const Answer local = get("");
+    const pugi::xml_node element = local.result.child("CLASS");
+    EXPECT_THAT(propertyNames(element), testing::Not(testing::Contains("DeviceID")));
+    EXPECT_THAT(propertyNames(element), testing::Contains("SubsystemID"));
+    const pugi::xml_node subsystem = element.find_child_by_attribute("NAME", "SubsystemID");
+    EXPECT_TRUE(subsystem.find_child_by_attribute("QUALIFIER", "NAME", "Description"));
+    EXPECT_FALSE(subsystem.attribute("CLASSORIGIN"));
+
+    const Answer whole =
+        get(client::value("LocalOnly", "false") + client::value("IncludeQualifiers", "false") +
+            client::value("IncludeClassOrigin", "true") + client::list("PropertyList", {"DEVICEID", "IRQ"}));
+    EXPECT_THAT(propertyNames(whole.result.child("CLASS")), ElementsAre("DeviceID", "IRQ"));
+    const pugi::xml_node key = whole.result.child("CLASS").first_child();
+    EXPECT_STREQ(key.attribute("CLASSORIGIN").value(), "QELTA_Controller");
+    EXPECT_FALSE(whole.result.select_node(".//QUALIFIER"));
+
+    const Answer keys = get(client::value("LocalOnly", "false"));
+    const pugi::xml_node qualifier =
+        keys.result.select_node(".//PROPERTY[@NAME='DeviceID']/QUALIFIER[@NAME='Key']").node();
+    EXPECT_STREQ(qualifier.child_value("VALUE"), "TRUE");
+    EXPECT_STREQ(qualifier.attribute("TYPE").value(), "boolean");
+    EXPECT_STREQ(qualifier.attribute("OVERRIDABLE").value(), "false");
+    EXPECT_STREQ(qualifier.attribute("PROPAGATED").value(), "true");
+}
+
+// --- errors ---
+
+struct ErrorRow {
+    const char* what;
+    const char* operation;
+    std::string parameters;
+    int error;
+    std::string nameSpace = "root/kavix";
+};
+
+class Errors : public Rack, public testing::WithParamInterface<ErrorRow> {};
+
+TEST_P(Errors, HaveTheirCodes) {
+    const Answer answer = ask(GetParam().operation, GetParam().parameters, GetParam().nameSpace);
+    EXPECT_EQ(answer.error, GetParam().error) << answer.description;
+    EXPECT_EQ(answer.description.empty(), GetParam().error == 0);
+    EXPECT_EQ(!answer.result, GetParam().error != 0);
+}
+
+const std::string kSlots = ofClass("QELTA_SystemSlot");
+const std::string kInstance =
+    "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"uint16\"><VALUE>7</VALUE></PROPERTY>"
+    "</INSTANCE>";
+
+const ErrorRow kErrorRows[] = {
+    {"NamespaceInAnotherCase", "EnumerateInstanceNames", kSlots, 0, "Root/KAVIX"},
+    {"OtherNamespace", "EnumerateInstanceNames", kSlots, 3, "root/cimv2"},
+    {"LongerNamespace", "EnumerateInstanceNames", kSlots, 3, "root/kavix/x"},
+    {"UnknownClass", "EnumerateInstances", ofClass("QELTA_None"), 5},
+    {"UnknownClassOfNames", "EnumerateInstanceNames", ofClass("QELTA_None"), 5},
+    {"UnknownClassItself", "GetClass", ofClass("QELTA_None"), 5},
+    {"UnknownSuperclass", "EnumerateClassNames", ofClass("QELTA_None"), 5},
+    {"UnknownSource", "References", from(classPath("QELTA_None")), 5},
+    {"MissingParameter", "EnumerateInstances", "", 4},
+    {"NullParameter", "EnumerateInstances", client::parameter("ClassName", ""), 4},
+    {"ParameterOfAnotherName", "EnumerateInstances", kSlots + client::value("Foo", "1"), 4},
+    {"ParameterOfAnotherOperation", "EnumerateInstanceNames", kSlots + client::value("DeepInheritance", "TRUE"), 4},
+    {"ParameterTwice", "EnumerateInstances", kSlots + ofClass("QELTA_PCIDevice"), 4},
+    {"ParameterTwiceInAnotherCase", "EnumerateInstances",
+     kSlots + client::value("LocalOnly", "TRUE") + client::value("localonly", "TRUE"), 4},
+    {"TextForAClass", "EnumerateInstances", client::value("ClassName", "QELTA_SystemSlot"), 4},
+    {"NoBoolean", "EnumerateInstances", kSlots + client::value("DeepInheritance", "1"), 4},
+    {"ListOfNulls", "EnumerateInstances",
+     kSlots + client::parameter("PropertyList", "<VALUE.ARRAY><VALUE.NULL/></VALUE.ARRAY>"), 4},
+    {"TextForAList", "EnumerateInstances", kSlots + client::value("PropertyList", "Tag"), 4},
+    {"ClassForAnInstance", "GetInstance", client::className("InstanceName", "QELTA_SystemSlot"), 4},
+    {"KeyThatIsNoNumber", "GetInstance",
+     client::parameter("InstanceName",
+                       "<INSTANCENAME CLASSNAME=\"QELTA_SystemSlot\"><KEYBINDING NAME=\"Tag\">"
+                       "<KEYVALUE VALUETYPE=\"numeric\">3x</KEYVALUE></KEYBINDING></INSTANCENAME>"),
+     4},
+    {"KeyOfNoType", "GetInstance",
+     client::parameter("InstanceName",
+                       "<INSTANCENAME CLASSNAME=\"QELTA_SystemSlot\"><KEYBINDING NAME=\"Tag\">"
+                       "<KEYVALUE VALUETYPE=\"date\">3</KEYVALUE></KEYBINDING></INSTANCENAME>"),
+     4},
+    {"KeyWithoutName", "GetInstance",
+     client::parameter("InstanceName",
+                       "<INSTANCENAME CLASSNAME=\"QELTA_SystemSlot\"><KEYVALUE>3</KEYVALUE></INSTANCENAME>"),
+     4},
+    {"UnknownFilterClass", "AssociatorNames", from(slotPath(3)) + client::className("AssocClass", "QELTA_None"), 4},
+    {"UnknownResultClass", "References", from(slotPath(3)) + client::className("ResultClass", "QELTA_None"), 4},
+    {"AssocClassOfReferences", "References", from(slotPath(3)) + client::className("AssocClass", "QELTA_DeviceInSlot"),
+     4},
+    {"AssociationsOfAClass", "Associators", client::className("ObjectName", "QELTA_SystemSlot"), 7},
+    {"CreateInstance", "CreateInstance", client::parameter("NewInstance", kInstance), 7},
+    {"CreateOfNoType", "CreateInstance",
+     client::parameter("NewInstance",
+                       "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"int\"/></INSTANCE>"),
+     4},
+    {"CreateOutOfRange", "CreateInstance",
+     client::parameter("NewInstance",
+                       "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"uint16\">"
+                       "<VALUE>65536</VALUE></PROPERTY></INSTANCE>"),
+     4},
+    {"CreateOfUnknownClass", "CreateInstance",
+     client::parameter("NewInstance", "<INSTANCE CLASSNAME=\"QELTA_None\"></INSTANCE>"), 5},
+    {"ModifyInstance", "ModifyInstance",
+     client::parameter("ModifiedInstance", "<VALUE.NAMEDINSTANCE>" + client::nameElement(slotPath(3)) + kInstance +
+                                               "</VALUE.NAMEDINSTANCE>"),
+     7},
+    {"DeleteInstance", "DeleteInstance", named(slotPath(3)), 7},
+    {"ExecQuery", "ExecQuery",
+     client::value("QueryLanguage", "WQL") + client::value("Query", "select * from QELTA_SystemSlot"), 7},
+    {"QueryWithoutLanguage", "ExecQuery", client::value("Query", "select * from QELTA_SystemSlot"), 4},
+    {"GetProperty", "GetProperty", named(slotPath(3)) + client::value("PropertyName", "Tag"), 7},
+    {"OpenEnumerateInstances", "OpenEnumerateInstances", kSlots, 7},
+    {"NoOperationAtAll", "Frobnicate", "", 7},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, Errors, testing::ValuesIn(kErrorRows), CaseName());
+
+TEST_F(Server, MethodsOfClassesDoNotExist) {
+    const auto call = [&](const std::string& className, const std::string& nameSpace) {
+        const std::string target = "<LOCALCLASSPATH><LOCALNAMESPACEPATH><NAMESPACE NAME=\"" + nameSpace +
+                                   "\"/><NAMESPACE NAME=\"kavix\"/></LOCALNAMESPACEPATH><CLASSNAME NAME=\"" +
+                                   className + "\"/></LOCALCLASSPATH>";
+        wbem::HttpRequest request = client::post(
+            client::envelope("<SIMPLEREQ><METHODCALL NAME=\"Reset\">" + target + "</METHODCALL></SIMPLEREQ>"), "Reset");
+        request.headers[3].second = nameSpace + "/kavix:" + className;
+        const wbem::HttpResponse response = responder.answer(request);
+        EXPECT_THAT(response.body, HasSubstr("<METHODRESPONSE NAME=\"Reset\">"));
+        return client::read(response.body).error;
+    };
+    EXPECT_EQ(call("QELTA_SystemSlot", "root"), CMPI_RC_ERR_METHOD_NOT_FOUND);
+    EXPECT_EQ(call("QELTA_None", "root"), CMPI_RC_ERR_NOT_FOUND);
+    EXPECT_EQ(call("QELTA_SystemSlot", "other"), CMPI_RC_ERR_INVALID_NAMESPACE);
+}
+
+// --- providers of all kinds ---
+
+/** With a provider that does as a test tells it. */
+class AnyProvider : public Server {
+ protected:
+    AnyProvider() { manager.attach(tiny::createInstanceMI, tiny::createAssociationMI); }
+    ~AnyProvider() override { tiny::behave({}); }
+
+    /** Every request delivers that instance. */
+    static void deliver(const std::function<void(const tiny::Asked&, CMPIInstance*)>& fill) {
+        tiny::behave([fill](const tiny::Asked& asked) {
+            CMPIInstance* instance = tiny::makeNumbered(asked.broker, "QELTA_SystemSlot", 3);
+            fill(asked, instance);
+            asked.result->ft->returnInstance(asked.result, instance);
+            return tiny::ok;
+        });
+    }
+};
+
+TEST_F(AnyProvider, StatusesAndExceptionsBecomeErrors) {
+    tiny::behave([](const tiny::Asked&) { return CMPIStatus{CMPI_RC_ERR_ACCESS_DENIED, nullptr}; });
+    EXPECT_EQ(ask("EnumerateInstances", kSlots).error, CMPI_RC_ERR_ACCESS_DENIED);
+    tiny::behave([](const tiny::Asked&) { return CMPIStatus{static_cast<CMPIrc>(200), nullptr}; });
+    EXPECT_EQ(ask("References", from(slotPath(3))).error, 200);
+    tiny::behave([](const tiny::Asked&) -> CMPIStatus { throw std::runtime_error("out of slots"); });
+    const Answer thrown = ask("GetInstance", named(slotPath(3)));
+    EXPECT_EQ(thrown.error, CMPI_RC_ERR_FAILED);
+    EXPECT_THAT(thrown.description, HasSubstr("out of slots"));
+    tiny::behave([](const tiny::Asked&) -> CMPIStatus { throw 1; });
+    EXPECT_EQ(ask("DeleteInstance", named(slotPath(3))).error, CMPI_RC_ERR_FAILED);
+}
+
+TEST_F(AnyProvider, IsAskedWithTheFiltersThatAreThere) {
+    std::string seen;
+    tiny::behave([&](const tiny::Asked& asked) {
+        for (const char* filter : {asked.assocClass, asked.resultClass, asked.role, asked.resultRole})
+            seen += std::string(filter != nullptr ? filter : "null") + " ";
+        return tiny::ok;
+    });
+    const std::string all = client::className("AssocClass", "QELTA_DeviceInSlot") +
+                            client::className("ResultClass", "qelta_controller") + client::value("Role", "Antecedent") +
+                            client::value("ResultRole", "x");
+    ask("AssociatorNames", from(slotPath(3)) + all);
+    EXPECT_EQ(seen, "QELTA_DeviceInSlot qelta_controller Antecedent x ");
+    seen.clear();
+    const std::string empty = client::className("AssocClass", "") + client::parameter("ResultClass", "") +
+                              client::value("Role", "") + client::parameter("ResultRole", "");
+    ask("Associators", from(slotPath(3)) + empty);
+    EXPECT_EQ(seen, "null null null null ");
+}
+
+TEST_F(AnyProvider, IsHandedWhatIsToBeCreatedAndQueried) {
+    std::string seen;
+    tiny::behave([&](const tiny::Asked& asked) {
+        seen = asked.operation + " " + asked.className();
+        if (asked.query != nullptr) seen += std::string(" ") + asked.language + " " + asked.query;
+        if (asked.instance != nullptr) {
+            const CMPIData number = asked.instance->ft->getProperty(asked.instance, "Number", nullptr);
+            const CMPIData tag = asked.path->ft->getKey(asked.path, "Tag", nullptr);
+            seen += " " + std::to_string(number.type) + " " + std::to_string(number.value.uint16) + " ";
+            seen += tag.value.string->ft->getCharPtr(tag.value.string, nullptr);
+        }
+        return tiny::ok;
+    });
+    const Answer created = ask(
+        "CreateInstance",
+        client::parameter(
+            "NewInstance",
+            "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"uint16\"><VALUE> 0x1F </VALUE>"
+            "</PROPERTY><PROPERTY NAME=\"Tag\" TYPE=\"string\"><VALUE> a </VALUE></PROPERTY></INSTANCE>"));
+    EXPECT_EQ(seen, "createInstance QELTA_SystemSlot " + std::to_string(CMPI_uint16) + " 31  a ");
+    EXPECT_THAT(namesIn(created),
+                ElementsAre(ObjectPath{"root/kavix", "QELTA_SystemSlot", {{"Tag", Value::string(" a ")}}}));
+    ask("ExecQuery", client::value("QueryLanguage", "WQL") + client::value("Query", "SELECT Tag FROM QELTA_X"));
+    EXPECT_EQ(seen, "execQuery QELTA_X WQL SELECT Tag FROM QELTA_X");
+}
+
+TEST_F(AnyProvider, MayDeliverTextThatXmlCannotHold) {
+    struct {
+        const char* text;
+        const char* shown;
+    } const rows[] = {
+        {"<a b=\"c\">&amp;'", "<a b=\"c\">&amp;'"},
+        {" tab\tline\nreturn\r ", " tab\tline\nreturn\r "},
+        {"", ""},
+        {"\x01\x1b[0m", "\xef\xbf\xbd\xef\xbf\xbd[0m"},
+        {"caf\xe9", "caf\xef\xbf\xbd"},
+        {"caf\xc3\xa9 \xf0\x9f\x98\x80", "caf\xc3\xa9 \xf0\x9f\x98\x80"},
+        {"\xc0\x80\xe0\x80\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},
+        {"\xed\xa0\x80", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},
+        {"\xef\xbf\xbf", "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"},
+        {"cut \xe2\x82", "cut \xef\xbf\xbd\xef\xbf\xbd"},
+    };
+    for (const auto& row : rows) {
+        deliver([&](const tiny::Asked& asked, CMPIInstance* instance) {
+            CMPIValue value{};
+            value.string = asked.broker->eft->newString(asked.broker, row.text, nullptr);
+            instance->ft->setProperty(instance, "SlotDesignation", &value, CMPI_string);
+        });
+        const Answer answer = ask("EnumerateInstances", kSlots);
+        ASSERT_EQ(instancesIn(answer).size(), 1U);
+        EXPECT_EQ(broker::toString(*instancesIn(answer)[0].property("SlotDesignation")), row.shown);
+    }
+    // A number as key is one in the path as well.
+    const Answer names = ask("EnumerateInstances", kSlots);
+    EXPECT_EQ(instancesIn(names)[0].path.keys[0].value, Value::uint(CMPI_uint64, 3));
+    EXPECT_EQ(ask("GetInstance", named({"", "QELTA_SystemSlot", {{"number", Value::sint(CMPI_sint64, 3)}}})).error, 0);
+}
+
+TEST(AnInstance, OfValuesOfEveryTypeIsReadAsItWasWritten) {
+    const std::vector<broker::Property> expected = {
+        {"B", Value::boolean(true)},
+        {"U8", Value::uint(CMPI_uint8, 255)},
+        {"U64", Value::uint(CMPI_uint64, 18446744073709551615U)},
+        {"S8", Value::sint(CMPI_sint8, -128)},
+        {"S64", Value::sint(CMPI_sint64, std::numeric_limits<std::int64_t>::min())},
+        {"R", Value::real(CMPI_real64, 0.1)},
+        {"Null", Value::nothing(CMPI_uint32)},
+        {"Reference", Value::reference(slotPath(3))},
+        {"Empty", Value::array(CMPI_uint16, {})},
+        {"Array", Value::array(CMPI_sint16, {Value::sint(CMPI_sint16, -1), Value::nothing(CMPI_sint16)})},
+        {"Texts", Value::array(CMPI_string, {Value::string(""), Value::string(" x ")})},
+    };
+    const Instance instance{{"root/kavix", "QELTA_Test", {{"B", Value::boolean(true)}}}, expected};
+    pugi::xml_document document;
+    wbem::Encoder(schema::declared(), "h").instance(document, instance, {});
+    EXPECT_EQ(wbem::readInstance(document.first_child(), "root/kavix").properties, expected);
+}
+
+}  // namespace

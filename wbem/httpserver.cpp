@@ -1,0 +1,233 @@
+#include "wbem/httpserver.h"
+
+#include <microhttpd.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace wbem {
+
+namespace {
+
+/** A socket, closed with the object unless it was given away. */
+class Socket {
+ public:
+    explicit Socket(int descriptor) : descriptor_(descriptor) {}
+    ~Socket() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    int get() const { return descriptor_; }
+    int release() { return std::exchange(descriptor_, -1); }
+
+ private:
+    int descriptor_;
+};
+
+struct AddressDeleter {
+    void operator()(addrinfo* list) const { freeaddrinfo(list); }
+};
+using AddressList = std::unique_ptr<addrinfo, AddressDeleter>;
+
+std::string placeOf(const std::string& address, std::uint16_t port) {
+    const bool bracketed = address.find(':') != std::string::npos;
+    return (bracketed ? "[" + address + "]" : address) + ":" + std::to_string(port);
+}
+
+AddressList resolve(const HttpOptions& options) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+    addrinfo* list = nullptr;
+    const int error = getaddrinfo(options.address.c_str(), std::to_string(options.port).c_str(), &hints, &list);
+    if (error != 0) throw std::runtime_error(options.address + ": " + gai_strerror(error));
+    return AddressList(list);
+}
+
+int listeningSocket(const HttpOptions& options) {
+    const AddressList address = resolve(options);
+    Socket socket(::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int yes = 1;
+    if (socket.get() >= 0 && setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0 &&
+        bind(socket.get(), address->ai_addr, address->ai_addrlen) == 0 && listen(socket.get(), SOMAXCONN) == 0)
+        return socket.release();
+    throw std::runtime_error(placeOf(options.address, options.port) + ": " + std::generic_category().message(errno));
+}
+
+std::uint16_t portOf(int socket) {
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        throw std::system_error(errno, std::generic_category(), "getsockname");
+    // Both families have the port at the same place.
+    return ntohs(reinterpret_cast<const sockaddr_in*>(&address)->sin_port);
+}
+
+/** A request while it arrives. */
+struct Arrival {
+    HttpRequest request;
+    bool begun = false;  // all headers are there
+    bool tooLarge = false;
+    std::size_t received = 0;  // bytes of the body
+};
+
+MHD_Result takeHeader(void* request, MHD_ValueKind, const char* name, const char* value) {
+    static_cast<HttpRequest*>(request)->headers.emplace_back(name, value != nullptr ? value : "");
+    return MHD_YES;
+}
+
+void setTimeout(MHD_Connection* connection, unsigned seconds) {
+    MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, seconds);
+}
+
+MHD_Result send(MHD_Connection* connection, const HttpResponse& response) {
+    void* body = const_cast<char*>(response.body.data());
+    MHD_Response* reply = MHD_create_response_from_buffer(response.body.size(), body, MHD_RESPMEM_MUST_COPY);
+    if (reply == nullptr) return MHD_NO;
+    for (const auto& [name, value] : response.headers)  // an empty value is not taken, a blank is the same
+        MHD_add_response_header(reply, name.c_str(), value.empty() ? " " : value.c_str());
+    const MHD_Result result = MHD_queue_response(connection, response.status, reply);
+    MHD_destroy_response(reply);
+    return result;
+}
+
+std::uint64_t announcedLength(MHD_Connection* connection) {
+    const char* text = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
+    return text != nullptr ? std::strtoull(text, nullptr, 10) : 0;
+}
+
+}  // namespace
+
+struct HttpServer::State {
+    State(const HttpOptions& serverOptions, Handler requestHandler)
+        : options(serverOptions), handler(std::move(requestHandler)) {}
+    ~State() {
+        if (daemon != nullptr) MHD_stop_daemon(daemon);
+    }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    void start() {
+        Socket socket(listeningSocket(options));
+        port = portOf(socket.get());
+        daemon = MHD_start_daemon(MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_ITC, 0,
+                                  nullptr, nullptr, onAccess, this, MHD_OPTION_LISTEN_SOCKET, socket.get(),
+                                  MHD_OPTION_CONNECTION_LIMIT, options.connections, MHD_OPTION_CONNECTION_TIMEOUT,
+                                  timeout(), MHD_OPTION_NOTIFY_COMPLETED, onCompleted, this, MHD_OPTION_END);
+        if (daemon == nullptr) throw std::runtime_error("the HTTP server does not start");
+        socket.release();  // closed with the daemon
+    }
+
+    unsigned timeout() const { return static_cast<unsigned>(options.timeout.count()); }
+
+    static MHD_Result onAccess(void* self, MHD_Connection* connection, const char* url, const char* method, const char*,
+                               const char* data, std::size_t* size, void** arrival) {
+        try {
+            return static_cast<State*>(self)->access(connection, url, method, {data, *size}, size, arrival);
+        } catch (...) {
+            return MHD_NO;  // no memory, as a rule; the connection is closed
+        }
+    }
+
+    static void onCompleted(void* self, MHD_Connection*, void** arrival, MHD_RequestTerminationCode) {
+        if (*arrival == nullptr) return;
+        delete static_cast<Arrival*>(std::exchange(*arrival, nullptr));
+        static_cast<State*>(self)->end();
+    }
+
+    /** Called when the headers have come, with each piece of the body, and when all has come (no data then). */
+    MHD_Result access(MHD_Connection* connection, const char* url, const char* method, std::string_view data,
+                      std::size_t* size, void** context) {
+        if (*context == nullptr) {
+            *context = new Arrival;
+            begin();
+        }
+        Arrival& arrival = *static_cast<Arrival*>(*context);
+        if (!arrival.begun) return takeHead(connection, url, method, arrival);
+        if (data.empty()) return answer(connection, arrival);
+        *size = 0;
+        return takeBody(data, arrival) ? MHD_YES : MHD_NO;
+    }
+
+    MHD_Result takeHead(MHD_Connection* connection, const char* url, const char* method, Arrival& arrival) const {
+        arrival.begun = true;
+        arrival.request.method = method;
+        arrival.request.target = url;
+        // A client reads no answer before it has sent what it has; somewhat too much is taken and dropped for that.
+        arrival.tooLarge = announcedLength(connection) > options.bodyLimit;
+        if (announcedLength(connection) / 2 > options.bodyLimit) return send(connection, Responder::tooLarge());
+        MHD_get_connection_values(connection, MHD_HEADER_KIND, takeHeader, &arrival.request);
+        return MHD_YES;
+    }
+
+    /** False: the connection is to be closed, as there is no end to what comes. */
+    bool takeBody(std::string_view data, Arrival& arrival) const {
+        arrival.received += data.size();
+        arrival.tooLarge = arrival.tooLarge || arrival.received > options.bodyLimit;
+        if (!arrival.tooLarge) arrival.request.body += data;
+        return arrival.received / 2 <= options.bodyLimit;
+    }
+
+    MHD_Result answer(MHD_Connection* connection, const Arrival& arrival) const {
+        if (arrival.tooLarge) return send(connection, Responder::tooLarge());
+        setTimeout(connection, 0);  // the client is waiting for us, not we for it
+        const HttpResponse response = handler(arrival.request);
+        setTimeout(connection, timeout());
+        return send(connection, response);
+    }
+
+    void begin() {
+        const std::lock_guard lock(mutex);
+        ++underWay;
+    }
+
+    void end() {
+        const std::lock_guard lock(mutex);
+        --underWay;
+        ended.notify_all();
+    }
+
+    const HttpOptions options;
+    const Handler handler;
+    MHD_Daemon* daemon = nullptr;
+    std::uint16_t port = 0;
+    std::mutex mutex;
+    std::condition_variable ended;
+    unsigned underWay = 0;
+};
+
+HttpServer::HttpServer(const HttpOptions& options, Handler handler)
+    : state_(std::make_unique<State>(options, std::move(handler))) {
+    state_->start();
+}
+
+HttpServer::~HttpServer() = default;
+
+std::uint16_t HttpServer::port() const {
+    return state_->port;
+}
+
+std::string HttpServer::place() const {
+    return placeOf(state_->options.address, state_->port);
+}
+
+bool HttpServer::finish(std::chrono::milliseconds patience) {
+    const Socket socket(MHD_quiesce_daemon(state_->daemon));
+    std::unique_lock lock(state_->mutex);
+    return state_->ended.wait_for(lock, patience, [&] { return state_->underWay == 0; });
+}
+
+}  // namespace wbem

@@ -1,0 +1,53 @@
+#ifndef PCIINFO_WBEM_HTTPSERVER_H
+#define PCIINFO_WBEM_HTTPSERVER_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "wbem/responder.h"
+
+namespace wbem {
+
+struct HttpOptions {
+    std::string address = "127.0.0.1";  // numeric, IPv4 or IPv6
+    std::uint16_t port = 5988;          // 0: any that is free
+    unsigned connections = 256;         // at once; more are closed as soon as they are made
+    std::chrono::seconds timeout{5};    // for a connection on which nothing comes or goes, unless it is being answered
+    std::size_t bodyLimit = 4U << 20U;  // bytes; longer requests are answered with 413
+};
+
+/**
+ * An HTTP/1.1 server. Each connection has a thread of its own, on which its requests are answered one after the other,
+ * in the order in which HTTP wants the answers; connections are answered side by side.
+ */
+class HttpServer {
+ public:
+    /** Called on the connection's thread. */
+    using Handler = std::function<HttpResponse(const HttpRequest&)>;
+
+    /** Serves when it returns. Throws std::runtime_error that says why it cannot (an address in use, for instance). */
+    HttpServer(const HttpOptions& options, Handler handler);
+    /** Closes all connections; waits for handlers that are under way. */
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    std::uint16_t port() const;
+    /** "127.0.0.1:5988"; IPv6 addresses in brackets. */
+    std::string place() const;
+
+    /** Takes no more connections. True when all requests under way got their answers within that time. */
+    bool finish(std::chrono::milliseconds patience);
+
+ private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace wbem
+
+#endif

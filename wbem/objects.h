@@ -1,0 +1,28 @@
+#ifndef PCIINFO_WBEM_OBJECTS_H
+#define PCIINFO_WBEM_OBJECTS_H
+
+#include <pugixml.hpp>
+
+#include <string>
+
+#include "broker/broker.h"
+
+/** Object paths and instances out of the elements of a valid message. Throw CimError (4) for values that are none. */
+namespace wbem {
+
+/** Of a LOCALNAMESPACEPATH: "root/kavix". */
+std::string readNamespace(pugi::xml_node element);
+
+/**
+ * Of an INSTANCENAME; it is in that namespace. Keys become strings, booleans, numbers as readNumber gives them, and
+ * references, whose namespace is their own where they tell one. A name without keys in it ("KEYVALUE" alone) is
+ * refused.
+ */
+broker::ObjectPath readInstanceName(pugi::xml_node element, const std::string& nameSpace);
+
+/** Of an INSTANCE; its path has no keys. */
+broker::Instance readInstance(pugi::xml_node element, const std::string& nameSpace);
+
+}  // namespace wbem
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef PCIINFO_WBEM_OPERATIONS_H
+#define PCIINFO_WBEM_OPERATIONS_H
+
+#include <pugixml.hpp>
+
+#include <string>
+
+#include "broker/broker.h"
+#include "mof/schema.h"
+#include "wbem/request.h"
+
+namespace wbem {
+
+/**
+ * The operations of a CIM server with one namespace, one provider and its schema: what is the object manager's business
+ * is done here, everything else is asked of the provider. May be used from any number of threads at once.
+ */
+class Operations {
+ public:
+    /** Declares the classes to the object manager. It and the schema have to outlive this object. */
+    Operations(broker::Broker& manager, const mof::Schema& schema, std::string nameSpace);
+
+    /**
+     * Performs an operation and puts what it returns (IRETURNVALUE, where it returns something) below `response`. host:
+     * where the objects are, for paths that tell it. Throws CimError; what the provider throws becomes
+     * CIM_ERR_FAILED (1).
+     */
+    void perform(const Call& call, const std::string& host, pugi::xml_node response) const;
+
+ private:
+    broker::Broker& manager_;
+    const mof::Schema& schema_;
+    std::string nameSpace_;
+};
+
+}  // namespace wbem
+
+#endif

@@ -1,0 +1,52 @@
+#ifndef PCIINFO_WBEM_RESPONDER_H
+#define PCIINFO_WBEM_RESPONDER_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "wbem/operations.h"
+
+namespace wbem {
+
+/** Header names are as they were sent; their letter case does not count. */
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+struct HttpRequest {
+    std::string method;  // "POST", "M-POST"
+    std::string target;  // "/cimom", or absolute: "http://host:5988/cimom"
+    Headers headers;
+    std::string body;
+};
+
+struct HttpResponse {
+    unsigned status = 200;
+    Headers headers;
+    std::string body;
+    std::string summary;  // one line for a log: what was asked, and what became of it
+};
+
+/**
+ * Answers HTTP requests as DSP0200 has a CIM server do it: operations with 200 and a CIM message, also where they fail;
+ * everything that is no such request with another status, a CIMError header where there is one for it, and a line of
+ * text. No request makes it throw but for want of memory. May be used from any number of threads at once.
+ */
+class Responder {
+ public:
+    /** place: the host name and port that paths tell where a request has no Host header. */
+    Responder(const Operations& operations, std::string place) : operations_(operations), place_(std::move(place)) {}
+
+    HttpResponse answer(const HttpRequest& request) const;
+    /** The answer to a request whose body is too long to be taken (413). */
+    static HttpResponse tooLarge();
+
+ private:
+    HttpResponse perform(const HttpRequest& request, const std::string& prefix) const;
+
+    const Operations& operations_;
+    std::string place_;
+};
+
+}  // namespace wbem
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef PCIINFO_WBEM_VALUES_H
+#define PCIINFO_WBEM_VALUES_H
+
+#include <optional>
+#include <string>
+
+#include "broker/broker.h"
+
+namespace wbem {
+
+/** The type of that CIM name, "uint8" or "reference", arrays left aside; none for a name that is no type's. */
+std::optional<CMPIType> typeNamed(const std::string& name);
+
+/** A boolean as messages write it, in any letter case; none for another text. */
+std::optional<bool> readBoolean(const std::string& text);
+
+/**
+ * The value of a property of that type, as a VALUE element writes it: numbers in decimal or, without a fraction, in
+ * hexadecimal. None for a text that is no value of the type, or for a number that the type cannot hold.
+ */
+std::optional<broker::Value> readValue(CMPIType type, const std::string& text);
+
+/** A key's number without more known of its type: uint64, sint64 below zero, else real64; none for no number. */
+std::optional<broker::Value> readNumber(const std::string& text);
+
+}  // namespace wbem
+
+#endif

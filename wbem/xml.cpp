@@ -1,0 +1,185 @@
+#include "wbem/xml.h"
+
+#include <expat.h>
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include "wbem/protocolerror.h"
+
+namespace wbem {
+
+namespace {
+
+struct ParserDeleter {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+using Parser = std::unique_ptr<XML_ParserStruct, ParserDeleter>;
+
+/** Builds the tree out of what the parser reports. Expat is strict about what is well-formed, pugixml's own is not. */
+class TreeBuilder {
+ public:
+    TreeBuilder() : parser_(XML_ParserCreate(nullptr)), current_(document_) {
+        if (!parser_) throw std::bad_alloc();
+        XML_SetUserData(parser_.get(), this);
+        XML_SetElementHandler(parser_.get(), onStart, onEnd);
+        XML_SetCharacterDataHandler(parser_.get(), onText);
+        XML_SetEntityDeclHandler(parser_.get(), onEntityDeclaration);
+        XML_SetSkippedEntityHandler(parser_.get(), onSkippedEntity);
+    }
+
+    pugi::xml_document read(const std::string& text) {
+        if (text.size() > std::numeric_limits<int>::max()) throw notValid("the document is too long");
+        const XML_Status status = XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
+        if (refusal_) throw notValid(*refusal_);
+        if (status != XML_STATUS_OK) throw notWellFormed(complaint());
+        return std::move(document_);
+    }
+
+ private:
+    static TreeBuilder& of(void* self) { return *static_cast<TreeBuilder*>(self); }
+
+    static void onStart(void* self, const XML_Char* name, const XML_Char** attributes) {
+        of(self).start(name, attributes);
+    }
+    static void onEnd(void* self, const XML_Char*) { of(self).end(); }
+    static void onText(void* self, const XML_Char* text, int length) {
+        of(self).text_.append(text, static_cast<std::size_t>(length));
+    }
+    static void onEntityDeclaration(void* self, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
+                                    const XML_Char*, const XML_Char*, const XML_Char*) {
+        of(self).refuse("entities may not be declared");
+    }
+    static void onSkippedEntity(void* self, const XML_Char* name, int) {
+        of(self).refuse("the entity " + std::string(name) + " is not declared");
+    }
+
+    void start(const XML_Char* name, const XML_Char** attributes) {
+        if (++depth_ > kMaxDepth) return refuse("elements are nested too deeply");
+        flushText();
+        current_ = current_.append_child(name);
+        for (; *attributes; attributes += 2) current_.append_attribute(attributes[0]).set_value(attributes[1]);
+    }
+
+    void end() {
+        --depth_;
+        flushText();
+        current_ = current_.parent();
+    }
+
+    void flushText() {
+        if (text_.empty()) return;
+        current_.append_child(pugi::node_pcdata).set_value(text_.c_str());
+        text_.clear();
+    }
+
+    void refuse(const std::string& why) {
+        if (!refusal_) refusal_ = why;
+        XML_StopParser(parser_.get(), XML_FALSE);
+    }
+
+    std::string complaint() const {
+        std::ostringstream text;
+        text << "line " << XML_GetCurrentLineNumber(parser_.get()) << ": "
+             << XML_ErrorString(XML_GetErrorCode(parser_.get()));
+        return text.str();
+    }
+
+    Parser parser_;
+    pugi::xml_document document_;
+    pugi::xml_node current_;
+    std::string text_;  // since the last tag
+    unsigned depth_ = 0;
+    std::optional<std::string> refusal_;
+};
+
+/** How many bytes of UTF-8 a first byte announces; 0: it is no first byte. */
+std::size_t sequenceLength(unsigned char first) {
+    if (first < 0x80) return 1;
+    if (first >= 0xc2 && first < 0xe0) return 2;
+    if (first >= 0xe0 && first < 0xf0) return 3;
+    return first >= 0xf0 && first < 0xf5 ? 4 : 0;
+}
+
+bool allowedInXml(char32_t code) {
+    if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
+    return (code < 0xd800 || code > 0xdfff) && code != 0xfffe && code != 0xffff && code <= 0x10ffff;
+}
+
+/** The length of the character at a place, if it is one that XML allows; else 0. */
+std::size_t characterAt(const std::string& bytes, std::size_t place) {
+    const auto first = static_cast<unsigned char>(bytes[place]);
+    const std::size_t length = sequenceLength(first);
+    if (length == 0 || place + length > bytes.size()) return 0;
+    char32_t code = length == 1 ? first : first & (0x7fU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto next = static_cast<unsigned char>(bytes[place + i]);
+        if ((next & 0xc0U) != 0x80) return 0;
+        code = code << 6 | (next & 0x3fU);
+    }
+    const bool shortestForm = length < 3 || code >= (length == 3 ? 0x800U : 0x10000U);
+    return shortestForm && allowedInXml(code) ? length : 0;
+}
+
+}  // namespace
+
+pugi::xml_document parseXml(const std::string& text) {
+    return TreeBuilder().read(text);
+}
+
+std::string toText(const pugi::xml_document& document) {
+    std::ostringstream stream;
+    // <A></A> is the same as <A/>, but not to every client.
+    document.save(stream, "", pugi::format_raw | pugi::format_no_empty_element_tags, pugi::encoding_utf8);
+    // A return that stands as it is would be read as a line end.
+    std::string text;
+    for (const char letter : stream.str()) {
+        if (letter == '\r')
+            text += "&#13;";
+        else
+            text += letter;
+    }
+    return text;
+}
+
+std::string xmlText(const std::string& bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    for (std::size_t place = 0; place < bytes.size();) {
+        const std::size_t length = characterAt(bytes, place);
+        text += length == 0 ? "\xef\xbf\xbd" : bytes.substr(place, length);
+        place += length == 0 ? 1 : length;
+    }
+    return text;
+}
+
+pugi::xml_node addElement(pugi::xml_node parent, const char* name) {
+    return parent.append_child(name);
+}
+
+pugi::xml_node addText(pugi::xml_node parent, const char* name, const std::string& text) {
+    pugi::xml_node element = addElement(parent, name);
+    element.append_child(pugi::node_pcdata).set_value(xmlText(text).c_str());
+    return element;
+}
+
+void addAttribute(pugi::xml_node element, const char* name, const std::string& value) {
+    element.append_attribute(name).set_value(xmlText(value).c_str());
+}
+
+pugi::xml_node firstElement(pugi::xml_node parent) {
+    return parent.find_child([](pugi::xml_node child) { return child.type() == pugi::node_element; });
+}
+
+std::string textOf(pugi::xml_node element) {
+    std::string text;
+    for (const pugi::xml_node child : element)
+        if (child.type() == pugi::node_pcdata) text += child.value();
+    return text;
+}
+
+}  // namespace wbem
