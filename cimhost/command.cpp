@@ -15,8 +15,6 @@
 
 namespace cimhost {
 
-namespace {
-
 void complain(const std::string& message) {
     std::fputs(fmt::format("cimhost: {}\n", printable(message)).c_str(), stderr);
 }
@@ -25,6 +23,8 @@ Tracer makeTracer(bool wanted) {
     if (!wanted) return {};
     return [](const std::string& line) { std::fputs((line + '\n').c_str(), stderr); };
 }
+
+namespace {
 
 /** Whoever reads our output may have seen enough of it (a closed pipe); anything else that stops it is an error. */
 bool print(const std::string& text) {

@@ -1,6 +1,8 @@
 #ifndef PCIINFO_CIMHOST_COMMAND_H
 #define PCIINFO_CIMHOST_COMMAND_H
 
+#include <string>
+
 #include "cimhost/formatter.h"
 #include "cimhost/question.h"
 #include "cimhost/session.h"
@@ -20,6 +22,12 @@ struct Settings {
     TableOptions table;
     bool trace = false;  // what the provider does appears on standard error as it happens
 };
+
+/** Writes what went wrong to standard error. */
+void complain(const std::string& message);
+
+/** Writes lines to standard error, if a trace is wanted. */
+Tracer makeTracer(bool wanted);
 
 /** Puts the question, writes the answer to standard output and what went wrong to standard error. */
 ExitCode run(const Settings& settings, const Question& question);

@@ -2,7 +2,9 @@
 
 #include <csignal>
 #include <exception>
+#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,6 +14,9 @@
 #include "cimhost/command.h"
 #include "cimhost/question.h"
 #include "cimhost/terminal.h"
+#ifdef CIMHOST_SERVE
+#include "cimhost/serve.h"
+#endif
 
 namespace {
 
@@ -22,7 +27,8 @@ struct Request {
     cimhost::Settings settings;
     std::string argument;  // of the command
     broker::Filters filters;
-    std::optional<Question> question;  // none: the tree
+    std::optional<Question> question;
+    std::function<cimhost::ExitCode(const cimhost::Settings&)> run;  // of commands that put no question
 };
 
 const std::map<std::string, cimhost::Format> kFormats = {
@@ -117,14 +123,34 @@ void addCommand(CLI::App& app, Request& request, const Command& command) {
     added->callback(ask);
 }
 
-void addTree(CLI::App& app) {
+void addTree(CLI::App& app, Request& request) {
     app.add_subcommand("tree", "What sits in which slot: the board and every slot, and the functions there")
+        ->callback([&request] {
+            if (request.settings.format == cimhost::Format::mof)
+                throw CLI::ValidationError("--format", "a tree is written as table or json, there is none in mof");
+            request.run = cimhost::runTree;
+        })
         ->footer(
             "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their\n"
             "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1).\n"
             "3× tells how many functions a line stands for. With --all every function has a line of its own.\n"
             "A tree is written as table or as json.");
 }
+
+#ifdef CIMHOST_SERVE
+void addServe(CLI::App& app, Request& request) {
+    const auto options = std::make_shared<cimhost::ServerOptions>();
+    CLI::App* command =
+        app.add_subcommand("serve", "Answers WBEM clients (CIM operations over HTTP) until it is ended");
+    command->add_option("--address", options->address, "Numeric address to listen at; default 127.0.0.1")
+        ->type_name("ADDRESS");
+    command->add_option("--port", options->port, "Port to listen at; default 5988, 0: any that is free")
+        ->type_name("PORT");
+    command->callback([&request, options] {
+        request.run = [options](const cimhost::Settings& settings) { return cimhost::serve(settings, *options); };
+    });
+}
+#endif
 
 std::string failureMessage(const CLI::App* app, const CLI::Error& error) {
     // An unknown command is left over, and the lack of a known one is what is complained about.
@@ -158,16 +184,17 @@ int runCommand(int argc, char** argv) {
     request.settings.table.width = 0;
     addGeneralOptions(app, request.settings);
     for (const Command& command : kCommands) addCommand(app, request, command);
-    addTree(app);
+    addTree(app, request);
+#ifdef CIMHOST_SERVE
+    addServe(app, request);
+#endif
     try {
         app.parse(argumentsBackwards(argc, argv));
-        if (!request.question && request.settings.format == cimhost::Format::mof)
-            throw CLI::ValidationError("--format", "a tree is written as table or json, there is none in mof");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? cimhost::kSuccess : cimhost::kCannotAsk;
     }
     if (request.settings.table.width == 0) request.settings.table.width = cimhost::terminalWidth();
-    return request.question ? cimhost::run(request.settings, *request.question) : cimhost::runTree(request.settings);
+    return request.question ? cimhost::run(request.settings, *request.question) : request.run(request.settings);
 }
 
 }  // namespace

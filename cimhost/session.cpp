@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <utility>
+#include <variant>
 
 #include "cimhost/library.h"
 #include "cimhost/stdoutcapture.h"
@@ -20,7 +21,7 @@ std::string libraryToLoad(const std::string& named) {
 }  // namespace
 
 Session::Session(const Surroundings& surroundings, Tracer tracer) : tracer_(std::move(tracer)) {
-    openHost(surroundings.hostDirectory);
+    openHost(surroundings);
     broker_.load(libraryToLoad(surroundings.library));
 }
 
@@ -31,13 +32,21 @@ Answer Session::ask(const Question& question) {
     return answer;
 }
 
-void Session::openHost(const std::string& directory) {
-    if (!directory.empty()) {
-        host_.emplace(directory);
+void Session::openHost(const Surroundings& surroundings) {
+    if (!surroundings.hostDirectory.empty()) {
+        host_.emplace(surroundings.hostDirectory);
+        host_->setRealWaits(surroundings.realWaits);
     } else if (tracer_) {
         host_.emplace();  // this machine, watched
     }
-    if (host_ && tracer_) host_->onEvent([this](const emulator::Event& event) { trace(emulator::describe(event)); });
+    if (host_) host_->onEvent([this](const emulator::Event& event) { onEvent(event); });
+}
+
+void Session::onEvent(const emulator::Event& event) {
+    if (tracer_) trace(emulator::describe(event));
+    // The host keeps what happened for as long as it lives. The last of failed receptions stays, as it counts the
+    // next of them.
+    if (!std::holds_alternative<emulator::ReceiveFailed>(event)) host_->clearEvents();
 }
 
 void Session::trace(const std::string& text) {

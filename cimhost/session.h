@@ -16,6 +16,7 @@ namespace cimhost {
 struct Surroundings {
     std::string library;        // empty: the library is looked for, see libraryPlaces()
     std::string hostDirectory;  // empty: the machine as it is
+    bool realWaits = false;     // an emulated host's waits take their time
 };
 
 /** Takes one line at a time of what the provider does, ready to be shown. May be called from any thread. */
@@ -30,8 +31,12 @@ class Session {
     /** What the provider writes to standard output meanwhile goes to the trace. Exceptions of the provider pass. */
     Answer ask(const Question& question);
 
+    /** For requests side by side; what the provider writes to standard output is left alone then. */
+    broker::Broker& manager() { return broker_; }
+
  private:
-    void openHost(const std::string& directory);
+    void openHost(const Surroundings& surroundings);
+    void onEvent(const emulator::Event& event);
     void trace(const std::string& text);
 
     // In this order: the host outlives the provider, whose code runs until the broker has gone.

@@ -7,13 +7,13 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <system_error>
-
-#include "tests/support/hostbuilder.h"
+#include <thread>
 
 namespace {
 
@@ -83,7 +83,59 @@ std::string contents(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+/** Asks every few milliseconds for ten seconds whether something has happened. */
+template <class Happened>
+bool waitUntil(Happened happened) {
+    for (int i = 0; i < 2000; ++i) {
+        if (happened()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+}
+
 }  // namespace
+
+RunningCimhost::RunningCimhost(const std::vector<std::string>& arguments) {
+    SpawnSettings settings;
+    settings.toFile(STDOUT_FILENO, (directory_.path() / "out").string());
+    settings.toFile(STDERR_FILENO, (directory_.path() / "err").string());
+    pid_ = start(settings, arguments, "");
+}
+
+RunningCimhost::~RunningCimhost() {
+    if (pid_ == 0) return;
+    kill(pid_, SIGKILL);
+    exitCodeOf(pid_);
+}
+
+std::string RunningCimhost::firstLine() const {
+    std::string text;
+    const auto lineIsThere = [&] {
+        text = contents(directory_.path() / "out");
+        return text.find('\n') != std::string::npos;
+    };
+    return waitUntil(lineIsThere) ? text : "";
+}
+
+bool RunningCimhost::wroteToStderr(const std::string& text) const {
+    return waitUntil([&] { return contents(directory_.path() / "err").find(text) != std::string::npos; });
+}
+
+void RunningCimhost::signal(int number) const {
+    kill(pid_, number);
+}
+
+Outcome RunningCimhost::end() {
+    int status = 0;
+    Outcome outcome;
+    if (waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
+        pid_ = 0;
+        outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    outcome.out = contents(directory_.path() / "out");
+    outcome.err = contents(directory_.path() / "err");
+    return outcome;
+}
 
 Outcome runCimhost(const std::vector<std::string>& arguments, const Surrounding& surrounding) {
     const testsupport::TemporaryDirectory directory;

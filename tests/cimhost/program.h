@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/hostbuilder.h"
+
 /** How a run of the program ended: the exit code, -1 for a signal. */
 struct Outcome {
     int exitCode = -1;
@@ -15,6 +17,28 @@ struct Outcome {
 struct Surrounding {
     std::string columns;   // the variable COLUMNS; empty: unset
     std::string outputTo;  // a file that standard output goes to, `out` stays empty then
+};
+
+/** The built cimhost while it runs. It is killed with the object, if it has not ended. */
+class RunningCimhost {
+ public:
+    /** Throws std::system_error when it cannot be started. */
+    explicit RunningCimhost(const std::vector<std::string>& arguments);
+    ~RunningCimhost();
+    RunningCimhost(const RunningCimhost&) = delete;
+    RunningCimhost& operator=(const RunningCimhost&) = delete;
+
+    /** What it has written to standard output so far, at the latest when that is a whole line; "" if none comes. */
+    std::string firstLine() const;
+    /** Waits until it has written that to standard error; false if it does not. */
+    bool wroteToStderr(const std::string& text) const;
+    void signal(int number) const;
+    /** Its end, which has to come within seconds; the exit code is -1 where it does not. */
+    Outcome end();
+
+ private:
+    testsupport::TemporaryDirectory directory_;
+    int pid_ = 0;  // 0: it has ended
 };
 
 /** Runs the built cimhost with these arguments. Throws std::system_error when it cannot be started. */
