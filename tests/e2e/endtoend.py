@@ -1,0 +1,265 @@
+#!/usr/bin/env python3
+"""wbemcli against a WBEM server with the provider: right answers to every kind of request, for every class.
+
+The server is `cimhost serve`. PCIINFO_SERVER_URL names another one, with PCIINFO_SERVER_SAMPLE the sample that it stands
+on; see objectmanager.py.
+"""
+
+import concurrent.futures
+import os
+import unittest
+
+import wbem
+
+FUNCTIONS = ("QELTA_PCIDevice", "QELTA_PCIBridge")
+VIEWS = ("QELTA_SSPCIController", "QELTA_OBDPCIController")
+ASSOCIATIONS = ("QELTA_DeviceInSlot", "QELTA_OnBoardDevice")
+CLASSES = (*FUNCTIONS, *VIEWS, *ASSOCIATIONS, "QELTA_SystemSlot", "QELTA_SystemBoard")
+SAMPLES = ("dell-t440", "dell-r910", "lenovo-90g0")
+CLIENTS = 8
+
+# CIM status codes.
+INVALID_NAMESPACE, INVALID_PARAMETER, INVALID_CLASS, NOT_FOUND, NOT_SUPPORTED = 3, 4, 5, 6, 7
+METHOD_NOT_AVAILABLE = 16, 17
+
+# wbemcli's operation, cimhost's command, and whether it delivers names.
+ENUMERATIONS = (("ein", "names", True), ("ei", "enumerate", False))
+ASSOCIATOR_REQUESTS = (("ain", "associator-names", True), ("ai", "associators", False))
+REFERENCE_REQUESTS = (("rin", "reference-names", True), ("ri", "references", False))
+# wbemcli's option and cimhost's.
+ASSOC_CLASS, RESULT_CLASS = ("-ac", "--assoc-class"), ("-arc", "--result-class")
+ROLE, RESULT_ROLE = ("-ar", "--role"), ("-arr", "--result-role")
+
+# Filters for associators; references take those without association class and result role.
+FILTERS = (
+    (),
+    ((ASSOC_CLASS, "QELTA_DeviceInSlot"),),
+    ((ASSOC_CLASS, "QELTA_OnBoardDevice"),),
+    ((ASSOC_CLASS, "qelta_deviceinslot"), (RESULT_CLASS, "QELTA_SystemSlot")),
+    ((ASSOC_CLASS, "QELTA_DeviceInSlot"), (RESULT_CLASS, "QELTA_SystemSlot"), (RESULT_ROLE, "Antecedent")),
+    ((ASSOC_CLASS, "QELTA_OnBoardDevice"), (RESULT_ROLE, "Dependent")),
+    ((RESULT_CLASS, "QELTA_DeviceInSlot"),),
+    ((RESULT_CLASS, "QELTA_OnBoardDevice"),),
+    ((RESULT_CLASS, "QELTA_PCIDevice"),),
+    ((RESULT_CLASS, "QELTA_DeviceInSlot"), (ROLE, "Dependent")),
+    ((RESULT_CLASS, "QELTA_PCIBridge"), (RESULT_ROLE, "Dependent")),
+)
+
+
+class EndToEnd(unittest.TestCase):
+    """Starts the server of one sample."""
+
+    sample = SAMPLES[0]
+    own_server = "PCIINFO_SERVER_URL" not in os.environ
+
+    def setUp(self):
+        self.sample = os.environ.get("PCIINFO_SERVER_SAMPLE", self.sample)
+        self.serve(self.sample)
+
+    def serve(self, sample):
+        host = wbem.sample(sample)
+        self.cimhost = wbem.Cimhost(wbem.cimhost_program(), host)
+        self.url = os.environ.get("PCIINFO_SERVER_URL")
+        if self.own_server:
+            self.url = self.enterContext(wbem.Server(wbem.cimhost_program(), host)).url
+
+    def ask(self, operation, path, *options, arguments=()):
+        return wbem.wbemcli(self.url, operation, f"{wbem.NAMESPACE}:{path}", *options, arguments=arguments)
+
+    def ask_about(self, operation, object_, *options, arguments=()):
+        return wbem.wbemcli(self.url, operation, wbem.client_path(object_), *options, arguments=arguments)
+
+    def objects(self, class_name):
+        return self.cimhost.ask("names", class_name)["names"]
+
+    def check(self, answer, names, question):
+        """Compares wbemcli's answer with cimhost's to the question; gives their number."""
+        expected = self.cimhost.names(*question) if names else self.cimhost.instances(*question)
+        self.assertEqual(answer.names() if names else answer.instances(), expected, question)
+        return len(expected)
+
+
+class Enumerations(EndToEnd):
+    """ein and ei."""
+
+    def test_every_class_of_every_sample_is_enumerated_as_the_provider_does(self):
+        for sample in SAMPLES if self.own_server else (self.sample,):
+            self.serve(sample)
+            found = 0
+            for class_name in CLASSES:
+                for operation, command, names in ENUMERATIONS:
+                    found += self.check(self.ask(operation, class_name), names, (command, class_name))
+            self.assertGreater(found, 40)
+
+    def test_class_names_and_namespaces_are_taken_in_any_letter_case(self):
+        answer = wbem.wbemcli(self.url, "ein", "ROOT/Kavix:qelta_SYSTEMSLOT")
+        self.assertEqual(answer.names(), self.cimhost.names("names", "QELTA_SystemSlot"))
+
+    def test_a_property_list_chooses_properties(self):
+        slots = self.ask("ei", "QELTA_SystemSlot", arguments=("Number,nosuch,tag",)).instances()
+        self.assertEqual(len(slots), len(self.objects("QELTA_SystemSlot")))
+        for _, properties in slots:
+            self.assertEqual([each.split("=")[0] for each in properties], ["Number", "Tag"])
+
+
+class Gets(EndToEnd):
+    """gi."""
+
+    def test_the_one_instance_with_the_keys_is_given(self):
+        for class_name in (*FUNCTIONS, *ASSOCIATIONS, "QELTA_SystemSlot", "QELTA_SystemBoard"):
+            objects = self.objects(class_name)
+            self.assertTrue(objects, class_name)
+            # The provider answers a get with all instances, of which some object managers pass on the first.
+            for object_ in objects[:1] + (objects[1:][-1:] if self.own_server else []):
+                answer = self.ask_about("gi", object_)
+                self.assertEqual(self.check(answer, False, ("get", object_["path"])), 1)
+
+    def test_a_property_list_chooses_properties(self):
+        slot = self.objects("QELTA_SystemSlot")[0]
+        (_, properties), = self.ask_about("gi", slot, arguments=("SlotDesignation",)).instances()
+        whole = self.cimhost.instances("get", slot["path"])[0][1]
+        self.assertEqual(properties, [each for each in whole if each.startswith("SlotDesignation=")])
+
+
+class Associations(EndToEnd):
+    """ain, ai, rin, ri, from every class that is a source, with and without filters."""
+
+    def check_sources(self, requests, filters):
+        found = 0
+        for source in self.sources():
+            for operation, command, names in requests:
+                for chosen in filters:
+                    options = [text for (option, _), value in chosen for text in (option, value)]
+                    question = [text for (_, option), value in chosen for text in (option, value)]
+                    answer = self.ask_about(operation, source, *options)
+                    found += self.check(answer, names, (command, source["path"], *question))
+        return found
+
+    def sources(self):
+        """Of each class the first and the last object, the views by paths of functions."""
+        found = []
+        for class_name in (*FUNCTIONS, "QELTA_SystemSlot", "QELTA_SystemBoard"):
+            objects = self.objects(class_name)
+            found += objects[:1] if len(objects) == 1 else [objects[0], objects[-1]]
+        for class_name in VIEWS:
+            view = dict(self.objects("QELTA_PCIDevice")[0])
+            view["path"] = view["path"].replace("QELTA_PCIDevice", class_name)
+            view["class"] = class_name
+            view["keys"] = [dict(key, value=class_name) if key["name"] == "CreationClassName" else key
+                            for key in view["keys"]]
+            found.append(view)
+        return found
+
+    def test_associators_are_those_that_the_provider_gives(self):
+        self.assertGreater(self.check_sources(ASSOCIATOR_REQUESTS, FILTERS), 200)
+
+    def test_references_are_those_that_the_provider_gives(self):
+        allowed = (RESULT_CLASS, ROLE)
+        filters = [chosen for chosen in FILTERS if all(option in allowed for option, _ in chosen)]
+        self.assertGreater(self.check_sources(REFERENCE_REQUESTS, filters), 200)
+
+    def test_every_slot_leads_to_its_functions_and_every_function_in_it_back_to_the_slot(self):
+        linked = 0
+        for slot in self.objects("QELTA_SystemSlot"):
+            self.check(self.ask_about("ain", slot), True, ("associator-names", slot["path"]))
+            for function in self.cimhost.ask("associator-names", slot["path"])["names"]:
+                back = self.ask_about("ain", function, "-ac", "QELTA_DeviceInSlot", "-arc", "QELTA_SystemSlot").names()
+                expected = self.cimhost.names("associator-names", function["path"], "--assoc-class",
+                                              "QELTA_DeviceInSlot", "--result-class", "QELTA_SystemSlot")
+                self.assertEqual(back, expected)
+                linked += len(back)
+        self.assertGreater(linked, 0)
+
+
+@unittest.skipUnless(EndToEnd.own_server, "answers of our own server")
+class Errors(EndToEnd):
+    """Errors reach the client as CIM errors with their numbers."""
+
+    def assert_error(self, code, answer):
+        codes = code if isinstance(code, tuple) else (code,)
+        self.assertIn(answer.error(), codes, (answer.out, answer.err))
+
+    def test_an_unknown_class_is_told(self):
+        for operation in ("ei", "ein", "gc"):
+            self.assert_error(INVALID_CLASS, self.ask(operation, "QELTA_None"))
+        for operation in ("gi", "ain", "ai", "rin", "ri"):
+            self.assert_error(INVALID_CLASS, self.ask(operation, 'QELTA_None.DeviceID="1"'))
+
+    def test_an_unknown_namespace_is_told(self):
+        for operation in ("ei", "ein", "gc", "ecn", "ec"):
+            self.assert_error(INVALID_NAMESPACE, wbem.wbemcli(self.url, operation, "root/cimv2:QELTA_SystemSlot"))
+
+    def test_an_instance_that_does_not_exist_is_not_found(self):
+        slot = self.objects("QELTA_SystemSlot")[0]
+        for wrong in (("System Slot 1", "System Slot 99"), ("System Slot 1", "system slot 1"), ("ASSETID", "OTHER")):
+            path = wbem.client_path(slot).replace(*wrong)
+            self.assertNotEqual(path, wbem.client_path(slot))
+            self.assert_error(NOT_FOUND, wbem.wbemcli(self.url, "gi", path))
+
+    def test_an_unknown_filter_class_is_told(self):
+        slot = self.objects("QELTA_SystemSlot")[0]
+        self.assert_error(INVALID_PARAMETER, self.ask_about("ain", slot, "-ac", "QELTA_None"))
+        self.assert_error(INVALID_PARAMETER, self.ask_about("ri", slot, "-arc", "QELTA_None"))
+
+    def test_what_the_provider_refuses_is_not_supported(self):
+        slot = self.objects("QELTA_SystemSlot")[0]
+        for operation, arguments in (("ci", ("Number=7",)), ("mi", ("Number=7",)), ("di", ())):
+            self.assert_error(NOT_SUPPORTED, self.ask_about(operation, slot, arguments=arguments))
+
+    def test_what_the_server_does_not_do_is_refused(self):
+        slot = self.objects("QELTA_SystemSlot")[0]
+        self.assert_error(NOT_SUPPORTED, self.ask_about("gp", slot, arguments=("Number",)))
+        self.assert_error(NOT_SUPPORTED, self.ask_about("sp", slot, arguments=("Number=7",)))
+        self.assert_error(NOT_SUPPORTED, self.ask("dc", "QELTA_SystemSlot"))
+        self.assert_error((NOT_SUPPORTED, *METHOD_NOT_AVAILABLE), self.ask_about("cm", slot, arguments=("Reset",)))
+
+
+@unittest.skipUnless(EndToEnd.own_server, "answers of our own server")
+class ClassRequests(EndToEnd):
+    """ecn, ec, gc."""
+
+    def test_class_names_are_those_of_the_schema(self):
+        for below, expected in (("", {*CLASSES, "QELTA_Controller"}), ("QELTA_Controller", {*FUNCTIONS})):
+            told = self.ask("ecn", below).out.splitlines()
+            self.assertEqual({line.rsplit(":", 1)[-1] for line in told if line}, expected)
+
+    def test_a_class_is_given_with_its_properties(self):
+        for class_name in CLASSES:
+            answer = self.ask("gc", class_name, "-nl")
+            self.assertEqual(answer.code, 0, answer.err)
+            declared = {line[1:].split("=")[0] for line in answer.out.splitlines() if line.startswith("-")}
+            instances = self.cimhost.ask("enumerate", class_name)["instances"]
+            delivered = {each["name"] for instance in instances if instance["class"] == class_name
+                         for each in instance["properties"]}
+            self.assertLessEqual(delivered, declared)
+            self.assertTrue(declared)
+
+
+class ParallelClients(EndToEnd):
+    """Several clients at once."""
+
+    def test_eight_clients_at_once_get_the_answers_that_one_gets(self):
+        slot = self.objects("QELTA_SystemSlot")[-1]
+        board = self.objects("QELTA_SystemBoard")[0]
+        function = self.objects("QELTA_PCIBridge")[-1]
+        questions = [(operation, class_name, None) for operation, *_ in ENUMERATIONS for class_name in CLASSES]
+        questions += [(operation, None, source) for operation in ("ain", "ai", "rin", "ri", "gi")
+                      for source in (slot, board, function)]
+
+        def answer(question):
+            operation, class_name, source = question
+            told = self.ask(operation, class_name) if source is None else self.ask_about(operation, source)
+            return sorted(told.out.splitlines()), told.err, told.code
+
+        alone = [answer(question) for question in questions]
+        self.assertEqual({(err, code) for _, err, code in alone}, {("", 0)})
+        with concurrent.futures.ThreadPoolExecutor(CLIENTS) as clients:
+            # Each client begins elsewhere, so that different requests meet.
+            shifted = [questions[3 * client:] + questions[:3 * client] for client in range(CLIENTS)]
+            together = list(clients.map(lambda mine: [answer(question) for question in mine], shifted))
+        for client, answers in enumerate(together):
+            self.assertEqual(answers, alone[3 * client:] + alone[:3 * client])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,158 @@
+"""The two sides of an end-to-end test: a WBEM client (wbemcli) and what cimhost answers without HTTP, in one form.
+
+Both are brought to sorted lists of texts: paths as "Class.key=value,..." without host and namespace, instances as
+such a path and its properties that have a value, sorted by name.
+"""
+
+import json
+import os
+import re
+import select
+import signal
+import subprocess
+import time
+
+TIME_LIMIT = 90  # seconds for one command, far above what any takes
+NAMESPACE = "root/kavix"
+# wbemcli prints paths within values without the colon behind the namespace.
+_PLACE = re.compile(r'[^\s"=,/]*/?' + NAMESPACE + ":?(?=QELTA_)", re.IGNORECASE)
+
+
+class Server:
+    """`cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0 on SIGTERM."""
+
+    def __init__(self, cimhost, host, *options):
+        self._command = [cimhost, "serve", "--port", "0", "--host", host, *options]
+        self._process = None
+        self.port = 0
+
+    def __enter__(self):
+        self._process = subprocess.Popen(self._command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        try:
+            self.port = self._announced_port()
+        except BaseException:
+            self._process.kill()
+            self._process.communicate()
+            raise
+        return self
+
+    def __exit__(self, kind, *_):
+        self._process.send_signal(signal.SIGTERM)
+        try:
+            self._process.communicate(timeout=TIME_LIMIT)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.communicate()
+            raise
+        if kind is None and self._process.returncode != 0:
+            raise RuntimeError(f"the server ended with status {self._process.returncode}")
+
+    def _announced_port(self):
+        ready, _, _ = select.select([self._process.stdout], [], [], TIME_LIMIT)
+        line = self._process.stdout.readline() if ready else ""
+        announced = re.fullmatch(r"Listening on http://127\.0\.0\.1:(\d+)\n", line)
+        if not announced:
+            raise RuntimeError(f"{' '.join(self._command)}: said {line!r}")
+        return int(announced.group(1))
+
+    @property
+    def url(self):
+        return f"http://127.0.0.1:{self.port}"
+
+
+class Answer:
+    """What wbemcli said: exit code, standard output, standard error, seconds."""
+
+    def __init__(self, code, out, err, seconds):
+        self.code, self.out, self.err, self.seconds = code, out, err, seconds
+
+    def _checked_lines(self):
+        if self.code != 0 or self.err:
+            raise AssertionError(f"wbemcli: exit code {self.code}, {self.err or self.out}")
+        return [line for line in self.out.splitlines() if line]
+
+    def names(self):
+        return sorted(_without_place(line) for line in self._checked_lines())
+
+    def instances(self):
+        """Out of the output of -nl: a path per line, with a line "-name=value" for each property behind it."""
+        found = []
+        for line in self._checked_lines():
+            if not line.startswith("-"):
+                found.append((_without_place(line), []))
+            elif not line.endswith("="):  # no value
+                found[-1][1].append(_without_place(line[1:]))
+        return sorted((path, sorted(properties)) for path, properties in found)
+
+    def error(self):
+        """The CIM status code, or None."""
+        told = re.search(r"wbemcli: Cim: \((\d+)\)", self.err)
+        return int(told.group(1)) if told and self.code != 0 else None
+
+
+def _without_place(text):
+    return _PLACE.sub("", text)
+
+
+def wbemcli(url, operation, path, *options, arguments=()):
+    """Asks `operation` ("ei", "ain"...) about the path "Class" or "Class.key=value,..."."""
+    # Wherever names are asked for, -nl would only change the line ends.
+    line_per_property = ["-nl"] if operation in ("ei", "gi", "ai", "ri") else []
+    command = ["wbemcli", operation, *line_per_property, *options, f"{url}/{path}", *arguments]
+    started = time.monotonic()
+    done = subprocess.run(command, capture_output=True, text=True, timeout=TIME_LIMIT, check=False)
+    return Answer(done.returncode, done.stdout, done.stderr, time.monotonic() - started)
+
+
+class Cimhost:
+    """The provider's answers to the same questions, asked by cimhost itself."""
+
+    def __init__(self, program, host):
+        self._command = [program]
+        self._options = ["--host", host, "--format", "json"]
+
+    def ask(self, *question):
+        done = subprocess.run([*self._command, *question, *self._options], capture_output=True, text=True,
+                              timeout=TIME_LIMIT, check=False)
+        return json.loads(done.stdout)
+
+    def names(self, *question):
+        return sorted(url_path(name) for name in self.ask(*question)["names"])
+
+    def instances(self, *question):
+        return sorted((url_path(instance), sorted(_properties(instance))) for instance in
+                      self.ask(*question)["instances"])
+
+
+def url_path(object_):
+    """The path as wbemcli prints it and takes it, without place: references within it are not quoted."""
+    keys = object_.get("keys") or [each for each in object_["properties"] if each.get("key")]
+    return object_["class"] + "." + ",".join(f"{key['name']}={_value(key['value'])}" for key in keys)
+
+
+def client_path(object_):
+    """The path to ask wbemcli about: every object in it with its namespace."""
+    return re.sub(r"(?<![\w\"])(?=QELTA_\w+\.)", NAMESPACE + ":", url_path(object_))
+
+
+def _properties(instance):
+    return [f"{each['name']}={_value(each['value'])}" for each in instance["properties"]
+            if each["value"] is not None and each["value"] != []]
+
+
+def _value(value):
+    if isinstance(value, bool):
+        return "TRUE" if value else "FALSE"
+    if isinstance(value, list):
+        return ",".join(_value(element) for element in value)
+    if isinstance(value, dict):
+        return url_path(value)
+    return str(value) if isinstance(value, int) else f'"{value}"'
+
+
+def sample(name):
+    return os.path.join(os.environ["PCIINFO_SAMPLES"], name)
+
+
+def cimhost_program():
+    return os.environ["PCIINFO_CIMHOST"]
