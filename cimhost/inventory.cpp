@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "broker/matching.h"
 #include "cimhost/overview.h"
 #include "cimhost/properties.h"
 #include "cimhost/slotcodes.h"
@@ -60,13 +61,13 @@ Functions functionsOf(Instances instances, const Instances& more) {
 
 bool isAmong(const Functions& functions, const broker::ObjectPath& path) {
     return std::any_of(functions.begin(), functions.end(),
-                       [&](const Function& function) { return sameObject(function.path, path); });
+                       [&](const Function& function) { return broker::sameObject(function.path, path); });
 }
 
 /** A function that is associated but was not enumerated is known by its path alone. */
 Function functionAt(const Functions& known, const broker::ObjectPath& path) {
     const auto found = std::find_if(known.begin(), known.end(),
-                                    [&](const Function& function) { return sameObject(function.path, path); });
+                                    [&](const Function& function) { return broker::sameObject(function.path, path); });
     return found != known.end() ? *found : functionOf({path, path.keys});
 }
 
@@ -91,7 +92,7 @@ Functions dependents(const Names& associations, const Functions& known, Counts c
 Slot slotOf(const broker::Instance& instance, const Names& associations, const Functions& known) {
     const auto isOfSlot = [&](const broker::ObjectPath& association) {
         const broker::ObjectPath* antecedent = endOf(association, "Antecedent");
-        return antecedent && sameObject(*antecedent, instance.path);
+        return antecedent && broker::sameObject(*antecedent, instance.path);
     };
     return {numberOf(instance, "Number"), textOf(instance, "SlotDesignation"),
             codeOf(instance, "CurrentUsage", slotUsageName), codeOf(instance, "MaxDataWidth", slotWidthName),

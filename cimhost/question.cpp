@@ -4,9 +4,9 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <optional>
-#include <stdexcept>
 #include <utility>
+
+#include "broker/matching.h"
 
 namespace cimhost {
 
@@ -22,48 +22,8 @@ Answer answerOf(CMPIrc status, std::variant<Instances, Names> objects) {
     return {status, std::move(objects)};
 }
 
-/** Integers in the form in which all of them can be compared: the sign and the magnitude. */
-struct Integer {
-    bool negative = false;
-    std::uint64_t magnitude = 0;
-    bool operator==(const Integer& other) const { return negative == other.negative && magnitude == other.magnitude; }
-};
-
-std::optional<Integer> integerOf(const broker::Value& value) {
-    if (const auto* number = std::get_if<std::uint64_t>(&value.data)) return Integer{false, *number};
-    if (const auto* number = std::get_if<std::int64_t>(&value.data)) {
-        const auto bits = static_cast<std::uint64_t>(*number);
-        return *number < 0 ? Integer{true, ~bits + 1} : Integer{false, bits};
-    }
-    return std::nullopt;
-}
-
-const broker::ObjectPath* referenceOf(const broker::Value& value) {
-    const auto* reference = std::get_if<std::shared_ptr<broker::ObjectPath>>(&value.data);
-    return reference ? reference->get() : nullptr;
-}
-
-bool sameReference(const broker::ObjectPath& reference, const broker::Value& wanted) {
-    if (const broker::ObjectPath* path = referenceOf(wanted)) return sameObject(reference, *path);
-    // Within a path a reference is written as quoted text, so it may have been read as a text.
-    const auto* text = std::get_if<std::string>(&wanted.data);
-    if (!text) return false;
-    try {
-        return sameObject(reference, broker::parseObjectPath(*text));
-    } catch (const std::invalid_argument&) {
-        return false;
-    }
-}
-
-bool sameKeyValue(const broker::Value& value, const broker::Value& wanted) {
-    if (value.null || wanted.null) return value.null && wanted.null;
-    if (const broker::ObjectPath* reference = referenceOf(value)) return sameReference(*reference, wanted);
-    const std::optional<Integer> number = integerOf(value);
-    return number ? number == integerOf(wanted) : value.data == wanted.data;
-}
-
 void keepMatching(Instances& instances, const broker::ObjectPath& wanted) {
-    const auto differs = [&](const broker::Instance& instance) { return !hasKeysOf(instance.path, wanted); };
+    const auto differs = [&](const broker::Instance& instance) { return !broker::hasKeysOf(instance.path, wanted); };
     instances.erase(std::remove_if(instances.begin(), instances.end(), differs), instances.end());
 }
 
@@ -126,17 +86,6 @@ Question references(const std::string& path, const broker::Filters& filters) {
 
 Question referenceNames(const std::string& path, const broker::Filters& filters) {
     return askAbout(path, filters, &broker::Broker::referenceNames, &broker::Response::paths);
-}
-
-bool hasKeysOf(const broker::ObjectPath& path, const broker::ObjectPath& wanted) {
-    return std::all_of(wanted.keys.begin(), wanted.keys.end(), [&](const broker::Property& key) {
-        const broker::Value* value = path.key(key.name);
-        return value && sameKeyValue(*value, key.value);
-    });
-}
-
-bool sameObject(const broker::ObjectPath& left, const broker::ObjectPath& right) {
-    return hasKeysOf(left, right) && hasKeysOf(right, left);
 }
 
 std::string explanation(const Answer& answer, const std::string& subject) {

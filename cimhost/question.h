@@ -35,15 +35,6 @@ Question associatorNames(const std::string& path, const broker::Filters& filters
 Question references(const std::string& path, const broker::Filters& filters);
 Question referenceNames(const std::string& path, const broker::Filters& filters);
 
-/**
- * Whether `path` has every key of `wanted`, with the same value. Key names are compared without regard to case, numbers
- * by their value whatever their type; class and namespace do not count.
- */
-bool hasKeysOf(const broker::ObjectPath& path, const broker::ObjectPath& wanted);
-
-/** Whether both paths have the same keys, compared in this way. */
-bool sameObject(const broker::ObjectPath& left, const broker::ObjectPath& right);
-
 /** What an error status means for the user, as one sentence; empty for CMPI_RC_OK. */
 std::string explanation(const Answer& answer, const std::string& subject);
 

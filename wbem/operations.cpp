@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "broker/matching.h"
 #include "broker/names.h"
-#include "cimhost/question.h"
 #include "wbem/cimerror.h"
 #include "wbem/encoder.h"
 #include "wbem/parameters.h"
@@ -121,7 +121,7 @@ void enumerateInstances(Operation& operation) {
 }
 
 bool isNamed(const Instance& instance, const ObjectPath& name) {
-    return instance.path.keys.size() == name.keys.size() && cimhost::sameObject(instance.path, name);
+    return instance.path.keys.size() == name.keys.size() && broker::sameObject(instance.path, name);
 }
 
 /** A provider may deliver more than the instance that is asked for. */

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "broker/matching.h"
 #include "broker/names.h"
-#include "cimhost/question.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
 #include "wbem/protocolerror.h"
@@ -160,7 +160,7 @@ bool namesTarget(const std::string& text, const Call& call) {
         const broker::ObjectPath told = broker::parseObjectPath(text);
         const broker::ObjectPath target = targetOf(call);
         return broker::sameName(told.nameSpace, target.nameSpace) &&
-               broker::sameName(told.className, target.className) && cimhost::sameObject(told, target);
+               broker::sameName(told.className, target.className) && broker::sameObject(told, target);
     } catch (const std::invalid_argument&) {
         return false;
     }

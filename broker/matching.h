@@ -1,0 +1,19 @@
+#ifndef PCIINFO_BROKER_MATCHING_H
+#define PCIINFO_BROKER_MATCHING_H
+
+#include "broker/broker.h"
+
+namespace broker {
+
+/**
+ * Whether `path` has every key of `wanted`, with the same value. Key names are compared without regard to case, numbers
+ * by their value whatever their type; class and namespace do not count.
+ */
+bool hasKeysOf(const ObjectPath& path, const ObjectPath& wanted);
+
+/** Whether both paths have the same keys, compared in this way. */
+bool sameObject(const ObjectPath& left, const ObjectPath& right);
+
+}  // namespace broker
+
+#endif
