@@ -321,10 +321,20 @@ TEST(Overview, LocationOfAnotherFormStaysAsItIs) {
 TEST(SlotCodes, AreNamedAsSmbiosDoes) {
     EXPECT_EQ(cimhost::slotTypeName(0x06), "PCI");
     EXPECT_EQ(cimhost::slotTypeName(0x13), "AGP 8X");
+    EXPECT_EQ(cimhost::slotTypeName(0x14), "M.2 1-DP");
+    EXPECT_EQ(cimhost::slotTypeName(0x1C), "MXM IV");
+    EXPECT_EQ(cimhost::slotTypeName(0x1F), "PCIe2 U.2");
+    EXPECT_EQ(cimhost::slotTypeName(0x23), "PCIe mini 76");
+    EXPECT_EQ(cimhost::slotTypeName(0x28), "OCP <3.0");
+    EXPECT_EQ(cimhost::slotTypeName(0x30), "CXL 1.0");
+    EXPECT_EQ(cimhost::slotTypeName(0xA0), "PC-98/C20");
+    EXPECT_EQ(cimhost::slotTypeName(0xA4), "PC-98/card");
     EXPECT_EQ(cimhost::slotTypeName(0xA5), "PCIe");
     EXPECT_EQ(cimhost::slotTypeName(0xB6), "PCIe3 x16");
     EXPECT_EQ(cimhost::slotTypeName(0xB8), "PCIe4");
     EXPECT_EQ(cimhost::slotTypeName(0xC3), "PCIe5 x16");
+    EXPECT_EQ(cimhost::slotTypeName(0xC4), "PCIe6+");
+    EXPECT_EQ(cimhost::slotTypeName(0xC6), "EDSFF E3");
     EXPECT_EQ(cimhost::slotWidthName(5), "32 bit");
     EXPECT_EQ(cimhost::slotWidthName(13), "x16");
     EXPECT_EQ(cimhost::slotUsageName(3), "available");
@@ -333,9 +343,10 @@ TEST(SlotCodes, AreNamedAsSmbiosDoes) {
 
 TEST(SlotCodes, UnknownOnesAreHexadecimal) {
     EXPECT_EQ(cimhost::slotTypeName(0), "0x00");
-    EXPECT_EQ(cimhost::slotTypeName(0x14), "0x14");
+    EXPECT_EQ(cimhost::slotTypeName(0x29), "0x29");
+    EXPECT_EQ(cimhost::slotTypeName(0x9F), "0x9f");
     EXPECT_EQ(cimhost::slotTypeName(0xB7), "0xb7");
-    EXPECT_EQ(cimhost::slotTypeName(0xC4), "0xc4");
+    EXPECT_EQ(cimhost::slotTypeName(0xC7), "0xc7");
     EXPECT_EQ(cimhost::slotWidthName(15), "0x0f");
     EXPECT_EQ(cimhost::slotUsageName(0), "0x00");
     EXPECT_EQ(cimhost::slotLengthName(255), "0xff");
