@@ -76,10 +76,13 @@ std::uint16_t portOf(int socket) {
     return ntohs(reinterpret_cast<const sockaddr_in*>(&address)->sin_port);
 }
 
-/** A request while it arrives. */
+/** What is done about a request: it arrives, its handler is busy with it, or the handler's answer goes out. */
+enum class Stage { head, body, handling, sending };
+
+/** A request while the connection is busy with it. */
 struct Arrival {
     HttpRequest request;
-    bool begun = false;  // all headers are there
+    Stage stage = Stage::head;
     bool tooLarge = false;
     std::size_t received = 0;  // bytes of the body
 };
@@ -143,27 +146,23 @@ struct HttpServer::State {
     }
 
     static void onCompleted(void* self, MHD_Connection*, void** arrival, MHD_RequestTerminationCode) {
-        if (*arrival == nullptr) return;
-        delete static_cast<Arrival*>(std::exchange(*arrival, nullptr));
-        static_cast<State*>(self)->end();
+        const std::unique_ptr<Arrival> ended(static_cast<Arrival*>(std::exchange(*arrival, nullptr)));
+        if (ended != nullptr) static_cast<State*>(self)->end(*ended);
     }
 
     /** Called when the headers have come, with each piece of the body, and when all has come (no data then). */
     MHD_Result access(MHD_Connection* connection, const char* url, const char* method, std::string_view data,
                       std::size_t* size, void** context) {
-        if (*context == nullptr) {
-            *context = new Arrival;
-            begin();
-        }
+        if (*context == nullptr) *context = new Arrival;
         Arrival& arrival = *static_cast<Arrival*>(*context);
-        if (!arrival.begun) return takeHead(connection, url, method, arrival);
+        if (arrival.stage == Stage::head) return takeHead(connection, url, method, arrival);
         if (data.empty()) return answer(connection, arrival);
         *size = 0;
         return takeBody(data, arrival) ? MHD_YES : MHD_NO;
     }
 
     MHD_Result takeHead(MHD_Connection* connection, const char* url, const char* method, Arrival& arrival) const {
-        arrival.begun = true;
+        arrival.stage = Stage::body;
         arrival.request.method = method;
         arrival.request.target = url;
         // A client reads no answer before it has sent what it has; somewhat too much is taken and dropped for that.
@@ -181,23 +180,44 @@ struct HttpServer::State {
         return arrival.received / 2 <= options.bodyLimit;
     }
 
-    MHD_Result answer(MHD_Connection* connection, const Arrival& arrival) const {
+    MHD_Result answer(MHD_Connection* connection, Arrival& arrival) {
         if (arrival.tooLarge) return send(connection, Responder::tooLarge());
+        if (!beginHandling(arrival)) return MHD_NO;
         setTimeout(connection, 0);  // the client is waiting for us, not we for it
         const HttpResponse response = handler(arrival.request);
+        beginSending(arrival);
         setTimeout(connection, timeout());
         return send(connection, response);
     }
 
-    void begin() {
+    /** False: the server is ending, which clients that go on asking must not hold up. */
+    bool beginHandling(Arrival& arrival) {
         const std::lock_guard lock(mutex);
-        ++underWay;
+        if (finishing) return false;
+        arrival.stage = Stage::handling;
+        ++handling;
+        return true;
     }
 
-    void end() {
+    void beginSending(Arrival& arrival) {
         const std::lock_guard lock(mutex);
-        --underWay;
+        arrival.stage = Stage::sending;
+        --handling;
+        ++sending;
+    }
+
+    void end(const Arrival& arrival) {
+        const std::lock_guard lock(mutex);
+        if (arrival.stage == Stage::handling) --handling;
+        if (arrival.stage == Stage::sending) --sending;
         ended.notify_all();
+    }
+
+    bool finish(std::chrono::milliseconds patience) {
+        std::unique_lock lock(mutex);
+        finishing = true;
+        ended.wait_for(lock, patience, [&] { return handling == 0 && sending == 0; });
+        return handling == 0;
     }
 
     const HttpOptions options;
@@ -206,7 +226,9 @@ struct HttpServer::State {
     std::uint16_t port = 0;
     std::mutex mutex;
     std::condition_variable ended;
-    unsigned underWay = 0;
+    bool finishing = false;
+    unsigned handling = 0;  // requests in that stage
+    unsigned sending = 0;
 };
 
 HttpServer::HttpServer(const HttpOptions& options, Handler handler)
@@ -226,8 +248,7 @@ std::string HttpServer::place() const {
 
 bool HttpServer::finish(std::chrono::milliseconds patience) {
     const Socket socket(MHD_quiesce_daemon(state_->daemon));
-    std::unique_lock lock(state_->mutex);
-    return state_->ended.wait_for(lock, patience, [&] { return state_->underWay == 0; });
+    return state_->finish(patience);
 }
 
 }  // namespace wbem

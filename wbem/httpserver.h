@@ -17,7 +17,7 @@ struct HttpOptions {
     std::uint16_t port = 5988;          // 0: any that is free
     unsigned connections = 256;         // at once; more are closed as soon as they are made
     std::chrono::seconds timeout{5};    // for a connection on which nothing comes or goes, unless it is being answered
-    std::size_t bodyLimit = 4U << 20U;  // bytes; longer requests are answered with 413
+    std::size_t bodyLimit = 1U << 20U;  // bytes; longer requests are answered with 413
 };
 
 /**
@@ -40,7 +40,11 @@ class HttpServer {
     /** "127.0.0.1:5988"; IPv6 addresses in brackets. */
     std::string place() const;
 
-    /** Takes no more connections. True when all requests under way got their answers within that time. */
+    /**
+     * Takes no more connections, and no more requests on those that there are: what has not come whole by now is not
+     * waited for. Returns when all other requests have got their answers, or after that time. False: handlers are still
+     * busy. True although clients do not read their answers, which are lost with the server then.
+     */
     bool finish(std::chrono::milliseconds patience);
 
  private:

@@ -279,6 +279,44 @@ TEST_F(Http, RequestsUnderWayAreFinishedAndNoMoreAreTaken) {
     EXPECT_THROW(Connection{port()}, std::system_error);
 }
 
+TEST_F(Http, ClientsThatDoNotSendOrReadOrGoOnAskingDoNotKeepItFromFinishing) {
+    constexpr unsigned kAsking = 6;
+    Gate gate(kAsking + 1);
+    start([] { std::this_thread::sleep_for(milliseconds(20)); });  // so that some request is always under way
+    const std::string request = client::wire(good());
+    const Connection idle(port());
+    const Connection half(port());
+    half.send(request.substr(0, request.size() - 1));
+    std::vector<std::thread> clients;
+    for (unsigned i = 0; i < kAsking; ++i)
+        clients.emplace_back([&] {
+            Connection connection(port());
+            const auto ask = [&] { return connection.send(request) && !connection.receiveResponse().empty(); };
+            EXPECT_TRUE(ask());
+            gate.pass();
+            while (ask()) {
+            }
+        });
+    EXPECT_TRUE(gate.pass());
+    const auto began = steady_clock::now();
+    EXPECT_TRUE(server->finish(seconds(10)));
+    EXPECT_LT(steady_clock::now() - began, seconds(5));
+    server.reset();
+    for (std::thread& each : clients) each.join();
+
+    start();
+    const Connection deaf(port());
+    const wbem::HttpRequest classes =
+        client::post(client::message("EnumerateClasses", client::value("DeepInheritance", "TRUE")), "EnumerateClasses");
+    std::string requests;
+    for (int i = 0; i < 300; ++i) requests += client::wire(classes);
+    std::thread talker([&] { deaf.send(requests); });
+    std::this_thread::sleep_for(milliseconds(300));
+    EXPECT_TRUE(server->finish(milliseconds(300)));
+    server.reset();
+    talker.join();
+}
+
 TEST_F(Http, AnAddressThatCannotBeHadIsTold) {
     start();
     const auto complaint = [](const std::string& address, std::uint16_t port) -> std::string {
