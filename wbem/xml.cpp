@@ -28,7 +28,7 @@ class TreeBuilder {
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(parser_.get(), onStart, onEnd);
         XML_SetCharacterDataHandler(parser_.get(), onText);
-        XML_SetEntityDeclHandler(parser_.get(), onEntityDeclaration);
+        XML_SetStartDoctypeDeclHandler(parser_.get(), onDocumentType);
         XML_SetSkippedEntityHandler(parser_.get(), onSkippedEntity);
     }
 
@@ -50,9 +50,9 @@ class TreeBuilder {
     static void onText(void* self, const XML_Char* text, int length) {
         of(self).text_.append(text, static_cast<std::size_t>(length));
     }
-    static void onEntityDeclaration(void* self, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
-                                    const XML_Char*, const XML_Char*, const XML_Char*) {
-        of(self).refuse("entities may not be declared");
+    /** Entities, and default values of attributes, would let a short message grow to any size. */
+    static void onDocumentType(void* self, const XML_Char*, const XML_Char*, const XML_Char*, int hasInternalSubset) {
+        if (hasInternalSubset != 0) of(self).refuse("the document type may not have declarations of its own");
     }
     static void onSkippedEntity(void* self, const XML_Char* name, int) {
         of(self).refuse("the entity " + std::string(name) + " is not declared");
@@ -60,6 +60,8 @@ class TreeBuilder {
 
     void start(const XML_Char* name, const XML_Char** attributes) {
         if (++depth_ > kMaxDepth) return refuse("elements are nested too deeply");
+        parts_ += 1 + XML_GetSpecifiedAttributeCount(parser_.get()) / 2;  // which counts names and values
+        if (parts_ > kMaxParts) return refuse("there are too many elements and attributes");
         flushText();
         current_ = current_.append_child(name);
         for (; *attributes; attributes += 2) current_.append_attribute(attributes[0]).set_value(attributes[1]);
@@ -94,6 +96,7 @@ class TreeBuilder {
     pugi::xml_node current_;
     std::string text_;  // since the last tag
     unsigned depth_ = 0;
+    int parts_ = 0;  // elements and attributes
     std::optional<std::string> refusal_;
 };
 

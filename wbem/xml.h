@@ -9,12 +9,14 @@ namespace wbem {
 
 /** How deeply elements of a message may be nested; what CIM needs is far less. Tree walks may recurse so deep. */
 constexpr unsigned kMaxDepth = 64;
+/** How many elements and attributes a message may have; each takes many times its text in memory. */
+constexpr int kMaxParts = 50000;
 
 /**
  * Reads a document in UTF-8, UTF-16, ISO-8859-1 or US-ASCII; texts come out as UTF-8. Comments and processing
  * instructions are left out, external subsets are not read. Throws ProtocolError: request-not-well-formed for what is
- * no XML; request-not-valid for elements nested too deeply, declarations of entities, and references to entities other
- * than the five of XML.
+ * no XML; request-not-valid for elements nested too deeply, too many elements and attributes, a document type with
+ * declarations of its own (an internal subset), and references to entities other than the five of XML.
  */
 pugi::xml_document parseXml(const std::string& text);
 

@@ -10,6 +10,7 @@
 #include "tests/support/casename.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"
+#include "wbem/xml.h"
 
 namespace {
 
@@ -143,10 +144,16 @@ INSTANTIATE_TEST_SUITE_P(
         replacing("Latin1", "utf-8", "iso-8859-1", 200, "none"),
         replacing("Comment", "<SIMPLEREQ>", "<!-- a --><?pi?><SIMPLEREQ>", 200, "none"),
         replacing("DocumentType", "<CIM ", "<!DOCTYPE CIM SYSTEM \"http://localhost/none.dtd\"><CIM ", 200, "none"),
-        body("Entities", "<!DOCTYPE CIM [<!ENTITY a \"b\">]><CIM>&a;</CIM>", 400, kInvalid),
-        body("ExternalEntity", "<!DOCTYPE CIM [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><CIM>&a;</CIM>", 400,
-             kInvalid),
-        body("EntityOfAnExternalSubset", "<!DOCTYPE CIM SYSTEM \"x.dtd\"><CIM>&a;</CIM>", 400, kInvalid),
+        replacing("Entities", "<CIM ", "<!DOCTYPE CIM [<!ENTITY a \"b\">]><CIM ", 400, kInvalid),
+        replacing("ExternalEntity", "<CIM ", "<!DOCTYPE CIM [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><CIM ", 400,
+                  kInvalid),
+        replacing("AttributeDefaults", "<CIM ", "<!DOCTYPE CIM [<!ATTLIST CIM A CDATA \"b\">]><CIM ", 400, kInvalid),
+        Row{"EntityOfAnExternalSubset",
+            [](HttpRequest& request) {
+                request.body.insert(request.body.find("<SIMPLEREQ>"), "&a;");
+                request.body.insert(request.body.find("<CIM "), "<!DOCTYPE CIM SYSTEM \"x.dtd\">");
+            },
+            400, kInvalid},
         body("OtherRoot", "<HTML/>", 400, kInvalid), body("NoMessage", "<CIM/>", 400, kInvalid),
         body("NoRequest", client::envelope(""), 400, kInvalid),
         body("Response", client::envelope("<SIMPLERSP><IMETHODRESPONSE NAME=\"a\"/></SIMPLERSP>"), 400, kInvalid),
@@ -173,13 +180,40 @@ INSTANTIATE_TEST_SUITE_P(
     CaseName());
 
 TEST_F(Protocol, DeeplyNestedDocumentsAreRefused) {
-    const std::size_t depth = 300000;
-    std::string nested;
-    for (std::size_t i = 0; i < depth; ++i) nested += "<a>";
-    for (std::size_t i = 0; i < depth; ++i) nested += "</a>";
-    HttpRequest request = good();
-    request.body = nested;
-    EXPECT_THAT(responder.answer(request).headers, Contains(Pair("CIMError", kInvalid)));
+    // References to objects whose keys are references, each three elements deeper than the one around it.
+    const auto errorOf = [&](int depth) {
+        const std::string start = R"(<INSTANCENAME CLASSNAME="a"><KEYBINDING NAME="a"><VALUE.REFERENCE>)";
+        const std::string end = "</VALUE.REFERENCE></KEYBINDING></INSTANCENAME>";
+        std::string starts;
+        std::string ends;
+        for (int i = 0; i < depth; ++i) {
+            starts += start;
+            ends += end;
+        }
+        HttpRequest request = good();
+        request.body = client::message("EnumerateClassNames",
+                                       client::parameter("a", starts + R"(<INSTANCENAME CLASSNAME="a"/>)" + ends));
+        return header(responder.answer(request), "CIMError");
+    };
+    EXPECT_EQ(errorOf(10), "none");
+    EXPECT_EQ(errorOf(30), kInvalid);
+    EXPECT_EQ(errorOf(10000), kInvalid);
+}
+
+TEST_F(Protocol, DocumentsOfTooManyPartsAreRefused) {
+    const auto errorOf = [&](const std::string& parameters) {
+        HttpRequest request = good();
+        request.body = client::message("EnumerateClassNames", parameters);
+        return header(responder.answer(request), "CIMError");
+    };
+    const std::string element = R"(<IPARAMVALUE NAME="a"/>)";  // two parts
+    std::string elements;
+    std::string attributes = R"(<IPARAMVALUE NAME="a")";
+    for (int i = 0; i < wbem::kMaxParts / 2; ++i) elements += element;
+    for (int i = 0; i < wbem::kMaxParts; ++i) attributes += " a" + std::to_string(i) + "=\"\"";
+    EXPECT_EQ(errorOf(elements), kInvalid);
+    EXPECT_EQ(errorOf(attributes + "/>"), kInvalid);
+    EXPECT_EQ(errorOf(elements.substr(20 * element.size())), "none");
 }
 
 TEST_F(Protocol, LongAttributesAndTextsInPiecesAreTaken) {
