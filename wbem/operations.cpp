@@ -316,18 +316,11 @@ constexpr Intrinsic kIntrinsics[] = {
     {"GetClass", getClass},
 };
 
-void performIntrinsic(const std::string& name, Operation operation) {
+/** Methods of classes are not invoked: a provider of instances and associations has none. */
+const Intrinsic& supported(const Call& call) {
     for (const Intrinsic& each : kIntrinsics)
-        if (broker::sameName(each.name, name)) return each.perform(operation);
+        if (call.intrinsic && broker::sameName(each.name, call.method)) return each;
     throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
-}
-
-/** No class declares methods, so the question is only what is missing: the class, or the method. */
-[[noreturn]] void refuseExtrinsic(const Call& call, const mof::Schema& schema) {
-    const pugi::xml_node instance = call.target.child("INSTANCENAME");
-    const char* name =
-        instance ? instance.attribute("CLASSNAME").value() : call.target.child("CLASSNAME").attribute("NAME").value();
-    throw CimError(schema.find(name) == nullptr ? CMPI_RC_ERR_NOT_FOUND : CMPI_RC_ERR_METHOD_NOT_FOUND);
 }
 
 void declare(Broker& manager, const mof::Class& declaration) {
@@ -347,10 +340,11 @@ Operations::Operations(Broker& manager, const mof::Schema& schema, std::string n
 }
 
 void Operations::perform(const Call& call, const std::string& host, pugi::xml_node response) const {
+    const Intrinsic& intrinsic = supported(call);  // DSP0200 has this error come before all others
     if (!broker::sameName(call.nameSpace, nameSpace_)) throw CimError(CMPI_RC_ERR_INVALID_NAMESPACE);
-    if (!call.intrinsic) refuseExtrinsic(call, schema_);
-    performIntrinsic(call.method, {manager_, schema_, call.nameSpace, Parameters(call.element, call.nameSpace),
-                                   Encoder(schema_, host), response});
+    Operation operation{
+        manager_, schema_, call.nameSpace, Parameters(call.element, call.nameSpace), Encoder(schema_, host), response};
+    intrinsic.perform(operation);
 }
 
 }  // namespace wbem
