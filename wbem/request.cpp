@@ -45,7 +45,6 @@ Call readCall(const std::string& text) {
     call.element = request.child(call.intrinsic ? "IMETHODCALL" : "METHODCALL");
     call.target = call.intrinsic ? pugi::xml_node() : firstElement(call.element);
     call.messageId = message.attribute("ID").value();
-    call.protocolVersion = message.attribute("PROTOCOLVERSION").value();
     call.method = call.element.attribute("NAME").value();
     call.nameSpace = readNamespace((call.intrinsic ? call.element : call.target).child("LOCALNAMESPACEPATH"));
     return call;

@@ -10,7 +10,6 @@ namespace wbem {
 /** One operation as a request message asks for it. */
 struct Call {
     std::string messageId;
-    std::string protocolVersion;
     std::string method;
     bool intrinsic = true;  // an IMETHODCALL; else a METHODCALL of the class or instance `target`
     std::string nameSpace;  // "root/kavix", in the client's spelling

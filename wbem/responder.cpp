@@ -168,10 +168,10 @@ bool namesTarget(const std::string& text, const Call& call) {
 
 void checkHeadersAgree(const Headers& headers, const std::string& prefix, const Call& call) {
     const auto method = header(headers, prefix + "CIMMethod");
-    if (method && !broker::sameName(unescaped(*method), call.method))
+    if (!method || !broker::sameName(unescaped(*method), call.method))
         throw ProtocolError(400, "header-mismatch", "CIMMethod is not the method of the message");
     const auto object = header(headers, prefix + "CIMObject");
-    if (object && !namesTarget(unescaped(*object), call))
+    if (!object || !namesTarget(unescaped(*object), call))
         throw ProtocolError(400, "header-mismatch", "CIMObject is not the object of the message");
 }
 

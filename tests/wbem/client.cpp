@@ -79,15 +79,14 @@ std::string envelope(const std::string& contents) {
 }
 
 wbem::HttpRequest post(const std::string& body, const std::string& method) {
-    wbem::HttpRequest request{"POST",
-                              "/cimom",
-                              {{"Host", "here:1"},
-                               {"Content-Type", "application/xml; charset=\"utf-8\""},
-                               {"CIMOperation", "MethodCall"},
-                               {"CIMObject", "root%2Fkavix"}},
-                              body};
-    if (!method.empty()) request.headers.emplace_back("CIMMethod", method);
-    return request;
+    return {"POST",
+            "/cimom",
+            {{"Host", "here:1"},
+             {"Content-Type", "application/xml; charset=\"utf-8\""},
+             {"CIMOperation", "MethodCall"},
+             {"CIMObject", "root%2Fkavix"},
+             {"CIMMethod", method}},
+            body};
 }
 
 std::string wire(const wbem::HttpRequest& request, const std::string& version) {

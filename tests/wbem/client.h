@@ -32,7 +32,7 @@ std::string message(const std::string& operation, const std::string& parameters,
 std::string envelope(const std::string& contents);
 
 /** A POST request with all headers that DSP0200 demands. */
-wbem::HttpRequest post(const std::string& body, const std::string& method = "");
+wbem::HttpRequest post(const std::string& body, const std::string& method);
 
 /** The same as it goes over the wire. */
 std::string wire(const wbem::HttpRequest& request, const std::string& version = "HTTP/1.1");

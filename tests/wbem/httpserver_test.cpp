@@ -230,7 +230,9 @@ TEST_F(Http, OtherMethodsThanPostAreAnswered) {
     extended.headers = {{"Host", "a"},
                         {"Content-Type", "text/xml"},
                         {"Man", "http://www.dmtf.org/cim/mapping/http/v1.0;ns=12"},
-                        {"12-CIMOperation", "MethodCall"}};
+                        {"12-CIMOperation", "MethodCall"},
+                        {"12-CIMMethod", "EnumerateClassNames"},
+                        {"12-CIMObject", "root%2Fkavix"}};
     EXPECT_THAT(ask(extended), AllOf(StartsWith(kOk), HasSubstr("\r\nExt: "), HasSubstr("12-CIMOperation")));
     wbem::HttpRequest absolute = good();
     absolute.target = "http://here:1/cimom";

@@ -122,7 +122,8 @@ INSTANTIATE_TEST_SUITE_P(
         with("Batch", "CIMBatch", "", 501, "multiple-requests-unsupported"),
         with("Protocol11", "CIMProtocolVersion", "1.1", 200),
         with("Protocol2", "CIMProtocolVersion", "2.0", 501, "unsupported-protocol-version"),
-        without("NoMethod", "CIMMethod", 200), without("NoObject", "CIMObject", 200), without("NoHost", "Host", 200),
+        without("NoMethod", "CIMMethod", 400, "header-mismatch"),
+        without("NoObject", "CIMObject", 400, "header-mismatch"), without("NoHost", "Host", 200),
         with("MethodInEscapes", "CIMMethod", "%45numerateClassNames", 200),
         with("OtherMethod", "CIMMethod", "EnumerateClasses", 400, "header-mismatch"),
         with("ObjectInAnotherCase", "CIMObject", "root/KAVIX", 200),
@@ -242,13 +243,15 @@ TEST_F(Protocol, ExtendedPostRequestsHavePrefixedHeaders) {
     const std::string extension = "http://www.dmtf.org/cim/mapping/http/v1.0";
     HttpRequest request = extended(extension + " ; ns=73");
     request.headers.emplace_back("73-CIMOperation", "MethodCall");
+    request.headers.emplace_back("73-CIMMethod", "EnumerateClassNames");
+    request.headers.emplace_back("73-CIMObject", "root%2Fkavix");
     const HttpResponse response = responder.answer(request);
     EXPECT_EQ(response.status, 200U) << response.body;
     EXPECT_EQ(header(response, "73-CIMOperation"), "MethodResponse");
     EXPECT_EQ(header(response, "Ext"), "");
     EXPECT_EQ(header(response, "Man"), extension + "; ns=73");
 
-    request.headers.emplace_back("73-CIMMethod", "GetClass");
+    set(request, "73-CIMMethod", "GetClass");
     EXPECT_EQ(header(responder.answer(request), "73-CIMError"), "header-mismatch");
     // Headers of another number, or without one, are none of this extension.
     HttpRequest other = extended("\"" + extension + "\"; ns=74");

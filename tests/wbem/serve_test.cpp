@@ -96,7 +96,8 @@ TEST_F(Serve, ARequestUnderWayIsAnsweredBeforeTheEndUnlessASecondSignalComes) {
         RunningCimhost program(arguments({"--trace"}));
         Connection connection(portOf(program));
         connection.send(client::wire(
-            client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")))));
+            client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")),
+                         "EnumerateInstances")));
         ASSERT_TRUE(program.wroteToStderr("ipmi > "));  // the provider waits for the BMC now
         program.signal(SIGTERM);
         if (twice) {
