@@ -536,6 +536,8 @@ class AnyProvider : public Server {
 TEST_F(AnyProvider, StatusesAndExceptionsBecomeErrors) {
     tiny::behave([](const tiny::Asked&) { return CMPIStatus{CMPI_RC_ERR_ACCESS_DENIED, nullptr}; });
     EXPECT_EQ(ask("EnumerateInstances", kSlots).error, CMPI_RC_ERR_ACCESS_DENIED);
+    tiny::behave([](const tiny::Asked&) { return CMPIStatus{CMPI_RC_ERR_INVALID_QUERY, nullptr}; });
+    EXPECT_EQ(ask("EnumerateInstances", kSlots).description, "The query is not valid");
     tiny::behave([](const tiny::Asked&) { return CMPIStatus{static_cast<CMPIrc>(200), nullptr}; });
     EXPECT_EQ(ask("References", from(slotPath(3))).error, 200);
     tiny::behave([](const tiny::Asked&) -> CMPIStatus { throw std::runtime_error("out of slots"); });
