@@ -20,7 +20,6 @@ CLIENTS = 8
 
 # CIM status codes.
 INVALID_NAMESPACE, INVALID_PARAMETER, INVALID_CLASS, NOT_FOUND, NOT_SUPPORTED = 3, 4, 5, 6, 7
-METHOD_NOT_AVAILABLE = 16, 17
 
 # wbemcli's operation, cimhost's command, and whether it delivers names.
 ENUMERATIONS = (("ein", "names", True), ("ei", "enumerate", False))
@@ -176,8 +175,7 @@ class Errors(EndToEnd):
     """Errors reach the client as CIM errors with their numbers."""
 
     def assert_error(self, code, answer):
-        codes = code if isinstance(code, tuple) else (code,)
-        self.assertIn(answer.error(), codes, (answer.out, answer.err))
+        self.assertEqual(answer.error(), code, (answer.out, answer.err))
 
     def test_an_unknown_class_is_told(self):
         for operation in ("ei", "ein", "gc"):
@@ -211,7 +209,7 @@ class Errors(EndToEnd):
         self.assert_error(NOT_SUPPORTED, self.ask_about("gp", slot, arguments=("Number",)))
         self.assert_error(NOT_SUPPORTED, self.ask_about("sp", slot, arguments=("Number=7",)))
         self.assert_error(NOT_SUPPORTED, self.ask("dc", "QELTA_SystemSlot"))
-        self.assert_error((NOT_SUPPORTED, *METHOD_NOT_AVAILABLE), self.ask_about("cm", slot, arguments=("Reset",)))
+        self.assert_error(NOT_SUPPORTED, self.ask_about("cm", slot, arguments=("Reset",)))
 
 
 @unittest.skipUnless(EndToEnd.own_server, "answers of our own server")
