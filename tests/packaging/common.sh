@@ -32,8 +32,7 @@ logged() {
 export_tree() {
     rm -rf "$1"
     mkdir -p "$1"
-    git ls-files -z --cached --others --exclude-standard --deduplicate |
-        tar --create --null --files-from=- | tar --extract --directory="$1"
+    tar --create --exclude-vcs --exclude='./build*' --exclude=./compile_commands.json . | tar --extract --directory="$1"
 }
 
 # expect_same WHAT EXPECTED-FILE FILE
