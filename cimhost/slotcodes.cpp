@@ -11,7 +11,7 @@ namespace {
 /** Names of consecutive codes, the first of which is `first`; null for a code that stands for nothing. */
 template <std::size_t size>
 const char* nameIn(std::uint64_t code, const std::array<const char*, size>& names, std::uint64_t first) {
-    return code >= first && code - first < size ? names[code - first] : nullptr;
+    return code >= first && code - first < size ? names[static_cast<std::size_t>(code - first)] : nullptr;
 }
 
 std::string nameOr(const char* name, std::uint64_t code) {

@@ -89,8 +89,9 @@ Occasion occasion(const json& value, const std::string& key) {
     return found->second;
 }
 
-void assign(unsigned& to, const json& value, const std::string& key) {
-    to = number<unsigned>(value, key);
+template <class Number, std::enable_if_t<std::is_unsigned_v<Number>, int> = 0>
+void assign(Number& to, const json& value, const std::string& key) {
+    to = number<Number>(value, key);
 }
 void assign(bool& to, const json& value, const std::string& key) {
     to = boolean(value, key);
@@ -100,9 +101,6 @@ void assign(Occasion& to, const json& value, const std::string& key) {
 }
 void assign(std::optional<Bytes>& to, const json& value, const std::string& key) {
     to = byteArray(value, key);
-}
-void assign(std::size_t& to, const json& value, const std::string& key) {
-    to = number<std::size_t>(value, key);
 }
 template <class Number>
 void assign(std::optional<Number>& to, const json& value, const std::string& key) {

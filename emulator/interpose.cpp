@@ -256,8 +256,8 @@ int clock_gettime(clockid_t which, timespec* time) noexcept {
     if (ahead == emulator::clock::Duration::zero()) return result;
     const auto sum = ahead + emulator::clock::Duration(time->tv_nsec);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sum);
-    time->tv_sec += seconds.count();
-    time->tv_nsec = (sum - seconds).count();
+    time->tv_sec += static_cast<time_t>(seconds.count());
+    time->tv_nsec = static_cast<long>((sum - seconds).count());
     return result;
 }
 

@@ -80,8 +80,9 @@ def check_requests(tally, folder, expected_answers, log):
         document = json.loads(file.with_suffix(".json").read_text() or "{}")
         expected = expected_answers.to(arguments)
         tally.equal("requests", document.get("status"), "CMPI_RC_OK", name)
+        bits = "32 bits" if "32-" in name else "64 bits"
         if "names" in document:
-            tally.equal("answers: names in order", [entry["path"] for entry in document["names"]],
+            tally.equal(f"answers of cimhost, {bits}: names in order", [entry["path"] for entry in document["names"]],
                         [instance["path"] for instance in expected.instances], name)
         else:
             compare_instances(tally, [instance_of(entry) for entry in document.get("instances", ())],

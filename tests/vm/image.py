@@ -122,8 +122,8 @@ def make_image(kernel, build, build32, folder):
     image.add(shutil.which("busybox"), "/bin/busybox", 0o755)
     for program in ("cimhost", "vmclient"):
         image.add_program(build / "bin" / program, f"/bin/{program}")
+        image.add_program(build32 / "bin" / program, f"/bin/{program}32")
     image.add_program(build / "lib/libPCIInfoProvider.so", "/usr/lib/cmpi/libPCIInfoProvider.so")
-    image.add_program(build32 / "bin/vmclient", "/bin/vmclient32")
     image.add_program(build32 / "lib/libPCIInfoProvider.so", "/usr/lib32/cmpi/libPCIInfoProvider.so")
     for name in ("pci.xml", "pci.classlist"):
         image.add(build / "catalogue" / name, f"/etc/vmware/{name}")
