@@ -19,6 +19,7 @@ import wbem
 NOT_RUN = 77
 SAMPLE = "dell-t440"
 INSTALLED_CONFIGURATION = "/etc/sfcb/sfcb.cfg"
+INSTALLED_REGISTRATION = "/var/lib/sfcb/stage/default.reg"  # of the broker's own providers
 
 
 def free_port():
@@ -49,6 +50,8 @@ def fill_repository(directory):
     staging, registration = f"{directory}/stage", f"{directory}/registration"
     for place in (f"{staging}/mofs", f"{staging}/regs", registration):
         os.makedirs(place)
+    if os.path.exists(INSTALLED_REGISTRATION):
+        shutil.copy(INSTALLED_REGISTRATION, staging)
     schema = os.environ["PCIINFO_SCHEMA"]
     for command in (["sfcbstage", "-s", staging, "-n", wbem.NAMESPACE, "-r", f"{schema}/PCIInfoProvider.reg",
                      f"{schema}/PCIInfoProvider.mof"],
