@@ -25,11 +25,6 @@ std::optional<Integer> integerOf(const Value& value) {
     return std::nullopt;
 }
 
-const ObjectPath* referenceOf(const Value& value) {
-    const auto* reference = std::get_if<std::shared_ptr<ObjectPath>>(&value.data);
-    return reference ? reference->get() : nullptr;
-}
-
 bool sameReference(const ObjectPath& reference, const Value& wanted) {
     if (const ObjectPath* path = referenceOf(wanted)) return sameObject(reference, *path);
     // Within a path a reference is written as quoted text, so it may have been read as a text.
@@ -50,6 +45,11 @@ bool sameKeyValue(const Value& value, const Value& wanted) {
 }
 
 }  // namespace
+
+const ObjectPath* referenceOf(const Value& value) {
+    const auto* reference = std::get_if<std::shared_ptr<ObjectPath>>(&value.data);
+    return reference ? reference->get() : nullptr;
+}
 
 bool hasKeysOf(const ObjectPath& path, const ObjectPath& wanted) {
     return std::all_of(wanted.keys.begin(), wanted.keys.end(), [&](const Property& key) {

@@ -5,6 +5,9 @@
 
 namespace broker {
 
+/** The path that a value refers to; null when it is no reference, or a null one. */
+const ObjectPath* referenceOf(const Value& value);
+
 /**
  * Whether `path` has every key of `wanted`, with the same value. Key names are compared without regard to case, numbers
  * by their value whatever their type; class and namespace do not count.

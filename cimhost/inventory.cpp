@@ -38,9 +38,7 @@ class Inquiry {
 /** What an association's path refers to in one of its roles; null when it does not. */
 const broker::ObjectPath* endOf(const broker::ObjectPath& association, const std::string& role) {
     const broker::Value* value = association.key(role);
-    if (!value || value->null) return nullptr;
-    const auto* reference = std::get_if<std::shared_ptr<broker::ObjectPath>>(&value->data);
-    return reference ? reference->get() : nullptr;
+    return value && !value->null ? broker::referenceOf(*value) : nullptr;
 }
 
 Function functionOf(const broker::Instance& instance) {

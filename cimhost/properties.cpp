@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "broker/matching.h"
+
 namespace cimhost {
 
 namespace {
@@ -16,10 +18,9 @@ const broker::Value* valueOf(const broker::Instance& instance, const std::string
 }  // namespace
 
 std::string cellText(const broker::Value& value) {
-    const auto* reference = std::get_if<std::shared_ptr<broker::ObjectPath>>(&value.data);
-    if (!reference || !*reference || (*reference)->keys.empty()) return broker::toString(value);
-    const broker::ObjectPath& path = **reference;
-    return fmt::format("{} \"{}\"", path.className, cellText(path.keys.back().value));
+    const broker::ObjectPath* path = broker::referenceOf(value);
+    if (!path || path->keys.empty()) return broker::toString(value);
+    return fmt::format("{} \"{}\"", path->className, cellText(path->keys.back().value));
 }
 
 std::optional<std::uint64_t> numberOf(const broker::Instance& instance, const std::string& name) {

@@ -1,12 +1,12 @@
 #include "wbem/encoder.h"
 
 #include <algorithm>
-#include <memory>
 #include <sstream>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "broker/matching.h"
 #include "broker/names.h"
 #include "wbem/xml.h"
 
@@ -22,11 +22,6 @@ bool wanted(const View& view, const std::string& property) {
     if (!view.properties) return true;
     return std::any_of(view.properties->begin(), view.properties->end(),
                        [&](const std::string& name) { return broker::sameName(name, property); });
-}
-
-const ObjectPath* referenceOf(const Value& value) {
-    const auto* path = std::get_if<std::shared_ptr<ObjectPath>>(&value.data);
-    return path != nullptr ? path->get() : nullptr;
 }
 
 const char* valueTypeOf(const Value& value) {
@@ -150,7 +145,7 @@ void Encoder::property(pugi::xml_node parent, const broker::Property& property, 
     if (!isReference) addAttribute(element, "TYPE", broker::typeName(elementType));
     if (!origin.empty()) addAttribute(element, "CLASSORIGIN", origin);
     if (value.null) return;
-    if (const ObjectPath* path = referenceOf(value))
+    if (const ObjectPath* path = broker::referenceOf(value))
         reference(element, *path);
     else if (array)
         addArray(element, std::get<std::vector<Value>>(value.data));
@@ -161,7 +156,7 @@ void Encoder::property(pugi::xml_node parent, const broker::Property& property, 
 void Encoder::keyBinding(pugi::xml_node parent, const broker::Property& key) const {
     pugi::xml_node element = addElement(parent, "KEYBINDING");
     addAttribute(element, "NAME", key.name);
-    if (const ObjectPath* path = referenceOf(key.value)) return reference(element, *path);
+    if (const ObjectPath* path = broker::referenceOf(key.value)) return reference(element, *path);
     pugi::xml_node value = addText(element, "KEYVALUE", key.value.null ? "" : broker::toString(key.value));
     addAttribute(value, "VALUETYPE", valueTypeOf(key.value));
     addAttribute(value, "TYPE", broker::typeName(key.value.type));
