@@ -214,6 +214,8 @@ struct HttpServer::State {
     }
 
     bool finish(std::chrono::milliseconds patience) {
+        // The socket is ours to close then, which it can be only once.
+        std::call_once(listeningEnded, [this] { const Socket socket(MHD_quiesce_daemon(daemon)); });
         std::unique_lock lock(mutex);
         finishing = true;
         ended.wait_for(lock, patience, [&] { return handling == 0 && sending == 0; });
@@ -224,6 +226,7 @@ struct HttpServer::State {
     const Handler handler;
     MHD_Daemon* daemon = nullptr;
     std::uint16_t port = 0;
+    std::once_flag listeningEnded;
     std::mutex mutex;
     std::condition_variable ended;
     bool finishing = false;
@@ -247,7 +250,6 @@ std::string HttpServer::place() const {
 }
 
 bool HttpServer::finish(std::chrono::milliseconds patience) {
-    const Socket socket(MHD_quiesce_daemon(state_->daemon));
     return state_->finish(patience);
 }
 

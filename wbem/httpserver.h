@@ -43,7 +43,8 @@ class HttpServer {
     /**
      * Takes no more connections, and no more requests on those that there are: what has not come whole by now is not
      * waited for. Returns when all other requests have got their answers, or after that time. False: handlers are still
-     * busy. True although clients do not read their answers, which are lost with the server then.
+     * busy; it may be called again. True although clients do not read their answers, which are lost with the server
+     * then.
      */
     bool finish(std::chrono::milliseconds patience);
 

@@ -276,7 +276,9 @@ TEST_F(Http, RequestsUnderWayAreFinishedAndNoMoreAreTaken) {
     std::thread client([&] { expectAlive(); });
     ASSERT_TRUE(inside.pass());
     EXPECT_FALSE(server->finish(milliseconds(50)));
+    std::FILE* heir = std::tmpfile();  // gets the number of the socket that the server listened at
     EXPECT_TRUE(server->finish(seconds(10)));
+    EXPECT_EQ(std::fclose(heir), 0);
     client.join();
     EXPECT_THROW(Connection{port()}, std::system_error);
 }
