@@ -28,30 +28,28 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{10};  // with requests under way, once the server is to end
 
-/** The signals that end the server. Threads that are started while it lives do not see them. */
+/**
+ * The signals that end the server. Neither this thread nor those that it starts see them from then on, also not a
+ * second one: timeout(1), for one, signals its command and then the command's process group.
+ */
 class EndSignals {
  public:
     EndSignals() {
         sigemptyset(&signals_);
         sigaddset(&signals_, SIGINT);
         sigaddset(&signals_, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals_, &before_);
+        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }
-    ~EndSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
 
-    /** Returns when the first has come. The next one ends the program. */
+    /** Returns when one has come. */
     void wait() const {
         int signal = 0;
         while (sigwait(&signals_, &signal) != 0) {
         }
-        pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
     }
 
  private:
     sigset_t signals_{};
-    sigset_t before_{};
 };
 
 bool isLoopback(const std::string& address) {

@@ -14,9 +14,9 @@ struct ServerOptions {
 };
 
 /**
- * Serves the provider as a WBEM server until SIGINT or SIGTERM comes; a second one ends the program at once. "Listening
- * on http://ADDRESS:PORT" on standard output tells that it may be asked. What the provider writes to standard output is
- * part of the trace. kErrorStatus: requests were still under way seconds after the signal.
+ * Serves the provider as a WBEM server until SIGINT or SIGTERM comes, which stay blocked afterwards: the program is to
+ * end then. "Listening on http://ADDRESS:PORT" on standard output tells that it may be asked. What the provider writes
+ * to standard output is part of the trace. kErrorStatus: requests were still under way seconds after the signal.
  */
 ExitCode serve(const Settings& settings, const ServerOptions& options);
 
