@@ -222,7 +222,10 @@ Bytes Bmc::read(const Bytes& request) {
     const std::size_t count = std::min(wanted, end - offset);
     Bytes answer = header(kOk);
     append(answer, count, 2);
-    for (std::size_t i = offset; i < offset + count; ++i) answer.push_back(i < content.size() ? content[i] : 0);
+    const auto from = content.begin() + static_cast<std::ptrdiff_t>(std::min(offset, content.size()));
+    const auto to = content.begin() + static_cast<std::ptrdiff_t>(std::min(offset + count, content.size()));
+    answer.insert(answer.end(), from, to);
+    answer.resize(kHeader + 2 + count, 0);
     return answer;
 }
 
