@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-#include "broker/names.h"
 #include "broker/objects.h"
 #include "broker/slots.h"
+#include "text/names.h"
 
 namespace broker {
 
@@ -95,18 +95,18 @@ Object* Core::find(const void* handle) const {
 
 void Core::declareClass(const std::string& className, const Declarations& properties) {
     const std::lock_guard lock(mutex_);
-    classes_[foldedName(className)] = properties;
+    classes_[text::foldedName(className)] = properties;
 }
 
 Core::Declarations Core::declared(const std::string& className) const {
     const std::lock_guard lock(mutex_);
-    const auto found = classes_.find(foldedName(className));
+    const auto found = classes_.find(text::foldedName(className));
     return found == classes_.end() ? Declarations() : found->second;
 }
 
 void Core::setUpcallAnswer(const std::string& className, UpcallAnswer answer) {
     const std::lock_guard lock(mutex_);
-    answers_[foldedName(className)] = std::move(answer);
+    answers_[text::foldedName(className)] = std::move(answer);
 }
 
 void Core::clearUpcallAnswers() {
@@ -116,7 +116,7 @@ void Core::clearUpcallAnswers() {
 
 std::optional<UpcallAnswer> Core::upcallAnswer(const std::string& className) const {
     const std::lock_guard lock(mutex_);
-    const auto found = answers_.find(foldedName(className));
+    const auto found = answers_.find(text::foldedName(className));
     return found == answers_.end() ? std::nullopt : std::optional(found->second);
 }
 

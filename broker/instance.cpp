@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "broker/convert.h"
-#include "broker/names.h"
 #include "broker/objects.h"
 #include "broker/slots.h"
+#include "text/names.h"
 
 namespace broker {
 
@@ -44,7 +44,7 @@ CMPICount getPropertyCount(const CMPIInstance* self, CMPIStatus* rc) {
 bool passes(const InstanceData& data, const std::string& name) {
     if (!data.filter || data.instance.path.key(name) != nullptr) return true;
     return std::any_of(data.filter->begin(), data.filter->end(),
-                       [&](const std::string& wanted) { return sameName(wanted, name); });
+                       [&](const std::string& wanted) { return text::sameName(wanted, name); });
 }
 
 CMPIStatus setProperty(const CMPIInstance* self, const char* name, const CMPIValue* value, CMPIType type) {

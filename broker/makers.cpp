@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "broker/convert.h"
-#include "broker/names.h"
 #include "broker/objects.h"
 #include "broker/slots.h"
+#include "text/names.h"
 
 namespace broker {
 
@@ -89,7 +89,7 @@ CMPIBoolean classPathIsA(const CMPIBroker* broker, const CMPIObjectPath* path, c
     if (const auto fault = core.enter("eft.classPathIsA", className)) return failed<CMPIBoolean>(rc, *fault);
     if (path == nullptr || className == nullptr) return failed<CMPIBoolean>(rc, CMPI_RC_ERR_INVALID_PARAMETER);
     setStatus(rc, CMPI_RC_OK);
-    return sameName(PathObject::of(path).data.path.className, className) ? 1 : 0;
+    return text::sameName(PathObject::of(path).data.path.className, className) ? 1 : 0;
 }
 
 CMPIString* objectText(const CMPIBroker* broker, const void* object, CMPIStatus* rc) {

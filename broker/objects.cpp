@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "broker/convert.h"
-#include "broker/names.h"
+#include "text/names.h"
 
 namespace broker {
 
@@ -17,7 +17,7 @@ namespace {
 template <class Properties>
 auto findIn(Properties& properties, const std::string& name) {
     return std::find_if(properties.begin(), properties.end(),
-                        [&](const Property& property) { return sameName(property.name, name); });
+                        [&](const Property& property) { return text::sameName(property.name, name); });
 }
 
 }  // namespace

@@ -2,21 +2,14 @@
 #include <stdexcept>
 
 #include "broker/broker.h"
-#include "broker/names.h"
+#include "text/ascii.h"
+#include "text/names.h"
 
 namespace broker {
 
 namespace {
 
 constexpr const char* defaultNameSpace = "root/kavix";
-
-bool isLetter(char letter) {
-    return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') || letter == '_';
-}
-
-bool isDigit(char letter) {
-    return letter >= '0' && letter <= '9';
-}
 
 class Parser {
  public:
@@ -69,8 +62,8 @@ class Parser {
 
     std::string name(const std::string& what) {
         const std::size_t begin = position_;
-        if (!at(isLetter)) fail(what + " expected");
-        while (at(isLetter) || at(isDigit)) ++position_;
+        if (!at(text::isLetter)) fail(what + " expected");
+        while (at(text::isLetter) || at(text::isDigit)) ++position_;
         return text_.substr(begin, position_ - begin);
     }
 
@@ -79,8 +72,9 @@ class Parser {
         const std::size_t begin = position_;
         while (!atEnd() && text_[position_] != ',') ++position_;
         const std::string word = text_.substr(begin, position_ - begin);
-        if (sameName(word, "TRUE") || sameName(word, "FALSE")) return Value::boolean(sameName(word, "TRUE"));
-        if (sameName(word, "NULL")) return Value::nothing(CMPI_string);
+        if (text::sameName(word, "TRUE") || text::sameName(word, "FALSE"))
+            return Value::boolean(text::sameName(word, "TRUE"));
+        if (text::sameName(word, "NULL")) return Value::nothing(CMPI_string);
         position_ = begin;
         Value result = number(word);
         position_ += word.size();

@@ -4,6 +4,9 @@
 
 #include <cstdint>
 #include <sstream>
+#include <string_view>
+
+#include "text/utf8.h"
 
 namespace cimhost {
 
@@ -11,75 +14,37 @@ namespace {
 
 constexpr const char* kEllipsis = "...";
 
-unsigned byteAt(const std::string& text, std::size_t position) {
-    return static_cast<unsigned char>(text[position]);
-}
-
-bool isContinuation(unsigned byte) {
-    return (byte & 0xC0U) == 0x80U;
-}
-
-/** One piece of a text: a code point of `length` bytes, or a single byte that does not begin one. */
-struct Piece {
-    std::size_t length = 1;
-    bool valid = false;
-    std::uint32_t codePoint = 0;
-};
-
-/** The bytes that a sequence with this first byte has; 0 when none begins so. */
-std::size_t sequenceLength(unsigned first) {
-    if (first < 0x80) return 1;
-    if (first >= 0xC2 && first < 0xE0) return 2;
-    if (first >= 0xE0 && first < 0xF0) return 3;
-    return first >= 0xF0 && first < 0xF5 ? 4 : 0;
-}
-
-bool isScalar(std::uint32_t codePoint, std::size_t length) {
-    constexpr std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool surrogate = codePoint >= 0xD800 && codePoint < 0xE000;
-    return codePoint >= smallest[length] && codePoint <= 0x10FFFF && !surrogate;
-}
-
-Piece pieceAt(const std::string& text, std::size_t position) {
-    const unsigned first = byteAt(text, position);
-    const std::size_t length = sequenceLength(first);
-    if (length == 0 || length > text.size() - position) return {};
-    std::uint32_t codePoint = length == 1 ? first : first & (0x7FU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        const unsigned next = byteAt(text, position + i);
-        if (!isContinuation(next)) return {};
-        codePoint = codePoint << 6U | (next & 0x3FU);
-    }
-    return isScalar(codePoint, length) ? Piece{length, true, codePoint} : Piece{};
+std::uint32_t byteOf(char character) {
+    return static_cast<unsigned char>(character);
 }
 
 /** C0, DEL, C1, and the two Unicode line ends. */
-bool isControl(std::uint32_t codePoint) {
+bool isControl(char32_t codePoint) {
     return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0) || codePoint == 0x2028 || codePoint == 0x2029;
 }
 
 /** Pieces that may be shown are taken over; `escape` writes the others, one call for each. */
 template <class Escape>
 std::string escaped(const std::string& bytes, Escape escape) {
-    std::string text;
-    for (std::size_t position = 0; position < bytes.size();) {
-        const Piece piece = pieceAt(bytes, position);
-        const std::string original = bytes.substr(position, piece.length);
-        text += piece.valid && !isControl(piece.codePoint) ? original : escape(piece, original);
-        position += piece.length;
+    std::string result;
+    for (std::string_view rest = bytes; !rest.empty();) {
+        const text::Piece piece = text::firstPiece(rest);
+        const std::string original(rest.substr(0, piece.length));
+        result += piece.valid && !isControl(piece.codePoint) ? original : escape(piece, original);
+        rest.remove_prefix(piece.length);
     }
-    return text;
+    return result;
 }
 
 /** The byte offset behind the first `columns` columns. */
 std::size_t offsetOf(const std::string& text, std::size_t columns) {
-    std::size_t offset = 0;
-    for (; columns > 0 && offset < text.size(); --columns) offset += pieceAt(text, offset).length;
-    return offset;
+    std::string_view rest = text;
+    for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(text::firstPiece(rest).length);
+    return text.size() - rest.size();
 }
 
-std::string mofEscape(const Piece& piece, const std::string& original) {
-    switch (piece.valid ? piece.codePoint : 0) {
+std::string mofEscape(const text::Piece& piece, const std::string& original) {
+    switch (piece.codePoint) {
         case '\b':
             return "\\b";
         case '\t':
@@ -91,23 +56,23 @@ std::string mofEscape(const Piece& piece, const std::string& original) {
         case '\r':
             return "\\r";
         default:
-            return fmt::format("\\x{:04X}", piece.valid ? piece.codePoint : byteAt(original, 0));
+            return fmt::format("\\x{:04X}", piece.valid ? std::uint32_t{piece.codePoint} : byteOf(original.front()));
     }
 }
 
 }  // namespace
 
 std::string printable(const std::string& bytes) {
-    return escaped(bytes, [](const Piece&, const std::string& original) {
-        std::string text;
-        for (std::size_t i = 0; i < original.size(); ++i) text += fmt::format("\\x{:02x}", byteAt(original, i));
-        return text;
+    return escaped(bytes, [](const text::Piece&, const std::string& original) {
+        std::string escapes;
+        for (const char each : original) escapes += fmt::format("\\x{:02x}", byteOf(each));
+        return escapes;
     });
 }
 
 std::size_t columnsOf(const std::string& text) {
     std::size_t columns = 0;
-    for (std::size_t offset = 0; offset < text.size(); ++columns) offset += pieceAt(text, offset).length;
+    for (std::string_view rest = text; !rest.empty(); ++columns) rest.remove_prefix(text::firstPiece(rest).length);
     return columns;
 }
 

@@ -1,7 +1,5 @@
 #include "mof/lexer.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -9,45 +7,16 @@
 #include <regex>
 #include <string_view>
 
+#include "text/ascii.h"
+#include "text/names.h"
+#include "text/utf8.h"
+
 namespace mof {
 
 namespace {
 
-// Character classes of the grammar, free of the process's locale.
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool isLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-}
-
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 bool isControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-}
-
-/** The length of the UTF-8 sequence at the start of the text, 0 for none. */
-std::size_t sequenceLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : '\0'); };
-    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0U) == 0x80; };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) return 1;
-    if (lead >= 0xC2 && lead <= 0xDF) return continues(1) ? 2 : 0;
-    if (lead >= 0xE0 && lead <= 0xEF) {
-        const bool tooShort = lead == 0xE0 && byte(1) < 0xA0;
-        const bool surrogate = lead == 0xED && byte(1) >= 0xA0;
-        return continues(1) && continues(2) && !tooShort && !surrogate ? 3 : 0;
-    }
-    if (lead >= 0xF0 && lead <= 0xF4) {
-        const bool tooShort = lead == 0xF0 && byte(1) < 0x90;
-        const bool beyond = lead == 0xF4 && byte(1) >= 0x90;
-        return continues(1) && continues(2) && continues(3) && !tooShort && !beyond ? 4 : 0;
-    }
-    return 0;
 }
 
 /** A code point below 10000h in UTF-8. */
@@ -60,16 +29,12 @@ std::string utf8(std::uint32_t codePoint) {
 
 }  // namespace
 
-bool sameName(const std::string& left, const std::string& right) {
-    return left.size() == right.size() && strcasecmp(left.c_str(), right.c_str()) == 0;
-}
-
 void fail(const Source& source, std::size_t line, const std::string& what) {
     throw Error(source.name + ":" + std::to_string(line) + ": " + what);
 }
 
 bool Token::isWord(const char* word) const {
-    return kind == TokenKind::identifier && sameName(text, word);
+    return kind == TokenKind::identifier && text::sameName(text, word);
 }
 
 std::string Token::shown() const {
@@ -80,10 +45,10 @@ std::string Token::shown() const {
 Lexer::Lexer(const Source& source) : source_(source), text_(source.text) {
     std::size_t line = 1;
     for (std::string_view rest = text_; !rest.empty();) {
-        const std::size_t length = sequenceLength(rest);
-        if (length == 0) fail(source_, line, "the text is no UTF-8");
+        const text::Piece piece = text::firstPiece(rest);
+        if (!piece.valid) fail(source_, line, "the text is no UTF-8");
         if (rest.front() == '\n') ++line;
-        rest.remove_prefix(length);
+        rest.remove_prefix(piece.length);
     }
 }
 
@@ -96,7 +61,7 @@ Token Lexer::next() {
     skipBlanks();
     if (place_ >= text_.size()) return {TokenKind::end, "the end of the text", line_};
     const char c = at();
-    if (isLetter(c)) return identifier(TokenKind::identifier);
+    if (text::isLetter(c)) return identifier(TokenKind::identifier);
     if (startsNumber()) return number();
     if (c == '"') return string();
     if (c == '\'') return character();
@@ -111,7 +76,7 @@ Token Lexer::next() {
 
 bool Lexer::startsNumber() const {
     const std::size_t digits = at() == '+' || at() == '-' ? 1 : 0;
-    return isDigit(at(digits)) || (at(digits) == '.' && isDigit(at(digits + 1)));
+    return text::isDigit(at(digits)) || (at(digits) == '.' && text::isDigit(at(digits + 1)));
 }
 
 void Lexer::skipBlanks() {
@@ -146,7 +111,7 @@ void Lexer::skipComment() {
 Token Lexer::identifier(TokenKind kind) {
     constexpr std::size_t kMostCharacters = 255;
     const std::size_t begin = place_++;
-    while (isLetter(at()) || isDigit(at())) ++place_;
+    while (text::isLetter(at()) || text::isDigit(at())) ++place_;
     if (place_ - begin > kMostCharacters) fail(source_, line_, "a name of more than 255 characters");
     return {kind, text_.substr(begin, place_ - begin), line_};
 }
@@ -157,7 +122,7 @@ Token Lexer::number() {
     const auto exponentSign = [&] {
         return (at() == '+' || at() == '-') && (text_[place_ - 1] == 'e' || text_[place_ - 1] == 'E');
     };
-    while (isLetter(at()) || isDigit(at()) || at() == '.' || exponentSign()) ++place_;
+    while (text::isLetter(at()) || text::isDigit(at()) || at() == '.' || exponentSign()) ++place_;
     const std::string text = text_.substr(begin, place_ - begin);
     if (text.size() > kMostCharacters) fail(source_, line_, "a number of more than 80 characters");
 
@@ -176,8 +141,7 @@ Token Lexer::string() {
 Token Lexer::character() {
     const std::size_t line = line_;
     const std::string text = quoted('\'');
-    const std::size_t length = text.empty() ? 0 : sequenceLength(text);
-    if (length == 0 || length > 3 || length != text.size()) {
+    if (text.empty() || text.size() > 3 || text::firstPiece(text).length != text.size()) {
         fail(source_, line, "a character literal holds one character of 16 bits");
     }
     return {TokenKind::character, text, line};
@@ -214,7 +178,7 @@ std::string Lexer::escape() {
 /** One to four hexadecimal digits. */
 std::string Lexer::codePointEscape() {
     const std::size_t begin = ++place_;
-    while (place_ < begin + 4 && isHexDigit(at())) ++place_;
+    while (place_ < begin + 4 && text::isHexDigit(at())) ++place_;
     std::uint32_t codePoint = 0;
     std::from_chars(text_.data() + begin, text_.data() + place_, codePoint, 16);
     const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;

@@ -22,9 +22,6 @@ struct Token {
     bool isWord(const char* word) const;
 };
 
-/** Names, keywords and qualifier names are equal whatever their letter case. */
-bool sameName(const std::string& left, const std::string& right);
-
 /** Throws Error for that place. */
 [[noreturn]] void fail(const Source& source, std::size_t line, const std::string& what);
 

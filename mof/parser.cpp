@@ -7,6 +7,7 @@
 
 #include "mof/lexer.h"
 #include "mof/values.h"
+#include "text/names.h"
 
 namespace mof::syntax {
 
@@ -21,7 +22,7 @@ bool isReserved(const std::string& word) {
         "reference", "restricted", "schema",      "scope",    "tosubclass",      "translatable",
         "true",      "void"};
     const bool keyword =
-        std::any_of(kKeywords.begin(), kKeywords.end(), [&](auto* known) { return sameName(word, known); });
+        std::any_of(kKeywords.begin(), kKeywords.end(), [&](auto* known) { return text::sameName(word, known); });
     return keyword || typeNamed(word).has_value();
 }
 
@@ -125,7 +126,7 @@ std::vector<Declaration> Parser::declarations() {
 
 /** No pragma changes what is declared, but for the one that reads another file. */
 void Parser::directive() {
-    if (!sameName(token_.text, "#pragma")) failHere("unknown directive " + token_.text);
+    if (!text::sameName(token_.text, "#pragma")) failHere("unknown directive " + token_.text);
     advance();
     if (token_.isWord("include")) failHere("#pragma include is not supported");
     anyWord("a pragma's name");

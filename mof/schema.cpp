@@ -8,6 +8,7 @@
 #include "mof/lexer.h"
 #include "mof/parser.h"
 #include "mof/values.h"
+#include "text/names.h"
 
 namespace mof {
 
@@ -21,7 +22,8 @@ constexpr std::size_t kMostQualifiers = 512;   // that are declared
 
 template <typename Named>
 const Named* findNamed(const std::vector<Named>& all, const std::string& name) {
-    const auto found = std::find_if(all.begin(), all.end(), [&](const Named& one) { return sameName(one.name, name); });
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Named& one) { return text::sameName(one.name, name); });
     return found != all.end() ? &*found : nullptr;
 }
 
@@ -180,7 +182,7 @@ void Builder::addProperty(const syntax::Property& declaration, Class& owner) con
     if (reference) {
         if (property.array) failAt(variable.line, "the reference " + variable.name + " is an array");
         const Class* referred = findNamed(classes_, variable.referenceClass);
-        if (referred == nullptr && !sameName(variable.referenceClass, owner.name)) {
+        if (referred == nullptr && !text::sameName(variable.referenceClass, owner.name)) {
             failAt(variable.line, "the class " + variable.referenceClass + " that is referred to is not declared");
         }
         property.referenceClass = referred != nullptr ? referred->name : owner.name;
@@ -221,7 +223,7 @@ void Builder::checkAssociation(const syntax::ClassDeclaration& declaration, cons
         failAt(declaration.line, "the association " + declared.name + " derives from a class that is none");
     }
     const bool inherited = base != nullptr;
-    if (!inherited && !sameName(declaration.qualifiers.front().name, "Association")) {
+    if (!inherited && !text::sameName(declaration.qualifiers.front().name, "Association")) {
         failAt(declaration.line, "Association is not the first qualifier of " + declared.name);
     }
 }
@@ -229,8 +231,9 @@ void Builder::checkAssociation(const syntax::ClassDeclaration& declaration, cons
 void Builder::addQualifiers(const std::vector<syntax::Qualifier>& uses, std::vector<Qualifier>& qualifiers) const {
     for (std::size_t i = 0; i < uses.size(); ++i) {
         const auto previous = uses.begin() + static_cast<std::ptrdiff_t>(i);
-        const bool twice = std::any_of(
-            uses.begin(), previous, [&](const syntax::Qualifier& other) { return sameName(other.name, uses[i].name); });
+        const bool twice = std::any_of(uses.begin(), previous, [&](const syntax::Qualifier& other) {
+            return text::sameName(other.name, uses[i].name);
+        });
         if (twice) failAt(uses[i].line, "the qualifier " + uses[i].name + " stands here twice");
         addQualifier(uses[i], qualifiers);
     }
@@ -245,7 +248,7 @@ void Builder::addQualifier(const syntax::Qualifier& use, std::vector<Qualifier>&
     qualifier.toSubclass = use.flavors.toSubclass.value_or(defaults.toSubclass);
     qualifier.translatable = use.flavors.translatable || defaults.translatable;
     const auto inherited = std::find_if(qualifiers.begin(), qualifiers.end(),
-                                        [&](const Qualifier& other) { return sameName(other.name, use.name); });
+                                        [&](const Qualifier& other) { return text::sameName(other.name, use.name); });
     if (inherited == qualifiers.end()) {
         qualifiers.push_back(std::move(qualifier));
         return;
@@ -340,7 +343,7 @@ const Class* Schema::find(const std::string& className) const {
 /** Superclasses stand before their subclasses: no chain of them is closed. */
 bool Schema::isA(const std::string& className, const std::string& ancestor) const {
     for (const Class* one = find(className); one != nullptr; one = find(one->superclass)) {
-        if (sameName(one->name, ancestor)) return true;
+        if (text::sameName(one->name, ancestor)) return true;
     }
     return false;
 }
@@ -348,8 +351,8 @@ bool Schema::isA(const std::string& className, const std::string& ancestor) cons
 std::vector<const Class*> Schema::subclasses(const std::string& className, bool deep) const {
     std::vector<const Class*> found;
     for (const Class& one : classes_) {
-        const bool below =
-            sameName(one.superclass, className) || (deep && (className.empty() || isA(one.superclass, className)));
+        const bool below = text::sameName(one.superclass, className) ||
+                           (deep && (className.empty() || isA(one.superclass, className)));
         if (below) found.push_back(&one);
     }
     return found;

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "mof/lexer.h"
+#include "text/names.h"
 
 namespace mof {
 
@@ -107,7 +108,7 @@ std::string typeName(Type type) {
 
 std::optional<Type> typeNamed(const std::string& name) {
     for (const NamedType& known : kTypes) {
-        if (known.type != Type::reference && sameName(known.name, name)) return known.type;
+        if (known.type != Type::reference && text::sameName(known.name, name)) return known.type;
     }
     return std::nullopt;
 }

@@ -1,8 +1,8 @@
-#include "broker/names.h"
+#include "text/names.h"
 
 #include <algorithm>
 
-namespace broker {
+namespace text {
 
 namespace {
 
@@ -23,4 +23,4 @@ std::string foldedName(std::string_view name) {
     return result;
 }
 
-}  // namespace broker
+}  // namespace text

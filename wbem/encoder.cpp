@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "broker/matching.h"
-#include "broker/names.h"
+#include "text/names.h"
 #include "wbem/xml.h"
 
 namespace wbem {
@@ -21,7 +21,7 @@ bool wanted(const View& view, const std::string& property) {
     if (view.within != nullptr && view.within->property(property) == nullptr) return false;
     if (!view.properties) return true;
     return std::any_of(view.properties->begin(), view.properties->end(),
-                       [&](const std::string& name) { return broker::sameName(name, property); });
+                       [&](const std::string& name) { return text::sameName(name, property); });
 }
 
 const char* valueTypeOf(const Value& value) {

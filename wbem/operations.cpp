@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "broker/matching.h"
-#include "broker/names.h"
+#include "text/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/encoder.h"
 #include "wbem/parameters.h"
@@ -176,7 +176,7 @@ void deleteInstance(Operation& operation) {
 std::string queriedClass(const std::string& query) {
     std::istringstream words(query);
     std::string word;
-    while (words >> word && !broker::sameName(word, "from")) {
+    while (words >> word && !text::sameName(word, "from")) {
     }
     std::string name;
     words >> name;
@@ -319,7 +319,7 @@ constexpr Intrinsic kIntrinsics[] = {
 /** Methods of classes are not invoked: a provider of instances and associations has none. */
 const Intrinsic& supported(const Call& call) {
     for (const Intrinsic& each : kIntrinsics)
-        if (call.intrinsic && broker::sameName(each.name, call.method)) return each;
+        if (call.intrinsic && text::sameName(each.name, call.method)) return each;
     throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
 }
 
@@ -341,7 +341,7 @@ Operations::Operations(Broker& manager, const mof::Schema& schema, std::string n
 
 void Operations::perform(const Call& call, const std::string& host, pugi::xml_node response) const {
     const Intrinsic& intrinsic = supported(call);  // DSP0200 has this error come before all others
-    if (!broker::sameName(call.nameSpace, nameSpace_)) throw CimError(CMPI_RC_ERR_INVALID_NAMESPACE);
+    if (!text::sameName(call.nameSpace, nameSpace_)) throw CimError(CMPI_RC_ERR_INVALID_NAMESPACE);
     Operation operation{
         manager_, schema_, call.nameSpace, Parameters(call.element, call.nameSpace), Encoder(schema_, host), response};
     intrinsic.perform(operation);

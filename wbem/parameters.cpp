@@ -1,6 +1,6 @@
 #include "wbem/parameters.h"
 
-#include "broker/names.h"
+#include "text/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
 #include "wbem/values.h"
@@ -98,7 +98,7 @@ void Parameters::refuseOthers() const {
 pugi::xml_node Parameters::find(const char* name) {
     Parameter* found = nullptr;
     for (Parameter& parameter : parameters_) {
-        if (!broker::sameName(parameter.name, name)) continue;
+        if (!text::sameName(parameter.name, name)) continue;
         if (found != nullptr) throw invalidParameter(std::string("The parameter ") + name + " is there twice");
         found = &parameter;
     }

@@ -1,14 +1,14 @@
 #include "wbem/responder.h"
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
 
 #include "broker/matching.h"
-#include "broker/names.h"
+#include "text/ascii.h"
+#include "text/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
 #include "wbem/protocolerror.h"
@@ -23,7 +23,7 @@ constexpr const char* kExtension = "http://www.dmtf.org/cim/mapping/http/v1.0"; 
 
 std::optional<std::string> header(const Headers& headers, const std::string& name) {
     for (const auto& [each, value] : headers)
-        if (broker::sameName(each, name)) return value;
+        if (text::sameName(each, name)) return value;
     return std::nullopt;
 }
 
@@ -45,7 +45,7 @@ std::vector<std::string> parts(const std::string& text, char separator) {
 std::optional<std::string> headerParameter(const std::vector<std::string>& headerParts, const std::string& name) {
     for (const std::string& part : headerParts) {
         const auto equals = part.find('=');
-        if (equals != std::string::npos && broker::sameName(trimmed(part.substr(0, equals)), name))
+        if (equals != std::string::npos && text::sameName(trimmed(part.substr(0, equals)), name))
             return trimmed(part.substr(equals + 1));
     }
     return std::nullopt;
@@ -53,7 +53,7 @@ std::optional<std::string> headerParameter(const std::vector<std::string>& heade
 
 bool oneOf(const std::string& text, std::initializer_list<const char*> choices) {
     return std::any_of(choices.begin(), choices.end(),
-                       [&](const char* choice) { return broker::sameName(text, choice); });
+                       [&](const char* choice) { return text::sameName(text, choice); });
 }
 
 ProtocolError httpError(unsigned status, const std::string& what) {
@@ -63,7 +63,7 @@ ProtocolError httpError(unsigned status, const std::string& what) {
 std::optional<unsigned char> hexByte(const std::string& text, std::size_t place) {
     unsigned byte = 0;
     for (std::size_t i = place; i < place + 2; ++i) {
-        if (i >= text.size() || std::isxdigit(static_cast<unsigned char>(text[i])) == 0) return std::nullopt;
+        if (i >= text.size() || !text::isHexDigit(text[i])) return std::nullopt;
         byte = byte * 16 + static_cast<unsigned>(std::stoi(text.substr(i, 1), nullptr, 16));
     }
     return static_cast<unsigned char>(byte);
@@ -136,7 +136,7 @@ void checkAccepted(const Headers& headers) {
 
 void checkOperationHeaders(const Headers& headers, const std::string& prefix) {
     const std::string operation = header(headers, prefix + "CIMOperation").value_or("");
-    if (!broker::sameName(operation, "MethodCall"))
+    if (!text::sameName(operation, "MethodCall"))
         throw ProtocolError(400, "unsupported-operation", "CIMOperation has to be MethodCall");
     if (header(headers, prefix + "CIMBatch"))
         throw ProtocolError(501, "multiple-requests-unsupported", "a message may hold one request only");
@@ -155,12 +155,12 @@ broker::ObjectPath targetOf(const Call& call) {
 }
 
 bool namesTarget(const std::string& text, const Call& call) {
-    if (call.intrinsic) return broker::sameName(text, call.nameSpace);
+    if (call.intrinsic) return text::sameName(text, call.nameSpace);
     try {
         const broker::ObjectPath told = broker::parseObjectPath(text);
         const broker::ObjectPath target = targetOf(call);
-        return broker::sameName(told.nameSpace, target.nameSpace) &&
-               broker::sameName(told.className, target.className) && broker::sameObject(told, target);
+        return text::sameName(told.nameSpace, target.nameSpace) && text::sameName(told.className, target.className) &&
+               broker::sameObject(told, target);
     } catch (const std::invalid_argument&) {
         return false;
     }
@@ -168,7 +168,7 @@ bool namesTarget(const std::string& text, const Call& call) {
 
 void checkHeadersAgree(const Headers& headers, const std::string& prefix, const Call& call) {
     const auto method = header(headers, prefix + "CIMMethod");
-    if (!method || !broker::sameName(unescaped(*method), call.method))
+    if (!method || !text::sameName(unescaped(*method), call.method))
         throw ProtocolError(400, "header-mismatch", "CIMMethod is not the method of the message");
     const auto object = header(headers, prefix + "CIMObject");
     if (!object || !namesTarget(unescaped(*object), call))

@@ -5,7 +5,7 @@
 #include <limits>
 #include <string_view>
 
-#include "broker/names.h"
+#include "text/names.h"
 
 namespace wbem {
 
@@ -90,8 +90,8 @@ std::optional<CMPIType> typeNamed(const std::string& name) {
 
 std::optional<bool> readBoolean(const std::string& text) {
     const std::string_view word = trimmed(text);
-    if (broker::sameName(word, "true")) return true;
-    if (broker::sameName(word, "false")) return false;
+    if (text::sameName(word, "true")) return true;
+    if (text::sameName(word, "false")) return false;
     return std::nullopt;
 }
 

@@ -7,8 +7,10 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
+#include "text/utf8.h"
 #include "wbem/protocolerror.h"
 
 namespace wbem {
@@ -100,32 +102,10 @@ class TreeBuilder {
     std::optional<std::string> refusal_;
 };
 
-/** How many bytes of UTF-8 a first byte announces; 0: it is no first byte. */
-std::size_t sequenceLength(unsigned char first) {
-    if (first < 0x80) return 1;
-    if (first >= 0xc2 && first < 0xe0) return 2;
-    if (first >= 0xe0 && first < 0xf0) return 3;
-    return first >= 0xf0 && first < 0xf5 ? 4 : 0;
-}
-
-bool allowedInXml(char32_t code) {
-    if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
-    return (code < 0xd800 || code > 0xdfff) && code != 0xfffe && code != 0xffff && code <= 0x10ffff;
-}
-
-/** The length of the character at a place, if it is one that XML allows; else 0. */
-std::size_t characterAt(const std::string& bytes, std::size_t place) {
-    const auto first = static_cast<unsigned char>(bytes[place]);
-    const std::size_t length = sequenceLength(first);
-    if (length == 0 || place + length > bytes.size()) return 0;
-    char32_t code = length == 1 ? first : first & (0x7fU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        const auto next = static_cast<unsigned char>(bytes[place + i]);
-        if ((next & 0xc0U) != 0x80) return 0;
-        code = code << 6 | (next & 0x3fU);
-    }
-    const bool shortestForm = length < 3 || code >= (length == 3 ? 0x800U : 0x10000U);
-    return shortestForm && allowedInXml(code) ? length : 0;
+bool allowedInXml(const text::Piece& piece) {
+    if (!piece.valid) return false;
+    if (piece.codePoint < 0x20) return piece.codePoint == '\t' || piece.codePoint == '\n' || piece.codePoint == '\r';
+    return piece.codePoint != 0xfffe && piece.codePoint != 0xffff;
 }
 
 }  // namespace
@@ -150,14 +130,17 @@ std::string toText(const pugi::xml_document& document) {
 }
 
 std::string xmlText(const std::string& bytes) {
-    std::string text;
-    text.reserve(bytes.size());
-    for (std::size_t place = 0; place < bytes.size();) {
-        const std::size_t length = characterAt(bytes, place);
-        text += length == 0 ? "\xef\xbf\xbd" : bytes.substr(place, length);
-        place += length == 0 ? 1 : length;
+    std::string result;
+    result.reserve(bytes.size());
+    for (std::string_view rest = bytes; !rest.empty();) {
+        const text::Piece piece = text::firstPiece(rest);
+        if (allowedInXml(piece))
+            result += rest.substr(0, piece.length);
+        else
+            result += "\xef\xbf\xbd";
+        rest.remove_prefix(piece.length);
     }
-    return text;
+    return result;
 }
 
 pugi::xml_node addElement(pugi::xml_node parent, const char* name) {

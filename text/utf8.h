@@ -1,0 +1,21 @@
+#ifndef PCIINFO_TEXT_UTF8_H
+#define PCIINFO_TEXT_UTF8_H
+
+#include <cstddef>
+#include <string_view>
+
+namespace text {
+
+/** A character of 1 to 4 bytes, or a single byte that begins none, as overlong forms and surrogates do not. */
+struct Piece {
+    std::size_t length = 1;
+    bool valid = false;
+    char32_t codePoint = 0;  // 0 where not valid
+};
+
+/** What is at the start of a text, which may not be empty, read as UTF-8. */
+Piece firstPiece(std::string_view bytes);
+
+}  // namespace text
+
+#endif
