@@ -163,6 +163,8 @@ bool namesTarget(const std::string& text, const Call& call) {
                broker::sameObject(told, target);
     } catch (const std::invalid_argument&) {
         return false;
+    } catch (const CimError&) {  // keys that make no path, which no text names
+        return false;
     }
 }
 

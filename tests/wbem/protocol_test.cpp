@@ -176,6 +176,17 @@ INSTANTIATE_TEST_SUITE_P(
                   "<IPARAMVALUE NAME=\"a\"><INSTANCENAME CLASSNAME=\"a\"><KEYVALUE/><KEYBINDING NAME=\"a\"><KEYVALUE/>"
                   "</KEYBINDING></INSTANCENAME></IPARAMVALUE></IMETHODCALL>",
                   400, kInvalid),
+        Row{"MethodOfAnInstanceWithoutKeyNames",
+            [](HttpRequest& request) {
+                set(request, "CIMMethod", "Reset");
+                set(request, "CIMObject", "root/kavix:QELTA_SystemSlot.Tag=\"System Slot 3\"");
+                request.body = client::envelope(
+                    "<SIMPLEREQ><METHODCALL NAME=\"Reset\"><LOCALINSTANCEPATH><LOCALNAMESPACEPATH>"
+                    "<NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"kavix\"/></LOCALNAMESPACEPATH>"
+                    "<INSTANCENAME CLASSNAME=\"QELTA_SystemSlot\"><KEYVALUE>System Slot 3</KEYVALUE></INSTANCENAME>"
+                    "</LOCALINSTANCEPATH></METHODCALL></SIMPLEREQ>");
+            },
+            400, "header-mismatch"},
         body("MultipleRequest", client::envelope("<MULTIREQ></MULTIREQ>"), 501, "multiple-requests-unsupported"),
         body("ExportRequest", client::envelope("<SIMPLEEXPREQ></SIMPLEEXPREQ>"), 400, kInvalid)),
     CaseName());
