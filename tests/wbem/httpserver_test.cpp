@@ -59,10 +59,10 @@ class Http : public testing::Test {
  protected:
     /** Starts the server; `before` is called with every request before it is answered. */
     void start(
-        const std::function<void()>& before = [] {}, unsigned connections = 64) {
+        const std::function<void()>& before = [] {}, unsigned connections = 64, seconds timeout = seconds(1)) {
         wbem::HttpOptions options;
         options.port = 0;
-        options.timeout = seconds(1);
+        options.timeout = timeout;
         options.bodyLimit = kLimit;
         options.connections = connections;
         server.emplace(options, [this, before](const wbem::HttpRequest& request) {
@@ -254,7 +254,7 @@ TEST_F(Http, ClientsAreAnsweredSideBySideAndWithPatience) {
 }
 
 TEST_F(Http, MoreConnectionsThanAllowedAreTurnedAway) {
-    start([] {}, 2);
+    start([] {}, 2, seconds(60));  // both stay, however slow this machine is
     std::optional<Connection> first(port());
     const Connection second(port());
     EXPECT_EQ(ask(good()), "");
@@ -269,14 +269,16 @@ TEST_F(Http, MoreConnectionsThanAllowedAreTurnedAway) {
 
 TEST_F(Http, RequestsUnderWayAreFinishedAndNoMoreAreTaken) {
     Gate inside(2);
+    Gate released(2);
     start([&] {
         inside.pass();
-        std::this_thread::sleep_for(milliseconds(500));
+        released.pass();
     });
     std::thread client([&] { expectAlive(); });
-    ASSERT_TRUE(inside.pass());
+    EXPECT_TRUE(inside.pass());
     EXPECT_FALSE(server->finish(milliseconds(50)));
     std::FILE* heir = std::tmpfile();  // gets the number of the socket that the server listened at
+    EXPECT_TRUE(released.pass());
     EXPECT_TRUE(server->finish(seconds(10)));
     EXPECT_EQ(std::fclose(heir), 0);
     client.join();
