@@ -113,6 +113,17 @@ class Gets(EndToEnd):
                 answer = self.ask_about("gi", object_)
                 self.assertEqual(self.check(answer, False, ("get", object_["path"])), 1)
 
+    @unittest.skipUnless(EndToEnd.own_server, "some object managers give the first of all")
+    def test_a_view_gives_the_function_with_the_keys(self):
+        for class_name in VIEWS:
+            function = self.objects(class_name)[-1]
+            view = dict(function, path=function["path"].replace(function["class"], class_name, 1))
+            view["class"] = class_name
+            (_, properties), = self.ask_about("gi", view).instances()
+            (_, expected), = self.cimhost.instances("get", view["path"])
+            self.assertEqual(properties, expected)
+            self.assertIn(f'CreationClassName="{function["class"]}"', properties)
+
     def test_a_property_list_chooses_properties(self):
         slot = self.objects("QELTA_SystemSlot")[0]
         (_, properties), = self.ask_about("gi", slot, arguments=("SlotDesignation",)).instances()

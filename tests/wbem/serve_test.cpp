@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -115,6 +116,19 @@ TEST_F(Serve, SignalsThatFollowEachOtherAtOnceEndItCleanly) {
         for (int sent = 0; sent < 50; ++sent) program.signal(SIGTERM);
         EXPECT_EQ(program.end().exitCode, 0);
     }
+}
+
+TEST_F(Serve, ThePortIsTheOneOfCimOperationsUnlessAnotherIsNamed) {
+    // A loopback address of this process's own: servers of others may have the port.
+    const int process = getpid();
+    const std::string address = "127." + std::to_string(1 + process % 250) + "." + std::to_string(process / 250 % 250) +
+                                "." + std::to_string(1 + process / 62500 % 250);
+    RunningCimhost program({"serve", "--address", address, "--host", files.directory(), "--library", PROVIDER_LIBRARY});
+    EXPECT_EQ(program.firstLine(), "Listening on http://" + address + ":5988\n");
+    program.signal(SIGTERM);
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.err, IsEmpty());  // no warning: it is this machine's alone
 }
 
 TEST_F(Serve, WhatItCannotServeIsTold) {
