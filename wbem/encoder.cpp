@@ -159,7 +159,6 @@ void Encoder::keyBinding(pugi::xml_node parent, const broker::Property& key) con
     if (const ObjectPath* path = broker::referenceOf(key.value)) return reference(element, *path);
     pugi::xml_node value = addText(element, "KEYVALUE", key.value.null ? "" : broker::toString(key.value));
     addAttribute(value, "VALUETYPE", valueTypeOf(key.value));
-    addAttribute(value, "TYPE", broker::typeName(key.value.type));
 }
 
 /** Clients that show paths as text get along with the local form best. */

@@ -81,7 +81,10 @@ Instance instanceOf(const ObjectPath& path, pugi::xml_node element) {
     return instance;
 }
 
+/** An attribute TYPE came into being after the version of the DTD that answers announce. */
 ObjectPath nameOf(pugi::xml_node element) {
+    for (const pugi::xml_node binding : element.children("KEYBINDING"))
+        EXPECT_FALSE(binding.child("KEYVALUE").attribute("TYPE"));
     return wbem::readInstanceName(element, "root/kavix");
 }
 
