@@ -259,6 +259,21 @@ TEST(Schema, DescribesEveryClassAndPropertyAndNamesCodesInOrder) {
     }
 }
 
+/** Older clients know the one qualifier, newer ones the other. */
+TEST(Schema, TellsUnitsInBothForms) {
+    std::map<std::string, std::string> units;
+    for (const mof::Class& one : declared().classes())
+        for (const mof::Property& property : one.properties) {
+            const std::vector<std::string> words = valuesOf(property, "Units");
+            const std::vector<std::string> program = valuesOf(property, "PUnit");
+            ASSERT_EQ(words.size(), program.size()) << one.name << '.' << property.name;
+            if (!words.empty()) units[property.name] = words[0] + " is " + program[0];
+        }
+    const std::map<std::string, std::string> expected{
+        {"MEMAddress", "256 Bytes is byte * 2^8"}, {"MEMLength", "Bytes is byte"}, {"IOLength", "Bytes is byte"}};
+    EXPECT_EQ(units, expected);
+}
+
 TEST(Schema, NamesTheCodesOfSlotsAsDmidecodeDoes) {
     using Slot = testsupport::Slot;
     const std::string slot = tPCIInfo::kSystemSlotClass;
