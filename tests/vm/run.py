@@ -2,6 +2,7 @@
 
 import io
 import re
+import signal
 import subprocess
 import tarfile
 import time
@@ -12,7 +13,8 @@ import machine
 END_OF_RUN = 33    # QEMU's exit status for 0 of the machine; its own is 1 where it does not start
 SOCKET = "bmc.sock"    # relative, as the path of a unix socket may not be long
 SOCKET_SECONDS = 10
-STOP_SECONDS = 10
+KILL_SECONDS = 5    # between the order to end and the end by force
+STOP_SECONDS = 2 * KILL_SECONDS
 SPARE_SECONDS = 30    # after which machine and BMC end by themselves, should nobody be left to end them
 
 
@@ -51,10 +53,11 @@ class Vm:
         if self.bmc_program is not None:
             self.start_bmc(profiles)
         command = machine.qemu(kernel, image, self.mode, self.folder, SOCKET if self.bmc_program else None)
+        limit = ["timeout", f"--kill-after={KILL_SECONDS}", str(self.seconds + SPARE_SECONDS)]
         self.started = time.monotonic()
         with open(self.folder / "qemu.log", "wb") as log:
-            self.machine = subprocess.Popen(["timeout", str(self.seconds + SPARE_SECONDS), *command], cwd=self.folder,
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+            self.machine = subprocess.Popen([*limit, *command], cwd=self.folder, stdin=subprocess.DEVNULL, stdout=log,
+                                            stderr=log)
 
     def start_bmc(self, profiles):
         with open(self.folder / "bmc.error", "wb") as errors:
@@ -75,6 +78,10 @@ class Vm:
             status = None
         console_file = self.folder / "console.log"
         console = console_file.read_text(errors="replace") if console_file.exists() else ""
+        # One that reached its own limit did so behind its machine's end, while others were waited for.
+        if self.bmc is not None and self.bmc.poll() not in (None, -signal.SIGALRM):
+            raise Failed(f"the BMC of the machine '{self.mode}' ended with {self.bmc.returncode}: "
+                         + (self.folder / "bmc.error").read_text(errors="replace"))
         if status is None:
             raise Failed(f"the machine '{self.mode}' hung for {self.seconds} s in: {last_mark(console)}\n"
                          + console[-2000:])
