@@ -45,8 +45,9 @@ def download_kernel(cache):
     unfinished = cache / "unfinished"
     shutil.rmtree(unfinished, ignore_errors=True)
     unfinished.mkdir(parents=True)
-    subprocess.run(["apt-get", "download", "--quiet=2", package], cwd=unfinished, check=True, timeout=DOWNLOAD_SECONDS,
-                   stderr=subprocess.DEVNULL)
+    # Its usual user may not write here, which it would warn of.
+    subprocess.run(["apt-get", "download", "--quiet=2", "--option=APT::Sandbox::User=root", package], cwd=unfinished,
+                   check=True, timeout=DOWNLOAD_SECONDS)
     package_file = next(unfinished.glob("*.deb"))
     unpack_kernel(package_file, unfinished)
     package_file.unlink()
@@ -115,6 +116,7 @@ class Image:
 
 def make_image(kernel, build, build32, folder):
     """The image's file. `build` and `build32` are the build trees of the programs of either width."""
+    os.umask(0o022)    # the machine's other users have to get at what is in it, too
     image = Image(folder / "root")
     image.add(HERE / "guest/init", "/init", 0o755)
     for script in (HERE / "guest").iterdir():
