@@ -162,6 +162,12 @@ def check_client(tally, folder, bits, expected_answers, sections):
     return lines
 
 
+def check_bare(tally, lines, sections):
+    """The loop past the provider exchanges what the provider does for a reading of the table."""
+    logged = [message for title, messages in sections if title == "bare" for message in messages]
+    check_transfers(tally, logged, sum(line["step"] == "bare" for line in lines), "bare loops")
+
+
 # --- faults ---
 
 class Fault(NamedTuple):
@@ -215,8 +221,10 @@ FAULTS = {
 
 
 def check_delivery(tally, line, facts, complete, where):
-    tally.equal("faults: deliveries", ([entry["path"] for entry in line["objects"]], line["status"]),
-                ([facts.slot_path(slot) for slot in facts.slots] if complete else [], "CMPI_RC_OK"), where)
+    """Every slot with all it has, or none, without an error."""
+    slots = [as_client_writes(facts.slot_instance(slot)) for slot in facts.slots]
+    tally.equal("faults: deliveries", (line["objects"], line["status"]), (slots if complete else [], "CMPI_RC_OK"),
+                where)
 
 
 def check_fault(tally, name, fault, lines, facts, during, afterwards):
@@ -243,6 +251,20 @@ def check_faults(tally, folder, facts, sections):
         check_fault(tally, name, fault, lines, facts, during, afterwards)
         report[name] = [(line, len(part)) for line, part in zip(requests_of(lines), (during, afterwards))]
     return report
+
+
+# The completion code that a program gets where the BMC does not answer, and after how many seconds at least.
+DRIVER_ANSWERS = (("silent BMC", [0xC3], 4.0), ("BMC goes while asked", [0xD2], 0.0), ("BMC is gone", [0xD2], 0.0))
+
+
+def check_driver_answers(tally, folder):
+    """What the driver hands over past the provider; returns [(case, the client's line)]."""
+    lines = [line for line in steps(folder / "client/answers") if line["step"] == "answer"]
+    tally.equal("faults: answers of the driver", [line["answer"] for line in lines],
+                [answer for _, answer, _ in DRIVER_ANSWERS], "in the BMC's place")
+    for line, (case, _, seconds) in zip(lines, DRIVER_ANSWERS):
+        tally.true("faults: time at least", line["seconds"] >= seconds, f"{case}: {line['seconds']}")
+    return [(case, line) for line, (case, _, _) in zip(lines, DRIVER_ANSWERS)]
 
 
 def check_other_place(tally, folder, facts, messages):

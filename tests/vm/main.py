@@ -72,6 +72,11 @@ def show_faults(faults):
     table("Faults", ("fault", "request", "seconds", "objects", "descriptors open", "messages to the BMC"), rows)
 
 
+def show_driver_answers(answers):
+    table("What the driver hands over in the BMC's place", ("case", "seconds", "answer"),
+          [(case, f"{line['seconds']:.2f}", bytes(line["answer"]).hex().upper() + "h") for case, line in answers])
+
+
 class Machine:
     """What was brought out of one machine."""
 
@@ -100,6 +105,7 @@ def check_requests(tally, machine):
 def check_times(tally, machine):
     answers = Answers(machine.facts)
     lines = {bits: check.check_client(tally, machine.results, bits, answers, machine.sections) for bits in (64, 32)}
+    check.check_bare(tally, lines[64] + lines[32], machine.sections)
     for bits in lines:
         show_timing(bits, lines[bits], answers)
 
@@ -107,6 +113,7 @@ def check_times(tally, machine):
 def check_faults(tally, machines):
     machine = machines["faults"]
     faults = check.check_faults(tally, machine.results, machine.facts, machine.sections)
+    show_driver_answers(check.check_driver_answers(tally, machine.results))
     faults["no rights"] = check.check_without_device(tally, machine.results, machine.facts, "no-rights")
     faults["/dev/ipmidev/0"] = check.check_other_place(tally, machine.results, machine.facts,
                                                        dict(machine.sections)["other-place"])

@@ -68,14 +68,16 @@ class Device {
     }
     /** The answer to a message; one without a completion code, or another one than 0, is a failure. */
     Bytes ask(const emulator::Request& request) {
-        Bytes answer = client_.exchange(request);
+        Bytes answer = exchange(request);
         if (answer.empty() || answer[0] != 0) fail("the BMC refuses a message or does not answer it");
         return answer;
     }
     bool answers(const emulator::Request& request) {
-        const Bytes answer = client_.exchange(request);
+        const Bytes answer = exchange(request);
         return !answer.empty() && answer[0] == 0;
     }
+    /** Whatever comes; empty when nothing does. */
+    Bytes exchange(const emulator::Request& request) { return client_.exchange(request); }
 
  private:
     IpmiClient client_;
@@ -112,6 +114,11 @@ Json awaitBmc(const std::string&) {
         std::this_thread::sleep_for(kPause);
     }
     return {};
+}
+
+/** What the message that opens the table is answered with, by the BMC or in its place. */
+Json answerToOpen(const std::string&) {
+    return {{"answer", Device().exchange(datastore::open(kTable))}};
 }
 
 /** The exchanges by which the provider fetches the table, and nothing but them. */
@@ -238,14 +245,10 @@ class Provider {
 
 Json perform(Provider& provider, const std::string& step) {
     using Verb = Json (*)(const std::string&);
-    static const std::map<std::string, Verb> kVerbs = {{"profile", selectProfile},
-                                                       {"desynchronise", desynchronise},
-                                                       {"mark", mark},
-                                                       {"await", awaitBmc},
-                                                       {"bare", bareTransfer},
-                                                       {"store", store},
-                                                       {"about", about},
-                                                       {"user", becomeUser}};
+    static const std::map<std::string, Verb> kVerbs = {
+        {"profile", selectProfile}, {"desynchronise", desynchronise}, {"mark", mark},   {"await", awaitBmc},
+        {"answer", answerToOpen},   {"bare", bareTransfer},           {"store", store}, {"about", about},
+        {"user", becomeUser}};
     using Request = Json (Provider::*)(const std::string&);
     static const std::map<std::string, Request> kRequests = {
         {"load", &Provider::load}, {"enumerate", &Provider::enumerate}, {"names", &Provider::names}};
