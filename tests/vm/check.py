@@ -90,9 +90,10 @@ def check_requests(tally, folder, expected_answers, log):
         check_transfers(tally, log.get(name, []), expected.transfers, name)
 
 
-def check_coverage(tally, folder, facts):
-    """Every operation was asked for every class, and every function and every slot for the other end."""
-    asked = [(file.stem, file.read_text().splitlines()) for file in (folder / "cim").glob("*.arguments")]
+def check_coverage(tally, folders, facts):
+    """Every operation was asked for every class in 64 bits, and every function and every slot for the other end."""
+    asked = [(file.stem, file.read_text().splitlines())
+             for folder in folders for file in (folder / "cim").glob("*.arguments") if "32-" not in file.stem]
     operations = {(arguments[0], re.match(r"(?:root/kavix:)?(\w*)", arguments[1])[1]) for _, arguments in asked}
     wanted = {(command, class_name) for command in ("enumerate", "names", "get") for class_name in CLASSES}
     wanted |= {(command, class_name) for command in ("associators", "associator-names", "references", "reference-names")
