@@ -206,11 +206,19 @@ class Provider {
  public:
     explicit Provider(std::string library) : library_(std::move(library)) {}
 
-    Json enumerate(const std::string& className) {
-        const broker::Response response = manager().enumerateInstances(pathOf(className));
-        Json objects = Json::array();
-        for (const broker::Instance& instance : response.instances) objects.push_back(json(instance));
-        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
+    Json enumerate(const std::string& className) { return json(manager().enumerateInstances(pathOf(className))); }
+    Json get(const std::string& path) { return json(manager().getInstance(broker::parseObjectPath(path))); }
+    Json associators(const std::string& path) { return json(manager().associators(broker::parseObjectPath(path), {})); }
+    Json slots(const std::string& path) {
+        broker::Filters filters;
+        filters.assocClass = kDeviceInSlot;
+        return json(manager().associators(broker::parseObjectPath(path), filters));
+    }
+    Json references(const std::string& path) { return json(manager().references(broker::parseObjectPath(path), {})); }
+    Json slotReferences(const std::string& path) {
+        broker::Filters filters;
+        filters.resultClass = kDeviceInSlot;
+        return json(manager().references(broker::parseObjectPath(path), filters));
     }
     Json names(const std::string& className) {
         const broker::Response response = manager().enumerateInstanceNames(pathOf(className));
@@ -224,7 +232,14 @@ class Provider {
     }
 
  private:
+    static constexpr const char* kDeviceInSlot = "QELTA_DeviceInSlot";
+
     static broker::ObjectPath pathOf(const std::string& className) { return {"root/kavix", className, {}}; }
+    static Json json(const broker::Response& response) {
+        Json objects = Json::array();
+        for (const broker::Instance& instance : response.instances) objects.push_back(json(instance));
+        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
+    }
     static Json json(const broker::Instance& instance) {
         Json object = {{"path", broker::toString(instance.path)}};
         for (const broker::Property& property : instance.properties)
@@ -250,8 +265,14 @@ Json perform(Provider& provider, const std::string& step) {
         {"answer", answerToOpen},   {"bare", bareTransfer},           {"store", store}, {"about", about},
         {"user", becomeUser}};
     using Request = Json (Provider::*)(const std::string&);
-    static const std::map<std::string, Request> kRequests = {
-        {"load", &Provider::load}, {"enumerate", &Provider::enumerate}, {"names", &Provider::names}};
+    static const std::map<std::string, Request> kRequests = {{"load", &Provider::load},
+                                                             {"enumerate", &Provider::enumerate},
+                                                             {"names", &Provider::names},
+                                                             {"get", &Provider::get},
+                                                             {"associators", &Provider::associators},
+                                                             {"slots", &Provider::slots},
+                                                             {"references", &Provider::references},
+                                                             {"slot-references", &Provider::slotReferences}};
 
     const std::size_t equals = std::min(step.find('='), step.size());
     const std::string verb = step.substr(0, equals);
