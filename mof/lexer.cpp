@@ -19,14 +19,6 @@ bool isControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-/** A code point below 10000h in UTF-8. */
-std::string utf8(std::uint32_t codePoint) {
-    const auto byte = [](std::uint32_t value) { return static_cast<char>(value); };
-    if (codePoint < 0x80) return {byte(codePoint)};
-    if (codePoint < 0x800) return {byte(0xC0 | codePoint >> 6), byte(0x80 | (codePoint & 0x3F))};
-    return {byte(0xE0 | codePoint >> 12), byte(0x80 | (codePoint >> 6 & 0x3F)), byte(0x80 | (codePoint & 0x3F))};
-}
-
 }  // namespace
 
 void fail(const Source& source, std::size_t line, const std::string& what) {
@@ -183,7 +175,7 @@ std::string Lexer::codePointEscape() {
     std::from_chars(text_.data() + begin, text_.data() + place_, codePoint, 16);
     const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
     if (codePoint == 0 || surrogate) fail(source_, line_, "an escape \\x without a character's code");
-    return utf8(codePoint);
+    return text::encoded(codePoint);
 }
 
 }  // namespace mof

@@ -2,6 +2,8 @@
 
 #include <utf8.h>
 
+#include <iterator>
+
 namespace text {
 
 Piece firstPiece(std::string_view bytes) {
@@ -12,6 +14,12 @@ Piece firstPiece(std::string_view bytes) {
     } catch (const utf8::exception&) {
         return {};
     }
+}
+
+std::string encoded(char32_t codePoint) {
+    std::string bytes;
+    utf8::append(codePoint, std::back_inserter(bytes));
+    return bytes;
 }
 
 }  // namespace text

@@ -2,6 +2,7 @@
 #define PCIINFO_TEXT_UTF8_H
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace text {
@@ -15,6 +16,9 @@ struct Piece {
 
 /** What is at the start of a text, which may not be empty, read as UTF-8. */
 Piece firstPiece(std::string_view bytes);
+
+/** The bytes of a character. Of code points only: no surrogates, nothing above 10FFFFh. */
+std::string encoded(char32_t codePoint);
 
 }  // namespace text
 
