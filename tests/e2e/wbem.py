@@ -10,7 +10,6 @@ import re
 import select
 import signal
 import subprocess
-import time
 
 TIME_LIMIT = 90  # seconds for one command, far above what any takes
 NAMESPACE = "root/kavix"
@@ -21,8 +20,8 @@ _PLACE = re.compile(r'[^\s"=,/]*/?' + NAMESPACE + ":?(?=QELTA_)", re.IGNORECASE)
 class Server:
     """`cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0 on SIGTERM."""
 
-    def __init__(self, cimhost, host, *options):
-        self._command = [cimhost, "serve", "--port", "0", "--host", host, *options]
+    def __init__(self, cimhost, host):
+        self._command = [cimhost, "serve", "--port", "0", "--host", host]
         self._process = None
         self.port = 0
 
@@ -61,10 +60,10 @@ class Server:
 
 
 class Answer:
-    """What wbemcli said: exit code, standard output, standard error, seconds."""
+    """What wbemcli said: exit code, standard output, standard error."""
 
-    def __init__(self, code, out, err, seconds):
-        self.code, self.out, self.err, self.seconds = code, out, err, seconds
+    def __init__(self, code, out, err):
+        self.code, self.out, self.err = code, out, err
 
     def _checked_lines(self):
         if self.code != 0 or self.err:
@@ -99,9 +98,8 @@ def wbemcli(url, operation, path, *options, arguments=()):
     # Wherever names are asked for, -nl would only change the line ends.
     line_per_property = ["-nl"] if operation in ("ei", "gi", "ai", "ri") else []
     command = ["wbemcli", operation, *line_per_property, *options, f"{url}/{path}", *arguments]
-    started = time.monotonic()
     done = subprocess.run(command, capture_output=True, text=True, timeout=TIME_LIMIT, check=False)
-    return Answer(done.returncode, done.stdout, done.stderr, time.monotonic() - started)
+    return Answer(done.returncode, done.stdout, done.stderr)
 
 
 class Cimhost:

@@ -12,6 +12,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -220,12 +221,6 @@ class Provider {
         filters.resultClass = kDeviceInSlot;
         return json(manager().references(broker::parseObjectPath(path), filters));
     }
-    Json names(const std::string& className) {
-        const broker::Response response = manager().enumerateInstanceNames(pathOf(className));
-        Json objects = Json::array();
-        for (const broker::ObjectPath& path : response.paths) objects.push_back(broker::toString(path));
-        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
-    }
     Json load(const std::string&) {
         manager();
         return {};
@@ -267,7 +262,6 @@ Json perform(Provider& provider, const std::string& step) {
     using Request = Json (Provider::*)(const std::string&);
     static const std::map<std::string, Request> kRequests = {{"load", &Provider::load},
                                                              {"enumerate", &Provider::enumerate},
-                                                             {"names", &Provider::names},
                                                              {"get", &Provider::get},
                                                              {"associators", &Provider::associators},
                                                              {"slots", &Provider::slots},
