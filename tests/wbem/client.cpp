@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "broker/matching.h"
 #include "wbem/validity.h"
 
 namespace client {
@@ -29,8 +30,8 @@ std::string namespaceElement(const std::string& nameSpace) {
 }
 
 std::string keyElement(const broker::Value& key) {
-    if (const auto* path = std::get_if<std::shared_ptr<broker::ObjectPath>>(&key.data))
-        return element("VALUE.REFERENCE", "", nameElement(**path));
+    if (const broker::ObjectPath* path = broker::referenceOf(key))
+        return element("VALUE.REFERENCE", "", nameElement(*path));
     const char* type = std::holds_alternative<std::string>(key.data) ? "string"
                        : std::holds_alternative<bool>(key.data)      ? "boolean"
                                                                      : "numeric";
