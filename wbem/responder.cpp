@@ -1,13 +1,13 @@
 #include "wbem/responder.h"
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
 
 #include "broker/matching.h"
-#include "text/ascii.h"
 #include "text/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
@@ -60,20 +60,20 @@ ProtocolError httpError(unsigned status, const std::string& what) {
     return {status, "", what};
 }
 
-std::optional<unsigned char> hexByte(const std::string& text, std::size_t place) {
-    unsigned byte = 0;
-    for (std::size_t i = place; i < place + 2; ++i) {
-        if (i >= text.size() || !text::isHexDigit(text[i])) return std::nullopt;
-        byte = byte * 16 + static_cast<unsigned>(std::stoi(text.substr(i, 1), nullptr, 16));
-    }
-    return static_cast<unsigned char>(byte);
+/** The byte that two hexadecimal digits stand for; none for anything else. */
+std::optional<unsigned char> hexByte(const std::string& digits) {
+    unsigned char byte = 0;
+    const char* const behind = digits.data() + digits.size();
+    const auto [end, error] = std::from_chars(digits.data(), behind, byte, 16);
+    if (digits.size() != 2 || error != std::errc() || end != behind) return std::nullopt;
+    return byte;
 }
 
 /** A header value with its %HH sequences as the bytes that they stand for. */
 std::string unescaped(const std::string& text) {
     std::string result;
     for (std::size_t place = 0; place < text.size(); ++place) {
-        const auto byte = text[place] == '%' ? hexByte(text, place + 1) : std::nullopt;
+        const auto byte = text[place] == '%' ? hexByte(text.substr(place + 1, 2)) : std::nullopt;
         result += byte ? static_cast<char>(*byte) : text[place];
         if (byte) place += 2;
     }

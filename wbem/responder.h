@@ -33,7 +33,7 @@ struct HttpResponse {
  */
 class Responder {
  public:
-    /** place: the host name and port that paths tell where a request has no Host header. */
+    /** place: the host that paths tell where a request has no Host header. */
     Responder(const Operations& operations, std::string place) : operations_(operations), place_(std::move(place)) {}
 
     HttpResponse answer(const HttpRequest& request) const;
