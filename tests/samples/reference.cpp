@@ -65,12 +65,6 @@ std::vector<std::string> lines(const std::string& text) {
     return found;
 }
 
-std::string readFile(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot open " + file);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 std::string configSpace(const std::string& procBusPci, unsigned bus, unsigned dev, unsigned func) {
     return readFile(fmt::format("{}/{:02x}/{:02x}.{:x}", procBusPci, bus, dev, func));
 }
@@ -162,6 +156,12 @@ Ran run(const std::vector<std::string>& command) {
     ran.output = pipe.readAll();
     ran.exitStatus = pipe.close();
     return ran;
+}
+
+std::string readFile(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) throw std::runtime_error("cannot open " + file);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::vector<Function> lspci(const std::string& procBusPci) {

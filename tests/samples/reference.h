@@ -20,6 +20,9 @@ struct Ran {
 };
 Ran run(const std::vector<std::string>& command);
 
+/** All bytes of a file. */
+std::string readFile(const std::string& file);
+
 /** One PCI function as `lspci -n` prints it. */
 struct Function {
     unsigned bus = 0;

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -11,17 +10,13 @@
 #include "tests/samples/sample.h"
 #include "tests/support/hostbuilder.h"
 
+using reference::readFile;
 using testing::HasSubstr;
 
 namespace {
 
 const std::string kMakeCatalogue = PCIINFO_SCRIPTS "/make-catalogue";
 const std::string kCaptureHost = PCIINFO_SCRIPTS "/capture-host";
-
-std::string contents(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 std::string text(const testsupport::Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
@@ -69,7 +64,7 @@ class CaptureHost : public ::testing::Test {
         return reference::run({kCaptureHost, "--root", root_.directory(), captured().string()});
     }
     std::filesystem::path captured() const { return directory_.path() / "captured"; }
-    std::string capturedTable() const { return contents(captured() / "bmc/smbios-table"); }
+    std::string capturedTable() const { return readFile(captured() / "bmc/smbios-table"); }
 
     std::string entryPoint() const { return text(table_.bytes()).substr(0, kEntryPoint); }
     std::string structures() const { return text(table_.bytes()).substr(kEntryPoint); }
@@ -101,7 +96,7 @@ std::string entryPointOf64Bits() {
 
 TEST_F(MakeCatalogue, KeepsTheOrderOfTheListAndEscapesNames) {
     ASSERT_EQ(make(kList).exitStatus, 0);
-    EXPECT_EQ(contents(made() / "pci.xml"),
+    EXPECT_EQ(readFile(made() / "pci.xml"),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<pci>\n"
               "<vendor id=\"1014\"><name>AT&amp;T &lt;labs&gt;</name>\n"
@@ -115,7 +110,7 @@ TEST_F(MakeCatalogue, KeepsTheOrderOfTheListAndEscapesNames) {
 
 TEST_F(MakeCatalogue, LeavesProgrammingInterfacesOutOfTheClassList) {
     ASSERT_EQ(make(kList).exitStatus, 0);
-    EXPECT_EQ(contents(made() / "pci.classlist"), "C 06  Bridge\n\t09  Semi-transparent bridge\n\t80  Bridge\n");
+    EXPECT_EQ(readFile(made() / "pci.classlist"), "C 06  Bridge\n\t09  Semi-transparent bridge\n\t80  Bridge\n");
 }
 
 TEST_F(MakeCatalogue, RefusesAFileThatIsNoPciIdList) {
@@ -133,16 +128,16 @@ TEST_F(CaptureHost, TakesTheListAndTheFirst64BytesOfEveryConfigurationSpace) {
     second.configLength = 256;
     root_.addFunction(second);
     ASSERT_EQ(capture().exitStatus, 0);
-    EXPECT_EQ(contents(captured() / "proc/bus/pci/devices"), contents(root_.path("proc/bus/pci/devices")));
-    EXPECT_EQ(contents(captured() / "proc/bus/pci/1a/03.1"), text(testsupport::configSpace(second)).substr(0, 64));
-    EXPECT_EQ(contents(captured() / "proc/bus/pci/00/00.0"), text(testsupport::configSpace({})));
+    EXPECT_EQ(readFile(captured() / "proc/bus/pci/devices"), readFile(root_.path("proc/bus/pci/devices")));
+    EXPECT_EQ(readFile(captured() / "proc/bus/pci/1a/03.1"), text(testsupport::configSpace(second)).substr(0, 64));
+    EXPECT_EQ(readFile(captured() / "proc/bus/pci/00/00.0"), text(testsupport::configSpace({})));
 }
 
 TEST_F(CaptureHost, TakesTheCatalogues) {
     root_.setCatalogue("<name>catalogue</name>").setClassList("C 01  classes\n");
     ASSERT_EQ(capture().exitStatus, 0);
-    EXPECT_EQ(contents(captured() / "etc/vmware/pci.xml"), "<name>catalogue</name>");
-    EXPECT_EQ(contents(captured() / "etc/vmware/pci.classlist"), "C 01  classes\n");
+    EXPECT_EQ(readFile(captured() / "etc/vmware/pci.xml"), "<name>catalogue</name>");
+    EXPECT_EQ(readFile(captured() / "etc/vmware/pci.classlist"), "C 01  classes\n");
 }
 
 TEST_F(CaptureHost, PutsTheMachinesOwnEntryPointInFrontOfTheTable) {

@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -19,6 +17,7 @@
 
 namespace {
 
+using reference::readFile;
 using Names = std::set<std::string>;
 
 /** The classes that the provider dispatches requests to. */
@@ -30,12 +29,6 @@ const Names kViews = {tPCIInfo::kSlotControllerClass, tPCIInfo::kBoardController
 
 const mof::Schema& declared() {
     return schema::declared();
-}
-
-std::string readFile(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot open " + file);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 /** A type as broker::typeName writes it. */
