@@ -59,7 +59,7 @@ bool hasKeysOf(const ObjectPath& path, const ObjectPath& wanted) {
 }
 
 bool sameObject(const ObjectPath& left, const ObjectPath& right) {
-    return hasKeysOf(left, right) && hasKeysOf(right, left);
+    return left.keys.size() == right.keys.size() && hasKeysOf(left, right) && hasKeysOf(right, left);
 }
 
 }  // namespace broker

@@ -14,7 +14,7 @@ const ObjectPath* referenceOf(const Value& value);
  */
 bool hasKeysOf(const ObjectPath& path, const ObjectPath& wanted);
 
-/** Whether both paths have the same keys, compared in this way. */
+/** Whether both paths have the same keys, compared in this way; one that has a key twice is another object. */
 bool sameObject(const ObjectPath& left, const ObjectPath& right);
 
 }  // namespace broker

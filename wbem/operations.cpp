@@ -120,10 +120,6 @@ void enumerateInstances(Operation& operation) {
     }
 }
 
-bool isNamed(const Instance& instance, const ObjectPath& name) {
-    return instance.path.keys.size() == name.keys.size() && broker::sameObject(instance.path, name);
-}
-
 /** A provider may deliver more than the instance that is asked for. */
 void getInstance(Operation& operation) {
     Parameters& parameters = operation.parameters;
@@ -134,7 +130,7 @@ void getInstance(Operation& operation) {
     if (requireClass(operation, name.className).isAbstract()) throw CimError(CMPI_RC_ERR_NOT_FOUND);
     const Response answer = askProvider([&] { return operation.manager.getInstance(name); });
     const auto found = std::find_if(answer.instances.begin(), answer.instances.end(),
-                                    [&](const Instance& instance) { return isNamed(instance, name); });
+                                    [&](const Instance& instance) { return broker::sameObject(instance.path, name); });
     if (found == answer.instances.end()) throw CimError(CMPI_RC_ERR_NOT_FOUND);
     operation.encoder.instance(operation.returnValue(), *found, view);
 }

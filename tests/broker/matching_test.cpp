@@ -67,6 +67,17 @@ TEST(KeyMatch, ReferencesAreComparedKeyByKey) {
     EXPECT_FALSE(hasKeysOf(link, {"", "QELTA_DeviceInSlot", {{"Antecedent", Value::string("no path")}}}));
 }
 
+TEST(KeyMatch, TheSameObjectHasTheSameKeysOnceEach) {
+    ObjectPath other = slot("System Slot 3");
+    EXPECT_TRUE(sameObject(slot("System Slot 3"), other));
+    other.keys.push_back(other.keys.front());
+    EXPECT_FALSE(sameObject(slot("System Slot 3"), other));
+    EXPECT_FALSE(sameObject(other, slot("System Slot 3")));
+    other.keys.erase(other.keys.begin(), other.keys.begin() + 2);
+    EXPECT_FALSE(sameObject(slot("System Slot 3"), other));
+    EXPECT_FALSE(sameObject(other, slot("System Slot 3")));
+}
+
 TEST(KeyMatch, NullIsOnlyEqualToNull) {
     const ObjectPath path = {"", "C", {{"K", Value::nothing(CMPI_string)}}};
     EXPECT_TRUE(hasKeysOf(path, {"", "C", {{"K", Value::nothing(CMPI_string)}}}));
