@@ -139,7 +139,7 @@ void addTree(CLI::App& app, Request& request) {
 
 #ifdef CIMHOST_SERVE
 void addServe(CLI::App& app, Request& request) {
-    const auto options = std::make_shared<cimhost::ServerOptions>();
+    const auto options = std::make_shared<wbem::HttpOptions>();
     CLI::App* command =
         app.add_subcommand("serve", "Answers WBEM clients (CIM operations over HTTP) until it is ended");
     command->add_option("--address", options->address, "Numeric address to listen at; default 127.0.0.1")

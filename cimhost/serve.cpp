@@ -18,7 +18,6 @@
 #include "cimhost/terminal.h"
 #include "cimhost/text.h"
 #include "schema/embedded.h"
-#include "wbem/httpserver.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"
 
@@ -82,14 +81,11 @@ wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, const Trace
     };
 }
 
-void serveUntilSignal(broker::Broker& manager, const Settings& settings, const ServerOptions& options) {
+void serveUntilSignal(broker::Broker& manager, const Settings& settings, const wbem::HttpOptions& options) {
     const EndSignals signals;
     const wbem::Operations operations(manager, schema::declared(), "root/kavix");
     const wbem::Responder responder(operations, options.address);
-    wbem::HttpOptions http;
-    http.address = options.address;
-    http.port = options.port;
-    wbem::HttpServer server(http, answerBy(responder, makeTracer(settings.trace)));
+    wbem::HttpServer server(options, answerBy(responder, makeTracer(settings.trace)));
     announce(server);
     divertStdout(settings.trace);
     signals.wait();
@@ -100,7 +96,7 @@ void serveUntilSignal(broker::Broker& manager, const Settings& settings, const S
 
 }  // namespace
 
-ExitCode serve(const Settings& settings, const ServerOptions& options) {
+ExitCode serve(const Settings& settings, const wbem::HttpOptions& options) {
     if (!isLoopback(options.address))
         complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", options.address));
     Surroundings surroundings = settings.surroundings;
