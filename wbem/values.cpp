@@ -77,7 +77,8 @@ std::optional<Value> signedValue(CMPIType type, std::string_view text) {
 std::optional<Value> realValue(CMPIType type, std::string_view text) {
     if (!text.empty() && text.front() == '+') text.remove_prefix(1);
     const auto number = parsed<double>(text);
-    return number ? std::optional(Value::real(type, *number)) : std::nullopt;
+    const bool held = number && (type != CMPI_real32 || parsed<float>(text));
+    return held ? std::optional(Value::real(type, *number)) : std::nullopt;
 }
 
 }  // namespace

@@ -483,6 +483,11 @@ const ErrorRow kErrorRows[] = {
                        "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"uint16\">"
                        "<VALUE>65536</VALUE></PROPERTY></INSTANCE>"),
      4},
+    {"CreateRealOutOfRange", "CreateInstance",
+     client::parameter("NewInstance",
+                       "<INSTANCE CLASSNAME=\"QELTA_SystemSlot\"><PROPERTY NAME=\"Number\" TYPE=\"real32\">"
+                       "<VALUE>1.0e39</VALUE></PROPERTY></INSTANCE>"),
+     4},
     {"CreateOfUnknownClass", "CreateInstance",
      client::parameter("NewInstance", "<INSTANCE CLASSNAME=\"QELTA_None\"></INSTANCE>"), 5},
     {"ModifyInstance", "ModifyInstance",
