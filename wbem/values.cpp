@@ -39,10 +39,13 @@ std::optional<std::uint64_t> readUnsigned(std::string_view text) {
 }
 
 std::optional<std::int64_t> readSigned(std::string_view text) {
-    if (!text.empty() && text.front() == '-') return parsed<std::int64_t>(text);
-    const auto number = readUnsigned(text);
-    if (!number || *number > std::numeric_limits<std::int64_t>::max()) return std::nullopt;
-    return static_cast<std::int64_t>(*number);
+    if (text.substr(0, 2) == "-+") return std::nullopt;
+    const bool negative = !text.empty() && text.front() == '-';
+    if (negative) text.remove_prefix(1);
+    const auto magnitude = readUnsigned(text);
+    constexpr auto kLimit = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (!magnitude || *magnitude > kLimit + (negative ? 1 : 0)) return std::nullopt;
+    return static_cast<std::int64_t>(negative ? 0 - *magnitude : *magnitude);
 }
 
 unsigned bitsOf(CMPIType type) {
@@ -75,6 +78,8 @@ std::optional<Value> signedValue(CMPIType type, std::string_view text) {
 }
 
 std::optional<Value> realValue(CMPIType type, std::string_view text) {
+    if (text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) return std::nullopt;  // no "nan" nor "inf"
+    if (text.substr(0, 2) == "+-") return std::nullopt;
     if (!text.empty() && text.front() == '+') text.remove_prefix(1);
     const auto number = parsed<double>(text);
     const bool held = number && (type != CMPI_real32 || parsed<float>(text));

@@ -20,6 +20,7 @@
 #include "wbem/objects.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"
+#include "wbem/values.h"
 
 namespace {
 
@@ -573,6 +574,31 @@ TEST_F(AnyProvider, IsAskedWithTheFiltersThatAreThere) {
                               client::value("Role", "") + client::parameter("ResultRole", "");
     ask("Associators", from(slotPath(3)) + empty);
     EXPECT_EQ(seen, "null null null null ");
+}
+
+TEST(NumbersInMessages, AreReadInEveryFormThatTheyMayHave) {
+    const struct {
+        CMPIType type;
+        const char* text;
+        std::optional<broker::Value> value;
+    } rows[] = {
+        {CMPI_uint16, "+0xFfFf", Value::uint(CMPI_uint16, 65535)},
+        {CMPI_uint16, "-1", std::nullopt},
+        {CMPI_uint16, "++1", std::nullopt},
+        {CMPI_uint16, "", std::nullopt},
+        {CMPI_sint16, " -0x8000\n", Value::sint(CMPI_sint16, -32768)},
+        {CMPI_sint16, "-32769", std::nullopt},
+        {CMPI_sint16, "-+1", std::nullopt},
+        {CMPI_sint64, "-9223372036854775808", Value::sint(CMPI_sint64, std::numeric_limits<std::int64_t>::min())},
+        {CMPI_sint64, "9223372036854775808", std::nullopt},
+        {CMPI_sint64, "-9223372036854775809", std::nullopt},
+        {CMPI_real64, "+2.5e-1", Value::real(CMPI_real64, 0.25)},
+        {CMPI_real64, "-.5", Value::real(CMPI_real64, -0.5)},
+        {CMPI_real64, "+-5", std::nullopt},
+        {CMPI_real64, "nan", std::nullopt},
+        {CMPI_real64, "-inf", std::nullopt},
+    };
+    for (const auto& row : rows) EXPECT_EQ(wbem::readValue(row.type, row.text), row.value) << row.text;
 }
 
 TEST_F(AnyProvider, IsHandedWhatIsToBeCreatedAndQueried) {
