@@ -117,15 +117,18 @@ void checkContentType(const Headers& headers) {
         throw httpError(415, "content encodings are not supported");
 }
 
-/** Whether a header that lists what the client takes, if it is there, has one of the choices in it. */
+/** Whether a header that lists what the client takes, where there is one or several, has one of the choices in it. */
 bool accepts(const Headers& headers, const char* name, std::initializer_list<const char*> choices) {
-    const auto accepted = header(headers, name);
-    if (!accepted) return true;
-    const std::vector<std::string> items = parts(*accepted, ',');
-    return std::any_of(items.begin(), items.end(), [&](const std::string& item) {
-        const std::vector<std::string> itemParts = parts(item, ';');
-        return !itemParts.empty() && oneOf(itemParts.front(), choices);
-    });
+    bool listed = false;
+    for (const auto& [each, value] : headers) {
+        if (!text::sameName(each, name)) continue;
+        listed = true;
+        for (const std::string& item : parts(value, ',')) {
+            const std::vector<std::string> itemParts = parts(item, ';');
+            if (!itemParts.empty() && oneOf(itemParts.front(), choices)) return true;
+        }
+    }
+    return !listed;
 }
 
 void checkAccepted(const Headers& headers) {

@@ -116,6 +116,12 @@ INSTANTIATE_TEST_SUITE_P(
         without("NoContentType", "Content-Type", 415), with("Gzip", "Content-Encoding", "gzip", 415),
         with("AcceptsAll", "Accept", "text/html, */*;q=0.1", 200), with("AcceptsXml", "Accept", "application/xml", 200),
         with("AcceptsHtmlOnly", "Accept", "text/html", 406), with("AcceptsUtf8", "Accept-Charset", "utf-8;q=1", 200),
+        Row{"AcceptsInSeveralHeaders",
+            [](HttpRequest& request) {
+                request.headers.emplace_back("Accept", "text/html");
+                request.headers.emplace_back("accept", "text/xml");
+            },
+            200, "none"},
         with("AcceptsLatinOnly", "Accept-Charset", "iso-8859-1", 406),
         without("NoOperation", "CIMOperation", 400, "unsupported-operation"),
         with("ExportOperation", "CIMOperation", "ExportMethodCall", 400, "unsupported-operation"),
