@@ -28,8 +28,8 @@ namespace {
 constexpr std::chrono::seconds kPatience{10};  // with requests under way, once the server is to end
 
 /**
- * The signals that end the server. Neither this thread nor those that it starts see them from then on, also not a
- * second one: timeout(1), for one, signals its command and then the command's process group.
+ * The signals that end the server. From then on they interrupt neither this thread nor those that it starts, and a
+ * second one has no effect: timeout(1), for one, signals its command and then the command's process group.
  */
 class EndSignals {
  public:
