@@ -1,0 +1,34 @@
+#include "cimhost/options.h"
+
+#include <map>
+#include <string>
+
+namespace cimhost {
+
+namespace {
+
+const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof", Format::mof}, {"json", Format::json}};
+
+}  // namespace
+
+void addGeneralOptions(CLI::App& app, Settings& settings) {
+    app.add_option("--host", settings.surroundings.hostDirectory,
+                   "Directory of an emulated host; without it the provider sees this machine")
+        ->type_name("DIR")
+        ->check(CLI::ExistingDirectory.description(""));
+    app.add_option("--library", settings.surroundings.library,
+                   "The provider's library; without it the one of the build tree, else the installed one")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--format", [&settings](const std::string& name) { settings.format = kFormats.at(name); },
+           "How the answer is written: table (default), mof or json")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember(kFormats).description(""));
+    app.add_option("--width", settings.table.width, "Columns that a line of a table may take; 0: those of the terminal")
+        ->type_name("COLUMNS")
+        ->envname("COLUMNS");
+    app.add_flag("-a,--all", settings.table.inFull, "Tables show every property, and whole paths");
+    app.add_flag("--trace", settings.trace, "Show syslog lines, files and IPMI exchanges on standard error");
+}
+
+}  // namespace cimhost
