@@ -173,7 +173,7 @@ std::set<Element> Parser::scope() {
     return elements;
 }
 
-/** Methods, their parameters and qualifier declarations are in scopes, but cannot be met. */
+/** Qualifier declarations are in scopes of old, but nothing can stand at them. */
 void Parser::addElements(std::set<Element>& elements) {
     static const std::vector<std::pair<const char*, std::set<Element>>> kWords = {
         {"class", {Element::classElement}},
@@ -182,10 +182,11 @@ void Parser::addElements(std::set<Element>& elements) {
         {"property", {Element::property}},
         {"reference", {Element::reference}},
         {"any",
-         {Element::classElement, Element::association, Element::indication, Element::property, Element::reference}},
+         {Element::classElement, Element::association, Element::indication, Element::property, Element::reference,
+          Element::method, Element::parameter}},
+        {"method", {Element::method}},
+        {"parameter", {Element::parameter}},
         {"qualifier", {}},
-        {"method", {}},
-        {"parameter", {}},
     };
     const auto word =
         std::find_if(kWords.begin(), kWords.end(), [&](const auto& known) { return token_.isWord(known.first); });

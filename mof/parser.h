@@ -34,8 +34,6 @@ struct Flavors {
     bool translatable = false;
 };
 
-enum class Element { classElement, association, indication, property, reference };
-
 struct Qualifier {
     std::string name;
     std::size_t line = 0;
@@ -60,7 +58,7 @@ struct Property {
 
 struct QualifierDeclaration {
     Variable variable;
-    std::set<Element> scope;  // of the elements that there can be
+    std::set<Element> scope;
     Flavors flavors;
 };
 

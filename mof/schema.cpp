@@ -42,34 +42,32 @@ Literal literalOf(const syntax::Initializer& initializer) {
     return texts;
 }
 
-const char* elementName(syntax::Element element) {
+const char* elementName(Element element) {
     switch (element) {
-        case syntax::Element::classElement:
+        case Element::classElement:
             return "a class";
-        case syntax::Element::association:
+        case Element::association:
             return "an association";
-        case syntax::Element::indication:
+        case Element::indication:
             return "an indication";
-        case syntax::Element::property:
+        case Element::property:
             return "a property";
-        case syntax::Element::reference:
+        case Element::reference:
             return "a reference";
+        case Element::method:
+            return "a method";
+        case Element::parameter:
+            return "a parameter";
     }
     return "";
 }
-
-/** A qualifier as it is declared: its default value, type and flavor, and what it may stand at. */
-struct DeclaredQualifier {
-    std::string name;
-    Qualifier defaults;
-    std::set<syntax::Element> scope;
-};
 
 /** Puts a schema together, declaration by declaration. */
 class Builder {
  public:
     void read(const Source& source);
-    std::vector<Class> take() { return std::move(classes_); }
+    std::vector<Class> takeClasses() { return std::move(classes_); }
+    std::vector<QualifierDeclaration> takeQualifiers() { return std::move(qualifiers_); }
 
  private:
     [[noreturn]] void failAt(std::size_t line, const std::string& what) const { fail(*source_, line, what); }
@@ -82,8 +80,8 @@ class Builder {
     void checkAssociation(const syntax::ClassDeclaration& declaration, const Class& declared) const;
     void addQualifiers(const std::vector<syntax::Qualifier>& uses, std::vector<Qualifier>& qualifiers) const;
     void addQualifier(const syntax::Qualifier& use, std::vector<Qualifier>& qualifiers) const;
-    void checkScope(const std::vector<syntax::Qualifier>& uses, syntax::Element element) const;
-    const DeclaredQualifier& declared(const syntax::Qualifier& use) const;
+    void checkScope(const std::vector<syntax::Qualifier>& uses, Element element) const;
+    const QualifierDeclaration& declared(const syntax::Qualifier& use) const;
     Literal valueOf(const syntax::Qualifier& use, const Qualifier& defaults) const;
     Literal checkedLiteral(const syntax::Variable& variable) const;
     void checkValue(std::size_t line, const std::string& name, Type type, bool array,
@@ -91,7 +89,7 @@ class Builder {
 
     const Source* source_ = nullptr;
     std::size_t bytes_ = 0;
-    std::vector<DeclaredQualifier> qualifiers_;
+    std::vector<QualifierDeclaration> qualifiers_;
     std::vector<Class> classes_;
 };
 
@@ -110,7 +108,7 @@ void Builder::add(const syntax::QualifierDeclaration& declaration) {
         failAt(variable.line, "the qualifier " + variable.name + " is declared twice");
     }
     if (qualifiers_.size() == kMostQualifiers) failAt(variable.line, "more than 512 qualifiers");
-    DeclaredQualifier declared;
+    QualifierDeclaration declared;
     declared.name = variable.name;
     declared.scope = declaration.scope;
     Qualifier& defaults = declared.defaults;
@@ -188,15 +186,15 @@ void Builder::addProperty(const syntax::Property& declaration, Class& owner) con
         property.referenceClass = referred != nullptr ? referred->name : owner.name;
     }
     addQualifiers(declaration.qualifiers, property.qualifiers);
-    checkScope(declaration.qualifiers, reference ? syntax::Element::reference : syntax::Element::property);
+    checkScope(declaration.qualifiers, reference ? Element::reference : Element::property);
     if (property.isKey() && property.array) failAt(variable.line, "the key " + variable.name + " is an array");
     owner.properties.push_back(std::move(property));
 }
 
 void Builder::checkClass(const syntax::ClassDeclaration& declaration, const Class& declared) const {
-    syntax::Element element = syntax::Element::classElement;
-    if (isSet(declared.qualifiers, "Indication")) element = syntax::Element::indication;
-    if (declared.isAssociation()) element = syntax::Element::association;
+    Element element = Element::classElement;
+    if (isSet(declared.qualifiers, "Indication")) element = Element::indication;
+    if (declared.isAssociation()) element = Element::association;
     checkScope(declaration.qualifiers, element);
     checkAssociation(declaration, declared);
 
@@ -206,7 +204,7 @@ void Builder::checkClass(const syntax::ClassDeclaration& declaration, const Clas
     }
     const bool hasKey = std::any_of(declared.properties.begin(), declared.properties.end(),
                                     [](const Property& property) { return property.isKey(); });
-    const bool needsKey = !declared.isAbstract() && element != syntax::Element::indication;
+    const bool needsKey = !declared.isAbstract() && element != Element::indication;
     if (needsKey && !hasKey) failAt(declaration.line, declared.name + " has no key");
 }
 
@@ -259,7 +257,7 @@ void Builder::addQualifier(const syntax::Qualifier& use, std::vector<Qualifier>&
     *inherited = std::move(qualifier);
 }
 
-void Builder::checkScope(const std::vector<syntax::Qualifier>& uses, syntax::Element element) const {
+void Builder::checkScope(const std::vector<syntax::Qualifier>& uses, Element element) const {
     for (const syntax::Qualifier& use : uses) {
         if (declared(use).scope.count(element) == 0) {
             failAt(use.line, "the qualifier " + use.name + " does not apply to " + elementName(element));
@@ -267,8 +265,8 @@ void Builder::checkScope(const std::vector<syntax::Qualifier>& uses, syntax::Ele
     }
 }
 
-const DeclaredQualifier& Builder::declared(const syntax::Qualifier& use) const {
-    const DeclaredQualifier* declared = findNamed(qualifiers_, use.name);
+const QualifierDeclaration& Builder::declared(const syntax::Qualifier& use) const {
+    const QualifierDeclaration* declared = findNamed(qualifiers_, use.name);
     if (declared == nullptr) failAt(use.line, "the qualifier " + use.name + " is not declared");
     return *declared;
 }
@@ -332,12 +330,17 @@ Schema Schema::read(const std::vector<Source>& sources) {
     Builder builder;
     for (const Source& source : sources) builder.read(source);
     Schema schema;
-    schema.classes_ = builder.take();
+    schema.classes_ = builder.takeClasses();
+    schema.qualifiers_ = builder.takeQualifiers();
     return schema;
 }
 
 const Class* Schema::find(const std::string& className) const {
     return findNamed(classes_, className);
+}
+
+const QualifierDeclaration* Schema::findQualifier(const std::string& name) const {
+    return findNamed(qualifiers_, name);
 }
 
 /** Superclasses stand before their subclasses: no chain of them is closed. */

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -47,6 +48,16 @@ struct Qualifier {
     bool toSubclass = true;
     bool translatable = false;
     bool propagated = false;  // comes from the superclass
+};
+
+/** What a qualifier may stand at. Of these a schema that was read has no methods, and so no parameters. */
+enum class Element { classElement, association, indication, property, reference, method, parameter };
+
+/** A qualifier as it is declared: its default value, type and flavor, and what it may stand at. */
+struct QualifierDeclaration {
+    std::string name;
+    Qualifier defaults;
+    std::set<Element> scope;
 };
 
 struct Property {
@@ -104,6 +115,8 @@ class Schema {
 
     const std::vector<Class>& classes() const { return classes_; }  // in the order of the texts
     const Class* find(const std::string& className) const;          // letter case is ignored; null when absent
+    const std::vector<QualifierDeclaration>& qualifiers() const { return qualifiers_; }  // in the order of the texts
+    const QualifierDeclaration* findQualifier(const std::string& name) const;            // likewise
     /** Whether the class is that other one or derives from it. Letter case is ignored; unknown names are false. */
     bool isA(const std::string& className, const std::string& ancestor) const;
     /** Classes right below that one ("" stands for the top), or with `deep` all below it, in the order of the texts. */
@@ -111,6 +124,7 @@ class Schema {
 
  private:
     std::vector<Class> classes_;
+    std::vector<QualifierDeclaration> qualifiers_;
 };
 
 }  // namespace mof

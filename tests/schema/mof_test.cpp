@@ -1,6 +1,7 @@
 #include "mof/schema.h"
 
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -163,6 +164,24 @@ class T_Plain : T_BASE { uint8 N; };
     EXPECT_FALSE(own.qualifiers[0].propagated);
     EXPECT_FALSE(own.qualifiers[0].overridable);
     EXPECT_FALSE(schema.find("T_Same")->qualifiers[0].propagated);
+}
+
+TEST(MofReader, KeepsTheDeclarationsOfQualifiers) {
+    using mof::Element;
+    const mof::Schema schema = read("Qualifier Q : uint16[] = {1, 2}, Scope(method, class), Flavor(Restricted);");
+    EXPECT_EQ(schema.qualifiers().size(), 8U);
+    const mof::QualifierDeclaration* declared = schema.findQualifier("q");
+    ASSERT_NE(declared, nullptr);
+    EXPECT_EQ(declared, &schema.qualifiers().back());
+    EXPECT_EQ(declared->name, "Q");
+    EXPECT_EQ(declared->scope, (std::set<Element>{Element::classElement, Element::method}));
+    EXPECT_EQ(declared->defaults.value, mof::Literal({"1", "2"}));
+    EXPECT_TRUE(declared->defaults.array);
+    EXPECT_FALSE(declared->defaults.toSubclass);
+    EXPECT_EQ(schema.findQualifier("Description")->scope.size(), 7U);  // all that there are
+    EXPECT_EQ(schema.findQualifier("ValueMap")->scope,
+              (std::set<Element>{Element::property, Element::method, Element::parameter}));
+    EXPECT_EQ(schema.findQualifier("NoSuch"), nullptr);
 }
 
 TEST(MofReader, KnowsWhichClassDerivesFromWhich) {
