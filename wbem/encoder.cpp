@@ -58,6 +58,13 @@ void addLiteral(pugi::xml_node parent, const mof::Literal& literal, mof::Type ty
         addText(place, "VALUE", type != mof::Type::boolean ? text : text == "true" ? "TRUE" : "FALSE");
 }
 
+/** What tells how a qualifier behaves; an attribute that is left out stands for the usual. */
+void addFlavors(pugi::xml_node element, const mof::Qualifier& qualifier) {
+    addFlag(element, "OVERRIDABLE", qualifier.overridable, true);
+    addFlag(element, "TOSUBCLASS", qualifier.toSubclass, true);
+    addFlag(element, "TRANSLATABLE", qualifier.translatable, false);
+}
+
 void addQualifiers(pugi::xml_node parent, const std::vector<mof::Qualifier>& qualifiers, const View& view) {
     if (!view.qualifiers) return;
     for (const mof::Qualifier& qualifier : qualifiers) {
@@ -66,9 +73,7 @@ void addQualifiers(pugi::xml_node parent, const std::vector<mof::Qualifier>& qua
         addAttribute(element, "NAME", qualifier.name);
         addAttribute(element, "TYPE", mof::typeName(qualifier.type));
         addFlag(element, "PROPAGATED", qualifier.propagated, false);
-        addFlag(element, "OVERRIDABLE", qualifier.overridable, true);
-        addFlag(element, "TOSUBCLASS", qualifier.toSubclass, true);
-        addFlag(element, "TRANSLATABLE", qualifier.translatable, false);
+        addFlavors(element, qualifier);
         addLiteral(element, qualifier.value, qualifier.type, qualifier.array);
     }
 }
@@ -87,6 +92,17 @@ pugi::xml_node addDeclaredProperty(pugi::xml_node parent, const mof::Property& p
     return element;
 }
 
+struct ScopeAttribute {
+    mof::Element element;
+    const char* name;
+};
+constexpr ScopeAttribute kScopeAttributes[] = {
+    {mof::Element::classElement, "CLASS"},    {mof::Element::association, "ASSOCIATION"},
+    {mof::Element::reference, "REFERENCE"},   {mof::Element::property, "PROPERTY"},
+    {mof::Element::method, "METHOD"},         {mof::Element::parameter, "PARAMETER"},
+    {mof::Element::indication, "INDICATION"},
+};
+
 }  // namespace
 
 void Encoder::className(pugi::xml_node parent, const std::string& name) const {
@@ -101,10 +117,14 @@ void Encoder::instanceName(pugi::xml_node parent, const ObjectPath& path) const 
 
 void Encoder::instancePath(pugi::xml_node parent, const ObjectPath& path) const {
     pugi::xml_node element = addElement(parent, "INSTANCEPATH");
-    pugi::xml_node place = addElement(element, "NAMESPACEPATH");
-    addText(place, "HOST", host_);
-    addNamespace(place, path.nameSpace);
+    place(element, path.nameSpace);
     instanceName(element, path);
+}
+
+void Encoder::classPath(pugi::xml_node parent, const std::string& nameSpace, const std::string& name) const {
+    pugi::xml_node element = addElement(parent, "CLASSPATH");
+    place(element, nameSpace);
+    className(element, name);
 }
 
 void Encoder::instance(pugi::xml_node parent, const broker::Instance& instance, const View& view) const {
@@ -144,13 +164,17 @@ void Encoder::property(pugi::xml_node parent, const broker::Property& property, 
     addAttribute(element, "NAME", property.name);
     if (!isReference) addAttribute(element, "TYPE", broker::typeName(elementType));
     if (!origin.empty()) addAttribute(element, "CLASSORIGIN", origin);
+    this->value(element, value);
+}
+
+void Encoder::value(pugi::xml_node parent, const Value& value) const {
     if (value.null) return;
     if (const ObjectPath* path = broker::referenceOf(value))
-        reference(element, *path);
-    else if (array)
-        addArray(element, std::get<std::vector<Value>>(value.data));
+        reference(parent, *path);
+    else if (const auto* elements = std::get_if<std::vector<Value>>(&value.data))
+        addArray(parent, *elements);
     else
-        addText(element, "VALUE", broker::toString(value));
+        addText(parent, "VALUE", broker::toString(value));
 }
 
 void Encoder::keyBinding(pugi::xml_node parent, const broker::Property& key) const {
@@ -159,6 +183,25 @@ void Encoder::keyBinding(pugi::xml_node parent, const broker::Property& key) con
     if (const ObjectPath* path = broker::referenceOf(key.value)) return reference(element, *path);
     pugi::xml_node value = addText(element, "KEYVALUE", key.value.null ? "" : broker::toString(key.value));
     addAttribute(value, "VALUETYPE", valueTypeOf(key.value));
+}
+
+void Encoder::qualifierDeclaration(pugi::xml_node parent, const mof::QualifierDeclaration& declaration) const {
+    const mof::Qualifier& defaults = declaration.defaults;
+    pugi::xml_node element = addElement(parent, "QUALIFIER.DECLARATION");
+    addAttribute(element, "NAME", declaration.name);
+    addAttribute(element, "TYPE", mof::typeName(defaults.type));
+    addFlag(element, "ISARRAY", defaults.array, false);
+    addFlavors(element, defaults);
+    pugi::xml_node scope = addElement(element, "SCOPE");
+    for (const ScopeAttribute& each : kScopeAttributes)
+        addFlag(scope, each.name, declaration.scope.count(each.element) > 0, false);
+    addLiteral(element, defaults.value, defaults.type, defaults.array);
+}
+
+void Encoder::place(pugi::xml_node parent, const std::string& nameSpace) const {
+    pugi::xml_node element = addElement(parent, "NAMESPACEPATH");
+    addText(element, "HOST", host_);
+    addNamespace(element, nameSpace);
 }
 
 /** Clients that show paths as text get along with the local form best. */

@@ -26,16 +26,21 @@ class Encoder {
     /** host: where the objects are, for paths that tell it. The schema has to outlive the encoder. */
     Encoder(const mof::Schema& schema, std::string host) : schema_(schema), host_(std::move(host)) {}
 
-    void className(pugi::xml_node parent, const std::string& name) const;                             // CLASSNAME
-    void instanceName(pugi::xml_node parent, const broker::ObjectPath& path) const;                   // INSTANCENAME
-    void instancePath(pugi::xml_node parent, const broker::ObjectPath& path) const;                   // INSTANCEPATH
-    void instance(pugi::xml_node parent, const broker::Instance& instance, const View& view) const;   // INSTANCE
-    void classElement(pugi::xml_node parent, const mof::Class& declaration, const View& view) const;  // CLASS
+    void className(pugi::xml_node parent, const std::string& name) const;                                // CLASSNAME
+    void instanceName(pugi::xml_node parent, const broker::ObjectPath& path) const;                      // INSTANCENAME
+    void instancePath(pugi::xml_node parent, const broker::ObjectPath& path) const;                      // INSTANCEPATH
+    void instance(pugi::xml_node parent, const broker::Instance& instance, const View& view) const;      // INSTANCE
+    void classElement(pugi::xml_node parent, const mof::Class& declaration, const View& view) const;     // CLASS
+    void classPath(pugi::xml_node parent, const std::string& nameSpace, const std::string& name) const;  // CLASSPATH
+    /** VALUE, VALUE.ARRAY or VALUE.REFERENCE; nothing for a null value. */
+    void value(pugi::xml_node parent, const broker::Value& value) const;
+    void qualifierDeclaration(pugi::xml_node parent, const mof::QualifierDeclaration& declaration) const;
 
  private:
     void property(pugi::xml_node parent, const broker::Property& property, const std::string& origin) const;
     void keyBinding(pugi::xml_node parent, const broker::Property& key) const;
     void reference(pugi::xml_node parent, const broker::ObjectPath& path) const;
+    void place(pugi::xml_node parent, const std::string& nameSpace) const;
 
     const mof::Schema& schema_;
     std::string host_;

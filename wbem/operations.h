@@ -4,21 +4,24 @@
 #include <pugixml.hpp>
 
 #include <string>
+#include <vector>
 
 #include "broker/broker.h"
 #include "mof/schema.h"
+#include "wbem/namespace.h"
 #include "wbem/request.h"
 
 namespace wbem {
 
 /**
- * The operations of a CIM server with one namespace, one provider and its schema: what is the object manager's business
- * is done here, everything else is asked of the provider. May be used from any number of threads at once.
+ * The operations of a CIM server with one provider, its schema and namespace, and the Interop namespaces that tell of
+ * it: what is the object manager's business is done here, everything else is asked of the provider. May be used from
+ * any number of threads at once.
  */
 class Operations {
  public:
     /** Declares the classes to the object manager. It and the schema have to outlive this object. */
-    Operations(broker::Broker& manager, const mof::Schema& schema, std::string nameSpace);
+    Operations(broker::Broker& manager, const mof::Schema& schema, const std::string& nameSpace);
 
     /**
      * Performs an operation and puts what it returns (IRETURNVALUE, where it returns something) below `response`. host:
@@ -28,9 +31,7 @@ class Operations {
     void perform(const Call& call, const std::string& host, pugi::xml_node response) const;
 
  private:
-    broker::Broker& manager_;
-    const mof::Schema& schema_;
-    std::string nameSpace_;
+    std::vector<Namespace> namespaces_;
 };
 
 }  // namespace wbem

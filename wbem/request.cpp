@@ -34,6 +34,11 @@ pugi::xml_node messageOf(const pugi::xml_document& document) {
 
 }  // namespace
 
+std::string Call::targetClass() const {
+    const pugi::xml_node instance = target.child("INSTANCENAME");
+    return instance ? instance.attribute("CLASSNAME").value() : target.child("CLASSNAME").attribute("NAME").value();
+}
+
 Call readCall(const std::string& text) {
     Call call;
     call.document = parseXml(text);

@@ -16,6 +16,9 @@ struct Call {
     pugi::xml_node target;  // LOCALCLASSPATH or LOCALINSTANCEPATH of an extrinsic call
     pugi::xml_document document;
     pugi::xml_node element;  // the call, in the document
+
+    /** Of an extrinsic call: the class that it is about, or whose instance. */
+    std::string targetClass() const;
 };
 
 /**

@@ -50,6 +50,8 @@ constexpr Declaration kDeclarations[] = {
     {"IRETURNVALUE", "", "VALUE.NAMEDINSTANCE*"},
     {"IRETURNVALUE", "", "INSTANCE*"},
     {"IRETURNVALUE", "", "CLASS*"},
+    {"IRETURNVALUE", "", "QUALIFIER.DECLARATION*"},
+    {"IRETURNVALUE", "", "VALUE|VALUE.ARRAY|VALUE.REFERENCE?"},
     {"NAMESPACE", "NAME", ""},
     {"HOST", "", "#PCDATA"},
     {"LOCALNAMESPACEPATH", "", "NAMESPACE+"},
