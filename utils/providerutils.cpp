@@ -304,11 +304,9 @@ CMPIInstance* CMPICIMInst::getNextInstance(const CMPIBroker*, const CMPIContext*
         return nullptr;
     }
     syslog(LOG_ERR, "getNextInstance it has next");
-    const CMPIData next = instances->ft->getNext(instances, nullptr);
-    // Nothing but an instance is taken for one, though an object manager may leave the element's type out.
-    const bool isInstance =
-        (next.state & CMPI_nullValue) == 0 && (next.type == CMPI_instance || next.type == CMPI_null);
-    CMPIInstance* instance = isInstance ? next.value.inst : nullptr;
+    // Whatever the element's state and type say: object managers leave the type out, and OpenPegasus marks every
+    // element of an upcall's enumeration as null.
+    CMPIInstance* instance = instances->ft->getNext(instances, nullptr).value.inst;
     if (instance == nullptr || instance->hdl == nullptr) {
         syslog(LOG_ERR, "getNextInstance instance is null");
         return nullptr;

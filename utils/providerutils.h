@@ -70,7 +70,7 @@ class CMPICIMInst {
                                         const std::string& nameSpace, const std::string& className);
     CMPIEnumeration* enumerateInstances(const CMPIBroker* broker, const CMPIContext* context,
                                         const CMPIObjectPath* classPath);
-    /** The next instance of an enumeration; null at its end, and at an element that is no instance. */
+    /** The next instance of an enumeration; null at its end, and at an element whose instance is null. */
     CMPIInstance* getNextInstance(const CMPIBroker* broker, const CMPIContext* context, CMPIEnumeration* instances);
 
     /** The host's name, "systemname" when it cannot be had. Returns what gethostname returned. */

@@ -68,11 +68,6 @@ std::vector<Answer> answersOfEveryKind(const ObjectPath& path, const std::string
         {"NullText", elements({Value::nothing(CMPI_string), good}), false},
         {"NullAlone", elements({Value::nothing(CMPI_instance)}), false},
         {"NullBehindIt", elements({good, Value::nothing(CMPI_instance)}), true},
-        {"Text", elements({Value::string("no instance"), good}), false},
-        {"Path", elements({Value::reference(path), good}), false},
-        {"Number", elements({Value::uint(CMPI_uint64, number), good}), false},
-        {"Boolean", elements({Value::boolean(true), good}), false},
-        {"Array", elements({Value::array(CMPI_uint16, {Value::uint(CMPI_uint16, number)}), good}), false},
         {"AnInstanceWithoutAnything", elements({Value::instance(Instance{classPath(path.className), {}})}), false},
         {"AnInstanceWithoutTheProperty",
          elements({Value::instance(without(instanceOf(path, property, Value::boolean(true)), property))}), false},
@@ -169,6 +164,41 @@ TEST_P(FunctionAnswers, CountAsOnTheBoardUnlessANumberIsFound) {
             EXPECT_THAT(delivered(response), SizeIs(hasFunction() && !GetParam().understood ? 1 : 0));
         }
     }
+}
+
+// --- elements as they come ---
+
+using GetNext = CMPIData(const CMPIEnumeration*, CMPIStatus*);
+GetNext* brokersGetNext = nullptr;
+
+/** What a request by upcall delivers, for each of them. */
+std::vector<Paths> deliveredByUpcalls(broker::Broker& manager) {
+    std::vector<Paths> all;
+    for (const char* className : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_SSPCIController"}) {
+        all.push_back(delivered(manager.enumerateInstances(classPath(className))));
+    }
+    for (const ObjectPath& source : {slotPath(3), boardPath()})
+        all.push_back(delivered(manager.references(source, {})));
+    const broker::Filters byAssociation = filters({"QELTA_DeviceInSlot"});
+    for (const ObjectPath& source : {devicePath(3, 3, 0), bridgePath(5, 5, 0)}) {
+        all.push_back(delivered(manager.associators(source, byAssociation)));
+    }
+    return all;
+}
+
+class Elements : public RackTest {};
+
+// As OpenPegasus hands them over.
+TEST_F(Elements, MarkedAsNullAreInstancesAllTheSame) {
+    const std::vector<Paths> expected = deliveredByUpcalls(manager);
+    for (const Paths& paths : expected) EXPECT_THAT(paths, testing::Not(IsEmpty()));
+    brokersGetNext = manager.enumerationTable().getNext;
+    manager.enumerationTable().getNext = [](const CMPIEnumeration* enumeration, CMPIStatus* status) {
+        CMPIData element = brokersGetNext(enumeration, status);
+        element.state = CMPI_nullValue;
+        return element;
+    };
+    EXPECT_EQ(deliveredByUpcalls(manager), expected);
 }
 
 // --- the paths that clients ask with ---

@@ -252,10 +252,24 @@ TEST_F(EnumerationWalkTest, ANullElementGivesNullThoughMoreFollow) {
     EXPECT_NE(next(instances), nullptr);
 }
 
-TEST_F(EnumerationWalkTest, AnElementWithoutTypeIsTakenAsAnInstance) {
+// OpenPegasus hands every element over as a null one with a good instance in it.
+TEST_F(EnumerationWalkTest, TheInstanceInAnElementIsTakenWhateverItsStateSays) {
     CMPIInstance* instance = makeInstance();
-    EXPECT_EQ(next(answering(CMPI_null, CMPI_goodValue, instance)), instance);
-    EXPECT_EQ(takeLog(), foundLog_);
+    for (const int state : {CMPI_goodValue, CMPI_nullValue, CMPI_keyValue, CMPI_notFound, CMPI_badValue,
+                            CMPI_nullValue | CMPI_keyValue}) {
+        EXPECT_EQ(next(answering(CMPI_instance, static_cast<CMPIValueState>(state), instance)), instance) << state;
+        EXPECT_EQ(takeLog(), foundLog_);
+    }
+}
+
+TEST_F(EnumerationWalkTest, TheInstanceInAnElementIsTakenWhateverItsTypeSays) {
+    CMPIInstance* instance = makeInstance();
+    for (const CMPIType type : std::vector<CMPIType>{CMPI_null, CMPI_instance, CMPI_ref, CMPI_string, CMPI_uint64}) {
+        for (const CMPIValueState state : std::vector<CMPIValueState>{CMPI_goodValue, CMPI_nullValue}) {
+            EXPECT_EQ(next(answering(type, state, instance)), instance) << type;
+            EXPECT_EQ(takeLog(), foundLog_);
+        }
+    }
 }
 
 TEST_F(EnumerationWalkTest, ANullInstanceAndOneWithoutHandleGiveNull) {
@@ -263,15 +277,6 @@ TEST_F(EnumerationWalkTest, ANullInstanceAndOneWithoutHandleGiveNull) {
     EXPECT_EQ(takeLog(), nullElementLog_);
     CMPIInstance withoutHandle = {nullptr, &broker_.instanceTable()};
     EXPECT_EQ(next(answering(CMPI_instance, CMPI_goodValue, &withoutHandle)), nullptr);
-    EXPECT_EQ(takeLog(), nullElementLog_);
-}
-
-TEST_F(EnumerationWalkTest, AnElementOfAnotherKindIsNeverMisreadAsAnInstance) {
-    CMPIEnumeration* elements =
-        scope_.makeEnumeration({Value::string("no instance"), Value::uint(CMPI_uint64, 0x1000), thingNumber(3)});
-    EXPECT_EQ(next(elements), nullptr);
-    EXPECT_EQ(takeLog(), nullElementLog_);
-    EXPECT_EQ(next(elements), nullptr);
     EXPECT_EQ(takeLog(), nullElementLog_);
 }
 
