@@ -1,16 +1,155 @@
 #include "emulator/clock.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
 
+#include "emulator/mutex.h"
 #include "emulator/real.h"
 
 namespace emulator::clock {
 
 namespace {
 
+namespace fs = std::filesystem;
+
+constexpr const char* kThreads = "/proc/self/task";
+constexpr Duration kPause = std::chrono::milliseconds(1);  // between looks at threads that could go on
+
 std::atomic<std::int64_t> aheadNs{0};
+std::atomic<unsigned> resets{0};
+
+/** The waits that are under way: the emulated time at which each thread's ends. */
+struct Waits {
+    Mutex mutex;
+    std::map<pid_t, Duration> ends;
+};
+
+/** Never destroyed: calls come until the very end of the process. */
+Waits& waits() {
+    static auto* instance = new Waits;
+    return *instance;
+}
+
+/** Locks the waits without ever sleeping for it: a thread that is about to wait must not look like one at rest. */
+std::unique_lock<Mutex> lockWaits() {
+    std::unique_lock<Mutex> lock(waits().mutex, std::try_to_lock);
+    while (!lock.owns_lock()) {
+        std::this_thread::yield();
+        lock.try_lock();
+    }
+    return lock;
+}
+
+/** This thread's wait, from its beginning to its end. */
+class Waiting {
+ public:
+    explicit Waiting(Duration duration) : end_(now() + duration) {
+        const auto lock = lockWaits();
+        waits().ends[gettid()] = end_;
+    }
+    ~Waiting() {
+        const auto lock = lockWaits();
+        waits().ends.erase(gettid());
+    }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+    Duration end() const { return end_; }
+    bool over() const { return now() >= end_ || resets != resets_; }
+
+ private:
+    const Duration end_;
+    const unsigned resets_ = resets;
+};
+
+/** Every thread of the process but the calling one; none where the kernel does not tell. */
+std::vector<pid_t> otherThreads() {
+    std::vector<pid_t> threads;
+    std::error_code error;
+    for (fs::directory_iterator entry(kThreads, error), end; !error && entry != end; entry.increment(error)) {
+        const auto thread = static_cast<pid_t>(std::strtol(entry->path().filename().c_str(), nullptr, 10));
+        if (thread != gettid()) threads.push_back(thread);
+    }
+    return threads;
+}
+
+/** What the kernel has on record of a thread; nothing when the thread is gone. */
+std::string statusOf(pid_t thread) {
+    const std::string path = std::string(kThreads) + "/" + std::to_string(thread) + "/status";
+    std::string text(4096, '\0');
+    const int file = real::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return "";
+    const ssize_t length = read(file, text.data(), text.size());
+    real::close(file);
+    text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return text;
+}
+
+/** What stands behind a name in a thread's status. */
+std::string field(const std::string& status, const std::string& name) {
+    const std::size_t line = status.find("\n" + name + ":\t");
+    if (line == std::string::npos) return "";
+    const std::size_t begin = line + name.size() + 3;
+    return status.substr(begin, status.find('\n', begin) - begin);
+}
+
+/** How often a thread that is asleep, or gone, has run; nothing for one that runs, may run, or waits for a disk. */
+std::optional<std::string> timesRun(pid_t thread) {
+    const std::string status = statusOf(thread);
+    if (status.empty()) return "";
+    if (std::string("SIZX").find(field(status, "State").substr(0, 1)) == std::string::npos) return std::nullopt;
+    return field(status, "voluntary_ctxt_switches") + " " + field(status, "nonvoluntary_ctxt_switches");
+}
+
+/**
+ * The end of the wait that ends first, as long as no thread could go on: one whose wait is over can, though it may not
+ * have noticed yet. `others` becomes how often each of those that are not waiting has run.
+ */
+std::optional<Duration> firstEnd(Duration own, std::map<pid_t, std::string>& others) {
+    others.clear();
+    Duration first = own;
+    for (const pid_t thread : otherThreads()) {
+        const auto wait = waits().ends.find(thread);
+        if (wait != waits().ends.end()) {
+            if (wait->second <= now()) return std::nullopt;
+            first = std::min(first, wait->second);
+        } else if (const auto times = timesRun(thread)) {
+            others[thread] = *times;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return first;
+}
+
+/** Puts the clock forward to the end of the wait that ends first, if no thread could go on now. */
+bool putForward(Duration own) {
+    const std::unique_lock<Mutex> lock(waits().mutex, std::try_to_lock);
+    if (!lock.owns_lock()) return false;
+    // Threads are looked at one after the other, and may wake one another meanwhile. Those that sleep at both looks,
+    // and have not run in between, were all asleep at the same time.
+    std::map<pid_t, std::string> before;
+    std::map<pid_t, std::string> after;
+    if (!firstEnd(own, before)) return false;
+    const std::optional<Duration> first = firstEnd(own, after);
+    if (!first || before != after) return false;
+    advance(std::max(*first - now(), Duration::zero()));
+    return true;
+}
 
 }  // namespace
 
@@ -28,11 +167,21 @@ void advance(Duration by) {
     aheadNs.fetch_add(by.count(), std::memory_order_relaxed);
 }
 
+void wait(Duration duration) {
+    if (duration <= Duration::zero()) return;
+    const Waiting waiting(duration);
+    while (!waiting.over()) {
+        if (!putForward(waiting.end())) sleep(kPause);
+    }
+}
+
 void reset() {
     aheadNs.store(0, std::memory_order_relaxed);
+    ++resets;
 }
 
 void sleep(Duration duration) {
+    if (duration <= Duration::zero()) return;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
     timespec left{static_cast<time_t>(seconds.count()), static_cast<long>((duration - seconds).count())};
     while (nanosleep(&left, &left) != 0 && errno == EINTR) {

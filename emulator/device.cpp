@@ -212,14 +212,13 @@ void EmulatedDevice::noteExchange() {
     if (exchanging_ != std::thread::id() && exchanging_ != std::this_thread::get_id()) ++interleaved_;
 }
 
-/** Lets a wait take its time, on the emulated clock or, with the device unlocked, in earnest. */
+/** Lets a wait take its time with the device unlocked, on the emulated clock or in earnest. */
 void EmulatedDevice::passTime(clock::Duration duration, std::unique_lock<Mutex>& lock) const {
-    if (!realWaits_) {
-        clock::advance(duration);
-        return;
-    }
     lock.unlock();
-    clock::sleep(duration);
+    if (realWaits_)
+        clock::sleep(duration);
+    else
+        clock::wait(duration);
 }
 
 }  // namespace emulator

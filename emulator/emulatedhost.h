@@ -96,7 +96,8 @@ std::string describe(const Event& event);
  *  - syslog lines are recorded and go nowhere else.
  *
  * Everything else reaches the machine. Waits are virtual unless setRealWaits says otherwise: they are recorded and move
- * the emulated CLOCK_MONOTONIC on, nobody sleeps. Every receive call that fails moves it on by 1 ms, so that code which
+ * the emulated CLOCK_MONOTONIC on, nobody sleeps through them. Waits of several threads at the same time overlap as
+ * real ones do (emulator/clock.h says how). Every receive call that fails moves it on by 1 ms, so that code which
  * repeats such calls for a certain time gets to its end at once. The clock goes back to the machine's with the object;
  * waits of the kernel for a point in time (condition variables, futures) know only the machine's clock.
  * At most one object lives at a time (std::logic_error). All members may be called from any thread.
@@ -105,7 +106,8 @@ std::string describe(const Event& event);
  * POLLHUP, send and receive fail with ENODEV. Closing and opening again finds it back unless it is still removed.
  *
  * Preloaded into a foreign process, the library makes such an object by itself from the environment: EMULATED_HOST is
- * the directory, EMULATED_HOST_TRACE a file to which every event is appended as it happens (one line each).
+ * the directory, EMULATED_HOST_TRACE a file to which every event is appended as it happens (one line each), and
+ * EMULATED_HOST_WAITS says `real` or `virtual`.
  */
 class EmulatedHost {
  public:

@@ -34,6 +34,12 @@ void traceTo(EmulatedHost& host, const char* file) {
     host.onEvent([descriptor](const Event& event) { appendLine(descriptor, describe(event)); });
 }
 
+bool areReal(const std::string& waits) {
+    if (waits != "real" && waits != "virtual")
+        throw std::runtime_error("EMULATED_HOST_WAITS is 'real' or 'virtual', not '" + waits + "'");
+    return waits == "real";
+}
+
 /** The host lives as long as the process, to the last call that an exit handler makes. */
 EmulatedHost& environmentHost(const char* directory) {
     static auto* host = new EmulatedHost(directory);
@@ -45,6 +51,7 @@ __attribute__((constructor)) void startFromEnvironment() {
     if (directory == nullptr) return;
     try {
         EmulatedHost& host = environmentHost(directory);
+        if (const char* waits = setting("EMULATED_HOST_WAITS"); waits != nullptr) host.setRealWaits(areReal(waits));
         if (const char* trace = setting("EMULATED_HOST_TRACE"); trace != nullptr) traceTo(host, trace);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "emulated host: %s\n", error.what());

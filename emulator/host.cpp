@@ -330,7 +330,7 @@ Wait Host::waitForNothing(pollfd& item, int timeoutMs) const {
         const int ready = real::poll(&item, nfds_t{1}, timeoutMs);
         return {ready, item.revents, ready < 0 ? errno : 0};
     }
-    clock::advance(std::chrono::milliseconds(timeoutMs));
+    clock::wait(std::chrono::milliseconds(timeoutMs));
     return {};
 }
 

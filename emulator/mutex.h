@@ -30,6 +30,14 @@ class Mutex {
 #endif
     }
 
+    bool try_lock() {
+        const bool taken = mutex_.try_lock();
+#ifdef PCIINFO_EMULATOR_TSAN
+        if (taken) __tsan_acquire(this);
+#endif
+        return taken;
+    }
+
     void unlock() {
 #ifdef PCIINFO_EMULATOR_TSAN
         __tsan_release(this);

@@ -1,15 +1,30 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <ctime>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 #include "emulator/emulatedhost.h"
 #include "tests/emulator/datastore.h"
 #include "tests/emulator/ipmiclient.h"
+#include "tests/support/emulatedtime.h"
 #include "tests/support/hostbuilder.h"
+
+/** Calls of nanosleep, the emulated host's among them. */
+static std::atomic<unsigned> sleeps{0};
+
+extern "C" int nanosleep(const timespec* duration, timespec* left) {
+    ++sleeps;
+    using Function = int(const timespec*, timespec*);
+    static auto* const behind = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "nanosleep"));
+    return behind(duration, left);
+}
 
 namespace {
 
@@ -309,6 +324,22 @@ TEST_F(DeviceTest, RealWaitsForALateAnswerTakeItsTime) {
     EXPECT_GE(realMs() - began, 79);
 }
 
+TEST_F(DeviceTest, WaitsOfNoLengthAreNotSleptThrough) {
+    for (const bool real : {true, false}) {
+        host.setRealWaits(real);
+        IpmiClient client;
+        const unsigned before = sleeps;
+        for (int i = 0; i < 100; ++i) EXPECT_EQ(client.exchange(query()), size4());
+        EXPECT_EQ(client.wait(0), 0);
+        EXPECT_EQ(sleeps - before, 0U) << (real ? "real" : "virtual");
+    }
+    host.setRealWaits(true);
+    const unsigned before = sleeps;
+    IpmiClient client;
+    EXPECT_EQ(client.wait(1), 0);
+    EXPECT_GE(sleeps - before, 1U);
+}
+
 TEST_F(DeviceTest, AWaitWithoutEndForNothingIsAnError) {
     IpmiClient client;
     EXPECT_EQ(client.wait(-1), -1);
@@ -439,6 +470,75 @@ TEST_F(DeviceTest, OtherWaitsAreTheMachines) {
     }).join();
     EXPECT_EQ(poll(nullptr, 0, 1), 0);
     EXPECT_THAT(host.eventsOf<Waited>(), SizeIs(0));
+}
+
+// --- virtual waits of several threads ---
+
+TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsOverlap) {
+    constexpr unsigned kThreads = 8;
+    std::vector<milliseconds> took(kThreads);
+    std::vector<std::thread> threads;
+    for (milliseconds& each : took) {
+        threads.emplace_back([&each] {
+            IpmiClient client;
+            const milliseconds began = testsupport::ahead();
+            EXPECT_EQ(client.wait(5000), 0);
+            each = testsupport::ahead() - began;
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const milliseconds& each : took) EXPECT_LE(each, milliseconds(5000));
+}
+
+TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsEndInTheOrderOfTheirEnds) {
+    std::atomic<bool> longOneBegins{false};
+    std::atomic<bool> longOneIsOver{false};
+    std::thread other([&] {
+        IpmiClient client;
+        longOneBegins = true;
+        EXPECT_EQ(client.wait(3600 * 1000), 0);
+        longOneIsOver = true;
+    });
+    while (!longOneBegins) std::this_thread::yield();
+    // This thread does something for a while before it waits: the other one's wait does not end at once for that.
+    const long began = realMs();
+    while (realMs() - began < 20) std::this_thread::yield();
+    IpmiClient client;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(client.wait(1000), 0);
+        EXPECT_FALSE(longOneIsOver);
+    }
+    other.join();
+}
+
+TEST_F(DeviceTest, AVirtualWaitBehindALockBeginsWhenItsThreadHasTheLock) {
+    constexpr unsigned kThreads = 4;
+    const milliseconds began = emulatedTime();
+    std::mutex mutex;
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&mutex] {
+            IpmiClient client;
+            const std::lock_guard<std::mutex> lock(mutex);
+            EXPECT_EQ(client.wait(5000), 0);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_GE(emulatedTime() - began, kThreads * milliseconds(5000));
+}
+
+TEST_F(DeviceTest, AVirtualWaitBesideAThreadThatNeverRestsTakesItsTime) {
+    std::atomic<bool> done{false};
+    std::thread restless([&done] {
+        while (!done) {
+        }
+    });
+    IpmiClient client;
+    const long began = realMs();
+    EXPECT_EQ(client.wait(50), 0);
+    EXPECT_GE(realMs() - began, 49);
+    done = true;
+    restless.join();
 }
 
 TEST_F(DeviceTest, ClosingTheDeviceEndsItsTransfers) {

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -72,6 +73,21 @@ TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
 TEST_F(PreloadTest, EveryProcessHasABmcOfItsOwn) {
     host.setFaults(R"({"faults": [{"on": "querySize", "completionCode": 24, "data": [24, 0, 0, 0, 99]}]})");
     for (int i = 0; i < 2; ++i) EXPECT_THAT(runForeign(host.directory()).output, HasSubstr("5 bytes, size 99"));
+}
+
+TEST_F(PreloadTest, WaitsAreRealWhereTheEnvironmentSaysSo) {
+    constexpr std::chrono::milliseconds kDelay{1500};
+    host.setFaults(R"({"faults": [{"on": "querySize", "delayMs": 1500}]})");
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_THAT(runForeign(host.directory(), "EMULATED_HOST_WAITS=real").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
+    EXPECT_GE(std::chrono::steady_clock::now() - began, kDelay);
+    EXPECT_THAT(runForeign(host.directory(), "EMULATED_HOST_WAITS=virtual").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
+}
+
+TEST_F(PreloadTest, WaitsThatAreNeitherRealNorVirtualEndTheProcess) {
+    const Outcome outcome = runForeign(host.directory(), "EMULATED_HOST_WAITS=short");
+    EXPECT_EQ(outcome.status, 125);
+    EXPECT_EQ(outcome.output, "emulated host: EMULATED_HOST_WAITS is 'real' or 'virtual', not 'short'\n");
 }
 
 TEST_F(PreloadTest, AHostDirectoryThatIsNotThereEndsTheProcess) {
