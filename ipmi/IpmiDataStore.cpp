@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
+#include <utility>
 
 namespace tPCIInfo {
 
@@ -23,13 +24,15 @@ static_assert(sizeof(void*) != 4 || IPMICTL_RECEIVE_MSG_TRUNC == 0xC018690BUL, "
 
 namespace {
 
-using Lock = std::lock_guard<std::recursive_mutex>;
+constexpr std::int32_t kNoDevice = -1;
 
-/** Guards kcs_fd, MAX_KCS_BUFF_SIZE and the device: one transfer, and one exchange, at a time. */
-std::recursive_mutex& transferLock() {
-    static std::recursive_mutex lock;
-    return lock;
+/** Guards kcs_fd and the device behind it: one transfer, and one exchange, at a time. */
+std::recursive_mutex& deviceMutex() {
+    static std::recursive_mutex mutex;
+    return mutex;
 }
+
+using DeviceLock = std::unique_lock<std::recursive_mutex>;
 
 constexpr long kMessageId = 22444;
 constexpr int kResponseWaitMs = 5000;
@@ -44,7 +47,7 @@ double now() {
 }
 
 /** A send that fails shows itself as a missing response, so its result is not looked at. */
-void sendRequest(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t netfn) {
+void sendRequest(std::int32_t device, std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t netfn) {
     ipmi_system_interface_addr address{};
     address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
     address.channel = IPMI_BMC_CHANNEL;
@@ -58,18 +61,18 @@ void sendRequest(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, st
     request.msg.cmd = cmd;
     request.msg.data_len = dataLen;
     request.msg.data = data;
-    ioctl(kcs_fd, IPMICTL_SEND_COMMAND, &request);
+    ioctl(device, IPMICTL_SEND_COMMAND, &request);
 }
 
-bool responseArrives() {
-    pollfd device{};
-    device.fd = kcs_fd;
-    device.events = POLLIN;
-    return poll(&device, 1, kResponseWaitMs) > 0;
+bool responseArrives(std::int32_t device) {
+    pollfd wanted{};
+    wanted.fd = device;
+    wanted.events = POLLIN;
+    return poll(&wanted, 1, kResponseWaitMs) > 0;
 }
 
 /** Receives one message into `buffer`; a failing receive call is repeated for 5 s, whatever its reason. */
-bool receiveMessage(std::array<std::uint8_t, kMaxResponse>& buffer, ipmi_recv& received) {
+bool receiveMessage(std::int32_t device, std::array<std::uint8_t, kMaxResponse>& buffer, ipmi_recv& received) {
     std::array<unsigned char, kSenderAddressSize> sender{};
     const double start = now();
     do {
@@ -78,7 +81,7 @@ bool receiveMessage(std::array<std::uint8_t, kMaxResponse>& buffer, ipmi_recv& r
         received.addr_len = static_cast<unsigned int>(sender.size());
         received.msg.data = buffer.data();
         received.msg.data_len = static_cast<unsigned short>(buffer.size());
-        if (ioctl(kcs_fd, IPMICTL_RECEIVE_MSG_TRUNC, &received) != -1) return true;
+        if (ioctl(device, IPMICTL_RECEIVE_MSG_TRUNC, &received) != -1) return true;
     } while (now() - start < kReceiveRetrySeconds);
     return false;
 }
@@ -88,10 +91,24 @@ bool isResponseTo(const ipmi_recv& received, std::uint8_t cmd, std::uint8_t netf
            received.msg.cmd == cmd;
 }
 
+/** sendIPMICMD on the device that is given; on none it fails after the same calls and the same wait. */
+std::uint32_t exchangeOn(std::int32_t device, std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen,
+                         std::uint8_t* response, std::uint16_t& responseLen, std::uint8_t netfn) {
+    std::array<std::uint8_t, kMaxResponse> buffer{};
+    sendRequest(device, cmd, data, dataLen, netfn);
+    if (!responseArrives(device)) return 1;
+    ipmi_recv received{};
+    if (!receiveMessage(device, buffer, received) || !isResponseTo(received, cmd, netfn)) return 1;
+    const std::size_t length = std::min<std::size_t>(received.msg.data_len, buffer.size());
+    std::copy_n(buffer.begin(), length, response);
+    responseLen = static_cast<std::uint16_t>(length);
+    return 0;
+}
+
 }  // namespace
 
 int connect_kcs() {
-    const Lock guard(transferLock());
+    const DeviceLock lock(deviceMutex());
     disconnect_kcs();
     for (const char* device : {"/dev/ipmi0", "/dev/ipmidev/0"}) {
         kcs_fd = open(device, O_RDWR);
@@ -101,24 +118,18 @@ int connect_kcs() {
 }
 
 void disconnect_kcs() {
-    const Lock guard(transferLock());
+    const DeviceLock lock(deviceMutex());
     if (kcs_fd < 0) return;
     close(kcs_fd);
-    kcs_fd = -1;
+    kcs_fd = kNoDevice;
 }
 
 std::uint32_t sendIPMICMD(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
                           std::uint16_t& responseLen, std::uint8_t netfn) {
-    const Lock guard(transferLock());
-    std::array<std::uint8_t, kMaxResponse> buffer{};
-    sendRequest(cmd, data, dataLen, netfn);
-    if (!responseArrives()) return 1;
-    ipmi_recv received{};
-    if (!receiveMessage(buffer, received) || !isResponseTo(received, cmd, netfn)) return 1;
-    const std::size_t length = std::min<std::size_t>(received.msg.data_len, buffer.size());
-    std::copy_n(buffer.begin(), length, response);
-    responseLen = static_cast<std::uint16_t>(length);
-    return 0;
+    DeviceLock lock(deviceMutex());
+    const std::int32_t device = kcs_fd;
+    if (device < 0) lock.unlock();  // there is nothing to guard, and others need not queue behind this one's wait
+    return exchangeOn(device, cmd, data, dataLen, response, responseLen, netfn);
 }
 
 std::uint32_t sendIPMI(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
@@ -176,6 +187,25 @@ std::int32_t low16(std::int32_t number) {
     return static_cast<std::uint16_t>(number);
 }
 
+/** Guards MAX_KCS_BUFF_SIZE: transfers without a device run beside one that has it. */
+std::mutex& chunkLimitMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::uint16_t chunkLimit() {
+    const std::lock_guard<std::mutex> lock(chunkLimitMutex());
+    return MAX_KCS_BUFF_SIZE;
+}
+
+/** Lowers the limit for the rest of the process; false where it is as low already. */
+bool lowerChunkLimit() {
+    const std::lock_guard<std::mutex> lock(chunkLimitMutex());
+    if (MAX_KCS_BUFF_SIZE <= kSmallChunk) return false;
+    MAX_KCS_BUFF_SIZE = kSmallChunk;
+    return true;
+}
+
 bool isBlank(const std::uint8_t* bytes, std::int32_t count) {
     return std::all_of(bytes, bytes + count, [](std::uint8_t byte) { return byte == 0; });
 }
@@ -209,10 +239,37 @@ struct IpmiDataStore::Chunks {
     }
 };
 
+/**
+ * One whole-file transfer of a store, begun with the device locked. With a device it keeps the lock to its end. Without
+ * one there is nothing to guard: others may run beside it, and it exchanges on no device even when one of them opens
+ * one meanwhile.
+ */
+class IpmiDataStore::TransferScope {
+ public:
+    TransferScope(IpmiDataStore& store, DeviceLock lock) : store_(store), lock_(std::move(lock)) {
+        store_.withoutDevice = kcs_fd < 0;
+        if (store_.withoutDevice) lock_.unlock();
+    }
+    ~TransferScope() { store_.withoutDevice = false; }
+    TransferScope(const TransferScope&) = delete;
+    TransferScope& operator=(const TransferScope&) = delete;
+
+ private:
+    IpmiDataStore& store_;
+    DeviceLock lock_;
+};
+
 IpmiDataStore::Answer IpmiDataStore::exchange(std::uint8_t& completionCode, std::vector<std::uint8_t>& request) {
     Answer answer;
-    answer.result = sendIPMI(kDataStoreCode, request.data(), static_cast<std::uint16_t>(request.size()),
-                             answer.bytes.data(), answer.length, completionCode, kDataStoreNetfn);
+    const auto length = static_cast<std::uint16_t>(request.size());
+    if (withoutDevice) {
+        answer.result = exchangeOn(kNoDevice, kDataStoreCode, request.data(), length, answer.bytes.data(),
+                                   answer.length, kDataStoreNetfn);
+        completionCode = answer.bytes[0];
+    } else {
+        answer.result = sendIPMI(kDataStoreCode, request.data(), length, answer.bytes.data(), answer.length,
+                                 completionCode, kDataStoreNetfn);
+    }
     exchangeFailed = answer.result != 0;
     return answer;
 }
@@ -312,11 +369,12 @@ std::int32_t IpmiDataStore::DeleteFile(std::uint8_t& completionCode, const std::
 std::int32_t IpmiDataStore::ReadFile(std::uint8_t& completionCode, const std::string& name, ByteVector& data,
                                      bool characteristic, std::uint8_t openOption, accessType access,
                                      bool stopIfBlank) {
-    const Lock transfer(transferLock());
+    DeviceLock lock(deviceMutex());
     if (connect_kcs() < 0) {
         disconnect_kcs();
         return -1;
     }
+    const TransferScope scope(*this, std::move(lock));
     std::int32_t result =
         Open(completionCode, access, static_cast<characteristics>(characteristic), 0, kCreateNone, openOption, name);
     if (completionCode != DS_STATUS_OK || result != 0) return result;
@@ -335,13 +393,13 @@ std::int32_t IpmiDataStore::ReadFile(std::uint8_t& completionCode, const std::st
         result = low16(closeResult);
         completionCode = closeCode;
     }
-    disconnect_kcs();
+    if (!withoutDevice) disconnect_kcs();  // what is open then is another transfer's
     return result;
 }
 
 std::int32_t IpmiDataStore::WriteFile(std::uint8_t& completionCode, const std::string& name, const ByteVector& data,
                                       bool characteristic, std::uint8_t openOption) {
-    const Lock transfer(transferLock());
+    const TransferScope scope(*this, DeviceLock(deviceMutex()));
     std::int32_t result = Open(completionCode, kAccessWrite, static_cast<characteristics>(characteristic),
                                static_cast<std::uint16_t>(data.size()), kCreate, openOption, name);
     if (completionCode != DS_STATUS_OK || result != 0) return result;
@@ -363,14 +421,13 @@ std::int32_t IpmiDataStore::transferChunk(std::uint8_t& completionCode, Chunks& 
     exchangeFailed = false;
     const std::int32_t result = transfer(chunks.next());
     const bool wentWrong = (completionCode != DS_STATUS_OK && completionCode != kPastEnd) || result < 0;
-    if (!kcsBuffAdaptive || MAX_KCS_BUFF_SIZE <= kSmallChunk || !wentWrong) return result;
-    MAX_KCS_BUFF_SIZE = kSmallChunk;
+    if (!kcsBuffAdaptive || !wentWrong || !lowerChunkLimit()) return result;
     chunks.size = kSmallChunk;
     return transfer(chunks.next());
 }
 
 std::int32_t IpmiDataStore::readChunks(std::uint8_t& completionCode, std::uint8_t* area, bool stopIfBlank) {
-    Chunks chunks{kcsBuffAdaptive ? MAX_KCS_BUFF_SIZE : kChunk, kFileArea};
+    Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, kFileArea};
     unsigned emptyAnswers = 0;
     std::int32_t result = 0;
     while (chunks.offset < chunks.total) {
@@ -387,7 +444,7 @@ std::int32_t IpmiDataStore::readChunks(std::uint8_t& completionCode, std::uint8_
 }
 
 std::int32_t IpmiDataStore::writeChunks(std::uint8_t& completionCode, const ByteVector& data) {
-    Chunks chunks{kcsBuffAdaptive ? MAX_KCS_BUFF_SIZE : kChunk, data.size()};
+    Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, data.size()};
     unsigned stalledWrites = 0;
     std::int32_t result = 0;
     while (chunks.offset < chunks.total) {

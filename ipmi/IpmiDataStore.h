@@ -11,10 +11,17 @@ namespace tPCIInfo {
 // ---------------------------------------------------------------------------------------------------------------
 // Transport: one IPMI request and its response through the Linux driver's character device (linux/ipmi.h).
 //
-// All of it may be called from any thread. A lock covers every single exchange and, in IpmiDataStore, every whole
-// transfer; it is held while the BMC is waited for, never while the object manager is called.
+// Every function may be called from any thread. While a device is open, a lock covers each call of connect_kcs and
+// disconnect_kcs, each exchange and, in IpmiDataStore, each whole transfer; it is held while the BMC is waited for,
+// never while the object manager is called. Without a device it is not held while waiting: exchanges and transfers
+// that found none run side by side.
+//
+// The lock does not span calls. Between connect_kcs and an exchange, a WriteFile or a data store's single operations,
+// another thread's connect_kcs, disconnect_kcs or ReadFile can close the device or open it anew: what follows then
+// fails as without a device, or finds a BMC that has been asked other things since. A caller who needs several calls in
+// a row keeps other threads away meanwhile; ReadFile alone opens and closes within its one call.
 
-/** The open descriptor of the IPMI device, -1 when none is open. The process has one. */
+/** The open descriptor of the IPMI device, -1 when none is open. The process has one; not to be read beside calls. */
 extern std::int32_t kcs_fd;
 
 /** The largest response that the driver carries, completion code included. */
@@ -81,7 +88,10 @@ struct StorageAllocator {
 /** A vector of bytes whose storage, data() to data() + capacity(), may be read whatever its length is. */
 using ByteVector = std::vector<std::uint8_t, StorageAllocator<std::uint8_t>>;
 
-/** Bytes of one read or write; lowered to 58 for the rest of the process by the first BMC that refuses more. */
+/**
+ * Bytes of one read or write; lowered to 58 for the rest of the process by the first BMC that refuses more. Not to be
+ * read or set beside transfers of other threads.
+ */
 extern std::uint16_t MAX_KCS_BUFF_SIZE;
 
 /** Values of the open request's fields. */
@@ -165,14 +175,15 @@ class IpmiDataStore {
      * Reads a whole file into the storage of `data`, from its first byte; the vector's length is 0 afterwards and its
      * storage at least kFileArea bytes. The result is 0 for a file read to its end, and for one that the completion
      * code A0h ended earlier; the number of bytes read is not told. A file that could not be opened leaves `data`
-     * as it was and the device open; the next connect_kcs closes it.
+     * as it was and the device open; the next connect_kcs closes it. Where no device could be opened, the transfer
+     * goes without one to its end: it fails with the first exchange.
      */
     virtual std::int32_t ReadFile(std::uint8_t& completionCode, const std::string& name, ByteVector& data,
                                   bool characteristic, std::uint8_t openOption, accessType access, bool stopIfBlank);
 
     /**
-     * Writes a whole file on the device that the caller has open (connect_kcs). The result is that of the last Write,
-     * the number of bytes in it, not 0, after success.
+     * Writes a whole file on the device that the caller has open (connect_kcs) and that no other thread closes before
+     * this call. The result is that of the last Write, the number of bytes in it, not 0, after success.
      */
     virtual std::int32_t WriteFile(std::uint8_t& completionCode, const std::string& name, const ByteVector& data,
                                    bool characteristic, std::uint8_t openOption);
@@ -191,8 +202,10 @@ class IpmiDataStore {
  private:
     struct Answer;
     struct Chunks;
+    class TransferScope;
 
     bool exchangeFailed = false;  // the last exchange brought no response; its result 1 counts no byte
+    bool withoutDevice = false;   // for the length of a transfer that found no device
 
     Answer exchange(std::uint8_t& completionCode, std::vector<std::uint8_t>& request);
     std::int32_t finish(std::uint8_t& completionCode, std::uint8_t operation);

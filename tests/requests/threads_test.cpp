@@ -1,8 +1,11 @@
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 
 #include "tests/requests/rack.h"
+#include "tests/support/emulatedtime.h"
 
 namespace {
 
@@ -12,6 +15,8 @@ using broker::Response;
 using namespace testsupport;
 
 constexpr unsigned kThreads = 8;
+constexpr unsigned kRequests = 16;
+constexpr std::chrono::seconds kWait{5};
 constexpr unsigned kRounds = 1;  // of all questions; every thread asks each of them so often
 
 using Question = std::function<Response(Broker&)>;
@@ -54,7 +59,21 @@ void onThreads(unsigned count, const std::function<void(unsigned)>& work) {
     for (std::thread& thread : threads) thread.join();
 }
 
-class Threads : public RackTest {};
+class Threads : public RackTest {
+ protected:
+    /** Asks for the slots' names on sixteen threads at once; how much virtual time each request took. */
+    std::vector<std::chrono::milliseconds> askForSlotsAtOnce() {
+        std::vector<std::chrono::milliseconds> took(kRequests);
+        onThreads(kRequests, [&](unsigned number) {
+            const auto began = ahead();
+            const Response response = manager.enumerateInstanceNames(classPath("QELTA_SystemSlot"));
+            took[number] = ahead() - began;
+            EXPECT_EQ(response.status, CMPI_RC_OK);
+            EXPECT_EQ(response.paths.size(), 0U);
+        });
+        return took;
+    }
+};
 
 TEST_F(Threads, MixingAllOperationsGetTheAnswersThatOneThreadGets) {
     const std::vector<Question> all = questions();
@@ -95,6 +114,30 @@ TEST_F(Threads, AskingTheSameQuestionWithUpcallsDoNotWaitForOneAnother) {
     EXPECT_EQ(differences, 0U);
     EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
     EXPECT_EQ(host->interleavedExchanges(), 0U);
+}
+
+TEST_F(Threads, WithoutADeviceWaitSideBySide) {
+    host->removeDevice(true);
+    const auto took = askForSlotsAtOnce();
+    EXPECT_LE(*std::max_element(took.begin(), took.end()), kWait);
+    const auto waits = host->eventsOf<emulator::Waited>();
+    EXPECT_EQ(waits.size(), kRequests);
+    for (const emulator::Waited& waited : waits) EXPECT_EQ(waited.timeoutMs, 5000);
+}
+
+TEST_F(Threads, WithASilentBmcWaitOneBehindTheOther) {
+    emulator::Fault silence;
+    silence.timeout = true;
+    silence.times = 0;
+    host->bmc().addFault(silence);
+    const auto began = std::chrono::steady_clock::now();
+    askForSlotsAtOnce();
+    EXPECT_GE(std::chrono::steady_clock::now() - began, kRequests * kWait);
+    EXPECT_EQ(host->eventsOf<emulator::Waited>().size(), kRequests);
+    EXPECT_EQ(host->interleavedExchanges(), 0U);
+
+    host->bmc().clearFaults();
+    EXPECT_NE(manager.enumerateInstanceNames(classPath("QELTA_SystemSlot")).paths.size(), 0U);
 }
 
 }  // namespace

@@ -1,14 +1,21 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/ipmi.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
+#include <optional>
 #include <thread>
 
 #include "tests/emulator/datastore.h"
+#include "tests/support/emulatedtime.h"
 #include "tests/unit/bmchost.h"
 
 namespace {
@@ -67,14 +74,74 @@ Exchange exchangeWithCode(Bytes request) {
     return made;
 }
 
+template <class Work>
+void onThreads(unsigned count, Work work) {
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < count; ++i) threads.emplace_back(work);
+    for (std::thread& thread : threads) thread.join();
+}
+
+/** What system calls do beside what the emulated host makes of them. Set while no other thread runs. */
+struct Spoiled {
+    int sendErrno = 0;  // sends fail with it
+    unsigned sends = 0;
+    std::optional<long> messageId;  // of what is received
+    int closeErrno = 0;             // closes fail with it, the descriptor being closed all the same
+    unsigned closes = 0;
+};
+Spoiled spoiled;
+
+/** A function that stands behind this program's own. */
+template <class Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
 Bytes query(const std::string& name = "file") {
     return datastore::querySize(name).data;
 }
 
+}  // namespace
+
+extern "C" {
+
+int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (request == IPMICTL_SEND_COMMAND && spoiled.sendErrno != 0) {
+        ++spoiled.sends;
+        errno = spoiled.sendErrno;
+        return -1;
+    }
+    static auto* const behind = next<int(int, unsigned long, ...)>("ioctl");
+    const int result = behind(descriptor, request, argument);
+    if (request == IPMICTL_RECEIVE_MSG_TRUNC && spoiled.messageId)
+        static_cast<ipmi_recv*>(argument)->msgid = *spoiled.messageId;
+    return result;
+}
+
+int close(int descriptor) {
+    static auto* const behind = next<int(int)>("close");
+    const int result = behind(descriptor);
+    if (spoiled.closeErrno == 0) return result;
+    ++spoiled.closes;
+    errno = spoiled.closeErrno;
+    return -1;
+}
+
+}  // extern "C"
+
+namespace {
+
 class TransportTest : public BmcHostTest {
  protected:
     TransportTest() { bmc().putFile("file", Bytes(9)); }
-    ~TransportTest() override { EXPECT_THAT(host.logTexts(), IsEmpty()); }
+    ~TransportTest() override {
+        spoiled = {};
+        EXPECT_THAT(host.logTexts(), IsEmpty());
+    }
 
     /** One exchange on an open device, met by a fault. */
     Exchange exchangeUnder(const Fault& fault) {
@@ -161,6 +228,22 @@ TEST_F(TransportTest, DisconnectClosesTheDeviceAndThenDoesNothing) {
     EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0", "closed"));
 }
 
+TEST_F(TransportTest, ACloseThatFailsIsNotRepeatedAndTheDeviceIsClosedAllTheSame) {
+    for (const int error : {EINTR, EIO}) {
+        SCOPED_TRACE(error);
+        ASSERT_EQ(connect_kcs(), 0);
+        spoiled = {};
+        spoiled.closeErrno = error;
+        disconnect_kcs();
+        EXPECT_EQ(spoiled.closes, 1U);
+        EXPECT_EQ(kcs_fd, -1);
+        spoiled = {};
+        EXPECT_EQ(connect_kcs(), 0);
+        EXPECT_EQ(exchange(query()).result, 0U);
+        disconnect_kcs();
+    }
+}
+
 // --- what the driver is given ---
 
 TEST_F(TransportTest, ARequestGoesOutWithTheSystemInterfaceAddressAndItsFixedMessageId) {
@@ -242,6 +325,10 @@ TEST_F(TransportTest, ANonzeroCompletionCodeIsNoFailureOfTheExchange) {
 // The driver hands over the first 272 bytes of such a message with an error, and the message is gone.
 TEST_F(TransportTest, AResponseLongerThanTheDriverCarriesIsLost) {
     expectFailure(exchangeUnder(answerOf(pattern(273))));
+    bmc().clearFaults();
+    const Exchange made = exchange(query());
+    EXPECT_EQ(made.result, 0U);
+    EXPECT_EQ(datastore::number(made.response()), 9U);
 }
 
 TEST_F(TransportTest, OnlyResponsesAreTaken) {
@@ -292,6 +379,16 @@ TEST_F(TransportTest, AnAnswerThatComesTooLateIsTakenForTheNextRequests) {
     EXPECT_EQ(datastore::number(next.response()), 9U);
 }
 
+TEST_F(TransportTest, TheMessageIdThatComesBackIsNotCompared) {
+    ASSERT_EQ(connect_kcs(), 0);
+    for (const long id : {0L, 22445L, -1L}) {
+        spoiled.messageId = id;
+        const Exchange made = exchange(query());
+        EXPECT_EQ(made.result, 0U) << id;
+        EXPECT_EQ(datastore::number(made.response()), 9U);
+    }
+}
+
 // --- waiting ---
 
 TEST_F(TransportTest, AnAnswerMayTakeAlmostFiveSeconds) {
@@ -330,6 +427,15 @@ TEST_F(TransportTest, AFailedSendShowsItselfAsAMissingAnswer) {
     const auto sent = host.eventsOf<Sent>();
     ASSERT_THAT(sent, SizeIs(1));
     EXPECT_EQ(sent[0].error, EMSGSIZE);
+    EXPECT_GE(passedMs(), kFiveSeconds);
+}
+
+TEST_F(TransportTest, ASendThatIsInterruptedIsNotRepeated) {
+    ASSERT_EQ(connect_kcs(), 0);
+    spoiled.sendErrno = EINTR;
+    expectFailure(exchange(query()));
+    EXPECT_EQ(spoiled.sends, 1U);
+    EXPECT_EQ(count<Waited>(), 1U);
     EXPECT_GE(passedMs(), kFiveSeconds);
 }
 
@@ -443,6 +549,43 @@ TEST_F(TransportTest, ExchangesOfSeveralThreadsDoNotMix) {
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(right, kThreads * kExchanges);
     EXPECT_EQ(host.interleavedExchanges(), 0U);
+}
+
+TEST_F(TransportTest, ConnectsAndDisconnectsOfSeveralThreadsDoNotMix) {
+    constexpr unsigned kThreads = 4;
+    constexpr unsigned kRounds = 200;
+    std::atomic<unsigned> connected{0};
+    onThreads(kThreads, [&] {
+        for (unsigned round = 0; round < kRounds; ++round) {
+            if (connect_kcs() == 0) ++connected;
+            disconnect_kcs();
+        }
+    });
+    EXPECT_EQ(connected, kThreads * kRounds);
+    EXPECT_EQ(kcs_fd, -1);
+    EXPECT_EQ(count<DeviceOpened>(), kThreads * kRounds);
+    EXPECT_EQ(count<DeviceClosed>(), kThreads * kRounds);
+}
+
+TEST_F(TransportTest, ExchangesOfSeveralThreadsWithoutADeviceWaitSideBySide) {
+    constexpr unsigned kThreads = 8;
+    host.removeDevice(true);
+    const auto began = testsupport::ahead();
+    onThreads(kThreads, [this] {
+        EXPECT_EQ(connect_kcs(), 1);
+        expectFailure(exchange(query()));
+    });
+    EXPECT_LE((testsupport::ahead() - began).count(), kFiveSeconds);
+    EXPECT_EQ(count<Waited>(), kThreads);
+}
+
+TEST_F(TransportTest, ExchangesOfSeveralThreadsWithASilentBmcWaitOneBehindTheOther) {
+    constexpr unsigned kThreads = 4;
+    ASSERT_EQ(connect_kcs(), 0);
+    strike(Occasion::any, timeOut());
+    onThreads(kThreads, [this] { expectFailure(exchange(query())); });
+    EXPECT_GE(passedMs(), kThreads * kFiveSeconds);
+    EXPECT_EQ(count<Waited>(), kThreads);
 }
 
 }  // namespace

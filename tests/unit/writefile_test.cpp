@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <deque>
+#include <functional>
+#include <future>
 #include <thread>
 
+#include "tests/support/emulatedtime.h"
 #include "tests/unit/wholefile.h"
 
 namespace {
@@ -415,6 +419,129 @@ TEST_F(WholeFileTest, TheFallBackOfSeveralThreadsIsMadeOncePerProcess) {
     const Pieces pieces = reads();
     EXPECT_EQ(std::count(pieces.begin(), pieces.end(), Piece{0, 200}), 1);
     EXPECT_EQ(pieces.size(), 1U + kThreads * piecesOf(58).size());
+}
+
+// --- without a device ---
+
+/** Runs a hook when a file is opened or closed, and answers by itself or, where it is told so, by the BMC. */
+class HookedStore : public IpmiDataStore {
+ public:
+    std::int32_t Open(std::uint8_t& code, tPCIInfo::accessType access, tPCIInfo::characteristics traits,
+                      std::uint16_t fileSize, tPCIInfo::createFlag create, std::uint8_t option,
+                      const std::string& name) override {
+        whenOpened();
+        code = 0;
+        return askBmc ? IpmiDataStore::Open(code, access, traits, fileSize, create, option, name) : 0;
+    }
+    std::int32_t Read(std::uint8_t& code, std::uint8_t*, std::uint8_t, std::uint16_t) override {
+        code = kRefused;
+        return 0;
+    }
+    std::int32_t Write(std::uint8_t& code, const std::uint8_t*, std::uint8_t count, std::uint16_t) override {
+        code = 0;
+        return count;
+    }
+    std::int32_t Close(std::uint8_t& code) override {
+        code = 0;
+        return 0;
+    }
+    std::int32_t QuerySize(std::uint8_t& code, const std::string&, std::uint32_t&) override {
+        code = 0;
+        return 0;
+    }
+
+    static constexpr std::uint8_t kRefused = 0x0D;
+    std::function<void()> whenOpened;
+    bool askBmc = false;
+};
+
+/** A transfer that found no device, and what other threads do while it is under way. */
+class NoDeviceTest : public WholeFileTest {
+ protected:
+    NoDeviceTest() {
+        bmc().putFile("file", pattern(65536));
+        host.removeDevice(true);
+    }
+    ~NoDeviceTest() override {
+        for (std::thread& thread : others_) thread.join();
+    }
+
+    /** Whether another thread comes to the end of `work` while this one goes no further; it is given a minute. */
+    bool meanwhile(const std::function<void()>& work) {
+        std::packaged_task<void()> task(work);
+        std::future<void> end = task.get_future();
+        others_.emplace_back(std::move(task));
+        return end.wait_for(std::chrono::minutes(1)) == std::future_status::ready;
+    }
+
+    /** Another thread finds the device, and leaves it open. */
+    void openMeanwhile() {
+        host.removeDevice(false);
+        EXPECT_TRUE(meanwhile([] { EXPECT_EQ(tPCIInfo::connect_kcs(), 0); }));
+    }
+
+    HookedStore store;
+    std::thread other_;
+
+ private:
+    std::vector<std::thread> others_;
+};
+
+TEST_F(NoDeviceTest, ATransferGoesWithoutOneToItsEndThoughAnotherThreadOpensIt) {
+    store.whenOpened = [this] { openMeanwhile(); };
+    store.askBmc = true;
+    const auto began = testsupport::ahead();
+    EXPECT_EQ(readFile(store), (Transfer{1, 0}));
+    EXPECT_LE(testsupport::ahead() - began, std::chrono::seconds(5));
+    EXPECT_THAT(requests(), IsEmpty());
+    const auto waits = host.eventsOf<emulator::Waited>();
+    ASSERT_EQ(waits.size(), 1U);
+    EXPECT_EQ(waits[0].timeoutMs, 5000);
+    EXPECT_EQ(waits[0].ready, 0);
+    EXPECT_GE(tPCIInfo::kcs_fd, 0);
+}
+
+TEST_F(NoDeviceTest, ATransferDoesNotCloseTheDeviceThatAnotherThreadOpened) {
+    store.whenOpened = [this] { openMeanwhile(); };
+    EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+    EXPECT_GE(tPCIInfo::kcs_fd, 0);
+    EXPECT_EQ(count<DeviceClosed>(), 0U);
+}
+
+TEST_F(NoDeviceTest, TheNextTransferOfTheSameStoreFindsTheDevice) {
+    store.whenOpened = [] {};
+    store.askBmc = true;
+    EXPECT_EQ(readFile(store), (Transfer{1, 0}));
+    host.removeDevice(false);
+    EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+    EXPECT_EQ(operations(), "open");
+}
+
+TEST_F(NoDeviceTest, OtherThreadsReadWholeFilesMeanwhile) {
+    store.whenOpened = [this] {
+        host.removeDevice(false);
+        EXPECT_TRUE(meanwhile([this] { EXPECT_EQ(readFile(), (Transfer{0, 0})); }));
+    };
+    store.askBmc = true;
+    HookedStore writing;
+    writing.whenOpened = store.whenOpened;
+    writing.askBmc = true;
+    EXPECT_EQ(readFile(store), (Transfer{1, 0}));
+    EXPECT_EQ(writeFile(writing, pattern(10)), (Transfer{1, 0}));
+    EXPECT_EQ(requests().size(), 2 * (3 + piecesOf(200).size()));
+}
+
+TEST_F(NoDeviceTest, TransfersOfSeveralThreadsLowerTheChunkSizeOncePerProcess) {
+    bmc().setReadLimit(58);
+    store.whenOpened = [this] {
+        host.removeDevice(false);
+        other_ = std::thread([this] { EXPECT_EQ(readFile(), (Transfer{0, 0})); });
+    };
+    std::uint8_t code = kCodeBefore;
+    ByteVector bytes;
+    store.ReadFile(code, "file", bytes, false, 16, tPCIInfo::kAccessRead, false);
+    other_.join();
+    EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
 }
 
 }  // namespace

@@ -309,6 +309,18 @@ def check_without_device(tally, folder, facts, name):
     return [(line, 0) for line in lines]
 
 
+def check_side_by_side(tally, folder):
+    """Sixteen requests at once without a device: each waits its 5 s, beside the others; returns their seconds."""
+    whole = next(line for line in steps(folder / "client/no-device-at-once") if line["step"].startswith("sixteen"))
+    requests = whole["requests"]
+    tally.equal("requests at once", len(requests), 16, "without a device")
+    for request in requests:
+        tally.equal("requests at once", (request["status"], request["objects"]), ("CMPI_RC_OK", 0), "without a device")
+        tally.true("requests at once", 5.0 <= request["seconds"] < 10.0, f"without a device: {request['seconds']} s")
+    tally.equal("descriptors of the device", whole["ipmiDescriptors"], 0, "requests at once without a device")
+    return [request["seconds"] for request in requests]
+
+
 def check_hung(tally, folder, facts, sections):
     """The interface hangs from the tenth message on: 5 s for it and 5 for the close, then 5 for every open."""
     lines = requests_of(steps(folder / "client/fault-hung"))

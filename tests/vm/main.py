@@ -79,6 +79,10 @@ def show_driver_answers(answers):
           [(case, f"{line['seconds']:.2f}", bytes(line["answer"]).hex().upper() + "h") for case, line in answers])
 
 
+def show_side_by_side(seconds):
+    print(f"\n{len(seconds)} requests at once without a device took {min(seconds):.2f} to {max(seconds):.2f} s each")
+
+
 class Machine:
     """What was brought out of one machine."""
 
@@ -122,6 +126,7 @@ def check_faults(tally, machines):
                                                        dict(machine.sections)["other-place"])
     machine = machines["no-device"]
     faults["no device"] = check.check_without_device(tally, machine.results, machine.facts, "no-device")
+    show_side_by_side(check.check_side_by_side(tally, machine.results))
     machine = machines["hung"]
     faults["answer past the request"] = check.check_hung(tally, machine.results, machine.facts, machine.sections)
     show_faults(faults)

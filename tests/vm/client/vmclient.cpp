@@ -25,6 +25,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "broker/broker.h"
 #include "ipmi/IpmiDataStore.h"
@@ -221,6 +222,25 @@ class Provider {
         filters.resultClass = kDeviceInSlot;
         return json(manager().references(broker::parseObjectPath(path), filters));
     }
+    /** Sixteen requests for a class's instances at once, each on a thread of its own. */
+    Json sixteenAtOnce(const std::string& className) {
+        constexpr std::size_t kRequests = 16;
+        broker::Broker& asked = manager();
+        std::vector<Json> answers(kRequests);
+        std::vector<std::thread> threads;
+        for (Json& answer : answers) {
+            threads.emplace_back([&asked, &answer, &className] {
+                const auto start = Clock::now();
+                const broker::Response response = asked.enumerateInstances(pathOf(className));
+                const Seconds elapsed = Clock::now() - start;
+                answer = {{"seconds", elapsed.count()},
+                          {"status", broker::statusName(response.status)},
+                          {"objects", response.instances.size()}};
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        return {{"requests", std::move(answers)}};
+    }
     Json load(const std::string&) {
         manager();
         return {};
@@ -262,6 +282,7 @@ Json perform(Provider& provider, const std::string& step) {
     using Request = Json (Provider::*)(const std::string&);
     static const std::map<std::string, Request> kRequests = {{"load", &Provider::load},
                                                              {"enumerate", &Provider::enumerate},
+                                                             {"sixteen-at-once", &Provider::sixteenAtOnce},
                                                              {"get", &Provider::get},
                                                              {"associators", &Provider::associators},
                                                              {"slots", &Provider::slots},
