@@ -31,6 +31,17 @@ TEST_F(ObjectMakerTest, NoInstanceIsMadeOfANullPathOrWhereTheObjectManagerFails)
     EXPECT_THROW(cim_.createCIMInstance(broker_.handle(), path), std::runtime_error);
 }
 
+TEST_F(ObjectMakerTest, NothingIsMadeWithoutAnObjectManager) {
+    CMPIObjectPath* path = makePath();
+    takeCalls();
+    EXPECT_EQ(cim_.createCIMInstance(nullptr, path), nullptr);
+    EXPECT_EQ(cim_.createObjectPath(nullptr, "root/test", "Test_Thing"), nullptr);
+    EXPECT_EQ(cim_.createHostObjectPath(nullptr, "root/test", "Test_Thing", "Key", "value"), nullptr);
+    EXPECT_EQ(cim_.enumerateInstances(nullptr, scope_.context(), "root/test", "Test_Thing"), nullptr);
+    EXPECT_EQ(cim_.enumerateInstances(nullptr, scope_.context(), path), nullptr);
+    EXPECT_THAT(takeCalls(), IsEmpty());
+}
+
 TEST_F(ObjectMakerTest, AnInstanceGivesItsPath) {
     const CMPIInstance* instance = makeInstance();
     takeCalls();
@@ -91,6 +102,15 @@ TEST_F(ObjectReturnTest, InstancesAndPathsAreReturnedAsTheyAre) {
 TEST_F(ObjectReturnTest, NullObjectsAreNotReturned) {
     cim_.returnInstance(scope_.result(), nullptr);
     cim_.returnObjectPath(scope_.result(), nullptr);
+    EXPECT_THAT(takeCalls(), IsEmpty());
+}
+
+TEST_F(ObjectReturnTest, WithoutAResultNothingIsReturned) {
+    CMPIInstance* instance = makeInstance();
+    CMPIObjectPath* path = makePath();
+    takeCalls();
+    cim_.returnInstance(nullptr, instance);
+    cim_.returnObjectPath(nullptr, path);
     EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
@@ -168,6 +188,12 @@ TEST_F(UpcallTest, WithoutAPathNothingIsAskedFor) {
     recordUpcalls(scope_.makeEnumeration({}));
     broker_.failAt("eft.newObjectPath", 1);
     EXPECT_EQ(enumerate("root/test", "Test_Thing"), nullptr);
+    EXPECT_EQ(upcall.count, 0U);
+}
+
+TEST_F(UpcallTest, ANullPathAsksForNothing) {
+    recordUpcalls(scope_.makeEnumeration({}));
+    EXPECT_EQ(cim_.enumerateInstances(broker_.handle(), scope_.context(), nullptr), nullptr);
     EXPECT_EQ(upcall.count, 0U);
 }
 

@@ -110,6 +110,17 @@ TEST_F(PropertyReaderTest, NumbersOfOtherWidthsAreCut) {
     EXPECT_EQ(read8(holding(Value::sint(CMPI_sint32, 5))), 5U);
 }
 
+// A slot number that was set as 8 bits comes back as such where it is read as 16.
+TEST_F(PropertyReaderTest, NumbersOf128AndMoreStayWhatTheyAre) {
+    for (const unsigned number : {0x7FU, 0x80U, 0xC8U, 0xFFU}) {
+        EXPECT_EQ(read16(holding(Value::uint(CMPI_uint8, number))), number);
+        EXPECT_EQ(read8(holding(Value::uint(CMPI_uint8, number))), number);
+        EXPECT_EQ(read8(holding(Value::uint(CMPI_uint16, number))), number);
+    }
+    EXPECT_EQ(read16(holding(Value::uint(CMPI_uint16, 0x8001))), 0x8001U);
+    EXPECT_EQ(read16(answering(CMPI_sint8, CMPI_goodValue, 0xC8)), 0xC8U);
+}
+
 TEST_F(PropertyReaderTest, TheTypeOfANumberIsNotChecked) {
     EXPECT_EQ(read8(answering(CMPI_boolean, CMPI_goodValue, 1)), 1U);
     EXPECT_EQ(read16(answering(CMPI_boolean, CMPI_goodValue, 1)), 1U);
@@ -127,6 +138,13 @@ TEST_F(PropertyReaderTest, AValueThatCannotBeHeldCountsAsAbsent) {
     EXPECT_EQ(readText(holding(Value::uint(CMPI_uint16, 12))), "earlier");
     EXPECT_EQ(readText(holding(Value::reference(thing_))), "earlier");
     EXPECT_EQ(readText(answering(CMPI_string, CMPI_goodValue, 0)), "earlier");
+}
+
+TEST_F(PropertyReaderTest, ANullInstanceGivesAnErrorAndNoValue) {
+    EXPECT_EQ(read16(nullptr, CMPI_RC_ERR_INVALID_HANDLE), unsigned{kEarlier16});
+    EXPECT_EQ(read8(nullptr, CMPI_RC_ERR_INVALID_HANDLE), 0U);
+    EXPECT_EQ(readText(nullptr, CMPI_RC_ERR_INVALID_HANDLE), "earlier");
+    EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
 TEST_F(PropertyReaderTest, TheStatusOfAFailedReadIsReturned) {
@@ -218,6 +236,24 @@ TEST_F(ObjectTextTest, AKeyThatIsMissingOrNoTextIsAnEmptyText) {
         EXPECT_EQ(tPCIInfo::keyText(path, name), "") << name;
     }
     EXPECT_EQ(tPCIInfo::keyText(nullptr, "Text"), "");
+}
+
+TEST_F(ObjectTextTest, AKeyIsReadOnlyWhereItsStateSaysThatItIsGood) {
+    static CMPIData canned;
+    CMPIObjectPath* path = makePath();
+    canned = {};
+    canned.type = CMPI_string;
+    canned.value.string = broker_.handle()->eft->newString(broker_.handle(), "a text", nullptr);
+    broker_.objectPathTable().getKey = [](const CMPIObjectPath*, const char*, CMPIStatus*) { return canned; };
+    const auto textWith = [&](int state) {
+        canned.state = static_cast<CMPIValueState>(state);
+        return tPCIInfo::keyText(path, "Key");
+    };
+    for (const int good : {CMPI_goodValue, CMPI_keyValue}) EXPECT_EQ(textWith(good), "a text") << good;
+    for (const int bad : {CMPI_nullValue, CMPI_notFound, CMPI_badValue}) {
+        EXPECT_EQ(textWith(bad), "") << bad;
+        EXPECT_EQ(textWith(bad | CMPI_keyValue), "") << bad;
+    }
 }
 
 // --- the host's name ---
