@@ -91,7 +91,9 @@ struct Target {
     }
 };
 
-int pollDescriptors(pollfd* items, nfds_t count, int timeout) {
+/** Not inlined: <poll.h> declares that poll() only writes to its items, so that gcc 12 takes their reading there for a
+ *  reading of nothing. */
+[[gnu::noinline]] int pollDescriptors(pollfd* items, nfds_t count, int timeout) {
     if (count == 1) {
         if (const Target target(items->fd); target.session)
             return target.host->poll(target.session.get(), *items, timeout);
