@@ -18,14 +18,25 @@ fail() {
     exit 1
 }
 
-# logged LOG COMMAND...: runs it with its output in a file, and shows the end of that when it fails.
+time_limit=600  # seconds, for every step that could hang
+
+# limited COMMAND...: runs a program for so long.
+limited() { timeout "$time_limit" "$@"; }
+
+# cause LOG: the first line that reads like an error, or the last line.
+cause() { grep -m 1 -E '[Ee]rror:|CMake Error|^E: |^FAILED' "$1" || tail -n 1 "$1"; }
+
+# logged LOG COMMAND...: runs it with its output in a file; when it fails, shows the end of that and says why. In front
+# of the command there may be `limited` or `inside`.
 logged() {
-    local log=$1
+    local log=$1 status=0
     shift
-    "$@" >"$log" 2>&1 </dev/null || {
-        tail -n 40 "$log" >&2
-        fail "$1, see $log"
-    }
+    "$@" >"$log" 2>&1 </dev/null || status=$?
+    if [[ $status -eq 0 ]]; then return; fi
+    tail -n 40 "$log" >&2
+    while [[ $1 == limited || $1 == inside ]]; do shift; done
+    if [[ $status -eq 124 ]]; then fail "$1 was ended after $time_limit s, see $log"; fi
+    fail "$1 ended with status $status: $(cause "$log"), see $log"
 }
 
 # export_tree DIRECTORY: what belongs to the source, as it stands, into an empty directory.

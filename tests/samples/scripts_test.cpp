@@ -11,12 +11,16 @@
 #include "tests/support/hostbuilder.h"
 
 using reference::readFile;
+using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
 const std::string kMakeCatalogue = PCIINFO_SCRIPTS "/make-catalogue";
 const std::string kCaptureHost = PCIINFO_SCRIPTS "/capture-host";
+const std::string kPackagingCommon = PCIINFO_SCRIPTS "/../tests/packaging/common.sh";
 
 std::string text(const testsupport::Bytes& bytes) {
     return {bytes.begin(), bytes.end()};
@@ -45,6 +49,36 @@ const std::string kList =
     "\t09  Semi-transparent bridge\n"
     "\t\t80  A programming interface\n"
     "\t80  Bridge\n";
+
+/** A tree of its own with the scripts' common part, and a script that uses it. */
+class Steps : public ::testing::Test {
+ protected:
+    Steps() {
+        std::filesystem::create_directory(directory_.path() / "scripts");
+        std::filesystem::copy(PCIINFO_SCRIPTS "/common.sh", directory_.path() / "scripts");
+    }
+    /** The script's name. */
+    std::string scriptThat(const std::string& commands) const {
+        const std::string file = (directory_.path() / "scripts/script").string();
+        std::ofstream(file)
+            << "#!/bin/bash\n# What this script is for.\nsource \"$(dirname \"${BASH_SOURCE[0]}\")/common.sh\"\n"
+            << commands;
+        return file;
+    }
+    reference::Ran runCommands(const std::string& commands) const {
+        return reference::run({"bash", scriptThat(commands)});
+    }
+
+ private:
+    testsupport::TemporaryDirectory directory_;
+};
+
+/** What the tests of the packages make of a command that fails. */
+reference::Ran logged(const std::string& command) {
+    const testsupport::TemporaryDirectory directory;
+    return reference::run({"bash", "-c", "source " + kPackagingCommon + "; time_limit=1; logged \"$1\" " + command, "-",
+                           (directory.path() / "log").string()});
+}
 
 /** A machine whose SMBIOS table is exported by the kernel, as the tree that capture-host reads. */
 class CaptureHost : public ::testing::Test {
@@ -186,8 +220,92 @@ TEST_F(CaptureHost, SaysWhatTheMachineDoesNotHave) {
     EXPECT_FALSE(std::filesystem::exists(captured() / "bmc"));
 }
 
+TEST_F(CaptureHost, RefusesAMachineWithoutAListOfFunctionsAndMakesNothing) {
+    const reference::Ran ran = reference::run({kCaptureHost, "--root", "/nonexistent", captured().string()});
+    EXPECT_EQ(ran.exitStatus, 1);
+    EXPECT_THAT(ran.output, HasSubstr("/nonexistent/proc/bus/pci/devices: No such file or directory"));
+    EXPECT_FALSE(std::filesystem::exists(captured()));
+}
+
+TEST_F(CaptureHost, SaysThatACaptureWithoutTheTableIsNoSample) {
+    EXPECT_THAT(capture().output, HasSubstr("cannot become a sample machine"));
+}
+
+TEST_F(CaptureHost, SaysNothingLikeThatOfACompleteOne) {
+    exportTable(entryPoint());
+    const reference::Ran ran = capture();
+    EXPECT_THAT(ran.output, Not(HasSubstr("sample machine")));
+    EXPECT_THAT(ran.output, HasSubstr("Try next: cimhost tree --host " + captured().string()));
+}
+
 TEST_F(CaptureHost, NeverTouchesADirectoryThatExists) {
     std::filesystem::create_directory(captured());
     EXPECT_EQ(capture().exitStatus, 1);
     EXPECT_TRUE(std::filesystem::is_empty(captured()));
+}
+
+TEST(Scripts, EveryOneExplainsItself) {
+    std::vector<std::string> scripts{PCIINFO_SCRIPTS "/../.ci/run"};
+    for (const auto& entry : std::filesystem::directory_iterator(PCIINFO_SCRIPTS))
+        if ((entry.status().permissions() & std::filesystem::perms::owner_exec) != std::filesystem::perms::none)
+            scripts.push_back(entry.path().string());
+    EXPECT_GE(scripts.size(), 7U);
+    for (const std::string& script : scripts) {
+        const reference::Ran ran = reference::run({script, "--help"});
+        EXPECT_EQ(ran.exitStatus, 0) << script;
+        EXPECT_THAT(ran.output, StartsWith("usage: ")) << script;
+        EXPECT_THAT(ran.output, ContainsRegex("\n\n[A-Z].*[a-z]\\.\n")) << script;
+    }
+}
+
+TEST(Scripts, RefuseWhatTheyDoNotKnow) {
+    for (const char* script : {"/demo", "/setup", "/test", "/test-vm", "/../.ci/run"}) {
+        const reference::Ran ran = reference::run({std::string(PCIINFO_SCRIPTS) + script, "--fast"});
+        EXPECT_EQ(ran.exitStatus, 2) << script;
+        EXPECT_THAT(ran.output, HasSubstr("--help")) << script;
+    }
+}
+
+TEST_F(Steps, HelpIsTheCommentAtTheHead) {
+    const std::string script = scriptThat("help_only \"$@\"\necho done\n");
+    EXPECT_EQ(reference::run({"bash", script, "--help"}).output, "usage: " + script + "\n\nWhat this script is for.\n");
+    EXPECT_EQ(reference::run({"bash", script}).output, "done\n");
+}
+
+TEST_F(Steps, APipeGetsPlainLinesWithCountLogAndTime) {
+    const reference::Ran ran =
+        runCommands("steps=2; report_seconds=1\nstep 'Slow one' bash -c 'echo half; sleep 2.5'\nstep Other true\n");
+    EXPECT_EQ(ran.exitStatus, 0);
+    EXPECT_THAT(ran.output,
+                StartsWith("[1/2] Slow one (log: build/Slow-one.log)\n[1/2] Slow one goes on, 0:01: half\n"));
+    EXPECT_THAT(ran.output, HasSubstr("\n[2/2] Other (log: build/Other.log)\n[2/2] Other: done ("));
+    EXPECT_THAT(ran.output, ContainsRegex("Slow one: done \\([23] s; so far 0:0[23]\\)"));
+    EXPECT_THAT(ran.output, Not(HasSubstr("\r")));
+}
+
+TEST_F(Steps, ATerminalGetsALineThatChanges) {
+    const std::string script = scriptThat("step Slow bash -c 'printf \"half\\033[31m\\n\"; sleep 1.5'\n");
+    const reference::Ran ran = reference::run({"script", "-qec", "bash " + script, "/dev/null"});
+    EXPECT_EQ(ran.exitStatus, 0);
+    EXPECT_THAT(ran.output, HasSubstr("\r\033[K[1] Slow, 0:01: half[31m\r\033[K"));  // without its escape character
+    EXPECT_THAT(ran.output, HasSubstr("[1] Slow: done ("));
+}
+
+TEST_F(Steps, AFailureShowsWhatTheCommandWroteAndEndsTheScript) {
+    const reference::Ran ran = runCommands("step Bad bash -c 'echo oops; exit 3'\necho never\n");
+    EXPECT_EQ(ran.exitStatus, 3);
+    EXPECT_THAT(ran.output, HasSubstr("oops\nFAILED: Bad (status 3, "));
+    EXPECT_THAT(ran.output, Not(HasSubstr("never")));
+}
+
+TEST(PackagingTests, NameTheCommandThatFailedAndItsOwnReason) {
+    const reference::Ran ran = logged("limited bash -c 'echo tool: error: Unmet build dependencies; echo bye; exit 3'");
+    EXPECT_EQ(ran.exitStatus, 1);
+    EXPECT_THAT(ran.output, HasSubstr("FAILED: bash ended with status 3: tool: error: Unmet build dependencies, see "));
+}
+
+TEST(PackagingTests, NameTheLimitOnlyWhereItWasMet) {
+    const reference::Ran ran = logged("limited sleep 5");
+    EXPECT_EQ(ran.exitStatus, 1);
+    EXPECT_THAT(ran.output, HasSubstr("FAILED: sleep was ended after 1 s"));
 }
