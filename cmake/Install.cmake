@@ -40,16 +40,13 @@ target_compile_definitions(cimhost_lib PRIVATE CIMHOST_PROVIDER_FROM_BIN="${prov
 
 install(TARGETS cimhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(TARGETS emulatedhost LIBRARY DESTINATION ${private_dir} COMPONENT tools)
-install(FILES man/cimhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(PROGRAMS scripts/capture-host DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME pciinfo-capture COMPONENT tools)
+install(FILES man/cimhost.1 man/pciinfo-capture.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 
-# The sample machines share one copy of the catalogues.
 install(FILES ${CMAKE_BINARY_DIR}/catalogue/pci.xml ${CMAKE_BINARY_DIR}/catalogue/pci.classlist
   DESTINATION ${share_dir}/catalogue COMPONENT tools)
-set(links ${CMAKE_BINARY_DIR}/packaging/samples)
+# Whole, with catalogues of their own, so that a copy of one is a host directory too.
 get_target_property(sample_names samples PCIINFO_SAMPLE_NAMES)
 foreach(name ${sample_names})
-  file(MAKE_DIRECTORY ${links}/${name}/etc)
-  file(CREATE_LINK ../../../catalogue ${links}/${name}/etc/vmware SYMBOLIC)
-  install(DIRECTORY ${CMAKE_SOURCE_DIR}/samples/${name} ${links}/${name}
-    DESTINATION ${share_dir}/samples COMPONENT tools)
+  install(DIRECTORY ${CMAKE_BINARY_DIR}/samples/${name} DESTINATION ${share_dir}/samples COMPONENT tools)
 endforeach()
