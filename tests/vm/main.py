@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 import time
 from pathlib import Path
 
@@ -142,12 +143,43 @@ def check_all(folder, ids):
     return not tally.differences
 
 
+class Progress:
+    """Tells what is waited for, and for how long already: on a terminal in one line that changes, elsewhere in a line a
+    minute."""
+
+    def __init__(self, text):
+        self.text = text
+        self.ended = threading.Event()
+        self.teller = threading.Thread(target=self.tell, daemon=True)
+
+    def tell(self):
+        live = sys.stdout.isatty()
+        seconds = 0
+        while not self.ended.wait(1 if live else 60):
+            seconds += 1 if live else 60
+            line = f"{self.text}, {seconds // 60}:{seconds % 60:02}"
+            print(f"\r\033[K{line[:shutil.get_terminal_size().columns - 1]}" if live else line, end="" if live else "\n",
+                  flush=True)
+        if live:
+            print("\r\033[K", end="", flush=True)
+
+    def __enter__(self):
+        print(self.text, flush=True)
+        self.teller.start()
+
+    def __exit__(self, *_):
+        self.ended.set()
+        self.teller.join()
+
+
 def run_machines(folder, kernel, boot, bmc):
     vms = [run.Vm(mode, folder / mode, seconds, None if mode == "no-device" else bmc)
            for mode, seconds in SECONDS.items()]
     for group in (vms[:-1], vms[-1:]):
         started = time.monotonic()
-        run.run_together(group, kernel, boot, run.profiles_folder())
+        limit = max(SECONDS[vm.mode] for vm in group)
+        with Progress(f"Machines running: {', '.join(vm.mode for vm in group)} (at most {limit} s)"):
+            run.run_together(group, kernel, boot, run.profiles_folder())
         print(f"Machines run to their end: {', '.join(vm.mode for vm in group)} ({time.monotonic() - started:.0f} s)",
               flush=True)
 
@@ -170,7 +202,9 @@ def main():
         good = check_all(options.folder, PciIds(options.ids))
     except (run.Failed, OSError, subprocess.SubprocessError) as error:
         sys.exit(f"test-vm: {error}")
-    print(f"\n{'All equal' if good else 'FAILED'}, {time.monotonic() - started:.0f} s")
+    print(f"\n{'All equal' if good else 'FAILED'}, {time.monotonic() - started:.0f} s; consoles, BMC logs and answers "
+          f"are in {options.folder}")
+    print(f"Try next: less {options.folder}/requests/console.log")
     sys.exit(0 if good else 1)
 
 
