@@ -15,6 +15,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "emulator/mutex.h"
@@ -32,21 +33,12 @@ constexpr Duration kPause = std::chrono::milliseconds(1);  // between looks at t
 std::atomic<std::int64_t> aheadNs{0};
 std::atomic<unsigned> resets{0};
 
-/** The waits that are under way: the emulated time at which each thread's ends. */
-struct Waits {
-    Mutex mutex;
-    std::map<pid_t, Duration> ends;
-};
+/** Guards the list of waits. Both are constant-initialised: the thread sanitizer sees no guard inside of our poll(). */
+Mutex waitsMutex;
 
-/** Never destroyed: calls come until the very end of the process. */
-Waits& waits() {
-    static auto* instance = new Waits;
-    return *instance;
-}
-
-/** Locks the waits without ever sleeping for it: a thread that is about to wait must not look like one at rest. */
+/** Locks the list without ever sleeping for it: a thread that is about to wait must not look like one at rest. */
 std::unique_lock<Mutex> lockWaits() {
-    std::unique_lock<Mutex> lock(waits().mutex, std::try_to_lock);
+    std::unique_lock<Mutex> lock(waitsMutex, std::try_to_lock);
     while (!lock.owns_lock()) {
         std::this_thread::yield();
         lock.try_lock();
@@ -54,27 +46,42 @@ std::unique_lock<Mutex> lockWaits() {
     return lock;
 }
 
-/** This thread's wait, from its beginning to its end. */
+/** A thread's wait, on the list of all from its beginning to its end. */
 class Waiting {
  public:
     explicit Waiting(Duration duration) : end_(now() + duration) {
         const auto lock = lockWaits();
-        waits().ends[gettid()] = end_;
+        next_ = std::exchange(first, this);
     }
     ~Waiting() {
         const auto lock = lockWaits();
-        waits().ends.erase(gettid());
+        Waiting** place = &first;
+        while (*place != this) place = &(*place)->next_;
+        *place = next_;
     }
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
+
+    /** The wait of a thread, or null. The list is locked. */
+    static const Waiting* of(pid_t thread) {
+        const Waiting* wait = first;
+        while (wait != nullptr && wait->thread_ != thread) wait = wait->next_;
+        return wait;
+    }
 
     Duration end() const { return end_; }
     bool over() const { return now() >= end_ || resets != resets_; }
 
  private:
+    static Waiting* first;
+
+    const pid_t thread_ = gettid();
     const Duration end_;
     const unsigned resets_ = resets;
+    Waiting* next_ = nullptr;
 };
+
+Waiting* Waiting::first = nullptr;
 
 /** Every thread of the process but the calling one; none where the kernel does not tell. */
 std::vector<pid_t> otherThreads() {
@@ -123,10 +130,9 @@ std::optional<Duration> firstEnd(Duration own, std::map<pid_t, std::string>& oth
     others.clear();
     Duration first = own;
     for (const pid_t thread : otherThreads()) {
-        const auto wait = waits().ends.find(thread);
-        if (wait != waits().ends.end()) {
-            if (wait->second <= now()) return std::nullopt;
-            first = std::min(first, wait->second);
+        if (const Waiting* wait = Waiting::of(thread); wait != nullptr) {
+            if (wait->over()) return std::nullopt;
+            first = std::min(first, wait->end());
         } else if (const auto times = timesRun(thread)) {
             others[thread] = *times;
         } else {
@@ -138,7 +144,7 @@ std::optional<Duration> firstEnd(Duration own, std::map<pid_t, std::string>& oth
 
 /** Puts the clock forward to the end of the wait that ends first, if no thread could go on now. */
 bool putForward(Duration own) {
-    const std::unique_lock<Mutex> lock(waits().mutex, std::try_to_lock);
+    const std::unique_lock<Mutex> lock(waitsMutex, std::try_to_lock);
     if (!lock.owns_lock()) return false;
     // Threads are looked at one after the other, and may wake one another meanwhile. Those that sleep at both looks,
     // and have not run in between, were all asleep at the same time.

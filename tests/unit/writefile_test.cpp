@@ -517,6 +517,17 @@ TEST_F(NoDeviceTest, TheNextTransferOfTheSameStoreFindsTheDevice) {
     EXPECT_EQ(operations(), "open");
 }
 
+TEST_F(NoDeviceTest, OperationsBehindATransferThatFoundNoneFindTheDevice) {
+    IpmiDataStore plain;
+    EXPECT_EQ(readFile(plain), (Transfer{1, 0}));
+    host.removeDevice(false);
+    ASSERT_EQ(tPCIInfo::connect_kcs(), 0);
+    std::uint8_t code = kCodeBefore;
+    std::uint32_t size = 0;
+    EXPECT_EQ(plain.QuerySize(code, "file", size), 0);
+    EXPECT_EQ(operations(), "query");
+}
+
 TEST_F(NoDeviceTest, OtherThreadsReadWholeFilesMeanwhile) {
     store.whenOpened = [this] {
         host.removeDevice(false);
