@@ -96,13 +96,14 @@ void addTree(CLI::App& app, Request& request) {
 
 #ifdef CIMHOST_SERVE
 void addServe(CLI::App& app, Request& request) {
-    const auto options = std::make_shared<wbem::HttpOptions>();
+    const auto options = std::make_shared<ServeOptions>();
     CLI::App* command =
         app.add_subcommand("serve", "Answers WBEM clients (CIM operations over HTTP) until it is ended");
-    command->add_option("--address", options->address, "Numeric address to listen at; default 127.0.0.1")
+    command->add_option("--address", options->http.address, "Address or name to listen at; default 127.0.0.1")
         ->type_name("ADDRESS");
-    command->add_option("--port", options->port, "Port to listen at; default 5988, 0: any that is free")
+    command->add_option("--port", options->http.port, "Port to listen at; default 5988, 0: any that is free")
         ->type_name("PORT");
+    command->add_flag("--log", options->log, "Show a line for each request on standard error");
     command->callback([&request, options] {
         request.run = [options](const Settings& settings) { return serve(settings, *options); };
     });

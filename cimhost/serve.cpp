@@ -1,6 +1,7 @@
 #include "cimhost/serve.h"
 
 #include <fcntl.h>
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@
 #include "cimhost/terminal.h"
 #include "cimhost/text.h"
 #include "schema/embedded.h"
+#include "wbem/address.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"
 
@@ -51,13 +53,21 @@ class EndSignals {
     sigset_t signals_{};
 };
 
-bool isLoopback(const std::string& address) {
-    return address.rfind("127.", 0) == 0 || address == "::1";
+constexpr const char* kNamespace = "root/kavix";
+
+/** A command that can be pasted into a shell; those with brackets in the address expand nothing only when quoted. */
+std::string exampleCommand(const std::string& url) {
+    const std::string object = fmt::format("{}/{}:QELTA_SystemSlot", url, kNamespace);
+    const char* const quote = url.find('[') != std::string::npos ? "'" : "";
+    return fmt::format("wbemcli ein {}{}{}", quote, object, quote);
 }
 
 void announce(const wbem::HttpServer& server) {
-    if (!writeOut("Listening on http://" + server.place() + "\n"))
-        throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
+    const std::string url = "http://" + server.place();
+    const std::string text =
+        fmt::format("Listening on {}\nAsk it, for example: {}\nIt ends with Ctrl-C, or with: kill {}\n", url,
+                    exampleCommand(url), getpid());
+    if (!writeOut(text)) throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
 }
 
 /** From here on standard output is the provider's. */
@@ -73,19 +83,30 @@ void divertStdout(bool traced) {
     close(nowhere);
 }
 
-wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, const Tracer& tracer) {
-    return [&responder, tracer](const wbem::HttpRequest& request) {
+constexpr std::size_t kLogColumns = 400;  // clients choose the names that are logged
+
+std::string logLine(const wbem::HttpRequest& request, const std::string& summary,
+                    std::chrono::steady_clock::duration time) {
+    const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S%z} {} {}, {} ms", fmt::localtime(now), request.client,
+                       cut(printable(summary), kLogColumns), milliseconds);
+}
+
+wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, const Tracer& log) {
+    return [&responder, log](const wbem::HttpRequest& request) {
+        const auto began = std::chrono::steady_clock::now();
         wbem::HttpResponse response = responder.answer(request);
-        if (tracer) tracer(printable("answered " + response.summary));
+        if (log) log(logLine(request, response.summary, std::chrono::steady_clock::now() - began));
         return response;
     };
 }
 
-void serveUntilSignal(broker::Broker& manager, const Settings& settings, const wbem::HttpOptions& options) {
+void serveUntilSignal(broker::Broker& manager, const Settings& settings, const ServeOptions& options) {
     const EndSignals signals;
-    const wbem::Operations operations(manager, schema::declared(), "root/kavix");
-    const wbem::Responder responder(operations, options.address);
-    wbem::HttpServer server(options, answerBy(responder, makeTracer(settings.trace)));
+    const wbem::Operations operations(manager, schema::declared(), kNamespace);
+    const wbem::Responder responder(operations, options.http.address);
+    wbem::HttpServer server(options.http, answerBy(responder, makeTracer(options.log || settings.trace)));
     announce(server);
     divertStdout(settings.trace);
     signals.wait();
@@ -96,15 +117,17 @@ void serveUntilSignal(broker::Broker& manager, const Settings& settings, const w
 
 }  // namespace
 
-ExitCode serve(const Settings& settings, const wbem::HttpOptions& options) {
-    if (!isLoopback(options.address))
-        complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", options.address));
+ExitCode serve(const Settings& settings, const ServeOptions& options) {
     Surroundings surroundings = settings.surroundings;
     surroundings.realWaits = true;
+    ServeOptions resolved = options;
     try {
+        resolved.http.address = wbem::numericAddress(options.http.address);
+        if (!wbem::isLoopback(resolved.http.address))
+            complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", resolved.http.address));
         Session session(surroundings, makeTracer(settings.trace));
         session.manager().recordCalls(false);
-        serveUntilSignal(session.manager(), settings, options);
+        serveUntilSignal(session.manager(), settings, resolved);
         session.manager().cleanup(true);
     } catch (const std::exception& error) {
         complain(error.what());

@@ -6,12 +6,18 @@
 
 namespace cimhost {
 
+struct ServeOptions {
+    wbem::HttpOptions http;  // the address may be a host's name
+    bool log = false;        // a line for each request appears on standard error
+};
+
 /**
  * Serves the provider as a WBEM server until SIGINT or SIGTERM comes, which stay blocked afterwards: the program is to
- * end then. "Listening on http://ADDRESS:PORT" on standard output tells that it may be asked. What the provider writes
- * to standard output is part of the trace. kErrorStatus: requests were still under way seconds after the signal.
+ * end then. "Listening on http://ADDRESS:PORT" on standard output tells that it may be asked; behind it stand a command
+ * that asks, and how the server ends. What the provider writes to standard output is part of the trace. kErrorStatus:
+ * requests were still under way seconds after the signal.
  */
-ExitCode serve(const Settings& settings, const wbem::HttpOptions& options);
+ExitCode serve(const Settings& settings, const ServeOptions& options);
 
 }  // namespace cimhost
 

@@ -16,6 +16,8 @@
 #include <system_error>
 #include <utility>
 
+#include "wbem/address.h"
+
 namespace wbem {
 
 namespace {
@@ -83,7 +85,6 @@ enum class Stage { head, body, handling, sending };
 struct Arrival {
     HttpRequest request;
     Stage stage = Stage::head;
-    bool tooLarge = false;
     std::size_t received = 0;  // bytes of the body
 };
 
@@ -105,6 +106,11 @@ MHD_Result send(MHD_Connection* connection, const HttpResponse& response) {
     const MHD_Result result = MHD_queue_response(connection, response.status, reply);
     MHD_destroy_response(reply);
     return result;
+}
+
+std::string clientOf(MHD_Connection* connection) {
+    const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+    return info != nullptr ? addressText(info->client_addr, sizeof(sockaddr_storage)) : "";
 }
 
 std::uint64_t announcedLength(MHD_Connection* connection) {
@@ -161,27 +167,27 @@ struct HttpServer::State {
         return takeBody(data, arrival) ? MHD_YES : MHD_NO;
     }
 
-    MHD_Result takeHead(MHD_Connection* connection, const char* url, const char* method, Arrival& arrival) const {
+    MHD_Result takeHead(MHD_Connection* connection, const char* url, const char* method, Arrival& arrival) {
         arrival.stage = Stage::body;
         arrival.request.method = method;
         arrival.request.target = url;
-        // A client reads no answer before it has sent what it has; somewhat too much is taken and dropped for that.
-        arrival.tooLarge = announcedLength(connection) > options.bodyLimit;
-        if (announcedLength(connection) / 2 > options.bodyLimit) return send(connection, Responder::tooLarge());
+        arrival.request.client = clientOf(connection);
         MHD_get_connection_values(connection, MHD_HEADER_KIND, takeHeader, &arrival.request);
-        return MHD_YES;
+        // A client reads no answer before it has sent what it has; somewhat too much is taken and dropped for that.
+        arrival.request.bodyTooLong = announcedLength(connection) > options.bodyLimit;
+        return announcedLength(connection) / 2 > options.bodyLimit ? answer(connection, arrival) : MHD_YES;
     }
 
     /** False: the connection is to be closed, as there is no end to what comes. */
     bool takeBody(std::string_view data, Arrival& arrival) const {
         arrival.received += data.size();
-        arrival.tooLarge = arrival.tooLarge || arrival.received > options.bodyLimit;
-        if (!arrival.tooLarge) arrival.request.body += data;
+        bool& tooLong = arrival.request.bodyTooLong;
+        tooLong = tooLong || arrival.received > options.bodyLimit;
+        if (!tooLong) arrival.request.body += data;
         return arrival.received / 2 <= options.bodyLimit;
     }
 
     MHD_Result answer(MHD_Connection* connection, Arrival& arrival) {
-        if (arrival.tooLarge) return send(connection, Responder::tooLarge());
         if (!beginHandling(arrival)) return MHD_NO;
         setTimeout(connection, 0);  // the client is waiting for us, not we for it
         const HttpResponse response = handler(arrival.request);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -208,8 +209,34 @@ void addError(pugi::xml_node response, const CimError& error) {
     addAttribute(element, "DESCRIPTION", error.what());
 }
 
+/** The class that an operation is about, as far as its parameters tell one. */
+std::string classOf(const Call& call) {
+    if (!call.intrinsic) return call.targetClass();
+    for (const pugi::xml_node parameter : call.element.children("IPARAMVALUE")) {
+        if (!oneOf(parameter.attribute("NAME").value(),
+                   {"ClassName", "InstanceName", "ObjectName", "NewInstance", "ModifiedInstance"}))
+            continue;
+        pugi::xml_node value = firstElement(parameter);
+        if (std::string(value.name()) == "VALUE.NAMEDINSTANCE") value = firstElement(value);
+        return value.attribute(std::string(value.name()) == "CLASSNAME" ? "NAME" : "CLASSNAME").value();
+    }
+    return "";
+}
+
 std::string subject(const Call& call) {
-    return call.method + " in " + call.nameSpace + ": ";
+    const std::string className = classOf(call);
+    return call.method + " " + call.nameSpace + (className.empty() ? "" : ":" + className) + ": ";
+}
+
+/** How a response ends for the log. */
+std::string outcome(pugi::xml_node response) {
+    const auto results = response.child("IRETURNVALUE").children();
+    const auto count = std::distance(results.begin(), results.end());
+    const pugi::xml_node error = response.child("ERROR");
+    const std::string status =
+        error ? std::string(error.attribute("CODE").value()) + " (" + error.attribute("DESCRIPTION").value() + ")"
+              : "0";
+    return "status " + status + ", " + std::to_string(count) + (count == 1 ? " object" : " objects");
 }
 
 HttpResponse cimResponse(const pugi::xml_document& document, const std::string& prefix, const std::string& summary) {
@@ -236,7 +263,6 @@ HttpResponse errorResponse(const ProtocolError& error, const std::string& prefix
     if (!error.cimError().empty()) response.headers.emplace_back(prefix + "CIMError", error.cimError());
     if (error.status() == 405) response.headers.emplace_back("Allow", "POST, M-POST");
     response.body = xmlText(error.what()) + "\n";
-    response.summary = "HTTP " + std::to_string(error.status()) + ": " + error.what();
     return response;
 }
 
@@ -245,6 +271,7 @@ HttpResponse errorResponse(const ProtocolError& error, const std::string& prefix
 HttpResponse Responder::answer(const HttpRequest& request) const {
     std::string prefix;
     try {
+        if (request.bodyTooLong) throw httpError(413, "the message is too long");
         checkTarget(request);
         prefix = headerPrefix(request);
         checkContentType(request.headers);
@@ -254,12 +281,11 @@ HttpResponse Responder::answer(const HttpRequest& request) const {
         if (request.method == "M-POST") addExtensionHeaders(response, prefix);
         return response;
     } catch (const ProtocolError& error) {
-        return errorResponse(error, prefix);
+        HttpResponse response = errorResponse(error, prefix);
+        response.summary =
+            request.method + " " + request.target + ": HTTP " + std::to_string(error.status()) + ", " + error.what();
+        return response;
     }
-}
-
-HttpResponse Responder::tooLarge() {
-    return errorResponse(httpError(413, "the message is too long"), "");
 }
 
 HttpResponse Responder::perform(const HttpRequest& request, const std::string& prefix) const {
@@ -268,15 +294,13 @@ HttpResponse Responder::perform(const HttpRequest& request, const std::string& p
     pugi::xml_document document;
     pugi::xml_node response = addResponse(document, call);
     const std::string host = header(request.headers, "Host").value_or("");
-    std::string outcome = "done";
     try {
         operations_.perform(call, host.empty() ? place_ : host, response);
     } catch (const CimError& error) {
         response.remove_children();
         addError(response, error);
-        outcome = "error " + std::to_string(error.code()) + ", " + error.what();
     }
-    return cimResponse(document, prefix, subject(call) + outcome);
+    return cimResponse(document, prefix, subject(call) + outcome(response));
 }
 
 }  // namespace wbem

@@ -17,13 +17,16 @@ struct HttpRequest {
     std::string target;  // "/cimom", or absolute: "http://host:5988/cimom"
     Headers headers;
     std::string body;
+    bool bodyTooLong = false;  // longer than it may be, and not all there
+    std::string client;        // numeric address; empty: unknown
 };
 
 struct HttpResponse {
     unsigned status = 200;
     Headers headers;
     std::string body;
-    std::string summary;  // one line for a log: what was asked, and what became of it
+    /** What was asked and what became of it: "GetClass root/kavix:QELTA_SystemSlot: status 0, 1 object". */
+    std::string summary;
 };
 
 /**
@@ -37,8 +40,6 @@ class Responder {
     Responder(const Operations& operations, std::string place) : operations_(operations), place_(std::move(place)) {}
 
     HttpResponse answer(const HttpRequest& request) const;
-    /** The answer to a request whose body is too long to be taken (413). */
-    static HttpResponse tooLarge();
 
  private:
     HttpResponse perform(const HttpRequest& request, const std::string& prefix) const;

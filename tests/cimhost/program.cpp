@@ -110,11 +110,13 @@ RunningCimhost::~RunningCimhost() {
 
 std::string RunningCimhost::firstLine() const {
     std::string text;
+    std::size_t end = std::string::npos;
     const auto lineIsThere = [&] {
         text = contents(directory_.path() / "out");
-        return text.find('\n') != std::string::npos;
+        end = text.find('\n');
+        return end != std::string::npos;
     };
-    return waitUntil(lineIsThere) ? text : "";
+    return waitUntil(lineIsThere) ? text.substr(0, end + 1) : "";
 }
 
 bool RunningCimhost::wroteToStderr(const std::string& text) const {

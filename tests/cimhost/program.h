@@ -28,11 +28,12 @@ class RunningCimhost {
     RunningCimhost(const RunningCimhost&) = delete;
     RunningCimhost& operator=(const RunningCimhost&) = delete;
 
-    /** What it has written to standard output so far, at the latest when that is a whole line; "" if none comes. */
+    /** The first line that it writes to standard output; "" if none comes. */
     std::string firstLine() const;
     /** Waits until it has written that to standard error; false if it does not. */
     bool wroteToStderr(const std::string& text) const;
     void signal(int number) const;
+    int processId() const { return pid_; }
     /** Its end, which has to come within seconds; the exit code is -1 where it does not. */
     Outcome end();
 

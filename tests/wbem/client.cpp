@@ -87,7 +87,9 @@ wbem::HttpRequest post(const std::string& body, const std::string& method) {
              {"CIMOperation", "MethodCall"},
              {"CIMObject", "root%2Fkavix"},
              {"CIMMethod", method}},
-            body};
+            body,
+            false,
+            "192.0.2.7"};
 }
 
 std::string wire(const wbem::HttpRequest& request, const std::string& version) {

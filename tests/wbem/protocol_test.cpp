@@ -253,7 +253,7 @@ TEST_F(Protocol, Utf16IsRead) {
 
 TEST_F(Protocol, ExtendedPostRequestsHavePrefixedHeaders) {
     const auto extended = [](const std::string& man) {
-        HttpRequest request{"M-POST", "/cimom", {{"Content-Type", "text/xml"}}, good().body};
+        HttpRequest request{"M-POST", "/cimom", {{"Content-Type", "text/xml"}}, good().body, false, ""};
         if (!man.empty()) request.headers.emplace_back("Man", man);
         return request;
     };

@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,10 +71,14 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
                 for (int round = 0; round < 3; ++round) EXPECT_EQ(countSlots(port), 3U);
             });
         for (std::thread& each : clients) each.join();
+        const int process = program.processId();
         program.signal(signal);
         const Outcome outcome = program.end();
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
-        EXPECT_THAT(outcome.out, MatchesRegex("Listening on [^\n]+\n"));
+        const std::string url = "http://127.0.0.1:" + std::to_string(port);
+        EXPECT_EQ(outcome.out, "Listening on " + url + "\nAsk it, for example: wbemcli ein " + url +
+                                   "/root/kavix:QELTA_SystemSlot\nIt ends with Ctrl-C, or with: kill " +
+                                   std::to_string(process) + "\n");
         EXPECT_THAT(outcome.err, IsEmpty());
     }
 }
@@ -85,10 +91,82 @@ TEST_F(Serve, TheTraceShowsWhatTheProviderDoesAndWhatWasAnswered) {
     program.signal(SIGTERM);
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_THAT(outcome.out, MatchesRegex("Listening on [^\n]+\n"));
+    EXPECT_THAT(outcome.out, testing::StartsWith("Listening on "));
+    EXPECT_THAT(outcome.out, testing::Not(HasSubstr("enumerating")));
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("enumerating instances\n"), HasSubstr("\nipmi > "),
-                                   HasSubstr("\nanswered EnumerateInstances in root/kavix: done\n"),
-                                   HasSubstr("\nanswered Frobnicate in root/kavix: error 7, ")));
+                                   HasSubstr(" EnumerateInstances root/kavix:QELTA_SystemSlot: status 0, 3 objects, "),
+                                   HasSubstr(" Frobnicate root/kavix: status 7 ")));
+}
+
+/** What a line says behind its time and client, without the number of milliseconds. */
+std::vector<std::string> logged(const std::string& text) {
+    static const std::regex form(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[-+][0-9]{4} 127\\.0\\.0\\.1 (.*), [0-9]+ ms");
+    std::vector<std::string> entries;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch parts;
+        EXPECT_TRUE(std::regex_match(line, parts, form)) << line;
+        entries.push_back(parts[1]);
+    }
+    return entries;
+}
+
+TEST_F(Serve, TheLogHasOneLineForEachRequestAndNothingOfTheProvider) {
+    RunningCimhost program(arguments({"--log"}));
+    const std::uint16_t port = portOf(program);
+    const std::string ofSlots = client::className("ClassName", "QELTA_SystemSlot");
+    ask(port, "EnumerateInstances", ofSlots);
+    ask(port, "GetInstance", client::instanceName("InstanceName", slotPath(3)));
+    ask(port, "GetInstance", client::instanceName("InstanceName", slotPath(4)));
+    ask(port, "AssociatorNames",
+        client::instanceName("ObjectName", boardPath()) + client::className("AssocClass", "QELTA_PCIDevice"));
+    ask(port, "EnumerateClassNames", "");
+    ask(port, "GetClass", client::className("ClassName", "a&#10;b\xc2\x9b[0m" + std::string(5000, 'x')));
+    const auto sendBadly = [&](const std::string& method, const std::string& body) {
+        wbem::HttpRequest request = client::post(body, "GetClass");
+        request.method = method;
+        Connection connection(port);
+        connection.send(client::wire(request));
+        connection.receiveThrough("\r\n\r\n");
+    };
+    sendBadly("GET", "");
+    sendBadly("POST", "<CIM");
+    sendBadly("POST", std::string((1U << 20U) + 1, ' '));
+    sendBadly("POST", std::string((1U << 21U) + 2, ' '));
+    program.signal(SIGTERM);
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.exitCode, 0);
+    const std::vector<std::string> entries = logged(outcome.err);
+    ASSERT_EQ(entries.size(), 10U) << outcome.err;
+    EXPECT_EQ(entries[0], "EnumerateInstances root/kavix:QELTA_SystemSlot: status 0, 3 objects");
+    EXPECT_EQ(entries[1], "GetInstance root/kavix:QELTA_SystemSlot: status 0, 1 object");
+    EXPECT_EQ(entries[2], "GetInstance root/kavix:QELTA_SystemSlot: status 6 (The object does not exist), 0 objects");
+    EXPECT_EQ(entries[3], "AssociatorNames root/kavix:QELTA_SystemBoard: status 0, 0 objects");
+    EXPECT_EQ(entries[4].rfind("EnumerateClassNames root/kavix: status 0, ", 0), 0U) << entries[4];
+    EXPECT_EQ(entries[5].rfind("GetClass root/kavix:a\\x0ab\\xc2\\x9b[0mxxx", 0), 0U) << entries[5];
+    EXPECT_LE(entries[5].size(), 400U);
+    EXPECT_EQ(entries[6], "GET /cimom: HTTP 405, CIM operations come by POST or M-POST");
+    EXPECT_EQ(entries[7].rfind("POST /cimom: HTTP 400, ", 0), 0U) << entries[7];
+    EXPECT_EQ(entries[8], "POST /cimom: HTTP 413, the message is too long");
+    EXPECT_EQ(entries[9], entries[8]);
+}
+
+TEST_F(Serve, AHostNameIsAnAddressAndOneThatIsNoneIsTold) {
+    RunningCimhost program(arguments({"--address", "localhost"}));
+    EXPECT_EQ(countSlots(portOf(program)), 3U);
+    program.signal(SIGTERM);
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.err, IsEmpty());  // no warning: it is this machine's alone
+
+    // A label of more than 63 characters, or none, is no name: nobody is asked for it.
+    for (const std::string& name : {std::string(70, 'a'), std::string("")}) {
+        const Outcome none = runCimhost(arguments({"--address", name}));
+        EXPECT_EQ(none.exitCode, 2);
+        EXPECT_THAT(none.err, testing::StartsWith("cimhost: \"" + name + "\" is no address and stands for none: "));
+        EXPECT_THAT(none.out, IsEmpty());
+    }
 }
 
 TEST_F(Serve, ARequestUnderWayIsAnsweredBeforeTheEndWhateverSignalsCome) {
