@@ -97,6 +97,7 @@ class Enumerations(EndToEnd):
         answer = wbem.wbemcli(self.url, "ein", "ROOT/Kavix:qelta_SYSTEMSLOT")
         self.assertEqual(answer.names(), self.cimhost.names("names", "QELTA_SystemSlot"))
 
+    @unittest.skipUnless(EndToEnd.own_server, "object managers leave the property list to the provider, which has none")
     def test_a_property_list_chooses_properties(self):
         slots = self.ask("ei", "QELTA_SystemSlot", arguments=("Number,nosuch,tag",)).instances()
         self.assertEqual(len(slots), len(self.objects("QELTA_SystemSlot")))
@@ -133,9 +134,10 @@ class Gets(EndToEnd):
         for name in ("Number", "SlotDesignation", "ConnectorType"):
             answer = self.ask_about("gp", slot, arguments=(name,))
             whole = self.cimhost.instances("get", slot["path"])[0][1]
-            (told,) = [line for line in answer.out.splitlines() if line]
-            self.assertEqual([told], [each.split("=", 1)[1].strip('"') for each in whole if each.startswith(name + "=")])
+            (expected,) = [each.split("=", 1)[1].strip('"') for each in whole if each.startswith(name + "=")]
+            self.assertEqual(answer.out.split("\n")[0], expected)
 
+    @unittest.skipUnless(EndToEnd.own_server, "as for enumerations")
     def test_a_property_list_chooses_properties(self):
         slot = self.objects("QELTA_SystemSlot")[0]
         (_, properties), = self.ask_about("gi", slot, arguments=("SlotDesignation",)).instances()

@@ -1,7 +1,8 @@
 """The two sides of an end-to-end test: a WBEM client (wbemcli) and what cimhost answers without HTTP, in one form.
 
-Both are brought to sorted lists of texts: paths as "Class.key=value,..." without host and namespace, instances as
-such a path and its properties that have a value, sorted by name.
+Both are brought to sorted lists of texts: paths as "Class.key=value,..." without host and namespace, with their keys in
+the order of their names, as object managers give keys in any order; instances as such a path and its properties that
+have a value, sorted by name.
 """
 
 import json
@@ -15,6 +16,10 @@ TIME_LIMIT = 90  # seconds for one command, far above what any takes
 NAMESPACE = "root/kavix"
 # wbemcli prints paths within values without the colon behind the namespace.
 _PLACE = re.compile(r'[^\s"=,/]*/?' + NAMESPACE + ":?(?=QELTA_)", re.IGNORECASE)
+
+_PATH = re.compile(r"QELTA_\w+\.")
+_REFERENCE = re.compile(r"\w+=QELTA_\w+\.")
+_KEY = re.compile(r'(?:[^,"]|"(?:[^"\\]|\\.)*")+')
 
 
 class Server:
@@ -71,16 +76,17 @@ class Answer:
         return [line for line in self.out.splitlines() if line]
 
     def names(self):
-        return sorted(_without_place(line) for line in self._checked_lines())
+        return sorted(canonical(_without_place(line)) for line in self._checked_lines())
 
     def instances(self):
         """Out of the output of -nl: a path per line, with a line "-name=value" for each property behind it."""
         found = []
         for line in self._checked_lines():
             if not line.startswith("-"):
-                found.append((_without_place(line), []))
+                found.append((canonical(_without_place(line)), []))
             elif not line.endswith("="):  # no value
-                found[-1][1].append(_without_place(line[1:]))
+                name, value = line[1:].split("=", 1)
+                found[-1][1].append(f"{name}={canonical(_without_place(value))}")
         return sorted((path, sorted(properties)) for path, properties in found)
 
     def error(self):
@@ -91,6 +97,24 @@ class Answer:
 
 def _without_place(text):
     return _PLACE.sub("", text)
+
+
+def canonical(text):
+    """A path with its keys sorted, those of the references in it as well; a text that is no path as it is.
+
+    Keys behind a reference are those of what it refers to, up to the next reference: wbemcli does not tell them apart.
+    """
+    if not _PATH.match(text):
+        return text
+    class_name, keys = text.split(".", 1)
+    groups = []
+    for key in _KEY.findall(keys):
+        if groups and _REFERENCE.match(groups[-1]) and not _REFERENCE.match(key):
+            groups[-1] += "," + key
+        else:
+            groups.append(key)
+    bound = (group.split("=", 1) for group in groups)
+    return class_name + "." + ",".join(sorted(f"{name}={canonical(value)}" for name, value in bound))
 
 
 def wbemcli(url, operation, path, *options, arguments=()):
@@ -115,10 +139,10 @@ class Cimhost:
         return json.loads(done.stdout)
 
     def names(self, *question):
-        return sorted(url_path(name) for name in self.ask(*question)["names"])
+        return sorted(canonical(url_path(name)) for name in self.ask(*question)["names"])
 
     def instances(self, *question):
-        return sorted((url_path(instance), sorted(_properties(instance))) for instance in
+        return sorted((canonical(url_path(instance)), sorted(_properties(instance))) for instance in
                       self.ask(*question)["instances"])
 
 
@@ -134,7 +158,7 @@ def client_path(object_):
 
 
 def _properties(instance):
-    return [f"{each['name']}={_value(each['value'])}" for each in instance["properties"]
+    return [f"{each['name']}={canonical(_value(each['value']))}" for each in instance["properties"]
             if each["value"] is not None and each["value"] != []]
 
 
