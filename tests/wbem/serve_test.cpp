@@ -169,6 +169,18 @@ TEST_F(Serve, AHostNameIsAnAddressAndOneThatIsNoneIsTold) {
     }
 }
 
+TEST_F(Serve, AnAddressOfIpv6IsShownInBracketsAndQuotedInTheExample) {
+    RunningCimhost program(arguments({"--address", "::1"}));
+    const std::string line = program.firstLine();
+    program.signal(SIGTERM);
+    const Outcome outcome = program.end();
+    if (outcome.exitCode == 2) GTEST_SKIP() << "no IPv6 here: " << outcome.err;
+    EXPECT_THAT(line, MatchesRegex("Listening on http://\\[::1\\]:[0-9]+\n"));
+    EXPECT_THAT(outcome.out, HasSubstr(" wbemcli ein 'http://[::1]:"));
+    EXPECT_THAT(outcome.out, HasSubstr("/root/kavix:QELTA_SystemSlot'\n"));
+    EXPECT_THAT(outcome.err, IsEmpty());
+}
+
 TEST_F(Serve, ARequestUnderWayIsAnsweredBeforeTheEndWhateverSignalsCome) {
     files.setFaults(R"({"faults": [{"on": "open", "times": 0, "delayMs": 700}]})");
     for (const int signals : {1, 3}) {
