@@ -139,17 +139,17 @@ class Cimhost:
         return json.loads(done.stdout)
 
     def names(self, *question):
-        return sorted(canonical(url_path(name)) for name in self.ask(*question)["names"])
+        return sorted(url_path(name) for name in self.ask(*question)["names"])
 
     def instances(self, *question):
-        return sorted((canonical(url_path(instance)), sorted(_properties(instance))) for instance in
+        return sorted((url_path(instance), sorted(_properties(instance))) for instance in
                       self.ask(*question)["instances"])
 
 
 def url_path(object_):
     """The path as wbemcli prints it and takes it, without place: references within it are not quoted."""
     keys = object_.get("keys") or [each for each in object_["properties"] if each.get("key")]
-    return object_["class"] + "." + ",".join(f"{key['name']}={_value(key['value'])}" for key in keys)
+    return canonical(object_["class"] + "." + ",".join(f"{key['name']}={_value(key['value'])}" for key in keys))
 
 
 def client_path(object_):
@@ -158,7 +158,7 @@ def client_path(object_):
 
 
 def _properties(instance):
-    return [f"{each['name']}={canonical(_value(each['value']))}" for each in instance["properties"]
+    return [f"{each['name']}={_value(each['value'])}" for each in instance["properties"]
             if each["value"] is not None and each["value"] != []]
 
 
