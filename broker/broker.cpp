@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "broker/core.h"
+#include "broker/dispatch.h"
 #include "broker/objects.h"
 #include "broker/request.h"
 
@@ -59,25 +60,27 @@ const char* orNull(const std::optional<std::string>& text) {
 }  // namespace
 
 struct Broker::State {
+    explicit State(Manners manners) : core(manners) {}
+
     std::vector<std::unique_ptr<void, CloseLibrary>> libraries;
     Core core;
 
     template <class Slot, class... Arguments>
     Response askInstance(Slot slot, const ObjectPath& path, Arguments... arguments) {
         const Session session(core);
-        const CMPIObjectPath* asked = core.make<PathObject>(path).handle();
+        const CMPIObjectPath* asked = core.make<PathObject>(dispatch::arrived(core, path)).handle();
         return ask(core, core.instanceMI, nullptr, slot, asked, arguments...);
     }
 
     template <class Slot, class... Arguments>
     Response askAssociation(Slot slot, const ObjectPath& path, Arguments... arguments) {
         const Session session(core);
-        const CMPIObjectPath* asked = core.make<PathObject>(path).handle();
+        const CMPIObjectPath* asked = core.make<PathObject>(dispatch::arrived(core, path)).handle();
         return ask(core, core.associationMI, nullptr, slot, asked, arguments...);
     }
 };
 
-Broker::Broker() : state_(std::make_unique<State>()) {}
+Broker::Broker(Manners manners) : state_(std::make_unique<State>(manners)) {}
 
 Broker::~Broker() = default;
 
@@ -111,15 +114,19 @@ CMPIAssociationMI* Broker::associationMI() const {
 }
 
 Response Broker::enumerateInstanceNames(const ObjectPath& classPath) {
-    return state_->askInstance(&CMPIInstanceMIFT::enumerateInstanceNames, classPath);
+    return dispatch::enumeration(state_->core, classPath, [this](const ObjectPath& each) {
+        return state_->askInstance(&CMPIInstanceMIFT::enumerateInstanceNames, each);
+    });
 }
 
 Response Broker::enumerateInstances(const ObjectPath& classPath) {
-    return state_->askInstance(&CMPIInstanceMIFT::enumerateInstances, classPath, nullptr);
+    return dispatch::enumeration(state_->core, classPath, [this](const ObjectPath& each) {
+        return state_->askInstance(&CMPIInstanceMIFT::enumerateInstances, each, nullptr);
+    });
 }
 
 Response Broker::getInstance(const ObjectPath& path) {
-    return state_->askInstance(&CMPIInstanceMIFT::getInstance, path, nullptr);
+    return dispatch::got(state_->core, path, state_->askInstance(&CMPIInstanceMIFT::getInstance, path, nullptr));
 }
 
 Response Broker::createInstance(const ObjectPath& path, const Instance& instance) {
@@ -143,24 +150,31 @@ Response Broker::execQuery(const ObjectPath& classPath, const std::string& query
 }
 
 Response Broker::associators(const ObjectPath& path, const Filters& filters) {
-    return state_->askAssociation(&CMPIAssociationMIFT::associators, path, orNull(filters.assocClass),
-                                  orNull(filters.resultClass), orNull(filters.role), orNull(filters.resultRole),
-                                  nullptr);
+    return dispatch::association(state_->core, path, filters, &Filters::assocClass, [&](const Filters& each) {
+        return state_->askAssociation(&CMPIAssociationMIFT::associators, path, orNull(each.assocClass),
+                                      orNull(each.resultClass), orNull(each.role), orNull(each.resultRole), nullptr);
+    });
 }
 
 Response Broker::associatorNames(const ObjectPath& path, const Filters& filters) {
-    return state_->askAssociation(&CMPIAssociationMIFT::associatorNames, path, orNull(filters.assocClass),
-                                  orNull(filters.resultClass), orNull(filters.role), orNull(filters.resultRole));
+    return dispatch::association(state_->core, path, filters, &Filters::assocClass, [&](const Filters& each) {
+        return state_->askAssociation(&CMPIAssociationMIFT::associatorNames, path, orNull(each.assocClass),
+                                      orNull(each.resultClass), orNull(each.role), orNull(each.resultRole));
+    });
 }
 
 Response Broker::references(const ObjectPath& path, const Filters& filters) {
-    return state_->askAssociation(&CMPIAssociationMIFT::references, path, orNull(filters.resultClass),
-                                  orNull(filters.role), nullptr);
+    return dispatch::association(state_->core, path, filters, &Filters::resultClass, [&](const Filters& each) {
+        return state_->askAssociation(&CMPIAssociationMIFT::references, path, orNull(each.resultClass),
+                                      orNull(each.role), nullptr);
+    });
 }
 
 Response Broker::referenceNames(const ObjectPath& path, const Filters& filters) {
-    return state_->askAssociation(&CMPIAssociationMIFT::referenceNames, path, orNull(filters.resultClass),
-                                  orNull(filters.role));
+    return dispatch::association(state_->core, path, filters, &Filters::resultClass, [&](const Filters& each) {
+        return state_->askAssociation(&CMPIAssociationMIFT::referenceNames, path, orNull(each.resultClass),
+                                      orNull(each.role));
+    });
 }
 
 CMPIrc Broker::cleanup(bool terminating) {
@@ -215,9 +229,24 @@ Instance Broker::Scope::read(const CMPIInstance* instance) const {
     return InstanceObject::of(instance).data.instance;
 }
 
-void Broker::declareClass(const std::string& className,
-                          const std::vector<std::pair<std::string, CMPIType>>& properties) {
-    state_->core.declareClass(className, properties);
+Manners Broker::manners() const {
+    return state_->core.manners;
+}
+
+void Broker::declareClass(const ClassDeclaration& declaration) {
+    state_->core.classes.add(declaration);
+}
+
+void Broker::passOnAsAsked(bool on) {
+    state_->core.passesOnAsAsked = on;
+}
+
+std::vector<std::string> Broker::complaints() const {
+    return state_->core.complaints();
+}
+
+void Broker::clearComplaints() {
+    state_->core.clearComplaints();
 }
 
 void Broker::answerUpcall(const std::string& className, UpcallAnswer answer) {

@@ -14,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+#include "broker/manners.h"
+
 namespace broker {
 
 struct ObjectPath;
@@ -91,6 +93,26 @@ struct Filters {
     std::optional<std::string> resultRole;
 };
 
+/** A property as a schema declares it. */
+struct PropertyDeclaration {
+    std::string name;
+    CMPIType type = CMPI_null;
+    bool isKey = false;
+    bool isInherited = false;
+    std::string referenceClass = {};  // of references
+};
+
+/** A class as a schema declares it, with its superclasses' properties. */
+struct ClassDeclaration {
+    std::string name;
+    std::vector<PropertyDeclaration> properties;
+    std::string superclass = {};  // empty at the top
+    bool isAbstract = false;
+    bool isAssociation = false;
+
+    const PropertyDeclaration* property(const std::string& propertyName) const;  // letter case is ignored
+};
+
 /** What the provider made of one request. */
 struct Response {
     CMPIrc status = CMPI_RC_OK;
@@ -130,14 +152,16 @@ struct UpcallAnswer {
  * type and the null state, of an unknown one CMPI_RC_ERR_NO_SUCH_PROPERTY (12) and the not-found state; getKey of an
  * unknown key gives CMPI_RC_ERR_NOT_FOUND (6); setElementAt refuses an element of another type than the array's, and
  * an index out of range, with CMPI_RC_ERR_FAILED (1), and leaves the element null; an array of size 0 grows, one
- * element at a time behind its last; a null reference reads back as null.
+ * element at a time behind its last; a null reference reads back as null. This is so under the standard manners; what
+ * is different under others is in the table in broker/manners.h.
  */
 class Broker {
  public:
     using CreateInstanceMI = CMPIInstanceMI* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
     using CreateAssociationMI = CMPIAssociationMI* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
 
-    Broker();
+    /** All but the standard manners want the provider's classes declared before it is asked, see declareClass. */
+    explicit Broker(Manners manners = Manners::standard);
     ~Broker();
     Broker(const Broker&) = delete;
     Broker& operator=(const Broker&) = delete;
@@ -195,8 +219,24 @@ class Broker {
         std::unique_ptr<State> state_;
     };
 
-    /** Declares a class's properties, as a schema would: newInstance then holds them as nulls of their types. */
-    void declareClass(const std::string& className, const std::vector<std::pair<std::string, CMPIType>>& properties);
+    Manners manners() const;
+
+    /** Declares a class, in place of one of that name: newInstance then holds its properties as nulls of their types.
+     */
+    void declareClass(const ClassDeclaration& declaration);
+
+    /**
+     * Requests reach the provider once and as they are made, and all that it delivers is in the response, whatever the
+     * manners are: for tests of what a provider does with requests that managers would not pass on. Off at first.
+     */
+    void passOnAsAsked(bool on);
+
+    /**
+     * What was refused by the manners, or was a reason for the manager to break down, each once: "FUNCTION: what", with
+     * functions named as below. Where the manners are strict it is all that any manager would mind.
+     */
+    std::vector<std::string> complaints() const;
+    void clearComplaints();
 
     /** enumerateInstances upcalls for that class get this answer, every time, until it is cleared. */
     void answerUpcall(const std::string& className, UpcallAnswer answer);

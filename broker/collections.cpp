@@ -37,7 +37,10 @@ CMPIrc setElement(ArrayObject& array, CMPICount index, const CMPIValue* value, C
     std::vector<Value>& elements = array.data.elements;
     const bool appends = array.data.grows && index == elements.size();
     if (index >= elements.size() && !appends) return CMPI_RC_ERR_FAILED;
-    if (keptType(type) != array.data.elementType) return CMPI_RC_ERR_FAILED;
+    if (keptType(type) != array.data.elementType) {
+        return array.core.judge(array.core.behaviour(manners::kElementOfOtherType), "array.setElementAt",
+                                typeName(keptType(type)) + " in an array of " + typeName(array.data.elementType));
+    }
     Taken taken = take(array.core, value, type);
     if (taken.status != CMPI_RC_OK) return taken.status;
     if (appends) elements.emplace_back();
@@ -57,7 +60,7 @@ CMPIData getNext(const CMPIEnumeration* self, CMPIStatus* rc) {
     EnumerationData& data = enumeration.data;
     if (data.next >= data.elements.size()) return noData(rc, CMPI_RC_ERR_NOT_FOUND);
     setStatus(rc, CMPI_RC_OK);
-    return give(enumeration.core, data.elements[data.next++]);
+    return give(enumeration.core, data.elements[data.next++], enumeration.core.behaviour(manners::kStateOfElements));
 }
 
 CMPIBoolean hasNext(const CMPIEnumeration* self, CMPIStatus* rc) {

@@ -1,5 +1,6 @@
 #include "broker/core.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "broker/objects.h"
@@ -20,7 +21,8 @@ Tables::Tables()
       instance(slots::instance()),
       objectPath(slots::objectPath()) {}
 
-Core::Core() : record{this, &tables.broker, &tables.encapsulation, &tables.extension} {}
+Core::Core(Manners ownManners)
+    : manners(ownManners), record{this, &tables.broker, &tables.encapsulation, &tables.extension} {}
 
 // Threads that never ended their session leave objects behind, and those need the rest of the core while they go.
 Core::~Core() {
@@ -93,15 +95,54 @@ Object* Core::find(const void* handle) const {
     return found == living_.end() ? nullptr : found->second;
 }
 
-void Core::declareClass(const std::string& className, const Declarations& properties) {
+void Core::complain(const std::string& call, const std::string& what) {
+    const std::string complaint = call + ": " + what;
     const std::lock_guard lock(mutex_);
-    classes_[text::foldedName(className)] = properties;
+    if (std::find(complaints_.begin(), complaints_.end(), complaint) == complaints_.end()) {
+        complaints_.push_back(complaint);
+    }
 }
 
-Core::Declarations Core::declared(const std::string& className) const {
+CMPIrc Core::judge(manners::Verdict verdict, const std::string& call, const std::string& what) {
+    using manners::Verdict;
+    if (verdict == Verdict::taken) return CMPI_RC_OK;
+    complain(call, what);
+    switch (verdict) {
+        case Verdict::mismatch:
+            return CMPI_RC_ERR_TYPE_MISMATCH;
+        case Verdict::datatype:
+            return CMPI_RC_ERR_INVALID_DATA_TYPE;
+        case Verdict::failed:
+            return CMPI_RC_ERR_FAILED;
+        case Verdict::noClass:
+            return CMPI_RC_ERR_INVALID_CLASS;
+        case Verdict::noSuch:
+            return CMPI_RC_ERR_NO_SUCH_PROPERTY;
+        case Verdict::fatal: {
+            const std::lock_guard lock(mutex_);
+            const auto arena = arenas_.find(std::this_thread::get_id());
+            if (arena != arenas_.end()) arena->second.brokenDown = true;
+            return CMPI_RC_ERR_FAILED;
+        }
+        default:
+            return CMPI_RC_OK;
+    }
+}
+
+std::vector<std::string> Core::complaints() const {
     const std::lock_guard lock(mutex_);
-    const auto found = classes_.find(text::foldedName(className));
-    return found == classes_.end() ? Declarations() : found->second;
+    return complaints_;
+}
+
+void Core::clearComplaints() {
+    const std::lock_guard lock(mutex_);
+    complaints_.clear();
+}
+
+bool Core::brokenDown() const {
+    const std::lock_guard lock(mutex_);
+    const auto arena = arenas_.find(std::this_thread::get_id());
+    return arena != arenas_.end() && arena->second.brokenDown;
 }
 
 void Core::setUpcallAnswer(const std::string& className, UpcallAnswer answer) {

@@ -17,6 +17,8 @@
 
 #include "broker/broker.h"
 #include "broker/calllog.h"
+#include "broker/classes.h"
+#include "broker/manners.h"
 
 namespace broker {
 
@@ -41,7 +43,7 @@ struct Tables {
 /** What all objects of one broker share. */
 class Core {
  public:
-    Core();
+    explicit Core(Manners manners);
     ~Core();
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
@@ -80,13 +82,35 @@ class Core {
     /** The living object of this broker behind a handle that a provider passed inside a value, or null. */
     Object* find(const void* handle) const;
 
-    using Declarations = std::vector<std::pair<std::string, CMPIType>>;
-    void declareClass(const std::string& className, const Declarations& properties);
-    Declarations declared(const std::string& className) const;
+    template <class Behaviour>
+    Behaviour behaviour(const manners::Row<Behaviour>& row) const {
+        return row.of(manners);
+    }
+    /** A behaviour towards clients, which is the standard one while requests are passed on as they are. */
+    template <class Behaviour>
+    Behaviour dispatches(const manners::Row<Behaviour>& row) const {
+        return passesOnAsAsked ? row.standard : row.of(manners);
+    }
+
+    /** Notes that `call` was refused, or what else there is to complain of, and with what of it. */
+    void complain(const std::string& call, const std::string& what);
+    /**
+     * The status of a call that does what the verdict is about; CMPI_RC_OK where it is taken or dropped. Everything but
+     * taking it is complained of, and a fatal thing ends the requests of this thread.
+     */
+    CMPIrc judge(manners::Verdict verdict, const std::string& call, const std::string& what);
+    std::vector<std::string> complaints() const;
+    void clearComplaints();
+    /** Whether the manager's process would have ended in a request that is under way on this thread. */
+    bool brokenDown() const;
+
     void setUpcallAnswer(const std::string& className, UpcallAnswer answer);
     void clearUpcallAnswers();
     std::optional<UpcallAnswer> upcallAnswer(const std::string& className) const;
 
+    const Manners manners;
+    std::atomic<bool> passesOnAsAsked{false};
+    Classes classes;
     Tables tables;
     CMPIBroker record;
     CallLog log;
@@ -99,6 +123,7 @@ class Core {
     struct Arena {
         unsigned sessions = 0;
         bool attached = false;
+        bool brokenDown = false;
         std::vector<std::unique_ptr<Object>> objects;
     };
 
@@ -107,7 +132,7 @@ class Core {
     mutable std::mutex mutex_;
     std::unordered_map<std::thread::id, Arena> arenas_;
     std::unordered_map<const void*, Object*> living_;
-    std::map<std::string, Declarations> classes_;
+    std::vector<std::string> complaints_;  // each once
     std::map<std::string, UpcallAnswer> answers_;
 };
 

@@ -41,6 +41,41 @@ CMPICount getPropertyCount(const CMPIInstance* self, CMPIStatus* rc) {
     return static_cast<CMPICount>(instance.data.instance.properties.size());
 }
 
+bool isText(CMPIType type) {
+    return type == CMPI_string;
+}
+
+bool isNumber(CMPIType type) {
+    return !isText(type) && type != CMPI_ref && type != CMPI_instance && (type & CMPI_ARRAY) == 0;
+}
+
+/** The type of a value as its elements have it, where it is an array with any. */
+CMPIType innermostType(const Value& value) {
+    const auto* elements = std::get_if<std::vector<Value>>(&value.data);
+    if (elements == nullptr || elements->empty()) return value.type;
+    return static_cast<CMPIType>(elements->front().type | CMPI_ARRAY);
+}
+
+manners::Row<manners::Verdict> verdictsOn(CMPIType declared, CMPIType given) {
+    if (declared == given) return {};
+    if ((declared & CMPI_ARRAY) != 0 && (given & CMPI_ARRAY) == 0) return manners::kScalarOnArray;
+    return isNumber(declared) && isText(given) ? manners::kTextOnNumber : manners::kOtherType;
+}
+
+/** What the manager makes of a value for a property; what it does not take is complained of. */
+manners::Verdict verdictOn(Core& core, const ObjectPath& path, const std::string& name, const Value& value) {
+    const Classes::Declaration declaration = core.classes.find(path.className);
+    if (declaration == nullptr) return manners::Verdict::taken;
+    const PropertyDeclaration* property = declaration->property(name);
+    if (property == nullptr) return core.behaviour(manners::kUndeclaredProperty);
+    const manners::Verdict verdict = core.behaviour(verdictsOn(property->type, value.type));
+    if (verdict != manners::Verdict::taken) return verdict;
+    const Value* key = path.key(name);
+    const bool leavesPath = property->isKey && key != nullptr && *key != value &&
+                            core.behaviour(manners::kPathOfInstance) == manners::PathOf::both;
+    return leavesPath ? manners::Verdict::failed : core.behaviour(verdictsOn(property->type, innermostType(value)));
+}
+
 bool passes(const InstanceData& data, const std::string& name) {
     if (!data.filter || data.instance.path.key(name) != nullptr) return true;
     return std::any_of(data.filter->begin(), data.filter->end(),
@@ -52,10 +87,16 @@ CMPIStatus setProperty(const CMPIInstance* self, const char* name, const CMPIVal
     if (const auto fault = instance.core.enter("instance.setProperty", name, type)) return {*fault, nullptr};
     if (textOf(name).empty()) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
     Taken taken = take(instance.core, value, type);
-    if (taken.status == CMPI_RC_OK && passes(instance.data, name)) {
-        setNamed(instance.data.instance.properties, name, std::move(taken.value));
+    if (taken.status != CMPI_RC_OK) return {taken.status, nullptr};
+    Instance& data = instance.data.instance;
+    const manners::Verdict verdict = verdictOn(instance.core, data.path, name, taken.value);
+    const CMPIrc refused = instance.core.judge(verdict, "instance.setProperty",
+                                               data.path.className + "." + name + ": " + typeName(taken.value.type));
+    if (verdict == manners::Verdict::taken && passes(instance.data, name)) {
+        setNamed(data.properties, name, std::move(taken.value));
+        followKeys(instance.core, data);
     }
-    return {taken.status, nullptr};
+    return {refused, nullptr};
 }
 
 CMPIObjectPath* getObjectPath(const CMPIInstance* self, CMPIStatus* rc) {
@@ -91,11 +132,25 @@ CMPIStatus setObjectPath(const CMPIInstance* self, const CMPIObjectPath* path) {
     if (path == nullptr) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
     Instance& data = instance.data.instance;
     data.path = PathObject::of(path).data.path;
-    for (const Property& key : data.path.keys) setNamed(data.properties, key.name, key.value);
+    if (instance.core.behaviour(manners::kKeysBecomeProperties)) {
+        for (const Property& key : data.path.keys) setNamed(data.properties, key.name, key.value);
+    }
+    followKeys(instance.core, data);
     return {CMPI_RC_OK, nullptr};
 }
 
 }  // namespace
+
+void followKeys(const Core& core, Instance& instance) {
+    if (core.behaviour(manners::kPathOfInstance) != manners::PathOf::keys) return;
+    const Classes::Declaration declaration = core.classes.find(instance.path.className);
+    if (declaration == nullptr) return;
+    instance.path.keys.clear();
+    for (const PropertyDeclaration& key : declaration->properties) {
+        const Value* value = key.isKey ? instance.property(key.name) : nullptr;
+        if (value != nullptr && !value->null) instance.path.keys.push_back({key.name, *value});
+    }
+}
 
 CMPIInstanceFT slots::instance() {
     return {

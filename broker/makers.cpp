@@ -11,13 +11,18 @@ namespace broker {
 
 namespace {
 
-Instance newInstanceData(const Core& core, const ObjectPath& path) {
+Instance newInstanceData(const Core& core, const ObjectPath& path, const ClassDeclaration* declaration) {
     Instance instance;
     instance.path = path;
-    for (const auto& [name, type] : core.declared(path.className)) {
-        instance.properties.push_back({name, Value::nothing(type)});
+    if (declaration != nullptr) {
+        for (const PropertyDeclaration& each : declaration->properties) {
+            instance.properties.push_back({each.name, Value::nothing(each.type)});
+        }
     }
-    for (const Property& key : path.keys) setNamed(instance.properties, key.name, key.value);
+    if (core.behaviour(manners::kKeysBecomeProperties)) {
+        for (const Property& key : path.keys) setNamed(instance.properties, key.name, key.value);
+    }
+    followKeys(core, instance);
     return instance;
 }
 
@@ -27,7 +32,13 @@ CMPIInstance* newInstance(const CMPIBroker* broker, const CMPIObjectPath* path, 
     const char* name = plain == nullptr ? nullptr : plain->className.c_str();
     if (const auto fault = core.enter("eft.newInstance", name)) return failed<CMPIInstance*>(rc, *fault);
     if (plain == nullptr) return failed<CMPIInstance*>(rc, CMPI_RC_ERR_INVALID_PARAMETER);
-    return answer<InstanceObject>(core, rc, newInstanceData(core, *plain));
+    const Classes::Declaration declaration = core.classes.find(plain->className);
+    if (declaration == nullptr) {
+        const manners::Verdict verdict = core.behaviour(manners::kUndeclaredClass);
+        const CMPIrc refused = core.judge(verdict, "eft.newInstance", "the schema lacks " + plain->className);
+        if (refused != CMPI_RC_OK) return failed<CMPIInstance*>(rc, refused);
+    }
+    return answer<InstanceObject>(core, rc, newInstanceData(core, *plain, declaration.get()));
 }
 
 CMPIObjectPath* newObjectPath(const CMPIBroker* broker, const char* nameSpace, const char* className, CMPIStatus* rc) {

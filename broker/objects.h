@@ -149,6 +149,7 @@ class ResultObject : public Handled<ResultObject, CMPIResult> {
     static constexpr auto table = &Tables::result;
     static constexpr const char* tableName = "result";
     Response data;
+    bool ofGet = false;  // one instance is wanted
 };
 
 /** Sets a status that the caller may not want. */
@@ -188,6 +189,9 @@ void setNamed(std::vector<Property>& properties, const std::string& name, Value 
 /** The value with that name in a list of properties, keys or entries; null when absent. */
 const Value* findNamed(const std::vector<Property>& properties, const std::string& name);
 
+/** Has the instance's path follow its key properties, where the manners and a declaration of its class want it. */
+void followKeys(const Core& core, Instance& instance);
+
 /** A slot getXxxAt: the value at an index and its name. `state` is added to the state of the value. */
 CMPIData dataAt(Core& core, const std::vector<Property>& properties, CMPICount index, CMPIValueState state,
                 CMPIString** name, CMPIStatus* rc);
@@ -198,7 +202,11 @@ CMPIStatus release(typename T::Handle* self) {
     T& object = T::of(self);
     const std::string function = std::string(T::tableName) + ".release";
     if (const auto fault = object.core.enter(function.c_str())) return {*fault, nullptr};
-    if (!object.belongsToCaller) return {CMPI_RC_ERR_FAILED, nullptr};  // its session frees it
+    if (!object.belongsToCaller) {  // its session frees it
+        return {object.core.judge(object.core.behaviour(manners::kReleaseOfManagersOwn), function,
+                                  "an object that the object manager owns"),
+                nullptr};
+    }
     delete &object;
     return {CMPI_RC_OK, nullptr};
 }

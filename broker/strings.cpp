@@ -49,18 +49,24 @@ CMPIStatus addEntry(const CMPIContext* self, const char* name, const CMPIValue* 
     return {taken.status, nullptr};
 }
 
-// A real object manager aborts on a reference; only methods and properties have other data to return.
+// Only methods and properties have data to return.
 CMPIStatus returnData(const CMPIResult* self, const CMPIValue* value, CMPIType type) {
     ResultObject& result = ResultObject::of(self);
     if (const auto fault = result.core.enter("result.returnData", nullptr, type)) return {*fault, nullptr};
-    if (type == CMPI_ref) return {CMPI_RC_ERR_INVALID_DATA_TYPE, nullptr};
+    if (type == CMPI_ref) {
+        const manners::Verdict verdict = result.core.behaviour(manners::kReturnDataOfReference);
+        return {result.core.judge(verdict, "result.returnData", "a reference"), nullptr};
+    }
     Taken taken = take(result.core, value, type);
     if (taken.status == CMPI_RC_OK) result.data.data.push_back(std::move(taken.value));
     return {taken.status, nullptr};
 }
 
-void noteDelivery(Response& response) {
-    if (response.doneCalls > 0) ++response.deliveredAfterDone;
+/** Notes a delivery, and what is wrong with it; CMPI_RC_OK where the manager takes it all the same. */
+CMPIrc noteDelivery(ResultObject& result, const char* function) {
+    if (result.data.doneCalls == 0) return CMPI_RC_OK;
+    ++result.data.deliveredAfterDone;
+    return result.core.judge(result.core.behaviour(manners::kDeliveryAfterDone), function, "after returnDone");
 }
 
 CMPIStatus returnInstance(const CMPIResult* self, const CMPIInstance* instance) {
@@ -69,7 +75,12 @@ CMPIStatus returnInstance(const CMPIResult* self, const CMPIInstance* instance) 
     const char* name = delivered == nullptr ? nullptr : delivered->data.instance.path.className.c_str();
     if (const auto fault = result.core.enter("result.returnInstance", name)) return {*fault, nullptr};
     if (delivered == nullptr) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
-    noteDelivery(result.data);
+    if (const CMPIrc refused = noteDelivery(result, "result.returnInstance")) return {refused, nullptr};
+    if (result.ofGet && !result.data.instances.empty()) {
+        const manners::Verdict verdict = result.core.behaviour(manners::kSecondInstanceOfGet);
+        const CMPIrc refused = result.core.judge(verdict, "result.returnInstance", "a second instance for a get");
+        if (refused != CMPI_RC_OK) return {refused, nullptr};
+    }
     result.data.instances.push_back(delivered->data.instance);
     return {CMPI_RC_OK, nullptr};
 }
@@ -80,7 +91,7 @@ CMPIStatus returnObjectPath(const CMPIResult* self, const CMPIObjectPath* path) 
     const char* name = delivered == nullptr ? nullptr : delivered->data.path.className.c_str();
     if (const auto fault = result.core.enter("result.returnObjectPath", name)) return {*fault, nullptr};
     if (delivered == nullptr) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
-    noteDelivery(result.data);
+    if (const CMPIrc refused = noteDelivery(result, "result.returnObjectPath")) return {refused, nullptr};
     result.data.paths.push_back(delivered->data.path);
     return {CMPI_RC_OK, nullptr};
 }

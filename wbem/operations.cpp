@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "schema/declaration.h"
 #include "text/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/operation.h"
@@ -51,20 +52,11 @@ const Intrinsic* intrinsicNamed(const std::string& name) {
     throw CimError(CMPI_RC_ERR_METHOD_NOT_FOUND);
 }
 
-void declare(broker::Broker& manager, const mof::Class& declaration) {
-    std::vector<std::pair<std::string, CMPIType>> properties;
-    for (const mof::Property& each : declaration.properties) {
-        const CMPIType type = typeNamed(mof::typeName(each.type)).value();
-        properties.emplace_back(each.name, each.array ? static_cast<CMPIType>(type | CMPI_ARRAY) : type);
-    }
-    manager.declareClass(declaration.name, properties);
-}
-
 }  // namespace
 
 Operations::Operations(broker::Broker& manager, const mof::Schema& schema, const std::string& nameSpace)
     : namespaces_(interopNamespaces(nameSpace)) {
-    for (const mof::Class& each : schema.classes()) declare(manager, each);
+    schema::declareTo(manager, schema);
     namespaces_.push_back({nameSpace, schema, &manager, {}});
 }
 

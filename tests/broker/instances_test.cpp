@@ -97,7 +97,7 @@ TEST_F(InstanceTest, AnswersNoSuchPropertyForAnUnknownName) {
 }
 
 TEST_F(InstanceTest, HoldsDeclaredPropertiesAsNullsOfTheirTypes) {
-    broker.declareClass("test_CLASS", {{"Speed", CMPI_uint32}, {"Names", CMPI_stringA}});
+    broker.declareClass({"test_CLASS", {{"Speed", CMPI_uint32}, {"Names", CMPI_stringA}}});
     instance = newInstance();
     const CMPIData data = property("speed");
     EXPECT_EQ(rc.rc, CMPI_RC_OK);
