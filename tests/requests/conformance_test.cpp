@@ -93,12 +93,14 @@ TEST_P(Conformance, InstanceNamesAreDeliveredAndTheResultIsLeftOpen) {
 
 TEST_P(Conformance, InstancesAreDeliveredWhetherEnumeratedOrGot) {
     for (const auto ask : {&broker::Broker::enumerateInstances, &broker::Broker::getInstance}) {
+        const Paths all = GetParam().objects();
+        const Paths taken = ask == &broker::Broker::getInstance ? takenOfGet(all) : all;
         for (const std::string& className : letterCases(GetParam().what)) {
             forget();
             const Response response = (manager.*ask)(object(className));
             EXPECT_EQ(response.status, CMPI_RC_OK) << className;
             EXPECT_FALSE(response.hasMessage);
-            expectDelivered(response, GetParam().objects(), false);
+            expectDelivered(response, taken, false);
             EXPECT_EQ(response.doneCalls, GetParam().closesResult ? 1U : 0U) << className;
             EXPECT_EQ(response.deliveredAfterDone, 0U) << className;
             EXPECT_EQ(manager.calls().back().function == "result.returnDone", GetParam().closesResult) << className;

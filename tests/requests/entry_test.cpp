@@ -391,7 +391,8 @@ TEST_F(ClassNameTest, SystemSlotsAreDispatchedAlikeInWholeLowerCase) {
         const Response canonical = (broker_.*operation.ask)(classPath("QELTA_SystemSlot"));
         const Response lowered = (broker_.*operation.ask)(classPath("qelta_systemslot"));
         EXPECT_EQ(lowered.status, CMPI_RC_OK);
-        EXPECT_EQ(testsupport::delivered(lowered), testsupport::rack::slots());
+        const testsupport::Paths all = testsupport::rack::slots();
+        EXPECT_EQ(testsupport::delivered(lowered), operation.isGet() ? testsupport::takenOfGet(all) : all);
         EXPECT_EQ(lowered.instances, canonical.instances);
         EXPECT_EQ(lowered.paths, canonical.paths);
         EXPECT_EQ(lowered.doneCalls, canonical.doneCalls);

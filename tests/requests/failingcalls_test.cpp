@@ -22,6 +22,7 @@ bool isLeftOf(const ObjectPath& part, const ObjectPath& whole);
 bool isLeftOf(const Value& part, const Value& whole) {
     if (part == whole) return true;
     if (part.type != whole.type) return false;
+    if (part.null) return true;  // a declared property that could not be set
     const auto* path = std::get_if<std::shared_ptr<ObjectPath>>(&part.data);
     const auto* wholePath = std::get_if<std::shared_ptr<ObjectPath>>(&whole.data);
     if (path != nullptr && wholePath != nullptr) return isLeftOf(**path, **wholePath);
@@ -86,7 +87,8 @@ class FailingCallsTest : public ProviderTest {
         // A function whose "UINumber" is lost counts as one on the board; without slots all of them do.
         const bool withoutSlots = className == "QELTA_OnBoardDevice";
         host_.removeDevice(withoutSlots);
-        Response response = ask(operation, className);
+        // The first instance of a get may be another one, when what comes before it is lost.
+        Response response = ask(operation.isGet() ? kInstanceOperations[1] : operation, className);
         host_.removeDevice(false);
         return response;
     }

@@ -10,6 +10,7 @@
 
 #include "broker/broker.h"
 #include "emulator/emulatedhost.h"
+#include "tests/requests/manners.h"
 #include "tests/support/hostbuilder.h"
 #include "tests/support/machine.h"
 
@@ -23,7 +24,10 @@ class ProviderTest : public testing::Test {
     explicit ProviderTest(Build build) : host_(built(files_, build)) {}
 
     void SetUp() override { broker_.load(PROVIDER_LIBRARY); }
-    void TearDown() override { expectNothingLeft(); }
+    void TearDown() override {
+        expectNothingLeft();
+        broker_.expectNoComplaintBut(testsupport::kKnownComplaints);
+    }
 
     void expectNothingLeft() const {
         EXPECT_EQ(broker_.objectsMade(), broker_.objectsFreed());
@@ -32,7 +36,7 @@ class ProviderTest : public testing::Test {
 
     testsupport::HostBuilder files_;
     emulator::EmulatedHost host_;
-    broker::Broker broker_;
+    testsupport::ManneredBroker broker_;
 
  private:
     static std::string built(testsupport::HostBuilder& files, Build build) {
@@ -46,6 +50,8 @@ struct Operation {
     const char* name;
     broker::Response (broker::Broker::*ask)(const broker::ObjectPath&);
     bool namesOnly;
+
+    bool isGet() const { return ask == &broker::Broker::getInstance; }
 };
 
 inline void PrintTo(const Operation& operation, std::ostream* out) {

@@ -10,6 +10,7 @@
 
 #include "broker/broker.h"
 #include "emulator/emulatedhost.h"
+#include "tests/requests/manners.h"
 #include "tests/support/casename.h"
 #include "tests/support/loglines.h"
 #include "tests/support/machine.h"
@@ -48,6 +49,7 @@ class MachineTest : public testing::Test {
  protected:
     ~MachineTest() override {
         EXPECT_EQ(manager.objectsMade(), manager.objectsFreed());
+        manager.expectNoComplaintBut(kKnownComplaints);
         if (host != nullptr) {
             EXPECT_EQ(host->openFiles(), 0U);
             EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
@@ -77,7 +79,7 @@ class MachineTest : public testing::Test {
 
     HostBuilder files;
     std::unique_ptr<emulator::EmulatedHost> host;
-    broker::Broker manager;
+    ManneredBroker manager;
 };
 
 /** The rack, see buildRack. */
