@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <utility>
-#include <variant>
 
 #include "cimhost/library.h"
 #include "cimhost/stdoutcapture.h"
@@ -39,14 +38,9 @@ void Session::openHost(const Surroundings& surroundings) {
     } else if (tracer_) {
         host_.emplace();  // this machine, watched
     }
-    if (host_) host_->onEvent([this](const emulator::Event& event) { onEvent(event); });
-}
-
-void Session::onEvent(const emulator::Event& event) {
-    if (tracer_) trace(emulator::describe(event));
-    // The host keeps what happened for as long as it lives. The last of failed receptions stays, as it counts the
-    // next of them.
-    if (!std::holds_alternative<emulator::ReceiveFailed>(event)) host_->clearEvents();
+    if (!host_) return;
+    host_->keepEvents(false);
+    if (tracer_) host_->onEvent([this](const emulator::Event& event) { trace(emulator::describe(event)); });
 }
 
 void Session::trace(const std::string& text) {

@@ -36,7 +36,6 @@ class Session {
 
  private:
     void openHost(const Surroundings& surroundings);
-    void onEvent(const emulator::Event& event);
     void trace(const std::string& text);
 
     // In this order: the host outlives the provider, whose code runs until the broker has gone.

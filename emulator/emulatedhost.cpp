@@ -60,6 +60,10 @@ void EmulatedHost::clearEvents() {
     state_->clearEvents();
 }
 
+void EmulatedHost::keepEvents(bool keep) {
+    state_->keepEvents(keep);
+}
+
 std::vector<std::string> EmulatedHost::logTexts() const {
     std::vector<std::string> texts;
     for (const LogLine& line : eventsOf<LogLine>()) texts.push_back(line.text);

@@ -107,7 +107,7 @@ std::string describe(const Event& event);
  *
  * Preloaded into a foreign process, the library makes such an object by itself from the environment: EMULATED_HOST is
  * the directory, EMULATED_HOST_TRACE a file to which every event is appended as it happens (one line each), and
- * EMULATED_HOST_WAITS says `real` or `virtual`.
+ * EMULATED_HOST_WAITS says `real` or `virtual`. No events are kept then, so that the process can live as long as it likes.
  */
 class EmulatedHost {
  public:
@@ -143,8 +143,11 @@ class EmulatedHost {
      */
     void onFileOpen(std::function<void(const std::string& path)> hook);
 
+    /** All of them since the start or the last clearEvents(), or the last one only, see keepEvents. */
     std::vector<Event> events() const;
     void clearEvents();
+    /** false: no event but the last is kept, for a host that lives long and whose events nobody asks for. */
+    void keepEvents(bool keep);
 
     /** The events of one kind, in order. */
     template <class Kind>

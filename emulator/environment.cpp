@@ -51,6 +51,7 @@ __attribute__((constructor)) void startFromEnvironment() {
     if (directory == nullptr) return;
     try {
         EmulatedHost& host = environmentHost(directory);
+        host.keepEvents(false);
         if (const char* waits = setting("EMULATED_HOST_WAITS"); waits != nullptr) host.setRealWaits(areReal(waits));
         if (const char* trace = setting("EMULATED_HOST_TRACE"); trace != nullptr) traceTo(host, trace);
     } catch (const std::exception& error) {

@@ -371,6 +371,7 @@ void Host::record(const Event& event) {
             ++last->count;
             return;
         }
+        if (!keepEvents_) events_.clear();
         events_.push_back(event);
         listener = listener_;
     }
@@ -412,6 +413,11 @@ std::vector<Event> Host::events() const {
 void Host::clearEvents() {
     const std::lock_guard<Mutex> lock(mutex_);
     events_.clear();
+}
+
+void Host::keepEvents(bool keep) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    keepEvents_ = keep;
 }
 
 std::size_t Host::openFiles() const {

@@ -76,6 +76,7 @@ class Host : public std::enable_shared_from_this<Host> {
     void onFileOpen(std::function<void(const std::string&)> hook);
     std::vector<Event> events() const;
     void clearEvents();
+    void keepEvents(bool keep);
     std::size_t openFiles() const;
 
  private:
@@ -98,6 +99,7 @@ class Host : public std::enable_shared_from_this<Host> {
     bool secondDevice_ = false;
     std::shared_ptr<const Listener> listener_;
     std::shared_ptr<const Hook> hook_;
+    bool keepEvents_ = true;
     std::vector<Event> events_;
     std::map<int, std::shared_ptr<DeviceSession>> sessions_;
     std::map<FILE*, ProcFile*> streams_;  // null: an ordinary file

@@ -403,6 +403,20 @@ TEST_F(LiveHostTest, ClearedEventsAreForgotten) {
     EXPECT_THAT(host.logTexts(), ElementsAre("two"));
 }
 
+TEST_F(LiveHostTest, WithoutKeepingOnlyTheLastEventStays) {
+    std::size_t heard = 0;
+    host.onEvent([&heard](const emulator::Event&) { ++heard; });
+    syslog(LOG_ERR, "one");
+    host.keepEvents(false);
+    syslog(LOG_ERR, "two");
+    syslog(LOG_ERR, "three");
+    EXPECT_THAT(host.logTexts(), ElementsAre("three"));
+    host.keepEvents(true);
+    syslog(LOG_ERR, "four");
+    EXPECT_THAT(host.logTexts(), ElementsAre("three", "four"));
+    EXPECT_EQ(heard, 4U);
+}
+
 TEST_F(LiveHostTest, TheFileHookMayChangeTheDirectoryBeforeTheFileIsLookedUp) {
     std::vector<std::string> paths;
     host.onFileOpen([this, &paths](const std::string& path) {

@@ -44,6 +44,10 @@ class PreloadTest : public testing::Test {
         return run("EMULATED_HOST='" + directory + "' " + more +
                    " LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM);
     }
+    /** A command of this machine, in a world of its own. */
+    Outcome runOnHost(const std::string& command) const {
+        return run("EMULATED_HOST='" + host.directory() + "' LD_PRELOAD='" PRELOAD_LIBRARIES "' LC_ALL=C " + command);
+    }
 
     testsupport::HostBuilder host;
 };
@@ -68,6 +72,12 @@ TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
                                    "fopen /etc/vmware/pci.xml r", "open /dev/ipmi0 0x2",
                                    "ipmi > 2E 90 D9 7E 00 06 66 69 6C 65", "poll 5000 ms -> 1",
                                    "ipmi < 2F 90 00 D9 7E 00 03 00 00 00", "close device", "syslog <3> the end of it"));
+}
+
+TEST_F(PreloadTest, AProcessThatLivesLongDoesNotGrow) {
+    const Outcome outcome = runOnHost(FOREIGN_PROGRAM " 100000");
+    ASSERT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_LT(std::stol(outcome.output), 4096) << "kB, for 400000 events";
 }
 
 TEST_F(PreloadTest, EveryProcessHasABmcOfItsOwn) {
