@@ -8,6 +8,9 @@ namespace emulator::clock {
 
 using Duration = std::chrono::nanoseconds;
 
+/** A point in time that does not come. */
+constexpr Duration kNever = Duration::max();
+
 /** How far the emulated clock is ahead. */
 Duration offset();
 /** The emulated time. */

@@ -102,6 +102,7 @@ class EmulatedDevice::Session : public DeviceSession {
     int send(const ipmi_req& request) override;
     Reception receive(ipmi_recv& record, bool truncate) override;
     Wait wait(short events, int timeoutMs) override;
+    clock::Duration arrival(short events) override;
     int control(unsigned long, void*) override;
 
  private:
@@ -167,7 +168,7 @@ int EmulatedDevice::Session::obstacle(const ipmi_recv& record, bool truncate) {
 }
 
 Wait EmulatedDevice::Session::wait(short events, int timeoutMs) {
-    constexpr auto kNever = clock::Duration::max();
+    using clock::kNever;
     std::unique_lock<Mutex> lock(device_->mutex_);
     if (gone()) return {1, POLLERR | POLLHUP, 0};
     if (pollErrno_ != 0) return {-1, 0, std::exchange(pollErrno_, 0)};
@@ -186,6 +187,11 @@ Wait EmulatedDevice::Session::wait(short events, int timeoutMs) {
     return {0, 0, 0};
 }
 
+clock::Duration EmulatedDevice::Session::arrival(short events) {
+    const std::lock_guard<Mutex> lock(device_->mutex_);
+    return (events & POLLIN) != 0 && !arrived_.empty() ? arrived_.front().readyAt : clock::kNever;
+}
+
 int EmulatedDevice::Session::control(unsigned long, void*) {
     errno = ENOTTY;
     return -1;
@@ -195,6 +201,11 @@ void EmulatedDevice::remove(bool removed) {
     const std::lock_guard<Mutex> lock(mutex_);
     removed_ = removed;
     if (removed) ++generation_;
+}
+
+bool EmulatedDevice::removed() const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    return removed_;
 }
 
 std::shared_ptr<DeviceSession> EmulatedDevice::open() {

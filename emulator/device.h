@@ -41,6 +41,8 @@ class DeviceSession {
     /** truncate: IPMICTL_RECEIVE_MSG_TRUNC instead of IPMICTL_RECEIVE_MSG. */
     virtual Reception receive(ipmi_recv& record, bool truncate) = 0;
     virtual Wait wait(short events, int timeoutMs) = 0;
+    /** When a wait for `events` will find some, on the emulated clock; clock::kNever where nothing is coming. */
+    virtual clock::Duration arrival(short events) = 0;
     /** Any other ioctl: its result, with errno set. */
     virtual int control(unsigned long request, void* argument) = 0;
 };
@@ -53,6 +55,7 @@ class MachineSession : public DeviceSession {
     int send(const ipmi_req& request) override;
     Reception receive(ipmi_recv& record, bool truncate) override;
     Wait wait(short events, int timeoutMs) override;
+    clock::Duration arrival(short) override { return clock::kNever; }
     int control(unsigned long request, void* argument) override;
 
  private:
@@ -70,6 +73,7 @@ class EmulatedDevice : public std::enable_shared_from_this<EmulatedDevice> {
     bool realWaits() const { return realWaits_; }
     /** A removed device is gone for the sessions that are open, too. */
     void remove(bool removed);
+    bool removed() const;
 
     /** A new session, or null when the device is not there. */
     std::shared_ptr<DeviceSession> open();

@@ -87,9 +87,10 @@ std::string describe(const Event& event);
 
 /**
  * An emulated host under code that knows nothing of it. While an object of this class lives, the calls of the process
- * (fopen, stat, open, ioctl, poll, close, gethostname, syslog, clock_gettime) are answered as on that host:
+ * (fopen, stat, open, opendir, ioctl, poll, select, dup, close, gethostname, syslog, clock_gettime and their kin) are
+ * answered as on that host:
  *
- *  - /proc/bus/pci/... and /etc/vmware/... are looked up below the host's directory;
+ *  - /proc/bus/pci/... and /etc/vmware/..., files and directories, are looked up below the host's directory;
  *  - /dev/ipmi0 (and /dev/ipmidev/0, see useSecondDevice) is an IPMI device with a Bmc behind it, whose data store
  *    holds every file of the directory's bmc/ folder; the fault script is bmc/faults.json;
  *  - gethostname answers the first line of the file `hostname`, else the directory's own name;
@@ -101,6 +102,11 @@ std::string describe(const Event& event);
  * repeats such calls for a certain time gets to its end at once. The clock goes back to the machine's with the object;
  * waits of the kernel for a point in time (condition variables, futures) know only the machine's clock.
  * At most one object lives at a time (std::logic_error). All members may be called from any thread.
+ *
+ * The device's descriptors can be polled and selected together with others, which a virtual wait looks at but does not
+ * wait for, unless it has no end. They cannot be had with epoll or O_ASYNC: that fails with ENOTSUP and a line on the
+ * standard error. Paths are known by their beginning only: those that go through `..`, through a symbolic link or from
+ * an ordinary directory's descriptor reach the machine, as do system calls made without the C library.
  *
  * A device that vanished, or was removed, is gone for the descriptors that are open on it: poll reports POLLERR and
  * POLLHUP, send and receive fail with ENODEV. Closing and opening again finds it back unless it is still removed.

@@ -1,6 +1,6 @@
 #include "emulator/host.h"
 
-#include <sys/eventfd.h>
+#include <sys/epoll.h>
 
 #include <algorithm>
 #include <array>
@@ -196,6 +196,10 @@ std::string Host::realPath(const char* path) const {
     return directory_ + path;
 }
 
+std::string Host::devicePlace(const char* path) const {
+    return !isMachine() && isDevice(path) && !device_->removed() ? "/dev/null" : realPath(path);
+}
+
 FILE* Host::fopen(const char* path, const char* mode) {
     std::shared_ptr<const Hook> hook;
     {
@@ -229,6 +233,12 @@ void Host::forgetStream(FILE* stream) {
     if (streams_.erase(stream) != 0) --streamCount;
 }
 
+DIR* Host::opendir(const char* path) {
+    DIR* stream = real::opendir(realPath(path).c_str());
+    record(FileOpened{path, "directory", stream != nullptr});
+    return stream;
+}
+
 int Host::open(const char* path, int flags, unsigned mode) {
     const int descriptor = real::open(realPath(path).c_str(), flags, mode);
     const int access = flags & O_ACCMODE;
@@ -259,20 +269,28 @@ int Host::openSession(const char* path, int flags, std::shared_ptr<DeviceSession
         if (descriptor >= 0) session = std::make_shared<MachineSession>(descriptor);
         return descriptor;
     }
-    {
-        const std::lock_guard<Mutex> lock(mutex_);
-        if (std::strcmp(path, secondDevice_ ? kSecondDevice : kFirstDevice) != 0) return toResult(ENOENT);
-    }
-    session = device_->open();
+    if (isDevice(path)) session = device_->open();
     if (!session) return toResult(ENOENT);
-    // Only the number counts: it is nobody else's until it is closed, and the C library's close() gives it back.
-    return eventfd(0, (flags & O_CLOEXEC) != 0 ? EFD_CLOEXEC : 0);
+    // Only the number counts: it is nobody else's until it is closed, and the C library's close() gives it back. Like
+    // the device, an epoll descriptor refuses to be read and written with EINVAL.
+    return epoll_create1((flags & O_CLOEXEC) != 0 ? EPOLL_CLOEXEC : 0);
+}
+
+bool Host::isDevice(const char* path) const {
+    const std::lock_guard<Mutex> lock(mutex_);
+    return std::strcmp(path, secondDevice_ ? kSecondDevice : kFirstDevice) == 0;
 }
 
 std::shared_ptr<DeviceSession> Host::session(int descriptor) const {
     const std::lock_guard<Mutex> lock(mutex_);
     const auto found = sessions_.find(descriptor);
     return found == sessions_.end() ? nullptr : found->second;
+}
+
+void Host::shareSession(const std::shared_ptr<DeviceSession>& session, int descriptor) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    sessions_[descriptor] = isMachine() ? std::make_shared<MachineSession>(descriptor) : session;
+    markSession(descriptor, true);
 }
 
 void Host::closeSession(int descriptor) {
@@ -284,8 +302,21 @@ void Host::closeSession(int descriptor) {
         ended = std::move(found->second);
         sessions_.erase(found);
         markSession(descriptor, false);
+        for (const auto& [other, session] : sessions_)
+            if (session == ended) return;
     }
     record(DeviceClosed{});
+}
+
+void Host::closeSessions(unsigned first, unsigned last) {
+    std::vector<int> closed;
+    {
+        const std::lock_guard<Mutex> lock(mutex_);
+        for (const auto& [descriptor, session] : sessions_)
+            if (static_cast<unsigned>(descriptor) >= first && static_cast<unsigned>(descriptor) <= last)
+                closed.push_back(descriptor);
+    }
+    for (const int descriptor : closed) closeSession(descriptor);
 }
 
 int Host::ioctl(DeviceSession& session, unsigned long request, void* argument) {

@@ -1,6 +1,7 @@
 #ifndef PCIINFO_EMULATOR_HOST_H
 #define PCIINFO_EMULATOR_HOST_H
 
+#include <dirent.h>
 #include <poll.h>
 
 #include <cstdarg>
@@ -49,16 +50,23 @@ class Host : public std::enable_shared_from_this<Host> {
 
     /** Where a covered path really is. */
     std::string realPath(const char* path) const;
+    /** What stands in for the device where nothing but its being there and its kind is asked for. */
+    std::string devicePlace(const char* path) const;
 
     FILE* fopen(const char* path, const char* mode);
     /** What stands behind a stream below /proc/bus/pci, or null. */
     ProcFile* procFile(FILE* stream) const;
     void forgetStream(FILE* stream);
+    DIR* opendir(const char* path);
     int open(const char* path, int flags, unsigned mode);
     int openDevice(const char* path, int flags);
     /** The session behind a descriptor, or null. */
     std::shared_ptr<DeviceSession> session(int descriptor) const;
+    /** `descriptor` is a new one for what another descriptor of that session stands for. */
+    void shareSession(const std::shared_ptr<DeviceSession>& session, int descriptor);
+    /** A session ends with the last of its descriptors. */
     void closeSession(int descriptor);
+    void closeSessions(unsigned first, unsigned last);
     int ioctl(DeviceSession& session, unsigned long request, void* argument);
     /** session: null for a wait on descriptor -1. */
     int poll(DeviceSession* session, pollfd& item, int timeoutMs);
@@ -67,6 +75,7 @@ class Host : public std::enable_shared_from_this<Host> {
 
     void record(const Event& event);
 
+    bool isMachine() const { return directory_.empty(); }
     Bmc& bmc() { return device_->bmc(); }
     EmulatedDevice& device() { return *device_; }
     void setHostName(const std::string& name);
@@ -83,7 +92,7 @@ class Host : public std::enable_shared_from_this<Host> {
     using Listener = std::function<void(const Event&)>;
     using Hook = std::function<void(const std::string&)>;
 
-    bool isMachine() const { return directory_.empty(); }
+    bool isDevice(const char* path) const;
     int openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session);
     int send(DeviceSession& session, const ipmi_req& request);
     int receive(DeviceSession& session, ipmi_recv& record, bool truncate);

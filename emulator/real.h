@@ -1,10 +1,13 @@
 #ifndef PCIINFO_EMULATOR_REAL_H
 #define PCIINFO_EMULATOR_REAL_H
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -55,12 +58,35 @@ inline Next<int(const char*, struct stat*)> stat{"stat"};
 inline Next<int(const char*, struct stat64*)> stat64{"stat64"};
 inline Next<int(const char*, struct stat*)> lstat{"lstat"};
 inline Next<int(const char*, struct stat64*)> lstat64{"lstat64"};
+inline Next<int(int, const char*, struct stat*, int)> fstatat{"fstatat"};
+inline Next<int(int, const char*, struct stat64*, int)> fstatat64{"fstatat64"};
+inline Next<int(int, const char*, int, unsigned, struct statx*)> statx{"statx"};
 inline Next<int(const char*, int)> access{"access"};
+inline Next<int(int, const char*, int, int)> faccessat{"faccessat"};
+inline Next<int(const char*)> chdir{"chdir"};
+inline Next<DIR*(const char*)> opendir{"opendir"};
+inline Next<int(const char*, dirent***, int (*)(const dirent*), int (*)(const dirent**, const dirent**))> scandir{
+    "scandir"};
+inline Next<int(const char*, dirent64***, int (*)(const dirent64*), int (*)(const dirent64**, const dirent64**))>
+    scandir64{"scandir64"};
 inline Next<int(const char*, int, ...)> open{"open"};
 inline Next<int(const char*, int, ...)> open64{"open64"};
+inline Next<int(int, const char*, int, ...)> openat{"openat"};
+inline Next<int(int, const char*, int, ...)> openat64{"openat64"};
 inline Next<int(int)> close{"close"};
+inline Next<int(unsigned, unsigned, int)> close_range{"close_range"};
+inline Next<void(int)> closefrom{"closefrom"};
+inline Next<int(int)> dup{"dup"};
+inline Next<int(int, int)> dup2{"dup2"};
+inline Next<int(int, int, int)> dup3{"dup3"};
+inline Next<int(int, int, ...)> fcntl{"fcntl"};
+inline Next<int(int, int, ...)> fcntl64{"fcntl64"};
 inline Next<int(int, unsigned long, ...)> ioctl{"ioctl"};
 inline Next<int(struct pollfd*, nfds_t, int)> poll{"poll"};
+inline Next<int(struct pollfd*, nfds_t, const timespec*, const sigset_t*)> ppoll{"ppoll"};
+inline Next<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select{"select"};
+inline Next<int(int, fd_set*, fd_set*, fd_set*, const timespec*, const sigset_t*)> pselect{"pselect"};
+inline Next<int(int, int, int, epoll_event*)> epoll_ctl{"epoll_ctl"};
 inline Next<int(char*, size_t)> gethostname{"gethostname"};
 inline Next<void(int, const char*, va_list)> vsyslog{"vsyslog"};
 inline Next<int(clockid_t, struct timespec*)> clock_gettime{"clock_gettime"};

@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,12 +12,16 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "emulator/emulatedhost.h"
 #include "tests/support/hostbuilder.h"
@@ -28,6 +33,8 @@ size_t __fread_unlocked_chk(void* to, size_t room, size_t size, size_t count, FI
 int __gethostname_chk(char* name, size_t size, size_t room) noexcept;
 int __open_2(const char* path, int flags);
 int __open64_2(const char* path, int flags);
+int __openat_2(int directory, const char* path, int flags);
+int __openat64_2(int directory, const char* path, int flags);
 int __poll_chk(struct pollfd* items, nfds_t count, int timeout, size_t room);
 void __syslog_chk(int priority, int flag, const char* format, ...);
 void __vsyslog_chk(int priority, int flag, const char* format, va_list arguments);
@@ -42,6 +49,7 @@ using emulator::LogLine;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 struct CloseStream {
     void operator()(FILE* stream) const { std::fclose(stream); }
@@ -415,6 +423,99 @@ TEST_F(LiveHostTest, WithoutKeepingOnlyTheLastEventStays) {
     syslog(LOG_ERR, "four");
     EXPECT_THAT(host.logTexts(), ElementsAre("three", "four"));
     EXPECT_EQ(heard, 4U);
+}
+
+std::vector<std::string> namesIn(DIR* stream) {
+    std::vector<std::string> names;
+    while (const dirent* entry = stream != nullptr ? readdir(stream) : nullptr)
+        if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+    if (stream != nullptr) closedir(stream);
+    return names;
+}
+
+TEST_F(LiveHostTest, DirectoriesAreListedAsTheyAreOnTheHost) {
+    EXPECT_THAT(namesIn(opendir("/proc/bus/pci")), UnorderedElementsAre("devices", "00"));
+    EXPECT_THAT(namesIn(opendir("/proc/bus/pci/00")), ElementsAre("1f.3"));
+    EXPECT_THAT(namesIn(opendir("/etc/vmware/")), ElementsAre("pci.xml"));
+    EXPECT_EQ(opendir("/proc/bus/pci/77"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_THAT(namesIn(opendir("/proc/self")), testing::Contains("status"));
+    const auto opened = host.eventsOf<FileOpened>();
+    ASSERT_THAT(opened, SizeIs(4));
+    EXPECT_EQ(opened[0].path, "/proc/bus/pci");
+    EXPECT_EQ(opened[0].mode, "directory");
+    EXPECT_TRUE(opened[0].ok);
+    EXPECT_FALSE(opened[3].ok);
+}
+
+TEST_F(LiveHostTest, DirectoriesAreScannedAsTheyAreOnTheHost) {
+    dirent** entries = nullptr;
+    ASSERT_EQ(scandir("/proc/bus/pci", &entries, nullptr, alphasort), 4);  // with . and ..
+    EXPECT_STREQ(entries[2]->d_name, "00");
+    for (int i = 0; i < 4; ++i) std::free(entries[i]);
+    std::free(entries);
+    dirent64** entries64 = nullptr;
+    ASSERT_EQ(scandir64("/proc/bus/pci/00", &entries64, nullptr, alphasort64), 3);
+    EXPECT_STREQ(entries64[2]->d_name, "1f.3");
+    for (int i = 0; i < 3; ++i) std::free(entries64[i]);
+    std::free(entries64);
+    EXPECT_THAT(host.eventsOf<FileOpened>(), SizeIs(2));
+}
+
+TEST_F(LiveHostTest, WhatIsBelowADirectoryIsTheHostsToo) {
+    const int bus = open("/proc/bus/pci/00", O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(bus, 0);
+    struct stat status {};
+    EXPECT_EQ(fstatat(bus, "1f.3", &status, 0), 0);
+    EXPECT_EQ(status.st_size, 256);
+    const int config = openat(bus, "1f.3", O_RDONLY);
+    EXPECT_GE(config, 0);
+    close(config);
+    close(bus);
+    const std::string before = std::filesystem::current_path().string();
+    ASSERT_EQ(chdir("/proc/bus/pci"), 0);
+    EXPECT_EQ(access("00/1f.3", F_OK), 0);
+    ASSERT_EQ(chdir(before.c_str()), 0);
+}
+
+TEST_F(LiveHostTest, EveryWayToAskForAFileLeadsToTheDirectory) {
+    struct stat status {};
+    EXPECT_EQ(fstatat(AT_FDCWD, kConfig, &status, AT_SYMLINK_NOFOLLOW), 0);
+    EXPECT_EQ(status.st_size, 256);
+    struct stat64 status64 {};
+    EXPECT_EQ(fstatat64(AT_FDCWD, kConfig, &status64, 0), 0);
+    EXPECT_EQ(status64.st_size, 256);
+    struct statx extended {};
+    EXPECT_EQ(statx(AT_FDCWD, kConfig, 0, STATX_SIZE, &extended), 0);
+    EXPECT_EQ(extended.stx_size, 256U);
+    EXPECT_EQ(faccessat(AT_FDCWD, kConfig, R_OK, 0), 0);
+    EXPECT_EQ(faccessat(AT_FDCWD, "/proc/bus/pci/77", F_OK, 0), -1);
+    for (const auto open :
+         {+[] { return openat(AT_FDCWD, kConfig, O_RDONLY); }, +[] { return openat64(AT_FDCWD, kConfig, O_RDONLY); },
+          +[] { return __openat_2(AT_FDCWD, kConfig, O_RDONLY); },
+          +[] { return __openat64_2(AT_FDCWD, kConfig, O_RDONLY); }}) {
+        const int descriptor = open();
+        EXPECT_EQ(lseek(descriptor, 0, SEEK_END), 256);
+        close(descriptor);
+    }
+    EXPECT_THAT(host.eventsOf<FileOpened>(), SizeIs(4));
+}
+
+TEST_F(LiveHostTest, TheDeviceIsACharacterDeviceAtItsPathAlone) {
+    struct stat status {};
+    EXPECT_EQ(stat("/dev/ipmi0", &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+    EXPECT_EQ(access("/dev/ipmi0", R_OK | W_OK), 0);
+    EXPECT_EQ(access("/dev/ipmidev/0", F_OK), -1);
+    EXPECT_EQ(errno, ENOENT);
+    const int device = openat(AT_FDCWD, "/dev/ipmi0", O_RDWR);
+    EXPECT_EQ(host.openFiles(), 1U);
+    close(device);
+    host.useSecondDevice(true);
+    EXPECT_EQ(access("/dev/ipmi0", F_OK), -1);
+    EXPECT_EQ(access("/dev/ipmidev/0", F_OK), 0);
+    host.removeDevice(true);
+    EXPECT_EQ(access("/dev/ipmidev/0", F_OK), -1);
 }
 
 TEST_F(LiveHostTest, TheFileHookMayChangeTheDirectoryBeforeTheFileIsLookedUp) {

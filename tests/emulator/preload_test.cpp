@@ -80,6 +80,26 @@ TEST_F(PreloadTest, AProcessThatLivesLongDoesNotGrow) {
     EXPECT_LT(std::stol(outcome.output), 4096) << "kB, for 400000 events";
 }
 
+TEST_F(PreloadTest, TheUsualCommandsFindTheEmulatedFiles) {
+    testsupport::PciFunction function;
+    function.bus = 3;
+    function.dev = 0x1F;
+    host.addFunction(function);
+    EXPECT_EQ(runOnHost("ls /proc/bus/pci").output, "03\ndevices\n");
+    EXPECT_THAT(runOnHost("ls -l /proc/bus/pci/03").output, HasSubstr(" 1f.0\n"));
+    EXPECT_EQ(runOnHost("find /proc/bus/pci -type f | sort").output, "/proc/bus/pci/03/1f.0\n/proc/bus/pci/devices\n");
+    EXPECT_EQ(runOnHost("cat /etc/vmware/pci.xml").output, "<xml/>\n");
+    EXPECT_EQ(runOnHost("wc -c /proc/bus/pci/03/1f.0").output, "64 /proc/bus/pci/03/1f.0\n");
+    EXPECT_EQ(runOnHost("sh -c 'cd /proc/bus/pci && echo * */*'").output, "03 devices 03/1f.0\n");
+    EXPECT_EQ(runOnHost("/usr/bin/test -c /dev/ipmi0").status, 0);
+    EXPECT_EQ(runOnHost("ls /proc/bus/pci/77").status, 2);
+    EXPECT_EQ(runOnHost("ls /proc/self/status").output, "/proc/self/status\n");
+}
+
+TEST_F(PreloadTest, ACommandThatReadsTheDeviceFailsAsOnAnyMachine) {
+    EXPECT_THAT(runOnHost("cat /dev/ipmi0").output, HasSubstr("Invalid argument"));
+}
+
 TEST_F(PreloadTest, EveryProcessHasABmcOfItsOwn) {
     host.setFaults(R"({"faults": [{"on": "querySize", "completionCode": 24, "data": [24, 0, 0, 0, 99]}]})");
     for (int i = 0; i < 2; ++i) EXPECT_THAT(runForeign(host.directory()).output, HasSubstr("5 bytes, size 99"));
