@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -217,6 +218,63 @@ TEST_F(EntryTest, TheBrokerOfTheLatestFactoryCallServesBothInterfaces) {
     EXPECT_TRUE(serves(first));
     createAssociationMI_(second.handle(), nullptr, nullptr);
     EXPECT_TRUE(serves(second));
+}
+
+TEST_F(EntryTest, TheBrokerOfTheLatestFactoryCallMayBeNull) {
+    const std::vector<std::function<void()>> factoriesWithoutBroker = {
+        [this] { createAssociationMI_(nullptr, nullptr, nullptr); },
+        [this] { createInstanceMI_(nullptr, nullptr, nullptr); }};
+    for (const auto& createWithoutBroker : factoriesWithoutBroker) {
+        broker_.attach(createInstanceMI_, createAssociationMI_);
+        createWithoutBroker();
+        for (const char* name : kClasses) {
+            for (const Operation& operation : kInstanceOperations) {
+                const Response response = (broker_.*operation.ask)(classPath(name));
+                EXPECT_EQ(response.status, CMPI_RC_OK) << name;
+                EXPECT_THAT(testsupport::delivered(response), IsEmpty()) << name;
+            }
+            EXPECT_THAT(testsupport::delivered(broker_.associators(classPath(name), {})), IsEmpty()) << name;
+            EXPECT_THAT(testsupport::delivered(broker_.references(classPath(name), {})), IsEmpty()) << name;
+        }
+    }
+}
+
+TEST_F(EntryTest, RequestsWithoutAResultAreServedInVain) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    CMPIInstanceMI* instances = instanceMI();
+    CMPIAssociationMI* associations = associationMI();
+    broker::Broker::Scope scope(broker_);
+    const CMPIContext* context = scope.context();
+    for (const char* name : kClasses) {
+        const CMPIObjectPath* path = scope.make(classPath(name));
+        EXPECT_EQ(instances->ft->enumerateInstanceNames(instances, context, nullptr, path).rc, CMPI_RC_OK) << name;
+        EXPECT_EQ(instances->ft->enumerateInstances(instances, context, nullptr, path, nullptr).rc, CMPI_RC_OK) << name;
+        EXPECT_EQ(instances->ft->getInstance(instances, context, nullptr, path, nullptr).rc, CMPI_RC_OK) << name;
+    }
+    const CMPIObjectPath* path = scope.make(testsupport::devicePath(3, 3, 0));
+    for (const char* resultClass : {"QELTA_SystemSlot", "QELTA_SystemBoard"})
+        EXPECT_EQ(associations->ft
+                      ->associatorNames(associations, context, nullptr, path, nullptr, resultClass, nullptr, nullptr)
+                      .rc,
+                  CMPI_RC_OK);
+    for (const char* resultClass : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice"})
+        EXPECT_EQ(associations->ft->references(associations, context, nullptr, path, resultClass, nullptr, nullptr).rc,
+                  CMPI_RC_OK);
+}
+
+TEST_F(EntryTest, RequestsWithoutAPathAreOfNoClass) {
+    broker_.attach(createInstanceMI_, createAssociationMI_);
+    CMPIInstanceMI* instances = instanceMI();
+    CMPIAssociationMI* associations = associationMI();
+    broker::Broker::Scope scope(broker_);
+    EXPECT_EQ(instances->ft->enumerateInstances(instances, scope.context(), scope.result(), nullptr, nullptr).rc,
+              CMPI_RC_ERR_INVALID_CLASS);
+    EXPECT_EQ(associations->ft
+                  ->associators(associations, scope.context(), scope.result(), nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr)
+                  .rc,
+              CMPI_RC_ERR_INVALID_CLASS);
+    EXPECT_EQ(scope.response().doneCalls, 1U) << "of the association request alone";
 }
 
 TEST_F(EntryTest, NoRequestWritesTheRecordsOrTheTables) {

@@ -484,6 +484,44 @@ INSTANTIATE_TEST_SUITE_P(OfEveryCall, BoardException,
                                                  "result.returnObjectPath", "result.returnInstance"),
                                           testing::Bool()));
 
+TEST_F(SystemBoard, WhoseMakingFailsWithAnExceptionIsLoggedInOneLine) {
+    for (const char* function : {"eft.newObjectPath", "objectPath.addKey", "eft.newInstance", "instance.setProperty"}) {
+        answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {});
+        manager.throwAt(function, 1);
+        EXPECT_THAT(associate(true), IsEmpty()) << function;
+        EXPECT_TRUE(manager.faultStruck()) << function;
+        EXPECT_EQ(log(), boardLine("in the catch statement")) << function;
+        EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty()) << function;
+        manager.clearFaults();
+        forget();
+    }
+}
+
+TEST_F(SystemBoard, WithoutABrokerOrAResultIsNotDelivered) {
+    for (const bool namesOnly : {true, false}) {
+        EXPECT_EQ(board.GetCIMInstances(nullptr, result(), context(), kBoardClass, namesOnly), 0);
+        EXPECT_EQ(board.GetCIMInstances(handle(), nullptr, context(), kBoardClass, namesOnly), 0);
+        forget();
+        board.MakeDeviceBoardAssociation(nullptr, result(), context(), namesOnly);
+        EXPECT_THAT(answered(), IsEmpty());
+        EXPECT_EQ(log(), nothingToAssociateLines());
+        forget();
+        answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {});
+        board.MakeDeviceBoardAssociation(handle(), nullptr, context(), namesOnly);
+        EXPECT_EQ(log(), walkLines(namesOnly ? pathDeliveredLines() : instanceDeliveredLines("update"), {}));
+    }
+    EXPECT_EQ(board.PopulateSysbrdProperties(nullptr, kBoardClass), nullptr);
+    EXPECT_EQ(board.getObjectPath(nullptr, "root/kavix", kBoardClass, nullptr), nullptr);
+    EXPECT_EQ(board.getObjectPath(nullptr, "root/kavix", kAssociationClass, nullptr, nullptr), nullptr);
+}
+
+TEST_F(SystemBoard, AssociationPathIsMadeWithoutItsReferencesToo) {
+    const CMPIObjectPath* path = board.getObjectPath(handle(), "root/kavix", kAssociationClass, nullptr, nullptr);
+    ASSERT_NE(path, nullptr);
+    EXPECT_THAT(scope->read(path).keys, IsEmpty());
+    EXPECT_EQ(log(), pathLines());
+}
+
 TEST_F(SystemBoard, KeepsWhatWasDeliveredBeforeAnException) {
     answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(0, 31, 3), 0)}, {});
     manager.throwAt("enumeration.getNext", 2);

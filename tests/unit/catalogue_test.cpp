@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <ostream>
+#include <utility>
 
 #include "tests/unit/pcihost.h"
 
@@ -143,6 +146,17 @@ TEST_P(CatalogueLoading, GivesNothingForAFifoAndDoesNotWait) {
 
 TEST_P(CatalogueLoading, GivesNothingForADevice) {
     linkTo("/dev/zero");
+    EXPECT_EQ(load(), nullptr);
+}
+
+TEST_P(CatalogueLoading, GivesNothingForAFileThatIsShorterThanItsStatusSays) {
+    const std::string shorter = "/sys/devices/system/cpu/online";  // a page long, says its status
+    std::ifstream in(shorter);
+    const std::string content(std::istreambuf_iterator<char>(in), {});
+    std::error_code error;
+    const auto size = std::filesystem::file_size(shorter, error);
+    if (content.empty() || error || size <= content.size()) GTEST_SKIP() << "no such file on this machine";
+    linkTo(shorter);
     EXPECT_EQ(load(), nullptr);
 }
 
@@ -449,6 +463,9 @@ TEST(ClassLookup, NoCutOfAListLeadsOutOfIt) {
 // ---------------------------------------------------------------------------------------------------------------
 // Names of scanned functions
 
+constexpr char kClassPairs[] =
+    "C 00\n\t03  Zero three\nC 01\n\t02  One two\nC 02\n\t01  Two one\nC 03\n\t00  Three zero\n";
+
 class CatalogueOfAScan : public PciHostTest {
  protected:
     CatalogueOfAScan() {
@@ -530,6 +547,30 @@ TEST_F(CatalogueOfAScan, NamesAreFoundAtTheEndOfACatalogueOfSeveralMegabytes) {
     while (text.size() < 5 * 1024 * 1024) text += "<device id=\"ffff\">\n  <nome>never a name</nome>\n</device>\n";
     files.setCatalogue(text + kCatalogue);
     EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "PIC:"));
+}
+
+TEST_F(CatalogueOfAScan, ANumberMayBeAVendorsAndADevices) {
+    nic.vendor = nic.device = 0x8139;
+    bridge.vendor = bridge.device = 0x10EC;
+    files.setFile("proc/bus/pci/devices", ""s).addFunction(bridge).addFunction(nic);
+    files.setCatalogue(R"(<vendor id="8139"><name>Vendor 8139</name><device id="10ec"><name>Device 10ec</name>
+                          <vendor id="10ec"><name>Vendor 10ec</name><device id="8139"><name>Device 8139</name>)");
+    EXPECT_THAT(nicNames(), ElementsAre("Vendor 8139", "Device 8139", "PIC:"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("Vendor 10ec", "Device 10ec", "PCI Bridge:"));
+}
+
+TEST_F(CatalogueOfAScan, ClassAndSubclassAreNotMixedUp) {
+    files.setFile("proc/bus/pci/devices", ""s).setClassList(kClassPairs);
+    PciFunction function;
+    for (const auto& [classCode, subclass] : {std::pair(1, 2), std::pair(2, 1), std::pair(3, 0), std::pair(0, 3)}) {
+        ++function.dev;
+        function.classCode = static_cast<std::uint8_t>(classCode);
+        function.subclass = static_cast<std::uint8_t>(subclass);
+        files.addFunction(function);
+    }
+    std::vector<std::string> texts;
+    for (const auto& record : devices()) texts.push_back(record.className);
+    EXPECT_THAT(texts, ElementsAre("One two", "Two one", "Three zero", "Zero three"));
 }
 
 TEST_F(CatalogueOfAScan, MissingAndUnknownNamesLogNothing) {

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "tests/unit/inventory.h"
 
 namespace {
@@ -237,6 +239,27 @@ TEST_F(DeviceInSlot, SystemWithoutSlotsHasNoAssociation) {
     answer(kSlotClass, {});
     EXPECT_THAT(makeAll(false), IsEmpty());
     EXPECT_THAT(log(), ElementsAreArray(allLines({walkingLines(), noNextInstanceLines()})));
+}
+
+TEST_F(DeviceInSlot, WithoutABrokerOrAResultNothingIsDelivered) {
+    answer("QELTA_SystemSlot", {slotInstance(3)});
+    const auto info = scan();
+    const CMPIObjectPath* slot = scope->make(slotPath(3));
+    const CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
+    for (const bool namesOnly : {true, false}) {
+        for (const auto& [broker, result] :
+             {std::pair<const CMPIBroker*, const CMPIResult*>(nullptr, this->result()), {handle(), nullptr}}) {
+            info->MakeDeviceSlotAssociation(broker, context(), result, namesOnly);
+            info->GetAssocRefFromSlotInstances(broker, context(), result, slot, namesOnly);
+            info->GetDeviceFromSlotAssocInstances(broker, context(), result, slot, namesOnly);
+            info->GetDeviceFromSlotAssocInstances(broker, context(), result, nullptr, namesOnly);
+            info->GetSlotFromDeviceAssocInstances(broker, context(), result, device, namesOnly);
+            for (const char* resultClass : {"QELTA_SystemSlot", "QELTA_SystemBoard"})
+                info->GetAssocRefFromDeviceInstances(broker, context(), result, device, resultClass, namesOnly);
+        }
+    }
+    EXPECT_THAT(answered(), IsEmpty());
+    EXPECT_EQ(info->getObjectPath(nullptr, "root/kavix", "QELTA_DeviceInSlot", nullptr, nullptr), nullptr);
 }
 
 TEST_F(DeviceInSlot, SlotsThatCannotBeEnumeratedAreLogged) {

@@ -314,6 +314,25 @@ TEST_F(PciFunctions, ARecordThatIsNullGivesNoInstance) {
     EXPECT_THAT(log(), ElementsAre("returning pcidevice instance", "returning pcidevice instance"));
 }
 
+TEST_F(PciFunctions, NullHandlesGiveNoInstanceAndNoText) {
+    files.addFunction(deviceAt(0, 1, 0));
+    const auto info = scan("QELTA_PCIDevice");
+    const sPciDevices* record = info->setFirstElement();
+    EXPECT_EQ(info->GetPciInfo(handle(), nullptr), nullptr);
+    EXPECT_EQ(info->PopulatePciDeviceProperties(nullptr, record, nullptr), nullptr);
+    EXPECT_EQ(info->PopulatePciBridgeProperties(nullptr, record, nullptr), nullptr);
+    EXPECT_NE(info->PopulatePciDeviceProperties(handle(), record, nullptr), nullptr) << "the flag is not needed";
+    EXPECT_EQ(info->getObjectPath(nullptr, "root/kavix", "QELTA_PCIDevice", nullptr), nullptr);
+    EXPECT_EQ(info->GetDeviceDescription(nullptr), "");
+    unsigned char flag = 7;
+    CMPIInstance* instance = scope->make(Instance{classPath("Any_Class"), {}});
+    manager.clearCalls();
+    EXPECT_EQ(info->GetCommonDevProperties(nullptr, instance, &flag), 1);
+    EXPECT_EQ(info->GetCommonDevProperties(record, nullptr, &flag), 1);
+    EXPECT_EQ(flag, 7);
+    EXPECT_THAT(manager.calls(), IsEmpty());
+}
+
 TEST_F(PciFunctions, AnInstanceThatCannotBeMadeIsNullAndTheWayOutIsLogged) {
     files.addFunction(deviceAt(0, 1, 0));
     for (const char* function : {"eft.newObjectPath", "eft.newInstance"}) {

@@ -268,6 +268,33 @@ TEST_F(OnBoard, AScanThatIsRunAgainAddsToTheDevicesAndRenewsTheBridges) {
     EXPECT_THAT(log(), Contains("GetOnboardDeviceAssocInstances - sizeof deviceArray [6] sizeof bridgearray[3]"));
 }
 
+TEST_F(OnBoard, WithoutABrokerOrAResultNothingIsDelivered) {
+    const auto info = scan("QELTA_PCIDevice");
+    for (const bool namesOnly : {true, false}) {
+        info->setFirstElement();
+        info->GetCIMInstance(nullptr, context(), result(), "QELTA_PCIDevice", namesOnly);
+        info->GetOnboardDeviceAssocInstances(nullptr, context(), result(), namesOnly);
+        info->EnumDevBridgeInstances(nullptr, result(), 4, namesOnly);
+        EXPECT_THAT(answered(), IsEmpty());
+        info->setFirstElement();
+        info->GetCIMInstance(handle(), context(), nullptr, "QELTA_PCIDevice", namesOnly);
+        EXPECT_EQ(info->getNextElement(), nullptr) << "the walk went to its end";
+        info->GetOnboardDeviceAssocInstances(handle(), context(), nullptr, namesOnly);
+        info->EnumDevBridgeInstances(handle(), nullptr, 4, namesOnly);
+    }
+}
+
+TEST_F(OnBoard, AfterAnotherWalkTheWorkingListIsAtItsEndUntilTheFirstElementIsSetAgain) {
+    const auto info = scan("QELTA_PCIDevice");
+    // This search stops in the middle of another list, at the second of its records.
+    ASSERT_EQ(info->GetSlotNumberFromDevice(0, 5, 0), 5);
+    EXPECT_EQ(info->getNextElement(), nullptr);
+    for (const bool namesOnly : {true, false})
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", namesOnly), IsEmpty()) << namesOnly;
+    EXPECT_EQ(info->setFirstElement()->dev, 4);
+    EXPECT_EQ(deliver(info, "QELTA_PCIDevice", true).size(), 3U);
+}
+
 TEST_F(OnBoard, AWorkingListIsACopyThatOtherWalksLeaveAlone) {
     const auto info = scan("QELTA_PCIDevice");
     onBoard(info, true);

@@ -313,6 +313,26 @@ TEST_F(BusScan, ALineWithoutAnyFieldAtTheBeginningGivesNoRecord) {
     EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0"));
 }
 
+TEST_F(BusScan, AFirstLineThatTellsTooLittleLeavesTheRestZero) {
+    files.setFile(kList, "0008\t80861229\n0010\t80861230\t5\n"s);
+    const auto records = devices();
+    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0"));
+    EXPECT_EQ(records[0].irq, 0);
+    EXPECT_EQ(records[0].vendorId, 0x8086);
+    files.setFile(kList, "0008\n"s);
+    EXPECT_THAT(devices(), IsEmpty()) << "no vendor";
+}
+
+TEST_F(BusScan, AFirstLineWithoutAnyFieldIsReadAsFunctionZeroOfBusZero) {
+    PciFunction function = deviceAt(0, 0, 0);
+    function.bars[0] = 0xFEBF0008;
+    files.addFunction(function).setFile(kList, "garbage\n0008\t80861229\t0\n"s);
+    const auto records = devices();
+    ASSERT_THAT(addresses(records), ElementsAre("00:01.0"));
+    EXPECT_EQ(host().logTexts().at(0), "SCANPCIDEV - slotnum [0] uinumber [0]");
+    EXPECT_EQ(records[0].memAddr[0], 0xFEBF00U) << "of the configuration space that was read last";
+}
+
 TEST_F(BusScan, ALineThatFollowsOneWithoutVendorIsLeftOutToo) {
     files.setFile(kList, "0008\t00001229\n0010\n0018\t80861229\n0020\n"s);
     EXPECT_THAT(addresses(devices()), ElementsAre("00:03.0", "00:04.0"));
@@ -356,17 +376,24 @@ TEST_F(BusScan, ADriverNameBehindTheFieldsIsIgnored) {
 
 TEST_F(BusScan, ALineUpToTheBuffersLengthIsOneLine) {
     // 2,048 bytes hold 2,046 characters, the line end and the terminating zero.
-    std::string line = "0008\t80861229\t11\t";
+    std::string line = "0008\t80861229\t";
     line.resize(2046, ' ');
+    line.back() = '7';
     files.setFile(kList, line + "\n0010\t10ec8139\t12\n");
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0", "00:02.0"));
+    const auto records = devices();
+    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0"));
+    EXPECT_EQ(records[0].irq, 7);
 }
 
 TEST_F(BusScan, WhatALineHasBeyondTheBufferIsALineOfItsOwn) {
-    std::string line = "0008\t80861229\t11\t";
+    // The digits on both sides of the cut count.
+    std::string line = "0008\t80861229\t";
     line.resize(2047, ' ');
-    files.setFile(kList, line + "0118\t10ec8139\t12\n0020\t80861230\t13\n");
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0", "01:03.0", "00:04.0"));
+    line.back() = '7';
+    files.setFile(kList, line + "2118\t10ec8139\t12\n0020\t80861230\t13\n");
+    const auto records = devices();
+    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "21:03.0", "00:04.0"));
+    EXPECT_EQ(records[0].irq, 7);
 }
 
 TEST_F(BusScan, AVeryLongLineOfGarbageRepeatsTheRecordForEachBufferful) {

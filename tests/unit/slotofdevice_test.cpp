@@ -304,7 +304,9 @@ TEST_F(SlotOfDevice, DeviceIdWithOtherTextBeforeItNamesTheFunctionOfBusZero) {
 TEST_F(SlotOfDevice, NumbersBeyondEveryAddressMatchNothing) {
     answer(kSlotClass, {slotInstance(3)});
     for (const char* id : {"PCI Bus 259, device 3, function 1", "PCI Bus 99999999999999999999, device 3, function 1",
-                           "PCI Bus 3, device 2147483651, function 1", "PCI Bus 3, device 3, function -255"}) {
+                           "PCI Bus 4294967299, device 3, function 1", "PCI Bus 3, device 2147483651, function 1",
+                           "PCI Bus 3, device 4294967299, function 1", "PCI Bus 3, device 3, function -4294967295",
+                           "PCI Bus 3, device 3, function -255"}) {
         EXPECT_THAT(slotOf(identified(Value::string(id)), true), IsEmpty()) << id;
     }
 }

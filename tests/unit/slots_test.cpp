@@ -21,6 +21,7 @@ using testsupport::Slot;
 using testsupport::slotLines;
 using testsupport::slotPath;
 using testsupport::SlotsTest;
+using testsupport::slotWithoutPathLines;
 using testsupport::SmbiosBuilder;
 using testsupport::uint16;
 using testsupport::uint16Array;
@@ -69,6 +70,20 @@ TEST_F(SlotsTest, APathTakesItsClassNameFirstAndItsNamespaceSecond) {
     EXPECT_EQ(*path.key("CreationClassName"), Value::string("SomeClass"));
     EXPECT_EQ(*path.key("SystemCreationClassName"), Value::string("QELTA_ASSETID"));
     EXPECT_EQ(*path.key("Tag"), Value::string("System Slot 260"));
+}
+
+TEST_F(SlotsTest, WithoutABrokerOrAResultNothingIsDelivered) {
+    startWithNumbers({1, 2});
+    for (const bool namesOnly : {true, false}) {
+        forget();
+        TSlotInfo().GetCIMInstances(nullptr, result(), "QELTA_SystemSlot", namesOnly);
+        EXPECT_THAT(answered(), IsEmpty());
+        EXPECT_EQ(log(), allLines({slotWithoutPathLines(), slotWithoutPathLines(), returningLines()}));
+        forget();
+        TSlotInfo().GetCIMInstances(handle(), nullptr, "QELTA_SystemSlot", namesOnly);
+        EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
+    }
+    EXPECT_EQ(TSlotInfo().getObjectPath(nullptr, "QELTA_SystemSlot", "root/kavix", 1), nullptr);
 }
 
 TEST_F(SlotsTest, APathThatCannotBeMadeIsNull) {
