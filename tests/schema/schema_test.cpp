@@ -1,10 +1,13 @@
 #include <algorithm>
+#include <cstdint>
+#include <iomanip>
 #include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/emulatedhost.h"
@@ -175,6 +178,70 @@ std::vector<std::map<std::string, std::string>> instancesOf(const std::string& m
     return instances;
 }
 
+void write(std::ostream& text, const mof::Literal& value) {
+    if (!value) {
+        text << "NULL\n";
+        return;
+    }
+    for (const std::string& element : *value) text << element.size() << ':' << element << '\n';
+}
+
+void write(std::ostream& text, const mof::Qualifier& qualifier) {
+    text << "qualifier " << qualifier.name << ' ' << mof::typeName(qualifier.type) << ' ' << qualifier.array
+         << qualifier.overridable << qualifier.toSubclass << qualifier.translatable << qualifier.propagated << '\n';
+    write(text, qualifier.value);
+}
+
+/** All that a class declares, inherited properties included, but its version. */
+std::string contents(const mof::Class& one) {
+    std::ostringstream text;
+    text << one.name << ": " << one.superclass << '\n';
+    for (const mof::Qualifier& qualifier : one.qualifiers)
+        if (qualifier.name != "Version") write(text, qualifier);
+    for (const mof::Property& property : one.properties) {
+        text << "property " << property.name << ' ' << typeOf(property) << ' ' << property.referenceClass << ' '
+             << property.arraySize.value_or(0) << ' ' << property.classOrigin << ' ' << property.propagated << '\n';
+        write(text, property.defaultValue);
+        for (const mof::Qualifier& qualifier : property.qualifiers) write(text, qualifier);
+    }
+    return text.str();
+}
+
+/** FNV-1a with 64 bits, in hexadecimal. */
+std::string digest(const std::string& text) {
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    for (const char character : text) {
+        hash ^= static_cast<unsigned char>(character);
+        hash *= 0x100000001b3U;
+    }
+    std::ostringstream written;
+    written << std::hex << std::setw(16) << std::setfill('0') << hash;
+    return written.str();
+}
+
+/** The three numbers of "1.2.3". */
+std::vector<int> numbersOf(const std::string& version) {
+    static const std::regex kVersion(R"((\d+)\.(\d+)\.(\d+))");
+    std::smatch match;
+    if (!std::regex_match(version, match, kVersion)) throw std::runtime_error(version + " is no version");
+    return {std::stoi(match[1]), std::stoi(match[2]), std::stoi(match[3])};
+}
+
+/** Per class what class-versions has of it: version and digest, in the order of the lines. */
+std::map<std::string, std::vector<std::pair<std::string, std::string>>> publishedVersions() {
+    std::map<std::string, std::vector<std::pair<std::string, std::string>>> published;
+    std::istringstream lines(readFile(PCIINFO_CLASS_VERSIONS));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields(line);
+        std::string name, version, written, rest;
+        if (line.empty() || line[0] == '#') continue;
+        if (!(fields >> name >> version >> written) || fields >> rest)
+            throw std::runtime_error("not understood: " + line);
+        published[name].emplace_back(version, written);
+    }
+    return published;
+}
+
 std::vector<const mof::Class*> servedClasses() {
     std::vector<const mof::Class*> served;
     for (const mof::Class& one : declared().classes())
@@ -253,6 +320,37 @@ TEST(Schema, DescribesEveryClassAndPropertyAndNamesCodesInOrder) {
 }
 
 /** Older clients know the one qualifier, newer ones the other. */
+// A manager that has a class already takes the changed one for its higher version only.
+TEST(Schema, RaisesTheVersionOfAClassThatChanges) {
+    const auto published = publishedVersions();
+    for (const mof::Class& one : declared().classes()) {
+        const mof::Qualifier* qualifier = one.qualifier("Version");
+        ASSERT_NE(qualifier, nullptr) << one.name;
+        const std::string version = qualifier->value.value().at(0);
+        const std::string now = digest(contents(one));
+        std::vector<int> highest = {0, 0, 0};
+        std::string then;
+        const auto found = published.find(one.name);
+        if (found != published.end()) {
+            for (const auto& [number, written] : found->second) {
+                EXPECT_LT(highest, numbersOf(number)) << one.name << ": no later line has a lower version";
+                highest = numbersOf(number);
+                if (number == version) then = written;
+            }
+        }
+        if (then.empty()) {
+            EXPECT_LT(highest, numbersOf(version)) << one.name << " has had a higher version";
+            ADD_FAILURE() << "version " << version << " of " << one.name << " is new. When it is ready for others:\n"
+                          << "echo '" << one.name << ' ' << version << ' ' << now << "' >>" PCIINFO_CLASS_VERSIONS;
+        } else {
+            EXPECT_EQ(now, then) << one.name << " or its superclass has changed, its version " << version
+                                 << " has not: raise the second or third number in " PCIINFO_SCHEMA
+                                 << "/PCIInfoProvider.mof (object managers refuse a higher first one)";
+            EXPECT_EQ(numbersOf(version), highest) << one.name << " has had a higher version";
+        }
+    }
+}
+
 TEST(Schema, TellsUnitsInBothForms) {
     std::map<std::string, std::string> units;
     for (const mof::Class& one : declared().classes())
