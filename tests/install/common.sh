@@ -7,9 +7,9 @@ trap 'rm -rf "$work"' EXIT
 trap 'echo "FAILED, line $LINENO: $BASH_COMMAND"' ERR
 failures=0
 
-# failed LINE...: reports a failed expectation, and goes on.
+# failed LINE...: reports a failed expectation with the line of the test, not of a helper, and goes on.
 failed() {
-    echo "FAILED, line ${BASH_LINENO[1]}:"
+    echo "FAILED, line ${BASH_LINENO[-2]}:"
     printf '    %s\n' "$@"
     failures=$((failures + 1))
 }
