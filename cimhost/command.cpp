@@ -16,7 +16,7 @@
 namespace cimhost {
 
 void complain(const std::string& message) {
-    std::fputs(fmt::format("cimhost: {}\n", printable(message)).c_str(), stderr);
+    std::fputs(fmt::format("cimhost: {}\n", printable(message, localeCharset())).c_str(), stderr);
 }
 
 Tracer makeTracer(bool wanted) {
@@ -84,9 +84,7 @@ ExitCode runTree(const Settings& settings) {
         const Ask ask = [&](const Question& question) { return session.ask(question); };
         const auto inventory = attempt("tree", [&] { return takeInventory(ask); });
         if (!inventory) return kErrorStatus;
-        const bool json = settings.format == Format::json;
-        return report(json ? treeJson(*inventory) : treeText(*inventory, settings.table), inventory->status,
-                      inventory->subject);
+        return report(treeIn(settings.format, *inventory, settings.table), inventory->status, inventory->subject);
     });
 }
 

@@ -6,6 +6,7 @@
 #include "cimhost/formatter.h"
 #include "cimhost/question.h"
 #include "cimhost/session.h"
+#include "cimhost/terminal.h"
 
 namespace cimhost {
 
@@ -20,6 +21,7 @@ struct Settings {
     Surroundings surroundings;
     Format format = Format::table;
     TableOptions table;
+    Color color = Color::automatic;
     bool trace = false;  // what the provider does appears on standard error as it happens
 };
 

@@ -84,14 +84,14 @@ void addTree(CLI::App& app, Request& request) {
     app.add_subcommand("tree", "What sits in which slot: the board and every slot, and the functions there")
         ->callback([&request] {
             if (request.settings.format == Format::mof)
-                throw CLI::ValidationError("--format", "a tree is written as table or json, there is none in mof");
+                throw CLI::ValidationError("--format", "there is no tree in mof");
             request.run = runTree;
         })
         ->footer(
             "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their\n"
             "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1).\n"
-            "3× tells how many functions a line stands for. With --all every function has a line of its own.\n"
-            "A tree is written as table or as json.");
+            "3x tells how many functions a line stands for. With --all every function has a line of its own.\n"
+            "There is no tree in mof.");
 }
 
 #ifdef CIMHOST_SERVE

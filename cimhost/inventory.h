@@ -1,6 +1,7 @@
 #ifndef PCIINFO_CIMHOST_INVENTORY_H
 #define PCIINFO_CIMHOST_INVENTORY_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,7 +13,7 @@
 
 namespace cimhost {
 
-/** One PCI function, its properties as they are shown. */
+/** One PCI function, its properties as they are shown. Functions of different PCI domains may have one location. */
 struct Function {
     std::string location;  // "00:1f.3", see shortLocation()
     std::string className;
@@ -37,7 +38,9 @@ struct Inventory {
     std::string host;
     Functions onBoard;
     std::vector<Slot> slots;
-    Functions elsewhere;  // those that the provider associates neither with the board nor with a slot
+    Functions elsewhere;            // those whose device number is no slot's, though not above all of them
+    std::size_t functionCount = 0;  // those of slots with the same number count once
+    unsigned readings = 0;          // how often the provider had to read the SMBIOS table
     // The first answer that had an error status, and what was asked for; what the others brought is here all the same.
     CMPIrc status = CMPI_RC_OK;
     std::string subject;
@@ -47,8 +50,9 @@ struct Inventory {
 using Ask = std::function<Answer(const Question&)>;
 
 /**
- * Where a function is, is taken from the instances of the two association classes alone. Slots that have one number
- * have the same functions.
+ * Asks for the board, the functions and the slots. Where a function is, is taken from its UINumber and Number as the
+ * provider's association classes do, whose instances would cost four more readings of the SMBIOS table. Slots that have
+ * one number have the same functions.
  */
 Inventory takeInventory(const Ask& ask);
 

@@ -8,14 +8,26 @@
 namespace cimhost {
 
 /**
- * One JSON object: "status", "statusCode", then "instances" or "names", an array in the order of the answer.
- * Each has "path", "namespace", "class" and the array "properties" ("keys" for a name) of {name, type, value, key},
- * "key" being there for keys alone. A null value is null, a reference an object like those of "names". Bytes that are
- * no UTF-8 are replaced by U+FFFD.
+ * One JSON object: "status", "statusCode", then "instances" or "names", an array of what json.h makes of the objects,
+ * in the order of the answer. docs/cimhost.schema.json describes it.
  */
 class JsonFormatter : public Formatter {
  public:
+    explicit JsonFormatter(Charset charset) : charset_(charset) {}
     std::string text(const Answer& answer) const override;
+
+ private:
+    Charset charset_;
+};
+
+/** A line for each object, without the status. */
+class JsonLinesFormatter : public Formatter {
+ public:
+    explicit JsonLinesFormatter(Charset charset) : charset_(charset) {}
+    std::string text(const Answer& answer) const override;
+
+ private:
+    Charset charset_;
 };
 
 }  // namespace cimhost

@@ -7,9 +7,17 @@ namespace cimhost {
 
 namespace {
 
-const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof", Format::mof}, {"json", Format::json}};
+const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof", Format::mof}, {"json", Format::json},
+                                                {"jsonl", Format::jsonl}, {"csv", Format::csv}, {"tsv", Format::tsv}};
+
+const std::map<std::string, Color> kColors = {
+    {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
 
 }  // namespace
+
+bool isColor(const std::string& name) {
+    return kColors.count(name) > 0;
+}
 
 void addGeneralOptions(CLI::App& app, Settings& settings) {
     app.add_option("--host", settings.surroundings.hostDirectory,
@@ -21,12 +29,18 @@ void addGeneralOptions(CLI::App& app, Settings& settings) {
         ->type_name("FILE");
     app.add_option_function<std::string>(
            "--format", [&settings](const std::string& name) { settings.format = kFormats.at(name); },
-           "How the answer is written: table (default), mof or json")
+           "How the answer is written: table (default), json, jsonl, csv, tsv or mof")
         ->type_name("FORMAT")
         ->check(CLI::IsMember(kFormats).description(""));
-    app.add_option("--width", settings.table.width, "Columns that a line of a table may take; 0: those of the terminal")
+    app.add_option("--width", settings.table.width,
+                   "Columns that a line of a table may take; default: those of the terminal, else as many as it needs")
         ->type_name("COLUMNS")
-        ->envname("COLUMNS");
+        ->check(CLI::PositiveNumber.description(""));
+    app.add_option_function<std::string>(
+           "--color", [&settings](const std::string& name) { settings.color = kColors.at(name); },
+           "Colours: auto (default; on a terminal, unless NO_COLOR is set), always or never")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember(kColors).description(""));
     app.add_flag("-a,--all", settings.table.inFull, "Tables show every property, and whole paths");
     app.add_flag("--trace", settings.trace, "Show syslog lines, files and IPMI exchanges on standard error");
 }

@@ -8,6 +8,9 @@
 namespace cimhost {
 
 /** Adds the options that every command takes; parsing writes to `settings`, which has to live until then. */
+/** Whether it is a value of --color. */
+bool isColor(const std::string& name);
+
 void addGeneralOptions(CLI::App& app, Settings& settings);
 
 }  // namespace cimhost

@@ -26,8 +26,8 @@ OverviewColumn hexPair(const std::string& heading, const std::string& first, con
     return {{heading}, [=](const broker::Instance& instance) { return hexPairOf(instance, first, second, digits); }};
 }
 
-OverviewColumn coded(const std::string& property, std::string (*nameOf)(std::uint64_t)) {
-    return {{property}, [=](const broker::Instance& instance) { return codeOf(instance, property, nameOf); }};
+OverviewColumn coded(const std::string& heading, const std::string& property, std::string (*nameOf)(std::uint64_t)) {
+    return {{heading}, [=](const broker::Instance& instance) { return codeOf(instance, property, nameOf); }};
 }
 
 std::vector<OverviewColumn> pciFunctionColumns() {
@@ -38,18 +38,18 @@ std::vector<OverviewColumn> pciFunctionColumns() {
         {{"Rev"}, [](const broker::Instance& instance) { return hexOf(instance, "Revision", 2); }},
         plain("Number", Align::right),
         plain("UINumber", Align::right),
-        plain("Description")};
+        {{"Description", Align::left, true},
+         [](const broker::Instance& instance) { return textOf(instance, "Description"); }}};
 }
 
 std::vector<OverviewColumn> systemSlotColumns() {
-    return {plain("Number", Align::right),
-            plain("SlotDesignation"),
-            coded("CurrentUsage", slotUsageName),
-            coded("MaxDataWidth", slotWidthName),
-            coded("ConnectorType", slotTypeName),
-            coded("SlotLength", slotLengthName),
-            plain("SupportsHotPlug"),
-            plain("Tag")};
+    return {plain("Tag"),
+            {{"Designation"}, [](const broker::Instance& instance) { return textOf(instance, "SlotDesignation"); }},
+            coded("Usage", "CurrentUsage", slotUsageName),
+            coded("Width", "MaxDataWidth", slotWidthName),
+            coded("Type", "ConnectorType", slotTypeName),
+            coded("Length", "SlotLength", slotLengthName),
+            {{"HotPlug"}, [](const broker::Instance& instance) { return textOf(instance, "SupportsHotPlug"); }}};
 }
 
 std::vector<OverviewColumn> associationColumns() {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <utility>
 
+#include "cimhost/codetexts.h"
 #include "cimhost/overview.h"
 #include "cimhost/properties.h"
 #include "cimhost/text.h"
@@ -21,11 +22,6 @@ auto each(const List& list, Make make) {
     std::vector<decltype(make(list.front()))> made(list.size());
     std::transform(list.begin(), list.end(), made.begin(), make);
     return made;
-}
-
-/** "root/kavix:QELTA_PCIDevice", the title of a table. */
-std::string title(const broker::ObjectPath& path) {
-    return printable(fmt::format("{}:{}", path.nameSpace, path.className)) + '\n';
 }
 
 /** The objects in groups of those that fit into one table, groups and members in the order of the answer. */
@@ -45,10 +41,6 @@ std::vector<std::vector<Object>> grouped(const std::vector<Object>& objects,
     return groups;
 }
 
-Heading keyHeading(const broker::Property& key) {
-    return {fmt::format("{} ({})", key.name, broker::typeName(key.value.type))};
-}
-
 bool sameClass(const broker::ObjectPath& left, const broker::ObjectPath& right) {
     return left.nameSpace == right.nameSpace && left.className == right.className;
 }
@@ -59,6 +51,40 @@ bool sameKeyNames(const broker::ObjectPath& left, const broker::ObjectPath& righ
     };
     return sameClass(left, right) &&
            std::equal(left.keys.begin(), left.keys.end(), right.keys.begin(), right.keys.end(), sameName);
+}
+
+/** Whether all paths have the same in their key number `i`. */
+bool isConstant(const Names& names, std::size_t i) {
+    return std::all_of(names.begin(), names.end(), [&](const broker::ObjectPath& path) {
+        return path.keys[i].value == names.front().keys[i].value;
+    });
+}
+
+/** The keys that tell the paths apart, by their numbers; the last one where none does. */
+std::vector<std::size_t> tellingKeys(const Names& names) {
+    std::vector<std::size_t> telling;
+    const std::size_t count = names.front().keys.size();
+    for (std::size_t i = 0; i < count; ++i)
+        if (!isConstant(names, i)) telling.push_back(i);
+    if (telling.empty()) telling.push_back(count - 1);
+    return telling;
+}
+
+/** "SystemName=host, Tag=System Slot 3", the keys whose numbers are not listed. */
+std::string otherKeys(const broker::ObjectPath& path, const std::vector<std::size_t>& listed) {
+    std::string text;
+    for (std::size_t i = 0; i < path.keys.size(); ++i) {
+        if (std::find(listed.begin(), listed.end(), i) != listed.end()) continue;
+        text += (text.empty() ? "" : ", ") + path.keys[i].name + '=' + cellText(path.keys[i].value);
+    }
+    return text;
+}
+
+/** A property's value, and what its codes stand for: "4 (In Use)". */
+std::string explained(const broker::Instance& instance, const broker::Property& property) {
+    const auto text = codeText(instance.path.className, property);
+    const std::string value = broker::toString(property.value);
+    return text && !text->null ? fmt::format("{} ({})", value, broker::toString(*text)) : value;
 }
 
 /** "1" for the first key of the instance's path, empty for a property that is no key. */
@@ -72,7 +98,7 @@ std::string keyPosition(const broker::Instance& instance, const broker::Property
 }  // namespace
 
 std::string TableFormatter::text(const Answer& answer) const {
-    return std::visit([this](const auto& list) { return objects(list); }, answer.objects) + summary(answer) + '\n';
+    return std::visit([this](const auto& list) { return objects(list); }, answer.objects) + secondary(summary(answer));
 }
 
 std::string TableFormatter::objects(const Instances& instances) const {
@@ -93,7 +119,7 @@ std::string TableFormatter::objects(const Instances& instances) const {
 std::string TableFormatter::objects(const Names& names) const {
     std::string text;
     if (options_.inFull) {
-        for (const broker::ObjectPath& path : names) text += printable(broker::toString(path)) + '\n';
+        for (const broker::ObjectPath& path : names) text += printable(broker::toString(path), options_.charset) + '\n';
         return text;
     }
     for (const Names& group : grouped<broker::ObjectPath>(names, sameKeyNames)) text += keyTable(group);
@@ -102,27 +128,53 @@ std::string TableFormatter::objects(const Names& names) const {
 
 std::string TableFormatter::classOverview(const Instances& instances) const {
     const std::vector<OverviewColumn> columns = overviewColumns(instances.front().path.className);
-    TextTable table(each(columns, [](const OverviewColumn& column) { return column.heading; }));
+    TextTable table(each(columns, [](const OverviewColumn& column) { return column.heading; }), options_.charset);
     for (const broker::Instance& instance : instances)
         table.add(each(columns, [&](const OverviewColumn& column) { return column.cell(instance); }));
-    return title(instances.front().path) + table.cutTo(options_.width) + '\n';
+    return title(instances.front().path) + drawn(table, options_.overflow()) + '\n';
 }
 
 std::string TableFormatter::listing(const broker::Instance& instance) const {
-    TextTable table({{"Property"}, {"Type"}, {"Key"}, {"Value"}});
+    TextTable table({{"Property"}, {"Type"}, {"Key"}, {"Value", Align::left, true}}, options_.charset);
     for (const broker::Property& property : instance.properties)
         table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
-                   broker::toString(property.value)});
-    return title(instance.path) + table.wrappedTo(options_.width) + '\n';
+                   explained(instance, property)});
+    return title(instance.path) + drawn(table, Overflow::wrap) + '\n';
 }
 
 std::string TableFormatter::keyTable(const Names& names) const {
-    const std::vector<broker::Property>& keys = names.front().keys;
-    if (keys.empty()) return title(names.front());
-    TextTable table(each(keys, keyHeading));
+    const broker::ObjectPath& first = names.front();
+    if (first.keys.empty()) return title(first);
+    const std::vector<std::size_t> telling = tellingKeys(names);
+    TextTable table(each(telling, [&](std::size_t i) { return Heading{first.keys[i].name}; }), options_.charset);
     for (const broker::ObjectPath& path : names)
-        table.add(each(path.keys, [](const broker::Property& key) { return cellText(key.value); }));
-    return title(names.front()) + table.cutTo(options_.width) + '\n';
+        table.add(each(telling, [&](std::size_t i) { return cellText(path.keys[i].value); }));
+    const std::string others = otherKeys(first, telling);
+    return title(first) + (others.empty() ? "" : secondary("Same in all: " + others)) +
+           drawn(table, options_.overflow()) + '\n';
+}
+
+/** "root/kavix:QELTA_PCIDevice". */
+std::string TableFormatter::title(const broker::ObjectPath& path) const {
+    return secondary(fmt::format("{}:{}", path.nameSpace, path.className));
+}
+
+std::string TableFormatter::secondary(const std::string& text) const {
+    const std::string shown = printable(text, options_.charset);
+    std::string lines;
+    for (const std::string& line : wrap(shown, options_.width == 0 ? shown.size() : options_.width))
+        lines += paint_.dim(line) + '\n';
+    return lines;
+}
+
+std::string TableFormatter::drawn(const TextTable& table, Overflow overflow) const {
+    std::string text;
+    bool isHead = true;
+    for (const TextTable::Lines& row : table.rows(options_.width, overflow)) {
+        for (const std::string& line : row) text += (isHead ? paint_.bold(line) : line) + '\n';
+        isHead = false;
+    }
+    return text;
 }
 
 }  // namespace cimhost

@@ -4,18 +4,19 @@
 #include <string>
 
 #include "cimhost/formatter.h"
+#include "cimhost/paint.h"
 
 namespace cimhost {
 
 /**
- * Tables for people. Instances: one table for each class in the answer, a line for each instance, cut to the width;
- * in full, and for a class that has no overview, a table for each instance with name, type, key position and value of
- * every property. Names: a table of the keys in their order; in full, the paths as they are written. The status is the
- * last line.
+ * Tables for people. Instances: one table for each class in the answer, a line for each instance; in full, and for a
+ * class that has no overview, a table for each instance with name, type, key position and value of every property,
+ * behind a code what it stands for. Names: a table of the keys in their order, those that are the same in all rows told
+ * once above it; in full, the paths as they are written. The status is the last line. See TextTable for narrow widths.
  */
 class TableFormatter : public Formatter {
  public:
-    explicit TableFormatter(const TableOptions& options) : options_(options) {}
+    explicit TableFormatter(const TableOptions& options) : options_(options), paint_(options.color) {}
     std::string text(const Answer& answer) const override;
 
  private:
@@ -24,8 +25,12 @@ class TableFormatter : public Formatter {
     std::string classOverview(const Instances& instances) const;
     std::string listing(const broker::Instance& instance) const;
     std::string keyTable(const Names& names) const;
+    std::string title(const broker::ObjectPath& path) const;
+    std::string secondary(const std::string& text) const;
+    std::string drawn(const TextTable& table, Overflow overflow) const;
 
     TableOptions options_;
+    Paint paint_;
 };
 
 }  // namespace cimhost

@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "text/utf8.h"
 
@@ -18,19 +21,34 @@ std::uint32_t byteOf(char character) {
     return static_cast<unsigned char>(character);
 }
 
-/** C0, DEL, C1, and the two Unicode line ends. */
-bool isControl(char32_t codePoint) {
-    return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0) || codePoint == 0x2028 || codePoint == 0x2029;
+/**
+ * C0, DEL, C1; then characters that are not seen but make what is seen another text: directions of writing, Unicode's
+ * line ends, blanks of no width, tags.
+ */
+bool isUnsafe(char32_t codePoint) {
+    static constexpr std::pair<char32_t, char32_t> ranges[] = {
+        {0x00, 0x1F},     {0x7F, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},   {0x180E, 0x180E},  {0x200B, 0x200F},
+        {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE007F}};
+    return std::any_of(std::begin(ranges), std::end(ranges),
+                       [&](const auto& range) { return codePoint >= range.first && codePoint <= range.second; });
 }
 
+/** What of valid text may be shown as it is. */
+struct ShownIn {
+    Charset charset;
+    bool operator()(char32_t codePoint) const {
+        return !isUnsafe(codePoint) && (codePoint < 0x80 || charset == Charset::utf8);
+    }
+};
+
 /** Pieces that may be shown are taken over; `escape` writes the others, one call for each. */
-template <class Escape>
-std::string escaped(const std::string& bytes, Escape escape) {
+template <class MayShow, class Escape>
+std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
     std::string result;
     for (std::string_view rest = bytes; !rest.empty();) {
         const text::Piece piece = text::firstPiece(rest);
         const std::string original(rest.substr(0, piece.length));
-        result += piece.valid && !isControl(piece.codePoint) ? original : escape(piece, original);
+        result += piece.valid && mayShow(piece.codePoint) ? original : escape(piece, original);
         rest.remove_prefix(piece.length);
     }
     return result;
@@ -41,6 +59,14 @@ std::size_t offsetOf(const std::string& text, std::size_t columns) {
     std::string_view rest = text;
     for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(text::firstPiece(rest).length);
     return text.size() - rest.size();
+}
+
+/** The code point as UTF-16: `unit` writes each number of 16 bits. */
+template <class Unit>
+std::string utf16(std::uint32_t codePoint, Unit unit) {
+    if (codePoint < 0x10000) return unit(codePoint);
+    const std::uint32_t offset = codePoint - 0x10000;
+    return unit(0xD800 + (offset >> 10)) + unit(0xDC00 + (offset & 0x3FF));
 }
 
 std::string mofEscape(const text::Piece& piece, const std::string& original) {
@@ -56,17 +82,25 @@ std::string mofEscape(const text::Piece& piece, const std::string& original) {
         case '\r':
             return "\\r";
         default:
-            return fmt::format("\\x{:04X}", piece.valid ? std::uint32_t{piece.codePoint} : byteOf(original.front()));
+            return utf16(piece.valid ? std::uint32_t{piece.codePoint} : byteOf(original.front()),
+                         [](std::uint32_t number) { return fmt::format("\\x{:04X}", number); });
     }
 }
 
 }  // namespace
 
-std::string printable(const std::string& bytes) {
-    return escaped(bytes, [](const text::Piece&, const std::string& original) {
+std::string printable(const std::string& bytes, Charset charset) {
+    return escaped(bytes, ShownIn{charset}, [](const text::Piece&, const std::string& original) {
         std::string escapes;
         for (const char each : original) escapes += fmt::format("\\x{:02x}", byteOf(each));
         return escapes;
+    });
+}
+
+std::string printableJson(const std::string& json) {
+    const auto mayShow = [](char32_t codePoint) { return codePoint == '\n' || !isUnsafe(codePoint); };
+    return escaped(json, mayShow, [](const text::Piece& piece, const std::string&) {
+        return utf16(piece.codePoint, [](std::uint32_t number) { return fmt::format("\\u{:04x}", number); });
     });
 }
 
@@ -86,6 +120,7 @@ std::string cut(const std::string& text, std::size_t columns) {
 std::vector<std::string> wrap(const std::string& text, std::size_t columns) {
     std::vector<std::string> pieces;
     std::string rest = text;
+    columns = std::max<std::size_t>(columns, 1);
     while (columnsOf(rest) > columns) {
         std::size_t end = offsetOf(rest, columns);
         const std::size_t blank = rest.rfind(' ', end - 1);
@@ -104,13 +139,13 @@ std::vector<std::string> lines(const std::string& text) {
     return found;
 }
 
-std::string mofLiteral(const std::string& bytes) {
+std::string mofLiteral(const std::string& bytes, Charset charset) {
     std::string quoted;
     for (const char byte : bytes) {
         if (byte == '"' || byte == '\\') quoted += '\\';
         quoted += byte;
     }
-    return '"' + escaped(quoted, mofEscape) + '"';
+    return '"' + escaped(quoted, ShownIn{charset}, mofEscape) + '"';
 }
 
 }  // namespace cimhost

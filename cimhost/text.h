@@ -7,25 +7,34 @@
 
 namespace cimhost {
 
+/** What the place where text is shown can show of it. */
+enum class Charset { utf8, ascii };
+
 /**
- * Text fit for a terminal: UTF-8 stays as it is; every byte that belongs to a control character or is no UTF-8 becomes
- * "\xHH". Such text is measured in columns, one for each code point; cut() and wrap() take it.
+ * Text fit for a terminal: UTF-8 stays as it is; every byte that is no UTF-8, or belongs to a control character or to
+ * one that is invisible or turns the direction of writing, becomes "\xHH". In ASCII so does every byte above 7Eh, as a
+ * terminal of another character set may obey it. Such text is measured in columns, one for each code point; cut() and
+ * wrap() take it.
  */
-std::string printable(const std::string& bytes);
+std::string printable(const std::string& bytes, Charset charset = Charset::utf8);
+
+/** A JSON text in which what printable() would replace is written as "\uXXXX"; line ends stay. It is UTF-8. */
+std::string printableJson(const std::string& json);
 
 std::size_t columnsOf(const std::string& text);
 
 /** At most `columns` columns; what was cut off at the end shows as "...". */
 std::string cut(const std::string& text, std::size_t columns);
 
-/** Pieces of at most `columns` (at least one) columns, divided behind blanks where that is possible; one at least. */
+/** Pieces of at most `columns` (0 counts as one) columns, divided behind blanks where that is possible; one at least.
+ */
 std::vector<std::string> wrap(const std::string& text, std::size_t columns);
 
 /** The lines of a text, without their ends; a last one without an end counts. */
 std::vector<std::string> lines(const std::string& text);
 
-/** The text as a MOF string literal, quotes included; a control character or a byte that is no UTF-8 is \xHHHH. */
-std::string mofLiteral(const std::string& bytes);
+/** The text as a MOF string literal, quotes included; what printable() would replace is \xHHHH. */
+std::string mofLiteral(const std::string& bytes, Charset charset = Charset::utf8);
 
 }  // namespace cimhost
 

@@ -4,8 +4,6 @@
 #include <numeric>
 #include <utility>
 
-#include "cimhost/text.h"
-
 namespace cimhost {
 
 namespace {
@@ -15,7 +13,7 @@ constexpr std::size_t kGapColumns = 2;
 constexpr std::size_t kNarrowest = 20;
 
 std::string padded(const std::string& text, std::size_t columns, Align align) {
-    const std::string blanks(columns - columnsOf(text), ' ');
+    const std::string blanks(columns - std::min(columns, columnsOf(text)), ' ');
     return align == Align::right ? blanks + text : text + blanks;
 }
 
@@ -26,7 +24,8 @@ std::string withoutTrailingBlanks(std::string text) {
 
 }  // namespace
 
-TextTable::TextTable(std::vector<Heading> headings) : headings_(std::move(headings)), widths_(headings_.size()) {
+TextTable::TextTable(std::vector<Heading> headings, Charset charset)
+    : headings_(std::move(headings)), charset_(charset), widths_(headings_.size()) {
     Row row;
     for (const Heading& heading : headings_) row.push_back(heading.text);
     add(row);
@@ -35,45 +34,60 @@ TextTable::TextTable(std::vector<Heading> headings) : headings_(std::move(headin
 void TextTable::add(const std::vector<std::string>& cells) {
     Row row;
     for (std::size_t i = 0; i < headings_.size(); ++i) {
-        row.push_back(printable(cells[i]));
+        row.push_back(printable(cells[i], charset_));
         widths_[i] = std::max(widths_[i], columnsOf(row[i]));
     }
     rows_.push_back(row);
 }
 
-std::string TextTable::cutTo(std::size_t width) const {
-    std::string text;
-    for (const Row& row : rows_) text += cut(line(row), width) + '\n';
-    return text;
+std::vector<TextTable::Lines> TextTable::rows(std::size_t width, Overflow overflow) const {
+    const Widths widths = width == 0 ? widths_ : widthsWithin(width);
+    std::vector<Lines> result;
+    for (const Row& row : rows_) result.push_back(rowLines(row, widths, overflow));
+    return result;
 }
 
-std::string TextTable::wrappedTo(std::size_t width) const {
-    std::string text;
-    for (const Row& row : rows_) text += wrappedLine(row, width);
-    return text;
-}
-
-std::string TextTable::line(const Row& row) const {
-    std::string text;
-    for (std::size_t i = 0; i < row.size(); ++i)
-        text += (i == 0 ? "" : kGap) + padded(row[i], widths_[i], headings_[i].align);
-    return withoutTrailingBlanks(text);
-}
-
-std::string TextTable::wrappedLine(const Row& row, std::size_t width) const {
-    const std::size_t indent = lastColumnBegins();
-    std::string text;
-    Row shown = row;
-    for (const std::string& piece : wrap(row.back(), std::max(width, indent + kNarrowest) - indent)) {
-        shown.back() = piece;
-        text += line(shown) + '\n';
-        shown.assign(row.size(), "");
+TextTable::Widths TextTable::widthsWithin(std::size_t width) const {
+    Widths widths = widths_;
+    const std::size_t taken = std::accumulate(widths.begin(), widths.end(), kGapColumns * (widths.size() - 1));
+    std::size_t excess = taken - std::min(taken, width);
+    for (const bool yields : {true, false}) {
+        for (std::size_t column = widths.size(); column-- > 0;) {
+            if (headings_[column].yields != yields) continue;
+            const std::size_t given = std::min(excess, widths[column] - narrowest(column));
+            widths[column] -= given;
+            excess -= given;
+        }
     }
-    return text;
+    return widths;
 }
 
-std::size_t TextTable::lastColumnBegins() const {
-    return std::accumulate(widths_.begin(), widths_.end() - 1, kGapColumns * (widths_.size() - 1));
+std::size_t TextTable::narrowest(std::size_t column) const {
+    return std::min(widths_[column], std::max(kNarrowest, columnsOf(rows_.front()[column])));
+}
+
+TextTable::Lines TextTable::cellLines(const Row& row, std::size_t column, std::size_t width, Overflow overflow) const {
+    if (overflow == Overflow::cut && headings_[column].yields) return {cut(row[column], width)};
+    return wrap(row[column], width);
+}
+
+TextTable::Lines TextTable::rowLines(const Row& row, const Widths& widths, Overflow overflow) const {
+    std::vector<Lines> cells;
+    std::size_t height = 1;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        cells.push_back(cellLines(row, column, widths[column], overflow));
+        height = std::max(height, cells.back().size());
+    }
+    Lines result;
+    for (std::size_t i = 0; i < height; ++i) {
+        std::string line;
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            const std::string piece = i < cells[column].size() ? cells[column][i] : "";
+            line += (column == 0 ? "" : kGap) + padded(piece, widths[column], headings_[column].align);
+        }
+        result.push_back(withoutTrailingBlanks(line));
+    }
+    return result;
 }
 
 }  // namespace cimhost

@@ -5,37 +5,53 @@
 #include <string>
 #include <vector>
 
+#include "cimhost/text.h"
+
 namespace cimhost {
 
 enum class Align { left, right };
 
+/** What becomes of text that a column has no room for. */
+enum class Overflow { cut, wrap };
+
 struct Heading {
     std::string text;
     Align align = Align::left;
+    bool yields = false;  // gives its room up before the other columns do
 };
 
-/** Rows of text under headings, every column as wide as its widest cell. Cells may hold any bytes, see printable(). */
+/**
+ * Rows of text under headings, every column as wide as its widest cell where there is room. Cells may hold any bytes,
+ * see printable().
+ *
+ * Where there is less room, columns that yield become narrower first, then the others, the last of either first, none
+ * narrower than its heading and 20 columns. Columns that yield are cut or wrapped, the others always wrapped. A width
+ * that is still too small is exceeded.
+ */
 class TextTable {
  public:
-    explicit TextTable(std::vector<Heading> headings);
+    using Lines = std::vector<std::string>;
+
+    explicit TextTable(std::vector<Heading> headings, Charset charset = Charset::utf8);
 
     /** As many cells as there are headings. */
     void add(const std::vector<std::string>& cells);
 
-    /** Lines of at most `width` columns: what is longer loses its end, see cut(). */
-    std::string cutTo(std::size_t width) const;
-    /** Nothing is lost: the last column goes on in lines of its own. It gets 20 columns even in a narrower width. */
-    std::string wrappedTo(std::size_t width) const;
+    /** The lines of each row, those of the headings first. A width of 0 is no limit. */
+    std::vector<Lines> rows(std::size_t width, Overflow overflow) const;
 
  private:
     using Row = std::vector<std::string>;
+    using Widths = std::vector<std::size_t>;
 
-    std::string line(const Row& row) const;
-    std::string wrappedLine(const Row& row, std::size_t width) const;
-    std::size_t lastColumnBegins() const;
+    Widths widthsWithin(std::size_t width) const;
+    std::size_t narrowest(std::size_t column) const;
+    Lines cellLines(const Row& row, std::size_t column, std::size_t width, Overflow overflow) const;
+    Lines rowLines(const Row& row, const Widths& widths, Overflow overflow) const;
 
     std::vector<Heading> headings_;
-    std::vector<std::size_t> widths_;
+    Charset charset_;
+    Widths widths_;
     std::vector<Row> rows_;  // the headings are the first
 };
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "cimhost/paint.h"
 #include "cimhost/text.h"
 #include "cimhost/texttable.h"
 
@@ -17,17 +18,6 @@ namespace cimhost {
 namespace {
 
 using Row = std::vector<std::string>;
-
-/** The rows as lines in which the cells of one column, `align` each, stand below each other. */
-std::vector<std::string> aligned(const std::vector<Align>& align, const std::vector<Row>& rows) {
-    std::vector<Heading> headings(align.size());
-    for (std::size_t i = 0; i < align.size(); ++i) headings[i].align = align[i];
-    TextTable table(headings);
-    for (const Row& row : rows) table.add(row);
-    std::vector<std::string> text = lines(table.cutTo(std::numeric_limits<std::size_t>::max()));
-    text.erase(text.begin());
-    return text;
-}
 
 std::string counted(std::size_t count, const std::string& noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
@@ -49,10 +39,11 @@ std::string numberWithinDevice(const Function& function) {
     return function.location.substr(deviceOf(function).size());
 }
 
-/** "0,2,4" for ".0", ".2" and ".4"; from three in a row on "0-7". */
+/** "0,2,4" for ".0", ".2" and ".4"; from three in a row on "0-7". A number that occurs again is told once. */
 std::string numbersWithinDevice(const Functions& functions) {
     std::string numbers;
     for (const Function& function : functions) numbers += numberWithinDevice(function).substr(1);
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     std::string text;
     for (std::size_t first = 0; first < numbers.size();) {
         std::size_t last = first;
@@ -100,6 +91,17 @@ std::string commonDescription(const Functions& functions) {
     return fmt::format("{}{}{}", fmt::join(kinds, ", "), kinds.empty() ? "" : ": ", fmt::join(names, "; "));
 }
 
+/** How many functions there are at most at one location. Functions are in the order of their locations. */
+std::size_t domainsOf(const Functions& functions) {
+    std::size_t most = 0;
+    std::size_t same = 0;
+    for (std::size_t i = 0; i < functions.size(); ++i) {
+        same = i > 0 && functions[i].location == functions[i - 1].location ? same + 1 : 1;
+        most = std::max(most, same);
+    }
+    return most;
+}
+
 /** The functions that one line stands for, those of one device or of several. */
 struct Group {
     Functions functions;
@@ -108,13 +110,15 @@ struct Group {
     std::string location() const {
         const std::string& first = functions.front().location;
         const std::string& last = functions.back().location;
-        if (functions.size() == 1) return first;
+        if (first == last) return first;
         const std::string device = deviceOf(functions.front());
         if (device == deviceOf(functions.back())) return device + '.' + numbersWithinDevice(functions);
         return first + ".." + last.substr(last.find(':') + 1);
     }
-    Row row() const {
-        return {location(), functions.size() == 1 ? "" : fmt::format("{}×", functions.size()), description};
+    std::string text() const {
+        const std::size_t domains = domainsOf(functions);
+        if (domains == 1) return description;
+        return fmt::format("[the same location in {} PCI domains] {}", domains, description);
     }
 };
 
@@ -153,22 +157,38 @@ std::vector<Group> neighboursJoined(const std::vector<Group>& devices) {
     return groups;
 }
 
-std::vector<Row> functionRows(const Functions& functions, bool inFull) {
-    std::vector<Row> rows;
-    if (inFull) {
-        for (const Function& function : functions) rows.push_back({function.location, "", function.description});
-    } else {
-        for (const Group& group : neighboursJoined(devicesOf(functions))) rows.push_back(group.row());
-    }
-    return rows;
+std::vector<Group> groupsOf(const Functions& functions, bool inFull) {
+    if (!inFull) return neighboursJoined(devicesOf(functions));
+    std::vector<Group> groups;
+    for (const Function& function : functions) groups.push_back({{function}, function.description});
+    return groups;
 }
 
 // --- the tree ---
 
-/** A line below the root, and those below it. */
+/** What the lines are drawn with, all of the same width. */
+struct Symbols {
+    const char* branch;
+    const char* lastBranch;
+    const char* trunk;
+    const char* times;
+};
+
+constexpr const char* kNoTrunk = "   ";
+constexpr std::size_t kSymbolColumns = 3;
+
+const Symbols& symbolsOf(Charset charset) {
+    static constexpr Symbols utf8 = {"├─ ", "└─ ", "│  ", "×"};
+    static constexpr Symbols ascii = {"|- ", "`- ", "|  ", "x"};
+    return charset == Charset::utf8 ? utf8 : ascii;
+}
+
+using Lines = TextTable::Lines;
+
+/** A text below the root, and those below it, each as one line or more. */
 struct Branch {
-    std::string title;
-    std::vector<Row> rows;
+    Lines title;
+    std::vector<Lines> leaves;
 };
 
 /** What stands in place of the slots where there are none: a BMC that keeps silent is no error to the provider. */
@@ -176,54 +196,141 @@ std::string reasonForNoSlots(CMPIrc status) {
     return status == CMPI_RC_OK ? "no slots: the BMC gave no SMBIOS table, or one without slots" : "no slots";
 }
 
-std::vector<Branch> slotBranches(const std::vector<Slot>& slots, bool inFull) {
-    std::vector<Row> titles;
-    for (const Slot& slot : slots) {
-        const std::size_t count = slot.functions.size();
-        titles.push_back({"slot", slot.number ? std::to_string(*slot.number) : "-", slot.designation, slot.usage,
-                          slot.width, count == 0 ? "empty" : counted(count, "function")});
-    }
-    const std::vector<Align> align = {Align::left, Align::right, Align::left, Align::left, Align::left, Align::left};
-    const std::vector<std::string> lines = aligned(align, titles);
-    std::vector<Branch> branches;
-    for (std::size_t i = 0; i < slots.size(); ++i)
-        branches.push_back({lines[i], functionRows(slots[i].functions, inFull)});
-    return branches;
-}
+/** Lays an inventory out in columns and draws the lines between them. */
+class Drawing {
+ public:
+    Drawing(const Inventory& inventory, const TableOptions& options)
+        : inventory_(inventory), options_(options), symbols_(symbolsOf(options.charset)), paint_(options.color) {}
 
-std::vector<Branch> branchesOf(const Inventory& inventory, bool inFull) {
-    std::vector<Branch> branches = slotBranches(inventory.slots, inFull);
-    if (branches.empty()) branches.push_back({reasonForNoSlots(inventory.status), {}});
-    branches.insert(branches.begin(), {"system board  " + counted(inventory.onBoard.size(), "function"),
-                                       functionRows(inventory.onBoard, inFull)});
-    if (!inventory.elsewhere.empty())
-        branches.push_back({"neither on the board nor in a slot  " + counted(inventory.elsewhere.size(), "function"),
-                            functionRows(inventory.elsewhere, inFull)});
-    return branches;
-}
-
-std::string drawn(const std::vector<Branch>& branches, std::size_t width) {
-    std::vector<Row> rows;
-    for (const Branch& branch : branches) rows.insert(rows.end(), branch.rows.begin(), branch.rows.end());
-    const std::vector<std::string> leaves = aligned({Align::left, Align::right, Align::left}, rows);
-    std::string text;
-    auto leaf = leaves.begin();
-    for (const Branch& branch : branches) {
-        const bool last = &branch == &branches.back();
-        text += cut((last ? "└─ " : "├─ ") + branch.title, width) + '\n';
-        for (std::size_t left = branch.rows.size(); left > 0; --left)
-            text += cut(fmt::format("{}  {}{}", last ? " " : "│", left == 1 ? "└─ " : "├─ ", *leaf++), width) + '\n';
+    std::string text() const {
+        std::string text = paint_.bold(printable(inventory_.host, options_.charset)) + '\n';
+        const std::vector<Branch> branches = withLeaves(titles());
+        for (const Branch& branch : branches) text += drawn(branch, &branch == &branches.back());
+        return text + '\n' + paint_.dim(status()) + '\n';
     }
-    return text;
-}
+
+ private:
+    /** The functions of each branch, in the order of the branches. */
+    std::vector<Functions> places() const {
+        std::vector<Functions> places = {inventory_.onBoard};
+        for (const Slot& slot : inventory_.slots) places.push_back(slot.functions);
+        if (inventory_.slots.empty()) places.emplace_back();
+        if (!inventory_.elsewhere.empty()) places.push_back(inventory_.elsewhere);
+        return places;
+    }
+
+    std::vector<Lines> titles() const {
+        std::vector<Lines> titles = {{"system board  " + counted(inventory_.onBoard.size(), "function")}};
+        const std::vector<Lines> slots = slotTitles();
+        titles.insert(titles.end(), slots.begin(), slots.end());
+        if (slots.empty()) titles.push_back(wrap(reasonForNoSlots(inventory_.status), room(1)));
+        if (!inventory_.elsewhere.empty())
+            titles.push_back(wrap("neither on the board nor in a slot  " +  //
+                                      counted(inventory_.elsewhere.size(), "function"),
+                                  room(1)));
+        return titles;
+    }
+
+    std::vector<Lines> slotTitles() const {
+        TextTable table({{""}, {"", Align::right}, {"", Align::left, true}, {""}, {""}, {""}}, options_.charset);
+        for (const Slot& slot : inventory_.slots) {
+            const std::size_t count = slot.functions.size();
+            table.add({"slot", slot.number ? std::to_string(*slot.number) : "-", slot.designation, slot.usage,
+                       slot.width, count == 0 ? "empty" : counted(count, "function")});
+        }
+        return belowHead(table, 1);
+    }
+
+    /** All leaves are laid out as one, so that their columns stand below each other. */
+    std::vector<Branch> withLeaves(const std::vector<Lines>& titles) const {
+        TextTable table({{""}, {"", Align::right}, {"", Align::left, true}}, options_.charset);
+        std::vector<std::size_t> counts;
+        for (const Functions& functions : places()) {
+            const std::vector<Group> groups = groupsOf(functions, options_.inFull);
+            for (const Group& group : groups) table.add({group.location(), countOf(group), group.text()});
+            counts.push_back(groups.size());
+        }
+        const std::vector<Lines> leaves = belowHead(table, 2);
+        std::vector<Branch> branches;
+        auto leaf = leaves.begin();
+        for (std::size_t i = 0; i < titles.size(); ++i) {
+            const auto end = leaf + static_cast<std::ptrdiff_t>(counts[i]);
+            branches.push_back({titles[i], {leaf, end}});
+            leaf = end;
+        }
+        return branches;
+    }
+
+    std::string countOf(const Group& group) const {
+        return group.functions.size() == 1 ? "" : std::to_string(group.functions.size()) + symbols_.times;
+    }
+
+    std::vector<Lines> belowHead(const TextTable& table, std::size_t level) const {
+        std::vector<Lines> rows = table.rows(options_.width == 0 ? 0 : room(level), options_.overflow());
+        rows.erase(rows.begin());
+        return rows;
+    }
+
+    /** Columns that are left behind the symbols of a level. */
+    std::size_t room(std::size_t level) const {
+        const std::size_t taken = level * kSymbolColumns;
+        if (options_.width == 0) return std::numeric_limits<std::size_t>::max();
+        return options_.width > taken ? options_.width - taken : 1;
+    }
+
+    std::string drawn(const Branch& branch, bool last) const {
+        const std::string trunk = last ? kNoTrunk : symbols_.trunk;
+        Lines title;
+        for (const std::string& line : branch.title) title.push_back(paint_.bold(line));
+        std::string text = joined(title, last ? symbols_.lastBranch : symbols_.branch, trunk);
+        for (const Lines& leaf : branch.leaves) {
+            const bool lastLeaf = &leaf == &branch.leaves.back();
+            text += joined(leaf, trunk + (lastLeaf ? symbols_.lastBranch : symbols_.branch),
+                           trunk + (lastLeaf ? kNoTrunk : symbols_.trunk));
+        }
+        return text;
+    }
+
+    /** Lines, `first` before the first of them and `rest` before the others. */
+    static std::string joined(const Lines& lines, const std::string& first, const std::string& rest) {
+        std::string text;
+        for (const std::string& line : lines) text += (&line == lines.data() ? first : rest) + line + '\n';
+        return text;
+    }
+
+    std::string status() const {
+        return fmt::format("{}, {}, {}; {} of the SMBIOS table", broker::statusName(inventory_.status),
+                           counted(inventory_.slots.size(), "slot"), counted(inventory_.functionCount, "function"),
+                           counted(inventory_.readings, "reading"));
+    }
+
+    const Inventory& inventory_;
+    const TableOptions& options_;
+    const Symbols& symbols_;
+    Paint paint_;
+};
 
 }  // namespace
 
 std::string treeText(const Inventory& inventory, const TableOptions& options) {
-    const std::string summary =
-        fmt::format("{}, {}", broker::statusName(inventory.status), counted(inventory.slots.size(), "slot"));
-    return cut(printable(inventory.host), options.width) + '\n' +
-           drawn(branchesOf(inventory, options.inFull), options.width) + '\n' + summary + '\n';
+    return Drawing(inventory, options).text();
+}
+
+std::string treeIn(Format format, const Inventory& inventory, const TableOptions& options) {
+    switch (format) {
+        case Format::json:
+            return treeJson(inventory, options.charset);
+        case Format::jsonl:
+            return treeJsonLines(inventory, options.charset);
+        case Format::csv:
+            return treeSeparated(inventory, Separator::comma, options.ofRecords());
+        case Format::tsv:
+            return treeSeparated(inventory, Separator::tab, options.ofRecords());
+        case Format::table:
+        case Format::mof:
+            break;
+    }
+    return treeText(inventory, options);
 }
 
 }  // namespace cimhost

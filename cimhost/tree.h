@@ -5,25 +5,37 @@
 
 #include "cimhost/formatter.h"
 #include "cimhost/inventory.h"
+#include "cimhost/separatedformat.h"
 
 namespace cimhost {
 
 /**
- * The host, below it the board and each slot, below these their functions; the status is the last line. Lines are cut
- * to the width.
+ * The host, below it the board and each slot, below these their functions; the status is the last line, with how often
+ * the SMBIOS table was read. Lines longer than the width are cut on a terminal and go on below elsewhere.
  *
  * The functions of one device share a line, "00:1f.0,2,4": the kinds that they are of, then their names, each told
  * once. Devices of one bus that follow each other and read the same share a line too, "16:08.0..0a.1". "3×" tells how
- * many functions a line stands for. In full, every function has a line of its own.
+ * many functions a line stands for; where PCI domains have functions at the same location the line says so. In full,
+ * every function has a line of its own.
  */
 std::string treeText(const Inventory& inventory, const TableOptions& options);
 
 /**
- * One JSON object: "status", "statusCode", "host", "board" with its "functions", "slots", an array of {number (null
- * when not known), designation, usage, width, functions}, and "elsewhere" with "functions" that have no place. A
- * function has "location", "class", "ids" (vendor and device), "classCode", "description" and "path".
+ * One JSON object: "status", "statusCode", "host", "readings", "board" with its "functions", "slots", an array of
+ * {number (null when not known), designation, usage, width, functions}, and "elsewhere" with "functions" that have no
+ * place. A function has "location", "class", "ids" (vendor and device), "classCode", "description" and "path".
+ * docs/cimhost.schema.json describes it.
  */
-std::string treeJson(const Inventory& inventory);
+std::string treeJson(const Inventory& inventory, Charset charset);
+
+/** A JSON object to a line for each function, and for each slot without one, with what is known of its place. */
+std::string treeJsonLines(const Inventory& inventory, Charset charset);
+
+/** The same as records, see separatedLine(), below a head line. */
+std::string treeSeparated(const Inventory& inventory, Separator separator, Charset charset);
+
+/** The tree in that format; there is none in MOF. */
+std::string treeIn(Format format, const Inventory& inventory, const TableOptions& options);
 
 }  // namespace cimhost
 

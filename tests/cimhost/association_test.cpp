@@ -141,7 +141,7 @@ TEST_F(AssociationCommands, ReferenceNamesAreThePathsOfTheReferences) {
     const Json names = askForJson({"reference-names", kSlotThree})["names"];
     ASSERT_EQ(names.size(), 2U);
     ASSERT_EQ(references.size(), 2U);
-    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(names[i]["path"], references[i]["path"]);
+    for (std::size_t i = 0; i < 2; ++i) EXPECT_EQ(names[i], references[i]["path"]);
 }
 
 TEST_F(AssociationCommands, FiltersChooseBetweenSlotAndBoard) {

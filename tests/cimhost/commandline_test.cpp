@@ -64,12 +64,6 @@ class CommandLine : public testing::Test {
     testsupport::HostBuilder host;
 };
 
-std::string propertyOf(const Json& instance, const std::string& name) {
-    for (const Json& property : instance["properties"])
-        if (property["name"] == name) return property["type"].get<std::string>() + " " + property["value"].dump();
-    return "none";
-}
-
 TEST_F(CommandLine, EnumerateShowsATable) {
     const Outcome run = ask({"enumerate", "QELTA_PCIDevice"});
     EXPECT_EQ(run.exitCode, 0);
@@ -88,7 +82,7 @@ TEST_F(CommandLine, EnumerateShowsEverythingWithAll) {
     const Outcome run = ask({"enumerate", "QELTA_SystemSlot", "--all"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.out, AllOf(ContainsRegex("\nTag +string +4 +System Slot 3\n"),
-                               ContainsRegex("\nOperationalStatus +uint16\\[\\] +2\n"),
+                               ContainsRegex("\nOperationalStatus +uint16\\[\\] +2 \\(OK\\)\n"),
                                ContainsRegex("\nPMESignal +boolean +FALSE\n"), HasSubstr("odd\\x1b\\xff")));
 }
 
@@ -96,17 +90,17 @@ TEST_F(CommandLine, JsonIsNotMixedWithWhatTheProviderWrites) {
     const Json document = askForJson({"enumerate", "QELTA_SystemSlot"});
     EXPECT_EQ(document["status"], "CMPI_RC_OK");
     ASSERT_EQ(document["instances"].size(), 2U);
-    EXPECT_EQ(propertyOf(document["instances"][0], "Number"), "uint16 3");
-    EXPECT_EQ(propertyOf(document["instances"][0], "SlotLength"), "uint8 3");
-    EXPECT_EQ(propertyOf(document["instances"][1], "Tag"), "string \"System Slot 5\"");
-    EXPECT_EQ(propertyOf(document["instances"][1], "SlotDesignation"), "string \"odd\\u001b\xef\xbf\xbd\"");
+    EXPECT_EQ(document["instances"][0]["Number"], 3);
+    EXPECT_EQ(document["instances"][0]["SlotLength"], 3);
+    EXPECT_EQ(document["instances"][1]["Tag"], "System Slot 5");
+    EXPECT_EQ(document["instances"][1]["SlotDesignation"], "odd\x1b\xef\xbf\xbd");
 }
 
 TEST_F(CommandLine, JsonKeepsTheOrderOfTheKeys) {
     const Json document = askForJson({"names", "QELTA_SystemSlot"});
     ASSERT_EQ(document["names"].size(), 2U);
     std::vector<std::string> keys;
-    for (const Json& key : document["names"][0]["keys"]) keys.push_back(key["name"]);
+    for (const auto& key : document["names"][0]["keys"].items()) keys.push_back(key.key());
     EXPECT_THAT(keys, ElementsAre("SystemCreationClassName", "SystemName", "CreationClassName", "Tag"));
 }
 
@@ -121,20 +115,18 @@ TEST_F(CommandLine, MofShowsTypes) {
 TEST_F(CommandLine, NamesShowKeys) {
     const Outcome run = ask({"names", "QELTA_PCIDevice"});
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.out,
-                AllOf(ContainsRegex("SystemCreationClassName \\(string\\) +SystemName \\(string\\) +"
-                                    "CreationClassName \\(string\\) +DeviceID \\(string\\)\n"),
-                      ContainsRegex("QELTA_ASSETID +testhost +QELTA_PCIDevice +PCI Bus 2, device 3, function 1\n"),
-                      EndsWith("CMPI_RC_OK, 2 names\n")));
+    EXPECT_THAT(run.out, AllOf(HasSubstr("Same in all: SystemCreationClassName=QELTA_ASSETID, SystemName=testhost, "
+                                         "CreationClassName=QELTA_PCIDevice\nDeviceID\n"),
+                               HasSubstr("\nPCI Bus 2, device 3, function 1\n"), EndsWith("CMPI_RC_OK, 2 names\n")));
 }
 
 TEST_F(CommandLine, EveryNameLeadsToItsInstance) {
     const Json names = askForJson({"names", "QELTA_PCIDevice"})["names"];
     ASSERT_EQ(names.size(), 2U);
     for (const Json& name : names) {
-        const Json found = askForJson({"get", name["path"]})["instances"];
+        const Json found = askForJson({"get", name["text"]})["instances"];
         ASSERT_EQ(found.size(), 1U);
-        EXPECT_EQ(found[0]["path"], name["path"]);
+        EXPECT_EQ(found[0]["path"], name);
     }
 }
 
@@ -180,16 +172,6 @@ TEST_F(CommandLine, TraceGoesToStandardErrorAlone) {
     EXPECT_THAT(run.err, AllOf(HasSubstr("PCI_enuminstances - in the routine with classname [QELTA_SystemSlot]"),
                                HasSubstr("/dev/ipmi0"), HasSubstr("DumpSlotInfo got object path"),
                                HasSubstr("stdout: enumerating instances\n")));
-}
-
-TEST_F(CommandLine, LinesKeepWithinTheWidth) {
-    for (const Outcome& run : {ask({"enumerate", "QELTA_PCIDevice"}, {"60", ""}),
-                               ask({"enumerate", "QELTA_PCIDevice", "--width", "60"}, {"200", ""})}) {
-        EXPECT_EQ(run.exitCode, 0);
-        EXPECT_THAT(run.out, HasSubstr("...\n"));
-        for (const std::string& line : cimhost::lines(run.out)) EXPECT_LE(cimhost::columnsOf(line), 60U) << line;
-    }
-    EXPECT_THAT(ask({"enumerate", "QELTA_PCIDevice"}, {"0", ""}).out, Not(HasSubstr("...")));
 }
 
 TEST_F(CommandLine, OptionsMayStandBeforeTheCommand) {

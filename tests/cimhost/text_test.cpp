@@ -23,6 +23,27 @@ TEST(Printable, EscapesControlCharacters) {
     EXPECT_EQ(printable("\xe2\x80\xa8"), "\\xe2\\x80\\xa8") << "line separator";
 }
 
+TEST(Printable, EscapesWhatIsNotSeenAndMakesAnotherText) {
+    EXPECT_EQ(printable("a\xe2\x80\xae"
+                        "b"),
+              "a\\xe2\\x80\\xaeb")
+        << "right to left from here";
+    for (const char* unseen : {"\xc2\xad", "\xd8\x9c", "\xe2\x80\x8b", "\xe2\x80\x8f", "\xe2\x80\xaa", "\xe2\x81\xa6",
+                               "\xe2\x81\xa9", "\xef\xbb\xbf", "\xf3\xa0\x81\x81"})
+        EXPECT_EQ(printable(unseen).substr(0, 2), "\\x") << testing::PrintToString(unseen);
+    for (const char* seen : {"\xc2\xa0", "\xc2\xae", "\xe2\x80\x90", "\xe2\x80\xaf", "\xe2\x82\xac"})
+        EXPECT_EQ(printable(seen), seen);
+}
+
+TEST(Printable, EscapesAllButAsciiWhereNothingElseCanBeShown) {
+    EXPECT_EQ(printable("a\xc3\x9c~", cimhost::Charset::ascii), "a\\xc3\\x9c~");
+}
+
+TEST(PrintableJson, EscapesInTheWayOfJson) {
+    EXPECT_EQ(cimhost::printableJson("{\n \"\x7f\xc2\x9b\xe2\x80\xae\xf3\xa0\x81\x81\xc3\xa4\"\n}"),
+              "{\n \"\\u007f\\u009b\\u202e\\udb40\\udc41\xc3\xa4\"\n}");
+}
+
 TEST(Printable, EscapesBytesThatAreNoUtf8) {
     EXPECT_EQ(printable("a\xff"
                         "b"),
@@ -78,6 +99,8 @@ TEST(MofLiteral, QuotesAndEscapes) {
     EXPECT_EQ(mofLiteral("\b\t\n\f\r"), "\"\\b\\t\\n\\f\\r\"");
     EXPECT_EQ(mofLiteral("\x1b\xff"), "\"\\x001B\\x00FF\"");
     EXPECT_EQ(mofLiteral("\xc2\x9b \xc3\xa4"), "\"\\x009B \xc3\xa4\"");
+    EXPECT_EQ(mofLiteral("\xe2\x80\xae\xf3\xa0\x81\x81"), "\"\\x202E\\xDB40\\xDC41\"");
+    EXPECT_EQ(mofLiteral("\xc3\xa4", cimhost::Charset::ascii), "\"\\x00E4\"");
 }
 
 }  // namespace

@@ -8,56 +8,85 @@
 namespace {
 
 using cimhost::Align;
+using cimhost::Charset;
+using cimhost::Overflow;
 using cimhost::TextTable;
 
+/** All lines of the table. */
+std::string text(const TextTable& table, std::size_t width = 0, Overflow overflow = Overflow::cut) {
+    std::string text;
+    for (const TextTable::Lines& row : table.rows(width, overflow))
+        for (const std::string& line : row) text += line + '\n';
+    return text;
+}
+
 TextTable sample() {
-    TextTable table({{"Name"}, {"No", Align::right}, {"Text"}});
+    TextTable table({{"Name"}, {"No", Align::right}, {"Text", Align::left, true}});
     table.add({"a", "1", "short"});
     table.add({"longer", "123", "one two three four five six"});
     return table;
 }
 
+const std::string kWhole =
+    "Name     No  Text\n"
+    "a         1  short\n"
+    "longer  123  one two three four five six\n";
+
 TEST(TextTable, AlignsColumnsToTheWidestCell) {
-    EXPECT_EQ(sample().cutTo(80),
+    EXPECT_EQ(text(sample()), kWhole);
+    EXPECT_EQ(text(sample(), 80), kWhole);
+    EXPECT_EQ(text(sample(), 40), kWhole) << "just wide enough";
+}
+
+TEST(TextTable, CutsAColumnThatYields) {
+    EXPECT_EQ(text(sample(), 35),
               "Name     No  Text\n"
               "a         1  short\n"
-              "longer  123  one two three four five six\n");
+              "longer  123  one two three four ...\n");
 }
 
-TEST(TextTable, CutsTheLastColumnAtTheWidth) {
-    EXPECT_EQ(sample().cutTo(25),
-              "Name     No  Text\n"
-              "a         1  short\n"
-              "longer  123  one two t...\n");
-}
-
-TEST(TextTable, KeepsEvenTheFirstColumnsWithinAVeryNarrowWidth) {
-    EXPECT_EQ(sample().cutTo(8),
-              "Name ...\n"
-              "a    ...\n"
-              "longe...\n");
-}
-
-TEST(TextTable, WrapsTheLastColumnWithoutLoss) {
-    EXPECT_EQ(sample().wrappedTo(33),
+TEST(TextTable, WrapsItInsteadWhereNothingMayGetLost) {
+    EXPECT_EQ(text(sample(), 35, Overflow::wrap),
               "Name     No  Text\n"
               "a         1  short\n"
               "longer  123  one two three four\n"
               "             five six\n");
 }
 
-TEST(TextTable, LeavesRoomForTheLastColumnWhenWrapping) {
-    EXPECT_EQ(sample().wrappedTo(10), sample().wrappedTo(33));
+TEST(TextTable, LeavesTwentyColumnsToWhatYields) {
+    EXPECT_EQ(text(sample(), 33), text(sample(), 1));
+    EXPECT_NE(text(sample(), 33), text(sample(), 34));
+}
+
+TEST(TextTable, ColumnsThatYieldGoBeforeTheOthers) {
+    TextTable table({{"Key"}, {"Less", Align::left, true}, {"Other"}});
+    table.add({"kkkkk kkkkk kkkkk kkkkk kkkkk", "lllll lllll lllll lllll lllll", "o"});
+    EXPECT_EQ(text(table, 58),
+              "Key                            Less                  Other\n"
+              "kkkkk kkkkk kkkkk kkkkk kkkkk  lllll lllll lllll...  o\n");
+    EXPECT_EQ(text(table, 50),
+              "Key                    Less                  Other\n"
+              "kkkkk kkkkk kkkkk      lllll lllll lllll...  o\n"
+              "kkkkk kkkkk\n")
+        << "the other columns wrap, even where those that yield are cut";
 }
 
 TEST(TextTable, MeasuresEscapedAndUtf8CellsAsTheyShow) {
     TextTable table({{"A"}, {"B"}});
     table.add({"\x1b", "x"});
     table.add({"\xc3\xa4", "y"});
-    EXPECT_EQ(table.cutTo(80),
+    EXPECT_EQ(text(table),
               "A     B\n"
               "\\x1b  x\n"
               "\xc3\xa4     y\n");
+}
+
+TEST(TextTable, ShowsAsciiAlone) {
+    TextTable table({{"A"}, {"B"}}, Charset::ascii);
+    table.add({"\xc3\xa4", "y"});
+    EXPECT_EQ(text(table),
+              "A         B\n"
+              "\\xc3\\xa4  y\n");
 }
 
 }  // namespace

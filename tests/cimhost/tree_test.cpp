@@ -7,11 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "cimhost/text.h"
 #include "program.h"
+#include "terminalrun.h"
 #include "tests/support/machine.h"
 
 namespace {
@@ -19,6 +21,7 @@ namespace {
 using cimhost::Function;
 using cimhost::Functions;
 using cimhost::Inventory;
+using cimhost::TableOptions;
 using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;
@@ -38,16 +41,34 @@ Function function(const std::string& location, const std::string& description = 
     return {location, "QELTA_PCIDevice", "8086:1234", "02:00", description, {}};
 }
 
-/** The tree of a board with these functions, without the lines for the host, the slots and the status. */
-Lines boardLines(const Functions& functions, bool inFull = false, std::size_t width = 120) {
+Inventory withOnBoard(const Functions& functions) {
     Inventory inventory;
     inventory.host = "host";
     inventory.onBoard = functions;
-    Lines drawn = cimhost::lines(cimhost::treeText(inventory, {width, inFull}));
+    return inventory;
+}
+
+/** The tree of a board with these functions, without the lines for the host, the slots and the status. */
+Lines boardLines(const Functions& functions, const TableOptions& options = {}) {
+    Lines drawn = cimhost::lines(cimhost::treeText(withOnBoard(functions), options));
     EXPECT_GE(drawn.size(), 5U);
     EXPECT_EQ(drawn.front(), "host");
-    EXPECT_EQ(drawn.back(), "CMPI_RC_OK, 0 slots");
-    return {drawn.begin() + 1, drawn.end() - 3};
+    EXPECT_EQ(drawn.back(), "CMPI_RC_OK, 0 slots, 0 functions; 0 readings of the SMBIOS table");
+    const auto rest = std::find_if(drawn.begin() + 2, drawn.end(), [](const std::string& line) {
+        return line.rfind("└─ ", 0) == 0 || line.rfind("`- ", 0) == 0;
+    });
+    return {drawn.begin() + 1, rest};
+}
+
+TableOptions inFull() {
+    return {0, true};
+}
+
+TableOptions onTerminal(std::size_t width) {
+    TableOptions options;
+    options.width = width;
+    options.toTerminal = true;
+    return options;
 }
 
 TEST(TreeLines, FunctionsOfADeviceShareALine) {
@@ -82,7 +103,7 @@ TEST(TreeLines, NeighboursThatReadTheSameShareALine) {
 }
 
 TEST(TreeLines, EveryFunctionHasItsOwnInFull) {
-    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1")}, true),
+    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1")}, inFull()),
                 ElementsAre("├─ system board  2 functions", "│  ├─ 16:08.0    Network: Acme Thing (rev 02)",
                             "│  └─ 16:08.1    Network: Acme Thing (rev 02)"));
 }
@@ -95,43 +116,92 @@ TEST(TreeLines, LocationsOfAnotherFormStandAlone) {
                     "│  ├─ v1.10             Network: Acme Thing (rev 02)", "│  └─ v1.11             Other"));
 }
 
-TEST(TreeLines, AreCutAndPrintable) {
-    EXPECT_THAT(boardLines({function("00:01.0", "odd \x1b[31m and far too long for the line")}, false, 40),
+TEST(TreeLines, AreCutOnATerminalAndPrintable) {
+    const std::string odd = "odd \x1b[31m and far too long for the line";
+    EXPECT_THAT(boardLines({function("00:01.0", odd)}, onTerminal(40)),
                 ElementsAre("├─ system board  1 function", "│  └─ 00:01.0    odd \\x1b[31m and far..."));
+}
+
+TEST(TreeLines, GoOnBelowElsewhere) {
+    EXPECT_THAT(boardLines({function("00:01.0", "one two three four five six"), function("00:02.0")}, {40, false}),
+                ElementsAre("├─ system board  2 functions",  //
+                            "│  ├─ 00:01.0    one two three four",
+                            "│  │             five six",  //
+                            "│  └─ 00:02.0    Network: Acme Thing", "│                (rev 02)"));
+}
+
+TEST(TreeLines, AreAsLongAsTheyHaveToBe) {
+    const std::string description(300, 'd');
+    EXPECT_THAT(boardLines({function("00:01.0", description)}),
+                ElementsAre("├─ system board  1 function", "│  └─ 00:01.0    " + description));
+}
+
+TEST(TreeLines, AreAsciiWhereNothingElseCanBeShown) {
+    TableOptions options;
+    options.charset = cimhost::Charset::ascii;
+    EXPECT_THAT(boardLines({function("00:1f.0", "Soci\xc3\xa9t\xc3\xa9"), function("00:1f.1", "Soci\xc3\xa9t\xc3\xa9"),
+                            function("01:00.0")},
+                           options),
+                ElementsAre("|- system board  3 functions",  //
+                            "|  |- 00:1f.0,1  2x  Soci\\xc3\\xa9t\\xc3\\xa9",
+                            "|  `- 01:00.0        Network: Acme Thing (rev 02)"));
+}
+
+TEST(TreeLines, ColorsMakePlacesBoldAndTheStatusDim) {
+    TableOptions options;
+    options.color = true;
+    const Lines drawn = cimhost::lines(cimhost::treeText(withOnBoard({function("00:01.0", "Thing")}), options));
+    ASSERT_THAT(drawn, SizeIs(6));
+    EXPECT_EQ(drawn[0], "\x1b[1mhost\x1b[0m");
+    EXPECT_EQ(drawn[1], "├─ \x1b[1msystem board  1 function\x1b[0m");
+    EXPECT_EQ(drawn[2], "│  └─ 00:01.0    Thing");
+    EXPECT_THAT(drawn[5], AllOf(testing::StartsWith("\x1b[2mCMPI_RC_OK"), testing::EndsWith("\x1b[0m")));
+}
+
+TEST(TreeLines, FunctionsAtOneLocationAreAllCountedAndToldOf) {
+    EXPECT_THAT(
+        boardLines({function("00:1f.0", "One"), function("00:1f.0", "Two"), function("00:1f.2", "One"),
+                    function("00:1f.2", "One"), function("01:00.0", "One"), function("01:00.0", "One"),
+                    function("02:00.0", "Other")}),
+        ElementsAre("├─ system board  7 functions",  //
+                    "│  ├─ 00:1f.0,2  4×  [the same location in 2 PCI domains] One; Two",
+                    "│  ├─ 01:00.0    2×  [the same location in 2 PCI domains] One", "│  └─ 02:00.0        Other"));
+    EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.0", "Two")}, inFull()),
+                ElementsAre("├─ system board  2 functions", "│  ├─ 00:1f.0    One", "│  └─ 00:1f.0    Two"));
 }
 
 TEST(TreeLines, StatusIsTheLast) {
     Inventory inventory;
     inventory.status = CMPI_RC_ERR_FAILED;
-    EXPECT_THAT(cimhost::lines(cimhost::treeText(inventory, {})).back(), "CMPI_RC_ERR_FAILED, 0 slots");
+    inventory.functionCount = 1;
+    inventory.readings = 3;
+    EXPECT_THAT(cimhost::lines(cimhost::treeText(inventory, {})).back(),
+                "CMPI_RC_ERR_FAILED, 0 slots, 1 function; 3 readings of the SMBIOS table");
 }
 
 // --- taking stock ---
 
 TEST(TakeInventory, KeepsTheFirstErrorAndWhatTheOthersBring) {
     const auto ask = [](const cimhost::Question& question) -> cimhost::Answer {
-        if (question.subject == "QELTA_OnBoardDevice") return {CMPI_RC_ERR_FAILED, cimhost::Names{}};
-        if (question.subject == "QELTA_DeviceInSlot")
-            return {CMPI_RC_ERR_ACCESS_DENIED,
-                    cimhost::Names{testsupport::inSlotPath(3, testsupport::devicePath(3, 3, 1))}};
+        if (question.subject == "QELTA_PCIDevice") return {CMPI_RC_ERR_FAILED, cimhost::Instances{}};
+        if (question.subject == "QELTA_PCIBridge") return {CMPI_RC_ERR_ACCESS_DENIED, cimhost::Instances{}};
         if (question.subject == "QELTA_SystemSlot")
             return {CMPI_RC_OK, cimhost::Instances{testsupport::slotInstance(3)}};
         return {CMPI_RC_OK, cimhost::Instances{}};
     };
     const Inventory inventory = cimhost::takeInventory(ask);
     EXPECT_EQ(inventory.status, CMPI_RC_ERR_FAILED);
-    EXPECT_EQ(inventory.subject, "QELTA_OnBoardDevice");
+    EXPECT_EQ(inventory.subject, "QELTA_PCIDevice");
     EXPECT_EQ(inventory.host, "-");
     ASSERT_THAT(inventory.slots, SizeIs(1));
     EXPECT_EQ(inventory.slots[0].designation, "-");
-    ASSERT_THAT(inventory.slots[0].functions, SizeIs(1));
-    EXPECT_EQ(inventory.slots[0].functions[0].location, "03:03.1") << "known from the association alone";
+    EXPECT_THAT(inventory.slots[0].functions, IsEmpty());
 }
 
 // --- the program ---
 
 Outcome tree(const std::string& host, Arguments arguments = {}) {
-    arguments.insert(arguments.begin(), {"tree", "--host", host, "--width", "120"});
+    arguments.insert(arguments.begin(), {"tree", "--host", host});
     return runCimhost(arguments);
 }
 
@@ -182,7 +252,8 @@ TEST_F(Tree, ShowsBoardSlotsAndTheRest) {
                             testing::StartsWith("│  └─ 03:03.0,1  2×  "),         //
                             "├─ slot  9  PCI9  available  32 bit  empty",         //
                             "└─ neither on the board nor in a slot  1 function",  //
-                            testing::StartsWith("   └─ 00:01.0        "), "", "CMPI_RC_OK, 3 slots"));
+                            testing::StartsWith("   └─ 00:01.0        "), "",
+                            "CMPI_RC_OK, 3 slots, 9 functions; 3 readings of the SMBIOS table"));
 }
 
 TEST_F(Tree, InFullNamesEveryFunction) {
@@ -212,7 +283,8 @@ TEST_F(Tree, InJsonHasTheSame) {
     EXPECT_EQ(five["functions"][0]["classCode"], "06:00");
     EXPECT_EQ(five["functions"][1]["class"], "QELTA_PCIDevice");
     EXPECT_EQ(five["functions"][1]["ids"], "8086:1234");
-    EXPECT_EQ(five["functions"][1]["path"], broker::toString(testsupport::devicePath(5, 5, 1)));
+    EXPECT_EQ(five["functions"][1]["path"]["text"], broker::toString(testsupport::devicePath(5, 5, 1)));
+    EXPECT_EQ(document["readings"], 3);
     EXPECT_THAT(locations(document["slots"][2]), IsEmpty());
 }
 
@@ -222,7 +294,7 @@ TEST_F(Tree, WithoutABmcHasNoSlots) {
     ASSERT_THAT(lines, SizeIs(7));
     EXPECT_EQ(lines[1], "├─ system board  2 functions");
     EXPECT_EQ(lines[4], kNoSlots);
-    EXPECT_EQ(lines[6], "CMPI_RC_OK, 0 slots");
+    EXPECT_EQ(lines[6], "CMPI_RC_OK, 0 slots, 2 functions; 3 readings of the SMBIOS table");
     EXPECT_THAT(treeJson(host.directory())["slots"], IsEmpty());
 }
 
@@ -230,7 +302,7 @@ TEST_F(Tree, WithoutFunctionsIsEmpty) {
     host.setHostName("bare").setSmbiosTable(testsupport::slotTable({1}));
     EXPECT_THAT(treeLines(host.directory()),
                 ElementsAre("bare", "├─ system board  0 functions", "└─ slot  1  PCI1  available  32 bit  empty", "",
-                            "CMPI_RC_OK, 1 slot"));
+                            "CMPI_RC_OK, 1 slot, 0 functions; 3 readings of the SMBIOS table"));
 }
 
 TEST_F(Tree, SlotsOfOneNumberShowTheSameFunctionsOnceEach) {
@@ -256,7 +328,48 @@ TEST_F(Tree, IsNotWrittenInMof) {
     const Outcome run = tree(host.directory(), {"--format", "mof"});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_THAT(run.out, IsEmpty());
-    EXPECT_THAT(run.err, AllOf(HasSubstr("--format"), HasSubstr("table or json")));
+    EXPECT_THAT(run.err, AllOf(HasSubstr("--format"), HasSubstr("no tree in mof")));
+}
+
+TEST_F(Tree, AsRecordsHasALineForEachFunctionAndEmptySlot) {
+    testsupport::buildRack(host);
+    const Lines records = treeLines(host.directory(), {"--format", "tsv"});
+    ASSERT_THAT(records, SizeIs(1 + 9 + 1));
+    EXPECT_EQ(records[0],
+              "host\tplace\tnumber\tdesignation\tusage\twidth\tlocation\tclass\tids\tclassCode\tdescription\tpath");
+    EXPECT_THAT(records[1], testing::StartsWith("rack7\tboard\t\t\t\t\t00:00.0\tQELTA_PCIBridge\t"));
+    EXPECT_THAT(records[5], testing::StartsWith("rack7\tslot\t5\tPCI5\tavailable\t32 bit\t05:05.0\tQELTA_PCIBridge\t"));
+    EXPECT_EQ(records[9], "rack7\tslot\t9\tPCI9\tavailable\t32 bit\t\t\t\t\t\t");
+    EXPECT_THAT(records[10], testing::StartsWith("rack7\telsewhere\t\t\t\t\t00:01.0\t"));
+    EXPECT_THAT(treeLines(host.directory(), {"--format", "csv"})[9], "rack7,slot,9,PCI9,available,32 bit,,,,,,");
+
+    const Lines objects = treeLines(host.directory(), {"--format", "jsonl"});
+    ASSERT_THAT(objects, SizeIs(9 + 1));
+    const Json five = Json::parse(objects[4]);
+    EXPECT_EQ(five["number"], 5);
+    EXPECT_EQ(five["path"]["keys"]["DeviceID"], "PCI Bus 5, device 5, function 0");
+    EXPECT_EQ(Json::parse(objects[8])["location"], nullptr);
+}
+
+TEST_F(Tree, ReadsTheTableAsOftenAsItSays) {
+    testsupport::buildRack(host);
+    const Outcome run = tree(host.directory(), {"--trace"});
+    EXPECT_THAT(run.out, testing::EndsWith("; 3 readings of the SMBIOS table\n"));
+    const Lines trace = cimhost::lines(run.err);
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), "open /dev/ipmi0 0x2"), 3);
+}
+
+TEST_F(Tree, ShowsEveryFunctionOfEveryPciDomain) {
+    host.setHostName("domains").setSmbiosTable(testsupport::slotTable({3}));
+    for (int domain = 0; domain < 2; ++domain)
+        host.addFunction(testsupport::deviceAt(3, 3, 0)).addFunction(testsupport::bridgeAt(0, 0, 0));
+    const Json document = treeJson(host.directory());
+    EXPECT_THAT(locations(document["board"]), ElementsAre("00:00.0", "00:00.0"));
+    EXPECT_THAT(locations(document["slots"][0]), ElementsAre("03:03.0", "03:03.0"));
+    const Lines drawn = treeLines(host.directory());
+    EXPECT_THAT(drawn[2], testing::StartsWith("│  └─ 00:00.0  2×  [the same location in 2 PCI domains] "));
+    EXPECT_THAT(drawn[4], testing::StartsWith("   └─ 03:03.0  2×  [the same location in 2 PCI domains] "));
+    EXPECT_EQ(drawn[6], "CMPI_RC_OK, 1 slot, 4 functions; 3 readings of the SMBIOS table");
 }
 
 TEST_F(Tree, TakesNoArgumentAndKnowsLibraryAndTrace) {
@@ -271,7 +384,7 @@ TEST_F(Tree, TakesNoArgumentAndKnowsLibraryAndTrace) {
 TEST_F(Tree, ErrorStatusIsExplainedAndTheExitCode) {
     const Outcome run = tree(host.directory(), {"--library", CIMHOST_FILTER_PROVIDER});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(run.out, testing::EndsWith("CMPI_RC_ERR_NOT_SUPPORTED, 0 slots\n"));
+    EXPECT_THAT(run.out, HasSubstr("\nCMPI_RC_ERR_NOT_SUPPORTED, 0 slots, 0 functions; "));
     EXPECT_THAT(run.err, AllOf(HasSubstr("QELTA_SystemBoard"), HasSubstr("CMPI_RC_ERR_NOT_SUPPORTED")));
 }
 
@@ -285,7 +398,8 @@ class SampleTree : public testing::TestWithParam<std::string> {
 };
 
 TEST_P(SampleTree, FitsOnAScreen) {
-    const Lines lines = treeLines(directory());
+    const Outcome run = runCimhostOnTerminal({"tree", "--host", directory()}, {120, {}});
+    const Lines lines = cimhost::lines(run.out);
     EXPECT_THAT(lines, SizeIs(testing::Le(60U)));
     for (const std::string& line : lines) EXPECT_LE(cimhost::columnsOf(line), 120U) << line;
     EXPECT_THAT(lines, Each(Not(HasSubstr("\\x"))));

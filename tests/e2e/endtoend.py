@@ -115,16 +115,16 @@ class Gets(EndToEnd):
             # The provider answers a get with all instances, of which some object managers pass on the first.
             for object_ in objects[:1] + (objects[1:][-1:] if self.own_server else []):
                 answer = self.ask_about("gi", object_)
-                self.assertEqual(self.check(answer, False, ("get", object_["path"])), 1)
+                self.assertEqual(self.check(answer, False, ("get", object_["text"])), 1)
 
     @unittest.skipUnless(EndToEnd.own_server, "some object managers give the first of all")
     def test_a_view_gives_the_function_with_the_keys(self):
         for class_name in VIEWS:
             function = self.objects(class_name)[-1]
-            view = dict(function, path=function["path"].replace(function["class"], class_name, 1))
+            view = dict(function, text=function["text"].replace(function["class"], class_name, 1))
             view["class"] = class_name
             (_, properties), = self.ask_about("gi", view).instances()
-            (_, expected), = self.cimhost.instances("get", view["path"])
+            (_, expected), = self.cimhost.instances("get", view["text"])
             self.assertEqual(properties, expected)
             self.assertIn(f'CreationClassName="{function["class"]}"', properties)
 
@@ -141,7 +141,7 @@ class Gets(EndToEnd):
     def test_a_property_list_chooses_properties(self):
         slot = self.objects("QELTA_SystemSlot")[0]
         (_, properties), = self.ask_about("gi", slot, arguments=("SlotDesignation",)).instances()
-        whole = self.cimhost.instances("get", slot["path"])[0][1]
+        whole = self.cimhost.instances("get", slot["text"])[0][1]
         self.assertEqual(properties, [each for each in whole if each.startswith("SlotDesignation=")])
 
 
@@ -156,7 +156,7 @@ class Associations(EndToEnd):
                     options = [text for (option, _), value in chosen for text in (option, value)]
                     question = [text for (_, option), value in chosen for text in (option, value)]
                     answer = self.ask_about(operation, source, *options)
-                    found += self.check(answer, names, (command, source["path"], *question))
+                    found += self.check(answer, names, (command, source["text"], *question))
         return found
 
     def sources(self):
@@ -167,10 +167,9 @@ class Associations(EndToEnd):
             found += objects[:1] if len(objects) == 1 else [objects[0], objects[-1]]
         for class_name in VIEWS:
             view = dict(self.objects("QELTA_PCIDevice")[0])
-            view["path"] = view["path"].replace("QELTA_PCIDevice", class_name)
+            view["text"] = view["text"].replace("QELTA_PCIDevice", class_name)
             view["class"] = class_name
-            view["keys"] = [dict(key, value=class_name) if key["name"] == "CreationClassName" else key
-                            for key in view["keys"]]
+            view["keys"] = dict(view["keys"], CreationClassName=class_name)
             found.append(view)
         return found
 
@@ -195,10 +194,10 @@ class Associations(EndToEnd):
     def test_every_slot_leads_to_its_functions_and_every_function_in_it_back_to_the_slot(self):
         linked = 0
         for slot in self.objects("QELTA_SystemSlot"):
-            self.check(self.ask_about("ain", slot), True, ("associator-names", slot["path"]))
-            for function in self.cimhost.ask("associator-names", slot["path"])["names"]:
+            self.check(self.ask_about("ain", slot), True, ("associator-names", slot["text"]))
+            for function in self.cimhost.ask("associator-names", slot["text"])["names"]:
                 back = self.ask_about("ain", function, "-ac", "QELTA_DeviceInSlot", "-arc", "QELTA_SystemSlot").names()
-                expected = self.cimhost.names("associator-names", function["path"], "--assoc-class",
+                expected = self.cimhost.names("associator-names", function["text"], "--assoc-class",
                                               "QELTA_DeviceInSlot", "--result-class", "QELTA_SystemSlot")
                 self.assertEqual(back, expected)
                 linked += len(back)
@@ -267,8 +266,8 @@ class ClassRequests(EndToEnd):
             self.assertEqual(answer.code, 0, answer.err)
             declared = {line[1:].split("=")[0] for line in answer.out.splitlines() if line.startswith("-")}
             instances = self.cimhost.ask("enumerate", class_name)["instances"]
-            delivered = {each["name"] for instance in instances if instance["class"] == class_name
-                         for each in instance["properties"]}
+            delivered = {name for instance in instances if instance["path"]["class"] == class_name
+                         for name in wbem.property_names(instance)}
             self.assertLessEqual(delivered, declared)
             self.assertTrue(declared)
 

@@ -58,7 +58,7 @@ def expected(host):
     """What the provider says without HTTP of the host with a healthy BMC: (slots, names of the functions by slot)."""
     cimhost = wbem.Cimhost(wbem.cimhost_program(), host.directory)
     slots = cimhost.ask("enumerate", "QELTA_SystemSlot")["instances"]
-    functions = {wbem.url_path(slot): cimhost.names("associator-names", slot["path"]) for slot in slots}
+    functions = {wbem.url_path(slot): cimhost.names("associator-names", slot["path"]["text"]) for slot in slots}
     return cimhost.instances("enumerate", "QELTA_SystemSlot"), functions
 
 

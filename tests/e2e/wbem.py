@@ -147,9 +147,16 @@ class Cimhost:
 
 
 def url_path(object_):
-    """The path as wbemcli prints it and takes it, without place: references within it are not quoted."""
-    keys = object_.get("keys") or [each for each in object_["properties"] if each.get("key")]
-    return canonical(object_["class"] + "." + ",".join(f"{key['name']}={_value(key['value'])}" for key in keys))
+    """The path of an instance or a name as wbemcli prints it and takes it, without place: references within it are not
+    quoted."""
+    path = object_.get("path", object_)
+    return canonical(path["class"] + "." + ",".join(f"{name}={_value(value)}" for name, value in path["keys"].items()))
+
+
+def property_names(instance):
+    """Those that are delivered, without the texts that are put beside codes."""
+    return [name for name in instance
+            if name != "path" and not (name.endswith("Text") and name.removesuffix("Text") in instance)]
 
 
 def client_path(object_):
@@ -158,8 +165,8 @@ def client_path(object_):
 
 
 def _properties(instance):
-    return [f"{each['name']}={_value(each['value'])}" for each in instance["properties"]
-            if each["value"] is not None and each["value"] != []]
+    return [f"{name}={_value(instance[name])}" for name in property_names(instance)
+            if instance[name] is not None and instance[name] != []]
 
 
 def _value(value):

@@ -49,13 +49,33 @@ def check_facts(tally, facts):
 
 # --- answers of the command line ---
 
-def value_of(document):
-    return document["path"] if isinstance(document, dict) else document
+class Answer(NamedTuple):
+    """What the command line wrote in MOF."""
+    status: str
+    paths: list        # of a request for names
+    instances: list    # {property: (type, value)}, with the path under "path"
 
 
-def instance_of(document):
-    instance = {entry["name"]: (entry["type"], value_of(entry["value"])) for entry in document["properties"]}
-    return {"path": document["path"], **instance}
+def value_of(literal):
+    """Of a literal: an array is a list, a reference its text."""
+    if literal.startswith("{"):
+        return [value_of(element) for element in re.findall(r'"(?:[^"\\]|\\.)*"|[^{}, ]+', literal)]
+    if literal.startswith('"'):
+        return re.sub(r'\\(["\\])', r"\1", literal[1:-1])
+    return {"NULL": None, "TRUE": True, "FALSE": False}[literal] if literal.isalpha() else int(literal)
+
+
+def answer_of(text):
+    """The status is in the last line; a path stands in a comment before its instance."""
+    comments = re.findall(r"^// (.*)$", text, re.MULTILINE)
+    status = comments[-1].split(",")[0] if comments else None
+    if "\ninstance of " not in text:
+        return Answer(status, [line for line in text.splitlines() if line and not line.startswith("//")], [])
+    instances = []
+    for path, block in zip(comments, text.split("\ninstance of ")[1:]):
+        properties = re.findall(r"^    (\w+) = (.*);  // ([^,\n]*)", block, re.MULTILINE)
+        instances.append({"path": path, **{name: (kind, value_of(literal)) for name, literal, kind in properties}})
+    return Answer(status, [], instances)
 
 
 def kind_of(class_name):
@@ -82,16 +102,15 @@ def check_requests(tally, folder, expected_answers, log):
         arguments = file.read_text().splitlines()
         tally.equal("requests", file.with_suffix(".status").read_text().strip(), "0",
                     f"{name}: {file.with_suffix('.error').read_text().strip()}")
-        document = json.loads(file.with_suffix(".json").read_text() or "{}")
+        answer = answer_of(file.with_suffix(".mof").read_text())
         expected = expected_answers.to(arguments)
-        tally.equal("requests", document.get("status"), "CMPI_RC_OK", name)
+        tally.equal("requests", answer.status, "CMPI_RC_OK", name)
         bits = "32 bits" if "32-" in name else "64 bits"
-        if "names" in document:
-            tally.equal(f"answers of cimhost, {bits}: names in order", [entry["path"] for entry in document["names"]],
+        if "names" in arguments[0]:
+            tally.equal(f"answers of cimhost, {bits}: names in order", answer.paths,
                         [instance["path"] for instance in expected.instances], name)
         else:
-            compare_instances(tally, [instance_of(entry) for entry in document.get("instances", ())],
-                              expected.instances, name)
+            compare_instances(tally, answer.instances, expected.instances, name)
         check_transfers(tally, log.get(name, []), expected.transfers, name)
 
 

@@ -1,0 +1,146 @@
+// What the program makes of terminals: their width, their character set, colours.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "cimhost/text.h"
+#include "program.h"
+#include "terminalrun.h"
+#include "tests/support/machine.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+class TerminalTest : public testing::Test {
+ protected:
+    TerminalTest() { testsupport::buildRack(host); }
+
+    Outcome ask(Arguments arguments, const Terminal& terminal = {}) const {
+        arguments.insert(arguments.end(), {"--host", host.directory()});
+        return runCimhostOnTerminal(arguments, terminal);
+    }
+    std::string devices(const Terminal& terminal, const Arguments& more = {}) const {
+        Arguments arguments = {"enumerate", "QELTA_PCIDevice"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return ask(arguments, terminal).out;
+    }
+    static std::size_t longest(const std::string& text) {
+        std::size_t most = 0;
+        for (const std::string& line : cimhost::lines(text)) most = std::max(most, cimhost::columnsOf(line));
+        return most;
+    }
+
+    testsupport::HostBuilder host;
+};
+
+const Arguments kNoColor = {"--color=never"};
+
+TEST_F(TerminalTest, LinesFitItsWidth) {
+    EXPECT_EQ(longest(devices({75, {}}, kNoColor)), 75U);
+    EXPECT_EQ(longest(devices({77, {}}, kNoColor)), 77U);
+    EXPECT_THAT(devices({75, {}}, kNoColor), HasSubstr("...\n"));
+}
+
+TEST_F(TerminalTest, ColumnsAndTheOptionStandForItsWidth) {
+    EXPECT_EQ(longest(devices({200, {"COLUMNS=76"}}, kNoColor)), 76U);
+    EXPECT_EQ(longest(devices({200, {"COLUMNS=76"}}, {"--color=never", "--width", "75"})), 75U);
+}
+
+TEST_F(TerminalTest, ColumnsThatAreNoPositiveNumberAreIgnored) {
+    for (const char* columns : {"COLUMNS=wide", "COLUMNS=", "COLUMNS=0", "COLUMNS=-5", "COLUMNS=76x", "COLUMNS= 76",
+                                "COLUMNS=99999999999999999999"})
+        EXPECT_EQ(longest(devices({75, {columns}}, kNoColor)), 75U) << columns;
+}
+
+TEST_F(TerminalTest, OfUnknownWidthHasEightyColumns) {
+    EXPECT_EQ(devices({0, {}}), devices({80, {}}));
+}
+
+TEST_F(TerminalTest, NarrowOneKeepsWhatTellsRowsApart) {
+    const std::string shown = ask({"enumerate", "QELTA_DeviceInSlot", "--color=never"}, {40, {}}).out;
+    EXPECT_THAT(shown, AllOf(HasSubstr("function 1"), Not(HasSubstr("..."))));
+}
+
+TEST_F(TerminalTest, WithoutUtf8GetsAscii) {
+    const std::string shown = ask({"tree"}, {80, {"LC_ALL=C"}}).out;
+    EXPECT_THAT(shown, AllOf(HasSubstr("|- "), HasSubstr("`- "), HasSubstr("2x")));
+    for (const char byte : shown) EXPECT_LT(static_cast<unsigned char>(byte), 0x7F);
+    EXPECT_THAT(ask({"tree"}, {80, {"LC_ALL=C.UTF-8"}}).out, AllOf(HasSubstr("├─ "), HasSubstr("2×")));
+}
+
+TEST_F(TerminalTest, GetsColorsUnlessTheyAreUnwanted) {
+    const std::string colored = devices({80, {}});
+    EXPECT_THAT(colored, AllOf(HasSubstr("\x1b[1mLocation "), HasSubstr("\x1b[2mCMPI_RC_OK"), HasSubstr("\x1b[0m")));
+    EXPECT_EQ(devices({80, {}}, {"--color=auto"}), colored);
+    EXPECT_EQ(devices({80, {"NO_COLOR="}}), colored) << "an empty one forbids nothing";
+    for (const Terminal& plain : {Terminal{80, {"NO_COLOR=1"}}, Terminal{80, {"TERM=dumb"}}, Terminal{80, {"TERM="}}}) {
+        EXPECT_THAT(devices(plain), Not(HasSubstr("\x1b")));
+        for (const Arguments& wanted :
+             {Arguments{"--color=always"}, Arguments{"--color", "always"}, Arguments{"--color"}})
+            EXPECT_EQ(devices(plain, wanted), colored);
+    }
+    EXPECT_THAT(devices({80, {}}, kNoColor), Not(HasSubstr("\x1b")));
+}
+
+TEST_F(TerminalTest, OddTextsAreReplacedInEveryFormatMessageAndTrace) {
+    const std::string nasty = "QELTA_\x1b]0;title\x07\xc2\x9b\xe2\x80\xae";
+    for (const char* format : {"table", "mof", "json", "jsonl", "csv", "tsv"}) {
+        const Outcome run = ask({"enumerate", nasty, "--format", format, "--color=never", "--trace"});
+        for (const std::string& text : {run.out, run.err})
+            EXPECT_THAT(text, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\xc2\x9b")),
+                                    Not(HasSubstr("\xe2\x80\xae"))))
+                << format;
+        EXPECT_THAT(run.err, HasSubstr("cimhost: QELTA_\\x1b]0;title\\x07\\xc2\\x9b\\xe2\\x80\\xae: "));
+        EXPECT_THAT(run.err, HasSubstr("classname [QELTA_\\x1b]0;title"));
+    }
+    for (const Arguments& wrong :
+         {Arguments{nasty}, Arguments{"tree", "--format", nasty}, Arguments{"get", "Q." + nasty},
+          Arguments{"tree", "--library", "/" + nasty}, Arguments{"tree", nasty}}) {
+        const Outcome run = runCimhostOnTerminal(wrong, {});
+        EXPECT_EQ(run.exitCode, 2) << run.err;
+        EXPECT_THAT(run.err, AllOf(StartsWith("cimhost: "), HasSubstr("\\x1b]0;title"), Not(HasSubstr("\x1b"))));
+    }
+}
+
+TEST(NoTerminal, LosesNothing) {
+    testsupport::HostBuilder host;
+    testsupport::buildRack(host);
+    for (const char* columns : {"", "40"}) {
+        const Outcome run = runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory()}, {columns, ""});
+        EXPECT_THAT(run.out, AllOf(Not(HasSubstr("...")), Not(HasSubstr("\x1b"))));
+        EXPECT_EQ(run.out,
+                  runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory(), "--width", "100000"}).out)
+            << columns;
+    }
+    const Outcome narrow = runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory(), "--width", "72"});
+    EXPECT_THAT(narrow.out, Not(HasSubstr("...")));
+    for (const std::string& line : cimhost::lines(narrow.out)) EXPECT_LE(cimhost::columnsOf(line), 72U) << line;
+}
+
+TEST(NoTerminal, HasColorsOnRequestAlone) {
+    testsupport::HostBuilder host;
+    const Arguments question = {"enumerate", "QELTA_SystemBoard", "--host", host.directory()};
+    EXPECT_THAT(runCimhost(question).out, Not(HasSubstr("\x1b")));
+    Arguments colored = question;
+    colored.emplace_back("--color");
+    EXPECT_THAT(runCimhost(colored).out, HasSubstr("\x1b[1mProperty"));
+}
+
+TEST(NoTerminal, WidthIsAPositiveNumber) {
+    for (const char* width : {"0", "-1", "wide", "", "1.5"}) {
+        const Outcome run = runCimhost({"tree", "--width", width});
+        EXPECT_EQ(run.exitCode, 2) << width;
+        EXPECT_THAT(run.err, HasSubstr("--width"));
+    }
+}
+
+}  // namespace
