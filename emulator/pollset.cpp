@@ -96,7 +96,7 @@ bool PollSet::pass(Duration deadline, const sigset_t* mask) {
     }
     const Duration now = clock::now();
     if (until != kNever && !host_->device().realWaits()) {
-        clock::advance(std::max(until - now, Duration::zero()));
+        clock::wait(until - now);
         return true;
     }
     return pollFor(others_, std::clamp(until - now, Duration::zero(), kSlice), mask) >= 0;

@@ -133,7 +133,7 @@ class Gets(EndToEnd):
         slot = self.objects("QELTA_SystemSlot")[-1]
         for name in ("Number", "SlotDesignation", "ConnectorType"):
             answer = self.ask_about("gp", slot, arguments=(name,))
-            whole = self.cimhost.instances("get", slot["path"])[0][1]
+            whole = self.cimhost.instances("get", slot["text"])[0][1]
             (expected,) = [each.split("=", 1)[1].strip('"') for each in whole if each.startswith(name + "=")]
             self.assertEqual(answer.out.split("\n")[0], expected)
 

@@ -127,9 +127,9 @@ TEST_F(DescriptorTest, PollOfSeveralFindsTheDeviceAndTheOthers) {
 
 TEST_F(DescriptorTest, PollOfSeveralTakesEmulatedTimeOnly) {
     delayAnswers(3000);
+    const milliseconds begin = emulatedTime();
     ASSERT_EQ(client.send(query()), 0);
     auto items = both();
-    const milliseconds begin = emulatedTime();
     EXPECT_EQ(poll(items.data(), items.size(), 1000), 0);
     EXPECT_EQ(poll(items.data(), items.size(), 5000), 1);
     EXPECT_EQ(items[1].revents, POLLIN);
