@@ -21,7 +21,7 @@ void complain(const std::string& message) {
 
 Tracer makeTracer(bool wanted) {
     if (!wanted) return {};
-    return [](const std::string& line) { std::fputs((line + '\n').c_str(), stderr); };
+    return [](const std::string& line) { std::fputs((printable(line, localeCharset()) + '\n').c_str(), stderr); };
 }
 
 namespace {

@@ -19,7 +19,7 @@ constexpr std::size_t kUsualWidth = 80;
 
 /** A variable's value; empty where it is unset. */
 std::string_view variable(const char* name) {
-    const char* value = std::getenv(name);
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody changes it
     return value != nullptr ? value : "";
 }
 
@@ -51,7 +51,8 @@ std::size_t terminalWidth() {
 }
 
 Charset localeCharset() {
-    return std::string_view(nl_langinfo(CODESET)) == "UTF-8" ? Charset::utf8 : Charset::ascii;
+    const char* name = nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe): main() sets the locale once
+    return std::string_view(name) == "UTF-8" ? Charset::utf8 : Charset::ascii;
 }
 
 TableOptions fitted(TableOptions options, Color color) {
