@@ -6,7 +6,7 @@ add_library(product INTERFACE)
 # <cmpi/...>, which may have to come from another header set.
 function(pciinfo_product_sources folder)
   add_library(product_${folder} OBJECT ${ARGN})
-  target_compile_options(product_${folder} PUBLIC "SHELL:-iquote ${PROJECT_SOURCE_DIR}")
+  target_compile_options(product_${folder} PUBLIC "SHELL:-iquote \"${PROJECT_SOURCE_DIR}\"")
   target_compile_options(product_${folder} PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
   target_link_libraries(product_${folder} PUBLIC cmpi_product PRIVATE pciinfo_warnings)
   target_link_libraries(product INTERFACE product_${folder})

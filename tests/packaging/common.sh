@@ -24,7 +24,7 @@ time_limit=600  # seconds, for every step that could hang
 limited() { timeout "$time_limit" "$@"; }
 
 # cause LOG: the first line that reads like an error, or the last line.
-cause() { grep -m 1 -E '[Ee]rror:|CMake Error|^E: |^FAILED' "$1" || tail -n 1 "$1"; }
+cause() { grep -m 1 -E '[Ee]rror:|CMake Error|^E: ' "$1" || tail -n 1 "$1"; }
 
 # logged LOG COMMAND...: runs it with its output in a file; when it fails, shows the end of that and says why. In front
 # of the command there may be `limited` or `inside`.
