@@ -65,6 +65,15 @@ struct Broker::State {
     std::vector<std::unique_ptr<void, CloseLibrary>> libraries;
     Core core;
 
+    Response enumerate(const ObjectPath& classPath, const dispatch::AskClass& request) const {
+        return dispatch::listed(core, dispatch::enumeration(core, classPath, request));
+    }
+
+    Response associate(const ObjectPath& source, const Filters& filters,
+                       std::optional<std::string> Filters::*association, const dispatch::AskFiltered& request) const {
+        return dispatch::listed(core, dispatch::association(core, source, filters, association, request));
+    }
+
     template <class Slot, class... Arguments>
     Response askInstance(Slot slot, const ObjectPath& path, Arguments... arguments) {
         const Session session(core);
@@ -114,13 +123,13 @@ CMPIAssociationMI* Broker::associationMI() const {
 }
 
 Response Broker::enumerateInstanceNames(const ObjectPath& classPath) {
-    return dispatch::enumeration(state_->core, classPath, [this](const ObjectPath& each) {
+    return state_->enumerate(classPath, [this](const ObjectPath& each) {
         return state_->askInstance(&CMPIInstanceMIFT::enumerateInstanceNames, each);
     });
 }
 
 Response Broker::enumerateInstances(const ObjectPath& classPath) {
-    return dispatch::enumeration(state_->core, classPath, [this](const ObjectPath& each) {
+    return state_->enumerate(classPath, [this](const ObjectPath& each) {
         return state_->askInstance(&CMPIInstanceMIFT::enumerateInstances, each, nullptr);
     });
 }
@@ -150,28 +159,28 @@ Response Broker::execQuery(const ObjectPath& classPath, const std::string& query
 }
 
 Response Broker::associators(const ObjectPath& path, const Filters& filters) {
-    return dispatch::association(state_->core, path, filters, &Filters::assocClass, [&](const Filters& each) {
+    return state_->associate(path, filters, &Filters::assocClass, [&](const Filters& each) {
         return state_->askAssociation(&CMPIAssociationMIFT::associators, path, orNull(each.assocClass),
                                       orNull(each.resultClass), orNull(each.role), orNull(each.resultRole), nullptr);
     });
 }
 
 Response Broker::associatorNames(const ObjectPath& path, const Filters& filters) {
-    return dispatch::association(state_->core, path, filters, &Filters::assocClass, [&](const Filters& each) {
+    return state_->associate(path, filters, &Filters::assocClass, [&](const Filters& each) {
         return state_->askAssociation(&CMPIAssociationMIFT::associatorNames, path, orNull(each.assocClass),
                                       orNull(each.resultClass), orNull(each.role), orNull(each.resultRole));
     });
 }
 
 Response Broker::references(const ObjectPath& path, const Filters& filters) {
-    return dispatch::association(state_->core, path, filters, &Filters::resultClass, [&](const Filters& each) {
+    return state_->associate(path, filters, &Filters::resultClass, [&](const Filters& each) {
         return state_->askAssociation(&CMPIAssociationMIFT::references, path, orNull(each.resultClass),
                                       orNull(each.role), nullptr);
     });
 }
 
 Response Broker::referenceNames(const ObjectPath& path, const Filters& filters) {
-    return dispatch::association(state_->core, path, filters, &Filters::resultClass, [&](const Filters& each) {
+    return state_->associate(path, filters, &Filters::resultClass, [&](const Filters& each) {
         return state_->askAssociation(&CMPIAssociationMIFT::referenceNames, path, orNull(each.resultClass),
                                       orNull(each.role));
     });

@@ -52,12 +52,30 @@ Response perReference(const Core& core, const ObjectPath& source, Filters filter
     return all;
 }
 
-}  // namespace
+ObjectPath listed(const Core& core, ObjectPath path);
 
-Response enumeration(const Core& core, const ObjectPath& classPath, const AskClass& ask) {
-    if (!core.dispatches(manners::kEnumerationDescends) || core.classes.find(classPath.className) == nullptr) {
-        return ask(classPath);
+/** Does the same with the paths among the values. */
+void listReferences(const Core& core, std::vector<Property>& properties) {
+    for (Property& property : properties) {
+        const auto* reference = std::get_if<std::shared_ptr<ObjectPath>>(&property.value.data);
+        if (reference != nullptr) property.value = Value::reference(listed(core, **reference));
     }
+}
+
+/** The path with its keys in the order in which the manager lists them. */
+ObjectPath listed(const Core& core, ObjectPath path) {
+    listReferences(core, path.keys);
+    const Classes::Declaration declaration = core.classes.find(path.className);
+    if (declaration == nullptr) return path;
+    const auto isInherited = [&](const Property& key) {
+        const PropertyDeclaration* property = declaration->property(key.name);
+        return property != nullptr && property->isInherited;
+    };
+    std::reverse(path.keys.begin(), std::stable_partition(path.keys.begin(), path.keys.end(), isInherited));
+    return path;
+}
+
+Response descend(const Core& core, const ObjectPath& classPath, const AskClass& ask) {
     Response all;
     for (const std::string& name : core.classes.concreteFrom(classPath.className)) {
         ObjectPath path = classPath;
@@ -65,6 +83,14 @@ Response enumeration(const Core& core, const ObjectPath& classPath, const AskCla
         append(all, ask(path));
     }
     return all;
+}
+
+}  // namespace
+
+Response enumeration(const Core& core, const ObjectPath& classPath, const AskClass& ask) {
+    const bool descends =
+        core.dispatches(manners::kEnumerationDescends) && core.classes.find(classPath.className) != nullptr;
+    return descends ? descend(core, classPath, ask) : ask(classPath);
 }
 
 Response got(const Core& core, const ObjectPath& path, Response delivered) {
@@ -101,6 +127,16 @@ ObjectPath arrived(const Core& core, ObjectPath path) {
         }
     }
     return path;
+}
+
+Response listed(const Core& core, Response response) {
+    if (core.dispatches(manners::kOrderOfKeys) == manners::Order::asMade) return response;
+    for (Instance& instance : response.instances) {
+        instance.path = listed(core, std::move(instance.path));
+        listReferences(core, instance.properties);
+    }
+    for (ObjectPath& path : response.paths) path = listed(core, std::move(path));
+    return response;
 }
 
 }  // namespace broker::dispatch

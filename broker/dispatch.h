@@ -28,6 +28,9 @@ Response association(const Core& core, const ObjectPath& source, const Filters& 
 /** A path as clients' requests bring it. */
 ObjectPath arrived(const Core& core, ObjectPath path);
 
+/** What was delivered as clients get it: with the keys of its paths in the manager's order. */
+Response listed(const Core& core, Response response);
+
 }  // namespace broker::dispatch
 
 #endif

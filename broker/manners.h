@@ -72,6 +72,12 @@ enum class Dispatch {
     perReference,  // once for every association class with a reference that fits the source's class, which is set
 };
 
+/** In which order the keys of a delivered path are listed. */
+enum class Order {
+    asMade,
+    inheritedReversed,  // those that the class inherits first, the last of them in front
+};
+
 using Choice = Row<bool>;
 using Verdicts = Row<Verdict>;
 
@@ -119,6 +125,7 @@ constexpr Choice kIntegerKeysWidened       { false,             true,           
 constexpr Choice kGetGivesFirst            { false,             true,               true,                   false };
 /** An enumeration asks for the class and each below it that is not abstract, by its own name. */
 constexpr Choice kEnumerationDescends      { false,             true,               true,                   false };
+constexpr Row<Order> kOrderOfKeys          { Order::asMade,     Order::inheritedReversed, Order::asMade,    Order::asMade };
 constexpr Row<Dispatch> kAssociationDispatch { Dispatch::asAsked, Dispatch::byFilter, Dispatch::perReference, Dispatch::asAsked };
 // clang-format on
 

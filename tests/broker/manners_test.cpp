@@ -459,6 +459,33 @@ TEST_P(RequestMannersTest, AnEnumerationOfASuperclassAsksForEachClassBelow) {
                 ElementsAre("enumerateInstances Test_Unknown - - - -"));
 }
 
+TEST_P(RequestMannersTest, InheritedKeysAreListedInReverseOrder) {
+    const ObjectPath made{
+        "root/kavix",
+        "Test_Inner",
+        {{"Id", Value::string("i")}, {"Place", Value::string("p")}, {"Number", Value::uint(CMPI_uint32, 1)}}};
+    ObjectPath listed = made;
+    std::swap(listed.keys[0], listed.keys[1]);
+    const auto around = [](const ObjectPath& part) {
+        return ObjectPath{"root/kavix", "Test_InSlot", {{"Part", Value::reference(part)}}};
+    };
+    tiny::behave([&](const Asked& asked) {
+        const Broker::Scope objects(broker);
+        asked.result->ft->returnObjectPath(asked.result, Broker::Scope(broker).make(made));
+        asked.result->ft->returnObjectPath(asked.result, Broker::Scope(broker).make(around(made)));
+        asked.result->ft->returnInstance(asked.result, Broker::Scope(broker).make(Instance{made, {}}));
+        return tiny::ok;
+    });
+    const ObjectPath expected = under(Row<ObjectPath>{made, listed, made, made});
+    for (const Response& response :
+         {broker.enumerateInstances(classPath("Test_Class")), broker.associators(classPath("Test_Class"), {})}) {
+        ASSERT_GE(response.paths.size(), 2U);
+        EXPECT_EQ(response.paths[0], expected);
+        EXPECT_EQ(response.paths[1], around(expected));
+        EXPECT_EQ(response.instances.at(0).path, expected);
+    }
+}
+
 TEST_P(RequestMannersTest, IntegerKeysArriveInSixtyFourBits) {
     std::vector<CMPIType> types;
     tiny::behave([&](const Asked& asked) {
