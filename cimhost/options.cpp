@@ -13,6 +13,12 @@ const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof"
 const std::map<std::string, Color> kColors = {
     {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
 
+std::vector<std::string> mannersNames() {
+    std::vector<std::string> names;
+    for (const broker::Manners each : broker::allManners()) names.push_back(broker::nameOf(each));
+    return names;
+}
+
 }  // namespace
 
 bool isColor(const std::string& name) {
@@ -27,6 +33,12 @@ void addGeneralOptions(CLI::App& app, Settings& settings) {
     app.add_option("--library", settings.surroundings.library,
                    "The provider's library; without it the one of the build tree, else the installed one")
         ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--manners",
+           [&settings](const std::string& name) { settings.surroundings.manners = broker::mannersNamed(name); },
+           "The object manager that asks: sfcb, pegasus, strict; default standard, as DSP0200 has it")
+        ->type_name("NAME")
+        ->check(CLI::IsMember(mannersNames()).description(""));
     app.add_option_function<std::string>(
            "--format", [&settings](const std::string& name) { settings.format = kFormats.at(name); },
            "How the answer is written: table (default), json, jsonl, csv, tsv or mof")

@@ -6,6 +6,8 @@
 #include "cimhost/library.h"
 #include "cimhost/stdoutcapture.h"
 #include "cimhost/text.h"
+#include "schema/declaration.h"
+#include "schema/embedded.h"
 
 namespace cimhost {
 
@@ -19,8 +21,11 @@ std::string libraryToLoad(const std::string& named) {
 
 }  // namespace
 
-Session::Session(const Surroundings& surroundings, Tracer tracer) : tracer_(std::move(tracer)) {
+Session::Session(const Surroundings& surroundings, Tracer tracer)
+    : tracer_(std::move(tracer)), broker_(surroundings.manners) {
     openHost(surroundings);
+    // Without manners of its own an object manager shows just what the provider sets.
+    if (surroundings.manners != broker::Manners::standard) schema::declareTo(broker_, schema::declared());
     broker_.load(libraryToLoad(surroundings.library));
 }
 
@@ -28,6 +33,8 @@ Answer Session::ask(const Question& question) {
     StdoutCapture capture;
     Answer answer = question.ask(broker_);
     for (const std::string& line : lines(capture.finish())) trace("stdout: " + line);
+    for (const std::string& complaint : broker_.complaints()) trace("refused: " + complaint);
+    broker_.clearComplaints();
     return answer;
 }
 

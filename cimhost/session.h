@@ -14,9 +14,10 @@ namespace cimhost {
 
 /** Where the provider comes from and which machine it is to see. */
 struct Surroundings {
-    std::string library;        // empty: the library is looked for, see libraryPlaces()
-    std::string hostDirectory;  // empty: the machine as it is
-    bool realWaits = false;     // an emulated host's waits take their time
+    std::string library;                                  // empty: the library is looked for, see libraryPlaces()
+    std::string hostDirectory;                            // empty: the machine as it is
+    bool realWaits = false;                               // an emulated host's waits take their time
+    broker::Manners manners = broker::Manners::standard;  // of the object manager that asks
 };
 
 /** Takes one line at a time of what the provider does, ready to be shown. May be called from any thread. */
@@ -28,7 +29,10 @@ class Session {
     /** An empty tracer: no trace. Throws std::runtime_error when the host is no good or the library does not load. */
     explicit Session(const Surroundings& surroundings, Tracer tracer = {});
 
-    /** What the provider writes to standard output meanwhile goes to the trace. Exceptions of the provider pass. */
+    /**
+     * What the provider writes to standard output meanwhile goes to the trace, and so does what the object manager
+     * refuses. Exceptions of the provider pass.
+     */
     Answer ask(const Question& question);
 
     /** For requests side by side; what the provider writes to standard output is left alone then. */

@@ -83,6 +83,41 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
     }
 }
 
+/** What clients are answered under the manners of an object manager. */
+struct MannersRow {
+    const char* manners;
+    const char* tagOfSlotNine;      // of the slot got as that with the number 9
+    std::size_t boardsOfADevice;    // with the board's class as result class
+    std::size_t functionsByTheWay;  // that the board has by the slots' association class
+    std::size_t functions;          // of the class above devices and bridges
+};
+
+TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
+    const MannersRow rows[] = {{"standard", "System Slot 9", 1, 4, 9},
+                               {"sfcb", "System Slot 5", 1, 4, 9},
+                               {"pegasus", "System Slot 5", 2, 0, 9}};
+    for (const MannersRow& row : rows) {
+        SCOPED_TRACE(row.manners);
+        RunningCimhost program(arguments({"--manners", row.manners}));
+        const std::uint16_t port = portOf(program);
+        const client::Answer got = ask(port, "GetInstance", client::instanceName("InstanceName", slotPath(9)));
+        EXPECT_EQ(got.result.child("INSTANCE").find_child_by_attribute("PROPERTY", "NAME", "Tag").child_value("VALUE"),
+                  std::string(row.tagOfSlotNine));
+        const auto count = [&](const std::string& operation, const std::string& parameters) {
+            return client::children(ask(port, operation, parameters).result).size();
+        };
+        EXPECT_EQ(count("AssociatorNames", client::instanceName("ObjectName", devicePath(3, 3, 0)) +
+                                               client::className("ResultClass", "QELTA_SystemBoard")),
+                  row.boardsOfADevice);
+        EXPECT_EQ(count("AssociatorNames", client::instanceName("ObjectName", boardPath()) +
+                                               client::className("AssocClass", "QELTA_DeviceInSlot")),
+                  row.functionsByTheWay);
+        EXPECT_EQ(count("EnumerateInstances", client::className("ClassName", "QELTA_Controller")), row.functions);
+        program.signal(SIGTERM);
+        EXPECT_EQ(program.end().exitCode, 0);
+    }
+}
+
 TEST_F(Serve, TheTraceShowsWhatTheProviderDoesAndWhatWasAnswered) {
     RunningCimhost program(arguments({"--trace"}));
     const std::uint16_t port = portOf(program);
