@@ -17,6 +17,7 @@ using clock::kNever;
 
 // Another thread's request can bring a message at any time: a wait in earnest looks for it this often.
 constexpr Duration kSlice = std::chrono::milliseconds(10);
+constexpr int kPieces = 16;
 
 int pollFor(std::vector<pollfd>& items, Duration duration, const sigset_t* mask) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
@@ -96,7 +97,9 @@ bool PollSet::pass(Duration deadline, const sigset_t* mask) {
     }
     const Duration now = clock::now();
     if (until != kNever && !host_->device().realWaits()) {
-        clock::wait(until - now);
+        // In pieces: where other threads go on meanwhile, their messages and the other descriptors count too.
+        const Duration left = until - now;
+        clock::wait(std::min(left, std::max(left / kPieces, kSlice)));
         return true;
     }
     return pollFor(others_, std::clamp(until - now, Duration::zero(), kSlice), mask) >= 0;

@@ -138,6 +138,20 @@ TEST_F(DescriptorTest, PollOfSeveralTakesEmulatedTimeOnly) {
     EXPECT_EQ(host.eventsOf<Waited>()[0].timeoutMs, 1000);
 }
 
+TEST_F(DescriptorTest, PollOfSeveralEndsSoonAfterABusyThreadsInput) {
+    auto items = both();
+    const milliseconds begin = emulatedTime();
+    std::thread busy([this] {
+        const auto start = std::chrono::system_clock::now();
+        while (std::chrono::system_clock::now() - start < milliseconds(30)) continue;
+        other.fill();
+    });
+    EXPECT_EQ(poll(items.data(), items.size(), 60000), 1);
+    EXPECT_EQ(items[0].revents, POLLIN);
+    EXPECT_LT(emulatedTime() - begin, milliseconds(30000));
+    busy.join();
+}
+
 TEST_F(DescriptorTest, PollOfSeveralWithoutEndWaitsForTheOthers) {
     auto items = both();
     const Meanwhile writer([this] { other.fill(); });
