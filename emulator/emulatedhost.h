@@ -113,7 +113,8 @@ std::string describe(const Event& event);
  *
  * Preloaded into a foreign process, the library makes such an object by itself from the environment: EMULATED_HOST is
  * the directory, EMULATED_HOST_TRACE a file to which every event is appended as it happens (one line each), and
- * EMULATED_HOST_WAITS says `real` or `virtual`. No events are kept then, so that the process can live as long as it likes.
+ * EMULATED_HOST_WAITS says `real` or `virtual`. No events are kept then, so that the process can live as long as it
+ * likes.
  */
 class EmulatedHost {
  public:

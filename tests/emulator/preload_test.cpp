@@ -76,8 +76,8 @@ TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
 
 TEST_F(PreloadTest, AProcessThatLivesLongDoesNotGrow) {
     // AddressSanitizer's runtime, where it is loaded, holds on to memory that was freed.
-    const Outcome outcome = run("ASAN_OPTIONS=quarantine_size_mb=1 EMULATED_HOST='" + host.directory() +
-                                "' LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM " 100000");
+    const Outcome outcome = run("ASAN_OPTIONS=quarantine_size_mb=0:thread_local_quarantine_size_kb=0 EMULATED_HOST='" +
+                                host.directory() + "' LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM " 100000");
     ASSERT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_LT(std::stol(outcome.output), 4096) << "kB, for 400000 events";
 }
