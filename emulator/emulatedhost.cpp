@@ -44,6 +44,10 @@ void EmulatedHost::setRealWaits(bool real) {
     state_->device().setRealWaits(real);
 }
 
+void EmulatedHost::setCatalogue(const std::string& directory) {
+    state_->setCatalogue(directory);
+}
+
 void EmulatedHost::onEvent(std::function<void(const Event&)> listener) {
     state_->onEvent(std::move(listener));
 }

@@ -37,6 +37,7 @@ struct DeviceOpened {
     std::string path;
     int flags = 0;
     bool ok = false;
+    int error = 0;  // why it failed (an errno value)
 };
 
 struct DeviceClosed {};
@@ -139,6 +140,8 @@ class EmulatedHost {
     /** No device at either path. */
     void removeDevice(bool removed);
     void setRealWaits(bool real);
+    /** The files of this directory stand in for those of /etc/vmware. */
+    void setCatalogue(const std::string& directory);
     /**
      * Called for every event as it happens, from the thread that causes it. What it calls itself reaches the machine.
      * The thread sanitizer does not see the locks that it takes for a Waited event, since its poll() is under way then.

@@ -193,6 +193,10 @@ bool Host::waitsForNothing() {
 }
 
 std::string Host::realPath(const char* path) const {
+    if (isBelow(path, kCatalogues)) {
+        const std::lock_guard<Mutex> lock(mutex_);
+        if (!catalogue_.empty()) return catalogue_ + (path + std::strlen(kCatalogues));
+    }
     return directory_ + path;
 }
 
@@ -253,8 +257,9 @@ int Host::open(const char* path, int flags, unsigned mode) {
 int Host::openDevice(const char* path, int flags) {
     std::shared_ptr<DeviceSession> session;
     const int descriptor = openSession(path, flags, session);
+    const int error = descriptor < 0 ? errno : 0;
     failedOpenSerial = descriptor < 0 ? activeSerial.load() : 0;
-    record(DeviceOpened{path, flags, descriptor >= 0});
+    record(DeviceOpened{path, flags, descriptor >= 0, error});
     if (descriptor >= 0) {
         const std::lock_guard<Mutex> lock(mutex_);
         sessions_[descriptor] = std::move(session);
@@ -424,6 +429,11 @@ void Host::failHostName(bool fails) {
 void Host::useSecondDevice(bool second) {
     const std::lock_guard<Mutex> lock(mutex_);
     secondDevice_ = second;
+}
+
+void Host::setCatalogue(const std::string& directory) {
+    const std::lock_guard<Mutex> lock(mutex_);
+    catalogue_ = directory;
 }
 
 void Host::onEvent(Listener listener) {

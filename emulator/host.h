@@ -81,6 +81,7 @@ class Host : public std::enable_shared_from_this<Host> {
     void setHostName(const std::string& name);
     void failHostName(bool fails);
     void useSecondDevice(bool second);
+    void setCatalogue(const std::string& directory);
     void onEvent(std::function<void(const Event&)> listener);
     void onFileOpen(std::function<void(const std::string&)> hook);
     std::vector<Event> events() const;
@@ -106,6 +107,7 @@ class Host : public std::enable_shared_from_this<Host> {
     std::optional<std::string> hostName_;
     bool hostNameFails_ = false;
     bool secondDevice_ = false;
+    std::string catalogue_;  // empty: the host directory's own
     std::shared_ptr<const Listener> listener_;
     std::shared_ptr<const Hook> hook_;
     bool keepEvents_ = true;
