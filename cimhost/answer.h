@@ -1,6 +1,7 @@
 #ifndef PCIINFO_CIMHOST_ANSWER_H
 #define PCIINFO_CIMHOST_ANSWER_H
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -16,6 +17,8 @@ using Names = std::vector<broker::ObjectPath>;
 struct Answer {
     CMPIrc status = CMPI_RC_OK;
     std::variant<Instances, Names> objects;
+    // Set where the object that the question is about does not exist: those of its class that do.
+    std::optional<Names> existing = std::nullopt;
 };
 
 /** "CMPI_RC_OK, 18 instances"; names are counted as "names". */

@@ -28,6 +28,12 @@ struct Settings {
 /** Writes what went wrong to standard error. */
 void complain(const std::string& message);
 
+/**
+ * Writes an answer to standard output. Whoever reads it may have seen enough of it (a closed pipe); anything else that
+ * stops it is complained about, and false returned.
+ */
+bool print(const std::string& text);
+
 /** Writes lines to standard error, if a trace is wanted. */
 Tracer makeTracer(bool wanted);
 

@@ -3,6 +3,9 @@
 #include <memory>
 #include <stdexcept>
 
+#include "cimhost/classes.h"
+#include "cimhost/options.h"
+#include "cimhost/samplelist.h"
 #ifdef CIMHOST_SERVE
 #include "cimhost/serve.h"
 #endif
@@ -14,14 +17,18 @@ namespace {
 /** Which filters a command takes. */
 enum class FilterOptions { none, ofReferences, ofAssociators };
 
+/** What a command's answer may have functions chosen from. */
+enum class Chosen { nothing, names, instances };
+
 /** A command that puts one question about what its one argument names; an argument that is no good throws. */
 struct Command {
     const char* name;
     const char* description;
-    const char* argument;
-    const char* argumentDescription;
+    const char* argument;  // kClassType or kObjectType
     FilterOptions filters;
+    Chosen chosen;
     Question (*makeQuestion)(const std::string&, const broker::Filters&);
+    const char* examples;
 };
 
 template <Question (*make)(const std::string&)>
@@ -29,55 +36,149 @@ Question unfiltered(const std::string& argument, const broker::Filters&) {
     return make(argument);
 }
 
-constexpr const char* kSourceDescription = "e.g. 'QELTA_SystemSlot.Tag=\"System Slot 3\"'";
+template <Question (*make)(const std::string&)>
+Question ofClass(const std::string& argument, const broker::Filters&) {
+    return make(wholeClassName(argument));
+}
 
 constexpr Command kCommands[] = {
-    {"enumerate", "The instances of a class", "CLASS", "e.g. QELTA_PCIDevice", FilterOptions::none,
-     unfiltered<enumerateInstances>},
-    {"names", "The object paths of a class's instances", "CLASS", "e.g. QELTA_SystemSlot", FilterOptions::none,
-     unfiltered<enumerateNames>},
-    {"get", "All about the instances that have the keys of an object path", "PATH",
-     "e.g. 'QELTA_SystemSlot.Tag=\"System Slot 3\"'; not every key need be there", FilterOptions::none,
-     unfiltered<getInstance>},
-    {"associators", "The objects that are associated with one", "PATH", kSourceDescription,
-     FilterOptions::ofAssociators, associators},
-    {"associator-names", "The object paths of these", "PATH", kSourceDescription, FilterOptions::ofAssociators,
-     associatorNames},
-    {"references", "The associations that refer to an object", "PATH", kSourceDescription, FilterOptions::ofReferences,
-     references},
-    {"reference-names", "The object paths of these", "PATH", kSourceDescription, FilterOptions::ofReferences,
-     referenceNames},
+    {"enumerate", "The instances of a class", kClassType, FilterOptions::none, Chosen::instances,
+     ofClass<enumerateInstances>,
+     "  cimhost enumerate QELTA_SystemSlot --host dell-t440\n"
+     "  cimhost enumerate pcidevice -d 8086: --host dell-t440\n"},
+    {"names", "The object paths of a class's instances", kClassType, FilterOptions::none, Chosen::names,
+     ofClass<enumerateNames>, "  cimhost names QELTA_PCIBridge --host lenovo-90g0 --format json\n"},
+    {"get", "All about one object", kObjectType, FilterOptions::none, Chosen::nothing, unfiltered<getInstance>,
+     "  cimhost get 16:01.0 --host dell-t440\n"
+     "  cimhost get 'QELTA_SystemSlot.Tag=\"System Slot 3\"' --host dell-t440\n"},
+    {"associators", "The objects that are associated with one, e.g. the functions in a slot", kObjectType,
+     FilterOptions::ofAssociators, Chosen::instances, associators,
+     "  cimhost associators 5 --host dell-t440\n"
+     "  cimhost associators 16:01.0 --assoc-class DeviceInSlot --host dell-t440\n"},
+    {"associator-names", "The object paths of these", kObjectType, FilterOptions::ofAssociators, Chosen::names,
+     associatorNames, "  cimhost associator-names board --host dell-t440\n"},
+    {"references", "The associations that refer to an object", kObjectType, FilterOptions::ofReferences,
+     Chosen::nothing, references, "  cimhost references 5 --host dell-t440\n"},
+    {"reference-names", "The object paths of these", kObjectType, FilterOptions::ofReferences, Chosen::nothing,
+     referenceNames, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
 };
 
+/** A class that can be asked for without its name. */
+struct ShortForm {
+    const char* name;
+    const char* description;
+    const char* className;
+    Chosen chosen;
+    const char* examples;
+};
+
+constexpr ShortForm kShortForms[] = {
+    {"slots", "The system slots (enumerate QELTA_SystemSlot)", "QELTA_SystemSlot", Chosen::nothing,
+     "  cimhost slots --host dell-t440\n"},
+    {"devices", "The PCI functions but bridges (enumerate QELTA_PCIDevice)", "QELTA_PCIDevice", Chosen::instances,
+     "  cimhost devices --host dell-t440\n"
+     "  cimhost devices -s 16: --class 0880 --host dell-t440\n"},
+    {"bridges", "The PCI bridges (enumerate QELTA_PCIBridge)", "QELTA_PCIBridge", Chosen::instances,
+     "  cimhost bridges -d 8086: --host lenovo-90g0\n"},
+    {"board", "The system board (enumerate QELTA_SystemBoard)", "QELTA_SystemBoard", Chosen::nothing,
+     "  cimhost board --host dell-t440\n"},
+};
+
+std::string withExamples(const char* examples) {
+    return std::string("Examples:\n") + examples;
+}
+
+/** Calls `work`; what it says is wrong with an argument becomes an error of that name. */
+template <class Work>
+void checked(const std::string& name, Work work) {
+    try {
+        work();
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError(name, error.what());
+    }
+}
+
 /** A filter that is not given is null to the provider, one that is given as an empty text is an empty text. */
-void addFilter(CLI::App& command, const char* option, std::optional<std::string>& filter, const char* description) {
+void addFilter(CLI::App& command, const char* option, const char* type, std::optional<std::string>& filter,
+               const char* description) {
     command
         .add_option_function<std::string>(
             option, [&filter](const std::string& text) { filter = text; }, description)
-        ->type_name("TEXT");
+        ->type_name(type);
 }
 
 void addFilters(CLI::App& command, broker::Filters& filters, FilterOptions wanted) {
     if (wanted == FilterOptions::none) return;
-    addFilter(command, "--result-class", filters.resultClass, "The class of what is asked for");
-    addFilter(command, "--role", filters.role, "The role of the object in the association");
+    addFilter(command, "--result-class", kClassType, filters.resultClass, "The class of what is asked for");
+    addFilter(command, "--role", "ROLE", filters.role, "The role of the object in the association");
     if (wanted == FilterOptions::ofReferences) return;
-    addFilter(command, "--assoc-class", filters.assocClass, "The class of the association");
-    addFilter(command, "--result-role", filters.resultRole, "The role of what is asked for");
+    addFilter(command, "--assoc-class", kClassType, filters.assocClass, "The class of the association");
+    addFilter(command, "--result-role", "ROLE", filters.resultRole, "The role of what is asked for");
+}
+
+/** An option that chooses functions by one of the selection's setters. */
+void addSelection(CLI::App& command, const std::string& name, const char* type, Selection& selection,
+                  void (Selection::*choose)(const std::string&), const std::string& description) {
+    const auto take = [&selection, choose, name](const std::string& text) {
+        checked(name.substr(0, name.find(',')), [&] { (selection.*choose)(text); });
+    };
+    command.add_option_function<std::string>(name, take, description)->type_name(type);
+}
+
+void addSelections(CLI::App& command, Selection& selection, Chosen chosen) {
+    if (chosen == Chosen::nothing) return;
+    addSelection(command, "-s,--location", "[[BUS]:][DEVICE][.FUNC]", selection, &Selection::byLocation,
+                 "Only functions there, in hexadecimal as for lspci");
+    if (chosen == Chosen::names) return;
+    addSelection(command, "-d,--id", "[VENDOR]:[DEVICE][:CLASS]", selection, &Selection::byId,
+                 "Only functions with these numbers, in hexadecimal as for lspci");
+    addSelection(command, "--class", "BASE[SUB]", selection, &Selection::byClass,
+                 "Only functions of this base class and subclass, in hexadecimal, e.g. 02 or 0200");
+}
+
+/** The question, of whose answer the chosen functions are kept where any were chosen. */
+Question choosing(Question question, const Selection& selection) {
+    return selection.choosesAny() ? selected(std::move(question), selection) : question;
+}
+
+void refuseSelectionOf(const std::string& className, const Selection& selection) {
+    if (selection.choosesAny() && isServed(className) && !hasFunctions(className))
+        throw CLI::ValidationError(className, "functions are chosen by -s, -d and --class; it has none");
+}
+
+/** A filter's class may be named in short as well. */
+broker::Filters withWholeClassNames(broker::Filters filters) {
+    for (auto* name : {&filters.assocClass, &filters.resultClass})
+        if (*name) *name = wholeClassName(**name);
+    return filters;
 }
 
 void addCommand(CLI::App& app, Request& request, const Command& command) {
-    const auto ask = [&request, &command] {
-        try {
-            request.question = command.makeQuestion(request.argument, request.filters);
-        } catch (const std::invalid_argument& error) {
-            throw CLI::ValidationError(command.argument, error.what());
-        }
-    };
-    CLI::App* added = app.add_subcommand(command.name, command.description);
-    added->add_option(command.argument, request.argument, command.argumentDescription)->type_name("")->required();
+    CLI::App* added = app.add_subcommand(command.name, command.description)->footer(withExamples(command.examples));
+    const bool takesClass = std::string(command.argument) == kClassType;
+    added
+        ->add_option(command.argument, request.argument,
+                     takesClass ? "One of those below"
+                                : "A slot's number (5), a function's location (16:01.0), \"board\", or an object path: "
+                                  "a class and the keys that matter")
+        ->type_name("")
+        ->required();
     addFilters(*added, request.filters, command.filters);
-    added->callback(ask);
+    addSelections(*added, request.selection, command.chosen);
+    added->callback([&request, &command, takesClass] {
+        if (takesClass) refuseSelectionOf(wholeClassName(request.argument), request.selection);
+        checked(command.argument, [&] {
+            request.question = choosing(command.makeQuestion(request.argument, withWholeClassNames(request.filters)),
+                                        request.selection);
+        });
+    });
+}
+
+void addShortForm(CLI::App& app, Request& request, const ShortForm& form) {
+    CLI::App* added = app.add_subcommand(form.name, form.description)->footer(withExamples(form.examples));
+    addSelections(*added, request.selection, form.chosen);
+    added->callback(
+        [&request, &form] { request.question = choosing(enumerateInstances(form.className), request.selection); });
 }
 
 void addTree(CLI::App& app, Request& request) {
@@ -88,10 +189,12 @@ void addTree(CLI::App& app, Request& request) {
             request.run = runTree;
         })
         ->footer(
-            "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their\n"
-            "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1).\n"
-            "3x tells how many functions a line stands for. With --all every function has a line of its own.\n"
-            "There is no tree in mof.");
+            "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their "
+            "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1). 3x "
+            "tells how many functions a line stands for. With --all every function has a line of its own.\n"
+            "There is no tree in mof.\n\n"
+            "Example:\n"
+            "  cimhost tree --host dell-t440");
 }
 
 #ifdef CIMHOST_SERVE
@@ -104,17 +207,30 @@ void addServe(CLI::App& app, Request& request) {
     command->add_option("--port", options->http.port, "Port to listen at; default 5988, 0: any that is free")
         ->type_name("PORT");
     command->add_flag("--log", options->log, "Show a line for each request on standard error");
+    command->footer(withExamples("  cimhost serve --host dell-t440 --log\n"));
     command->callback([&request, options] {
         request.run = [options](const Settings& settings) { return serve(settings, *options); };
     });
 }
 #endif
 
+void addSamples(CLI::App& app, Request& request) {
+    app.add_subcommand("samples", "The sample machines, for --host")
+        ->callback([&request] {
+            if (request.settings.format != Format::table && request.settings.format != Format::json)
+                throw CLI::ValidationError("--format", "sample machines are listed as table or json");
+            request.run = listSamples;
+        })
+        ->footer(withExamples("  cimhost samples\n  cimhost tree --host dell-t440\n"));
+}
+
 }  // namespace
 
 void addCommands(CLI::App& app, Request& request) {
-    for (const Command& command : kCommands) addCommand(app, request, command);
+    for (const ShortForm& form : kShortForms) addShortForm(app, request, form);
     addTree(app, request);
+    for (const Command& command : kCommands) addCommand(app, request, command);
+    addSamples(app, request);
 #ifdef CIMHOST_SERVE
     addServe(app, request);
 #endif

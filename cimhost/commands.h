@@ -10,6 +10,7 @@
 #include "broker/broker.h"
 #include "cimhost/command.h"
 #include "cimhost/question.h"
+#include "cimhost/selection.h"
 
 namespace cimhost {
 
@@ -18,6 +19,7 @@ struct Request {
     Settings settings;
     std::string argument;  // of the command
     broker::Filters filters;
+    Selection selection;
     std::optional<Question> question;
     std::function<ExitCode(const Settings&)> run;  // of commands that put no question
 };

@@ -20,13 +20,13 @@ bool exists(const fs::path& path) {
     return fs::exists(path, ignored);
 }
 
+}  // namespace
+
 fs::path programDirectory() {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     return error ? fs::current_path() : program.parent_path();
 }
-
-}  // namespace
 
 std::vector<fs::path> libraryPlaces() {
     const fs::path buildTree = programDirectory().parent_path() / "lib";

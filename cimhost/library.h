@@ -6,6 +6,9 @@
 
 namespace cimhost {
 
+/** The directory of the running program. */
+std::filesystem::path programDirectory();
+
 /**
  * Where the provider's library is looked for, in this order: the build tree of the running program, where an
  * installation puts it beside the running program, where object managers customarily have it.

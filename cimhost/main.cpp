@@ -1,27 +1,25 @@
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <clocale>
 #include <csignal>
 #include <exception>
+#include <iostream>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "cimhost/commands.h"
+#include "cimhost/completion.h"
+#include "cimhost/helpformat.h"
 #include "cimhost/options.h"
 #include "cimhost/terminal.h"
-#include "cimhost/text.h"
 
 namespace {
-
-std::string failureMessage(const CLI::App* app, const CLI::Error& error) {
-    // An unknown command is left over, and the lack of a known one is what is complained about.
-    const std::vector<std::string> rest = app->remaining();
-    const bool unknownCommand = app->get_subcommands().empty() && !rest.empty();
-    const std::string message = unknownCommand ? rest.front() + " is no command" : error.what();
-    return "cimhost: " + cimhost::printable(message, cimhost::localeCharset()) +
-           "\nRun cimhost --help for more information.\n";
-}
 
 /**
  * The arguments as CLI::App::parse takes them, the last one first. For "--option=" it would take the next argument as
@@ -42,27 +40,50 @@ std::vector<std::string> argumentsBackwards(int argc, char** argv) {
     return arguments;
 }
 
+/** Ends the parsing: help and version go to standard output, complaints to standard error. */
+cimhost::ExitCode endParsing(const CLI::App& app, const CLI::ParseError& error) {
+    std::ostringstream out;
+    const bool asked = app.exit(error, out, std::cerr) == 0;
+    if (!asked) return cimhost::kCannotAsk;
+    return cimhost::print(out.str()) ? cimhost::kSuccess : cimhost::kErrorStatus;
+}
+
 int runCommand(int argc, char** argv) {
     CLI::App app("Asks the PCI information provider as an object manager would, and shows what it answers.", "cimhost");
-    app.require_subcommand(1)->fallthrough()->failure_message(failureMessage);
+    app.require_subcommand(1)->fallthrough()->failure_message(cimhost::failureMessage);
+    app.formatter(std::make_shared<cimhost::HelpFormatter>());
+    app.set_version_flag("-V,--version", "cimhost " CIMHOST_VERSION, "Print the version and exit");
     cimhost::Request request;
     cimhost::addGeneralOptions(app, request.settings);
     cimhost::addCommands(app, request);
+    if (argc > 1 && std::string(argv[1]) == cimhost::kCompletionCommand)
+        return cimhost::printCompletions(app, {argv + 2, argv + argc}) ? cimhost::kSuccess : cimhost::kErrorStatus;
     try {
         app.parse(argumentsBackwards(argc, argv));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? cimhost::kSuccess : cimhost::kCannotAsk;
+        return endParsing(app, error);
     }
     request.settings.table = cimhost::fitted(request.settings.table, request.settings.color);
     return request.question ? cimhost::run(request.settings, *request.question) : request.run(request.settings);
 }
 
+/**
+ * A standard descriptor that is closed would go to the next file opened. It is given to one that fails as a closed one
+ * does: reading, or writing, is refused.
+ */
+void openStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest that is free
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardDescriptors();
     // A reader that goes away shows as a failed write, which ends the output quietly.
     std::signal(SIGPIPE, SIG_IGN);
-    std::setlocale(LC_CTYPE, "");  // numbers stay as they are
+    std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): one thread so far; numbers stay as they are
     try {
         return runCommand(argc, argv);
     } catch (const std::exception& error) {

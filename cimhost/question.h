@@ -3,10 +3,10 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "broker/broker.h"
 #include "cimhost/answer.h"
+#include "cimhost/selection.h"
 
 namespace cimhost {
 
@@ -20,26 +20,27 @@ struct Question {
 Question enumerateInstances(const std::string& className);
 Question enumerateNames(const std::string& className);
 /**
- * The instances that a path names; a bare class name names all of its class. A provider may deliver more than was asked
- * for, so those that do not have the path's keys are left out here; when none remains the status is
- * CMPI_RC_ERR_NOT_FOUND. Throws std::invalid_argument when `path` is no object path.
+ * The instances that an object named as pathsNamedBy() takes it, or all of a class where no key is named. A provider
+ * may deliver more than was asked for, so those that do not have the path's keys are left out here; when none remains
+ * the status is CMPI_RC_ERR_NOT_FOUND. Throws std::invalid_argument when `object` names none.
  */
-Question getInstance(const std::string& path);
+Question getInstance(const std::string& object);
 
 /**
- * What is associated with the object that a path names, and the associations themselves. The filters go to the provider
- * as they are; references know the result class and the role alone. Throws as getInstance does.
+ * What is associated with an object, and the associations themselves. The filters go to the provider as they are;
+ * references know the result class and the role alone. Where a slot leads to nothing, the provider is asked for the
+ * slots' names as well, to tell one that is missing. Throws as getInstance does.
  */
-Question associators(const std::string& path, const broker::Filters& filters);
-Question associatorNames(const std::string& path, const broker::Filters& filters);
-Question references(const std::string& path, const broker::Filters& filters);
-Question referenceNames(const std::string& path, const broker::Filters& filters);
+Question associators(const std::string& object, const broker::Filters& filters);
+Question associatorNames(const std::string& object, const broker::Filters& filters);
+Question references(const std::string& object, const broker::Filters& filters);
+Question referenceNames(const std::string& object, const broker::Filters& filters);
 
-/** What an error status means for the user, as one sentence; empty for CMPI_RC_OK. */
+/** The same question, of whose answer only those functions are kept that are chosen. */
+Question selected(Question question, const Selection& selection);
+
+/** What an answer leaves to be said to the user, as one sentence; empty where it speaks for itself. */
 std::string explanation(const Answer& answer, const std::string& subject);
-
-/** The classes that the provider serves, in the order of its own table. */
-const std::vector<std::string>& servedClasses();
 
 }  // namespace cimhost
 

@@ -126,7 +126,6 @@ ExitCode serve(const Settings& settings, const ServeOptions& options) {
         if (!wbem::isLoopback(resolved.http.address))
             complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", resolved.http.address));
         Session session(surroundings, makeTracer(settings.trace));
-        session.manager().recordCalls(false);
         serveUntilSignal(session.manager(), settings, resolved);
         session.manager().cleanup(true);
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "cimhost/session.h"
 
+#include <exception>
 #include <filesystem>
 #include <utility>
 
@@ -19,6 +20,17 @@ std::string libraryToLoad(const std::string& named) {
     return std::filesystem::absolute(named).string();
 }
 
+/** The provider's exceptions are told apart from those of the program. */
+Answer answerOf(const Question& question, broker::Broker& manager) {
+    try {
+        return question.ask(manager);
+    } catch (const std::exception& error) {
+        throw ProviderException(error.what());
+    } catch (...) {
+        throw ProviderException("");
+    }
+}
+
 }  // namespace
 
 Session::Session(const Surroundings& surroundings, Tracer tracer)
@@ -26,12 +38,13 @@ Session::Session(const Surroundings& surroundings, Tracer tracer)
     openHost(surroundings);
     // Without manners of its own an object manager shows just what the provider sets.
     if (surroundings.manners != broker::Manners::standard) schema::declareTo(broker_, schema::declared());
+    broker_.recordCalls(false);
     broker_.load(libraryToLoad(surroundings.library));
 }
 
 Answer Session::ask(const Question& question) {
     StdoutCapture capture;
-    Answer answer = question.ask(broker_);
+    Answer answer = answerOf(question, broker_);
     for (const std::string& line : lines(capture.finish())) trace("stdout: " + line);
     for (const std::string& complaint : broker_.complaints()) trace("refused: " + complaint);
     broker_.clearComplaints();
@@ -42,12 +55,16 @@ void Session::openHost(const Surroundings& surroundings) {
     if (!surroundings.hostDirectory.empty()) {
         host_.emplace(surroundings.hostDirectory);
         host_->setRealWaits(surroundings.realWaits);
-    } else if (tracer_) {
+    } else if (tracer_ || surroundings.watched || !surroundings.catalogue.empty()) {
         host_.emplace();  // this machine, watched
     }
     if (!host_) return;
     host_->keepEvents(false);
-    if (tracer_) host_->onEvent([this](const emulator::Event& event) { trace(emulator::describe(event)); });
+    if (!surroundings.catalogue.empty()) host_->setCatalogue(surroundings.catalogue);
+    host_->onEvent([this](const emulator::Event& event) {
+        bmc_.see(event);
+        if (tracer_) trace(emulator::describe(event));
+    });
 }
 
 void Session::trace(const std::string& text) {

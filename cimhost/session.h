@@ -3,10 +3,12 @@
 
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "broker/broker.h"
 #include "cimhost/answer.h"
+#include "cimhost/bmcwatch.h"
 #include "cimhost/question.h"
 #include "emulator/emulatedhost.h"
 
@@ -18,6 +20,16 @@ struct Surroundings {
     std::string hostDirectory;                            // empty: the machine as it is
     bool realWaits = false;                               // an emulated host's waits take their time
     broker::Manners manners = broker::Manners::standard;  // of the object manager that asks
+    std::string catalogue = {};  // a directory that stands in for /etc/vmware; empty: the host's own
+    bool watched = false;        // the BMC is watched on this machine, too; on an emulated host it always is
+};                               // a directory that stands in for /etc/vmware; empty: the host's own
+bool watched = false;            // the BMC is watched on this machine, too; on an emulated host it always is
+};
+
+/** The provider threw; the message is that of its exception, "" where it has none. */
+class ProviderException : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
 };
 
 /** Takes one line at a time of what the provider does, ready to be shown. May be called from any thread. */
@@ -31,9 +43,12 @@ class Session {
 
     /**
      * What the provider writes to standard output meanwhile goes to the trace, and so does what the object manager
-     * refuses. Exceptions of the provider pass.
+     * refuses. Throws ProviderException.
      */
     Answer ask(const Question& question);
+
+    /** How the provider gets on with the BMC, where the session watches. */
+    const BmcWatch& bmc() const { return bmc_; }
 
     /** For requests side by side; what the provider writes to standard output is left alone then. */
     broker::Broker& manager() { return broker_; }
@@ -44,6 +59,7 @@ class Session {
 
     // In this order: the host outlives the provider, whose code runs until the broker has gone.
     Tracer tracer_;
+    BmcWatch bmc_;
     std::optional<emulator::EmulatedHost> host_;
     broker::Broker broker_;
 };

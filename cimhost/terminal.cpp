@@ -63,6 +63,10 @@ TableOptions fitted(TableOptions options, Color color) {
     return options;
 }
 
+bool stderrIsTerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}
+
 bool writeOut(const std::string& text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }

@@ -23,6 +23,8 @@ Charset localeCharset();
 /** The options, completed by what standard output is and by the locale. A width of 0 is one that nobody gave. */
 TableOptions fitted(TableOptions options, Color color);
 
+bool stderrIsTerminal();
+
 /** Writes and flushes. False when the text could not be written whole, with errno set. */
 bool writeOut(const std::string& text);
 

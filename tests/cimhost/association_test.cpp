@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cimhost/classes.h"
 #include "cimhost/question.h"
 #include "program.h"
 #include "tests/support/machine.h"
@@ -98,7 +99,10 @@ TEST(AssociationUsage, PathIsNeededAndHasToBeOne) {
 /** The rack: slots 5, 3 and 9, functions in the first two. */
 class AssociationCommands : public testing::Test {
  protected:
-    AssociationCommands() { testsupport::buildRack(host); }
+    AssociationCommands() {
+        testsupport::buildRack(host);
+        host.setCatalogue("").setClassList("");
+    }
 
     Outcome ask(const Arguments& arguments) const {
         return runCimhost(joined(arguments, {"--host", host.directory()}));

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cimhost/classes.h"
 #include "cimhost/question.h"
 #include "cimhost/text.h"
 #include "program.h"
@@ -40,6 +41,7 @@ class CommandLine : public testing::Test {
         testsupport::PciFunction second = network;
         second.func = 1;
         host.addFunction(bridge).addFunction(network).addFunction(second).setHostName("testhost");
+        host.setCatalogue("").setClassList("");
         testsupport::Slot three;
         three.id = 3;
         three.designation = "PCI-E Slot 3";
@@ -252,7 +254,14 @@ TEST(CommandLineUsage, WrongUsageEndsWithTwo) {
                                                          {"enumerate", "A", "B"},
                                                          {"enumerate", "A", "--nothing"},
                                                          {"enumerate", "A", "--width", "wide"},
-                                                         {"enumerate", "A", "names", "B"}}) {
+                                                         {"enumerate", "A", "names", "B"},
+                                                         {"devices", "-d", "8086"},
+                                                         {"devices", "-s", "00:20.0"},
+                                                         {"devices", "--class", "020000"},
+                                                         {"slots", "-s", "5"},
+                                                         {"enumerate", "SystemSlot", "-s", "5"},
+                                                         {"get", "16:00"},
+                                                         {"get", "0001:16:00.0"}}) {
         const Outcome run = runCimhost(wrong);
         EXPECT_EQ(run.exitCode, 2) << testing::PrintToString(wrong);
         EXPECT_THAT(run.out, IsEmpty());

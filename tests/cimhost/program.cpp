@@ -145,6 +145,7 @@ Outcome runCimhost(const std::vector<std::string>& arguments, const Surrounding&
     const std::filesystem::path err = directory.path() / "err";
     SpawnSettings settings;
     settings.toFile(STDOUT_FILENO, surrounding.outputTo.empty() ? out.string() : surrounding.outputTo);
+    if (surrounding.noOutput) posix_spawn_file_actions_addclose(&settings.actions, STDOUT_FILENO);
     settings.toFile(STDERR_FILENO, err.string());
     const int exitCode = exitCodeOf(start(settings, arguments, surrounding.columns));
     return {exitCode, contents(out), contents(err)};

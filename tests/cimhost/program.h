@@ -15,8 +15,9 @@ struct Outcome {
 
 /** What a run finds besides its arguments. */
 struct Surrounding {
-    std::string columns;   // the variable COLUMNS; empty: unset
-    std::string outputTo;  // a file that standard output goes to, `out` stays empty then
+    std::string columns;    // the variable COLUMNS; empty: unset
+    std::string outputTo;   // a file that standard output goes to, `out` stays empty then
+    bool noOutput = false;  // standard output is closed
 };
 
 /** The built cimhost while it runs. It is killed with the object, if it has not ended. */

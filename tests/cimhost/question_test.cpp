@@ -1,4 +1,5 @@
 #include "cimhost/question.h"
+#include "cimhost/classes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

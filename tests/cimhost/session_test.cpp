@@ -89,6 +89,40 @@ TEST_F(SessionTest, FilesAndLogLinesAreTracedAsTheyHappen) {
                              Contains("stdout: enumerating instances")));
 }
 
+TEST_F(SessionTest, KeepsNoRecordOfTheProvidersCalls) {
+    host.addFunction({});
+    cimhost::Session session(surroundings());
+    session.ask(cimhost::enumerateInstances("QELTA_PCIDevice"));
+    EXPECT_THAT(session.manager().calls(), testing::IsEmpty());
+}
+
+/** The descriptions of a host's functions as the session has them. */
+std::vector<std::string> descriptions(const cimhost::Surroundings& surroundings) {
+    cimhost::Session session(surroundings);
+    const Answer answer = session.ask(cimhost::enumerateInstances("QELTA_PCIDevice"));
+    std::vector<std::string> texts;
+    for (const broker::Instance& each : std::get<cimhost::Instances>(answer.objects))
+        texts.push_back(broker::toString(*each.property("Description")));
+    return texts;
+}
+
+TEST_F(SessionTest, CatalogueStandsInForTheHostsOwn) {
+    testsupport::PciFunction function;
+    function.vendor = 0x1234;
+    function.device = 0xabcd;
+    host.addFunction(function).setCatalogue("<device id=\"abcd\"><name>Own</name>");
+    testsupport::HostBuilder other;
+    other.setFile("pci.xml", "<vendor id=\"1234\"><name>Maker</name><device id=\"abcd\"><name>Thing</name>");
+    other.setFile("pci.classlist", "C 02  Network controller\n\t00  Ethernet controller\n");
+    cimhost::Surroundings changed = surroundings();
+    EXPECT_THAT(descriptions(changed), testing::ElementsAre(HasSubstr("Own")));
+    changed.catalogue = other.directory();
+    EXPECT_THAT(descriptions(changed), testing::ElementsAre("Ethernet controller: Maker Thing (rev 00)"));
+    changed.hostDirectory.clear();
+    for (const std::string& description : descriptions(changed))
+        EXPECT_THAT(description, testing::Not(HasSubstr("Own"))) << "this machine, with its own functions";
+}
+
 TEST_F(SessionTest, HostOrLibraryThatIsNoGoodThrows) {
     EXPECT_THROW(cimhost::Session({CIMHOST_PROVIDER, "/no/such/host"}), std::runtime_error);
     EXPECT_THROW(cimhost::Session({"/no/such/library.so", host.directory()}), std::runtime_error);

@@ -65,6 +65,8 @@ Lines locations(const Json& place) {
 
 class Tree : public testing::Test {
  protected:
+    Tree() { host.setCatalogue("").setClassList(""); }
+
     testsupport::HostBuilder host;
 };
 

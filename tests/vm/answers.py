@@ -67,13 +67,20 @@ class Answers:
     def slot_named(self, path):
         return next(slot for slot in self.facts.slots if f'"System Slot {slot.number}"' in path)
 
+    @staticmethod
+    def looking_for_slot(functions):
+        """Readings by which the command line finds out whether a slot without functions exists."""
+        return 0 if functions else 1
+
     def leads_to_slot(self, path, filtered):
         return filtered or self.class_of(path) == "QELTA_SSPCIController"
 
     def associators(self, path, filtered):
         facts, class_name = self.facts, self.class_of(path)
         if class_name == "QELTA_SystemSlot":
-            return Expected([facts.function_instance(function) for function in facts.in_slot(self.slot_named(path))], 1)
+            functions = facts.in_slot(self.slot_named(path))
+            return Expected([facts.function_instance(function) for function in functions],
+                            1 + self.looking_for_slot(functions))
         if class_name == "QELTA_SystemBoard":
             return Expected([facts.function_instance(function) for function in facts.on_board()], 1)
         if not self.leads_to_slot(path, filtered):
@@ -86,7 +93,9 @@ class Answers:
         facts, class_name = self.facts, self.class_of(path)
         if class_name == "QELTA_SystemSlot":
             slot = self.slot_named(path)
-            return Expected([facts.in_slot_instance(slot, function) for function in facts.in_slot(slot)], 2)
+            functions = facts.in_slot(slot)
+            return Expected([facts.in_slot_instance(slot, function) for function in functions],
+                            2 + self.looking_for_slot(functions))
         if class_name == "QELTA_SystemBoard":
             return self.enumeration("QELTA_OnBoardDevice")
         function = self.function_named(path)

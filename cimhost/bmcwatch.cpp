@@ -1,0 +1,146 @@
+#include "cimhost/bmcwatch.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <system_error>
+#include <variant>
+
+namespace cimhost {
+
+namespace {
+
+constexpr unsigned kExchangesOfReading = 331;
+
+// The data store's requests: network function, command, and where behind the enterprise number the operation stands.
+constexpr std::uint8_t kNetfn = 0x2e;
+constexpr std::uint8_t kCommand = 0x90;
+constexpr std::size_t kOperation = 3;
+constexpr std::uint8_t kOpen = 1;
+constexpr std::uint8_t kRead = 2;
+constexpr std::uint8_t kPastEnd = 0xa0;  // ends a file that is shorter than its area
+
+std::uint8_t operationOf(const emulator::Request& request) {
+    const bool isOurs = request.netfn == kNetfn && request.command == kCommand && request.data.size() > kOperation;
+    return isOurs ? request.data[kOperation] : std::uint8_t{0};
+}
+
+std::string reason(int error) {
+    return std::generic_category().message(error);
+}
+
+std::string deviceAdvice(int error) {
+    switch (error) {
+        case ENOENT:
+            return "; is the driver loaded (ipmi_si and ipmi_devintf)?";
+        case EACCES:
+        case EPERM:
+            return "; root may";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
+/** What each kind of event changes. */
+struct BmcWatch::See {
+    BmcWatch& watch;
+
+    void operator()(const emulator::DeviceOpened& opened) const {
+        if (opened.ok) {
+            watch.trouble_ = Trouble::none;
+            return;
+        }
+        // Of the two devices, one that exists tells more.
+        const bool second = watch.trouble_ == Trouble::noDevice;
+        watch.trouble_ = Trouble::noDevice;
+        if (second && opened.error == ENOENT) return;
+        watch.device_ = opened.path;
+        watch.deviceError_ = opened.error;
+    }
+    void operator()(const emulator::Sent& sent) const {
+        watch.operation_ = operationOf(sent.request);
+        if (sent.error == 0) return;
+        watch.trouble_ = Trouble::notSent;
+        watch.deviceError_ = sent.error;
+    }
+    void operator()(const emulator::ReceiveFailed& failed) const {
+        if (watch.trouble_ != Trouble::none) return;
+        watch.trouble_ = Trouble::notReceived;
+        watch.deviceError_ = failed.error;
+    }
+    void operator()(const emulator::Waited& waited) const {
+        if (waited.ready == 0 && watch.trouble_ == Trouble::none) watch.trouble_ = Trouble::silent;
+    }
+    void operator()(const emulator::Received& received) const {
+        ++watch.exchanges_;
+        if (watch.trouble_ == Trouble::notReceived) watch.trouble_ = Trouble::none;  // a further attempt succeeded
+        const emulator::Bytes& data = received.answer.data;
+        const bool refused = data.empty() || (data[0] != 0 && data[0] != kPastEnd);
+        if (watch.operation_ != kOpen && watch.operation_ != kRead) return;
+        // A refusal of one piece may be followed by smaller ones that are taken; a silence is what ends a reading.
+        if (watch.trouble_ == Trouble::refused || watch.trouble_ == Trouble::none)
+            watch.trouble_ = refused ? Trouble::refused : Trouble::none;
+        watch.code_ = refused && !data.empty() ? data[0] : 0;
+    }
+    template <class Other>
+    void operator()(const Other&) const {}
+};
+
+void BmcWatch::see(const emulator::Event& event) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::visit(See{*this}, event);
+}
+
+std::string BmcWatch::deviceTrouble() const {
+    if (deviceError_ == ENOENT) return "there is no /dev/ipmi0";
+    return fmt::format("{} cannot be opened: {}", device_, reason(deviceError_));
+}
+
+std::string BmcWatch::waitingFor(double seconds) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    switch (trouble_) {
+        case Trouble::noDevice:
+            return fmt::format("waiting for the BMC, up to 5 s for each reading of the SMBIOS table: {}",
+                               deviceTrouble());
+        case Trouble::notSent:
+        case Trouble::notReceived:
+        case Trouble::silent:
+            return "waiting for the BMC, which is silent: up to 5 s for each request";
+        case Trouble::refused:
+        case Trouble::none:
+            break;
+    }
+    if (exchanges_ == 0) return "waiting for the BMC: up to 5 s for each request where it is silent";
+    return fmt::format("waiting for the BMC: one reading of the SMBIOS table ({} exchanges) takes about {:.0f} s",
+                       kExchangesOfReading, seconds / exchanges_ * kExchangesOfReading);
+}
+
+std::optional<std::string> BmcWatch::failure() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const char* const consequence = "the SMBIOS table was not read, so slots are missing";
+    switch (trouble_) {
+        case Trouble::noDevice:
+            return fmt::format("{}: {}{}", consequence, deviceTrouble(), deviceAdvice(deviceError_));
+        case Trouble::notSent:
+            return fmt::format("{}: the IPMI driver took no request: {}", consequence, reason(deviceError_));
+        case Trouble::notReceived:
+            return fmt::format("{}: the IPMI driver handed no response over: {}", consequence, reason(deviceError_));
+        case Trouble::silent:
+            return fmt::format("{}: the BMC is silent, it did not answer within 5 s", consequence);
+        case Trouble::refused:
+            return fmt::format("{}: the BMC refused the SMBIOS table, completion code {:02X}h", consequence, code_);
+        case Trouble::none:
+            break;
+    }
+    return std::nullopt;
+}
+
+unsigned BmcWatch::exchanges() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return exchanges_;
+}
+
+}  // namespace cimhost

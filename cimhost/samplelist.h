@@ -1,0 +1,13 @@
+#ifndef PCIINFO_CIMHOST_SAMPLELIST_H
+#define PCIINFO_CIMHOST_SAMPLELIST_H
+
+#include "cimhost/command.h"
+
+namespace cimhost {
+
+/** Writes the sample machines to standard output, as JSON or as a table. */
+ExitCode listSamples(const Settings& settings);
+
+}  // namespace cimhost
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef PCIINFO_CIMHOST_SAMPLES_H
+#define PCIINFO_CIMHOST_SAMPLES_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace cimhost {
+
+/** A sample machine: a host directory that comes with the program. */
+struct Sample {
+    std::string name;
+    std::filesystem::path directory;
+    std::string description;  // one line
+};
+
+/**
+ * Where the program's own data is looked for, in this order: the build tree of the running program, where an
+ * installation puts it beside the running program.
+ */
+std::vector<std::filesystem::path> dataDirectories();
+
+/** The machines below `samples` of these directories, by name; of one name the first. */
+std::vector<Sample> findSamples(const std::vector<std::filesystem::path>& dataDirectories);
+
+/**
+ * The host directory that a user names: a directory, else a sample machine. Throws std::runtime_error, with what is
+ * wrong with it, when it is neither or may not be entered.
+ */
+std::filesystem::path hostDirectory(const std::string& named, const std::vector<Sample>& samples);
+
+/**
+ * The directory of the catalogues that were made from the PCI ID list. Throws std::runtime_error naming the places
+ * when there is none.
+ */
+std::filesystem::path findCatalogue(const std::vector<std::filesystem::path>& dataDirectories);
+
+}  // namespace cimhost
+
+#endif

@@ -1,0 +1,87 @@
+#include "cimhost/samples.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/hostbuilder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::string complaint(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+/** Two directories of data, one behind the other. */
+class Samples : public testing::Test {
+ protected:
+    Samples() {
+        first.setFile("samples/beta/SOURCE", "Sample machine beta: the second of two.\n");
+        first.makeDirectory("samples/CMakeFiles").setFile("samples/beta.stamp", "");
+        second.setFile("samples/alpha/SOURCE", "about it\n").setFile("samples/beta/SOURCE", "another\n");
+    }
+
+    std::vector<cimhost::Sample> found() const { return cimhost::findSamples(directories); }
+
+    testsupport::HostBuilder first;
+    testsupport::HostBuilder second;
+    std::vector<fs::path> directories = {"/no/such/data", first.directory(), second.directory()};
+};
+
+TEST_F(Samples, AreFoundInAllDirectoriesTheFirstOfAName) {
+    const auto samples = found();
+    ASSERT_EQ(samples.size(), 2U);
+    EXPECT_EQ(samples[0].name, "alpha");
+    EXPECT_EQ(samples[0].description, "about it");
+    EXPECT_EQ(samples[1].directory, first.path("samples/beta"));
+    EXPECT_EQ(samples[1].description, "the second of two.");
+}
+
+TEST_F(Samples, StandForTheirDirectories) {
+    EXPECT_EQ(cimhost::hostDirectory("alpha", found()), second.path("samples/alpha"));
+    EXPECT_EQ(cimhost::hostDirectory(first.directory(), found()), first.directory());
+}
+
+TEST_F(Samples, ThatAreNoneAreRefusedForTheirReason) {
+    const auto reason = [&](const std::string& named) {
+        return complaint([&] { cimhost::hostDirectory(named, found()); });
+    };
+    EXPECT_THAT(reason("alpa"), AllOf(HasSubstr("neither"), HasSubstr("did you mean alpha?")));
+    EXPECT_THAT(reason(first.path("samples/beta.stamp").string()), HasSubstr("is no directory"));
+    fs::create_symlink("loop", first.path("loop"));
+    EXPECT_THAT(reason(first.path("loop").string()),
+                AllOf(HasSubstr("Too many levels of symbolic links"), Not(HasSubstr("neither"))));
+}
+
+TEST_F(Samples, HaveACatalogueBesideThem) {
+    EXPECT_THAT(complaint([&] { cimhost::findCatalogue(directories); }),
+                AllOf(HasSubstr("/no/such/data/catalogue"), HasSubstr(second.directory())));
+    second.setFile("catalogue/pci.xml", "");
+    EXPECT_EQ(cimhost::findCatalogue(directories), second.path("catalogue"));
+}
+
+TEST(DataDirectories, AreTheBuildTreeAndTheInstallation) {
+    const auto directories = cimhost::dataDirectories();
+    ASSERT_EQ(directories.size(), 2U);
+    EXPECT_EQ(directories[0] / "samples", fs::path(CIMHOST_SAMPLES));
+    EXPECT_EQ(directories[1].filename(), "pciinfo-provider");
+}
+
+}  // namespace

@@ -1,0 +1,309 @@
+// What the built program takes: short forms, choices and samples; what it says where something is wrong, and its help.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "cimhost/classes.h"
+#include "cimhost/text.h"
+#include "program.h"
+#include "tests/support/hostbuilder.h"
+#include "tests/support/machine.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using Json = nlohmann::ordered_json;
+using Arguments = std::vector<std::string>;
+
+const Arguments kCommands = {"slots",      "devices",         "bridges", "board",       "tree",
+                             "enumerate",  "names",           "get",     "associators", "associator-names",
+                             "references", "reference-names", "samples", "serve"};
+
+Arguments joined(Arguments first, const Arguments& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/** A command line's words; those that have blanks stand in single quotes. */
+Arguments wordsOf(const std::string& line) {
+    Arguments words(1);
+    bool quoted = false;
+    for (const char c : line) {
+        if (c == '\'')
+            quoted = !quoted;
+        else if (c == ' ' && !quoted)
+            words.emplace_back();
+        else
+            words.back() += c;
+    }
+    return words;
+}
+
+/** The rack: slots 5, 3 and 9, functions in the first two, names of nothing. */
+class Usage : public testing::Test {
+ protected:
+    Usage() {
+        testsupport::buildRack(host);
+        host.setCatalogue("").setClassList("");
+    }
+
+    Outcome ask(const Arguments& arguments) const {
+        return runCimhost(joined(arguments, {"--host", host.directory()}));
+    }
+    std::string answer(const Arguments& arguments) const {
+        const Outcome run = ask(arguments);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_THAT(run.err, IsEmpty());
+        return run.out;
+    }
+
+    testsupport::HostBuilder host;
+};
+
+TEST_F(Usage, ClassesHaveShortForms) {
+    EXPECT_EQ(answer({"slots"}), answer({"enumerate", "QELTA_SystemSlot"}));
+    EXPECT_EQ(answer({"devices"}), answer({"enumerate", "QELTA_PCIDevice"}));
+    EXPECT_EQ(answer({"bridges"}), answer({"enumerate", "QELTA_PCIBridge"}));
+    EXPECT_EQ(answer({"board"}), answer({"enumerate", "QELTA_SystemBoard"}));
+    EXPECT_EQ(answer({"names", "pcibridge"}), answer({"names", "QELTA_PCIBridge"}));
+    EXPECT_THAT(answer({"slots"}), EndsWith("CMPI_RC_OK, 3 instances\n"));
+}
+
+TEST_F(Usage, ObjectsHaveShortForms) {
+    EXPECT_EQ(answer({"get", "5"}), answer({"get", "QELTA_SystemSlot.Tag=\"System Slot 5\""}));
+    EXPECT_EQ(answer({"get", "05:05.1"}),
+              answer({"get", "QELTA_PCIDevice.DeviceID=\"PCI Bus 5, device 5, function 1\""}));
+    EXPECT_EQ(answer({"get", "5:5.0"}),
+              answer({"get", "QELTA_PCIBridge.DeviceID=\"PCI Bus 5, device 5, function 0\""}));
+    EXPECT_THAT(answer({"get", "board"}), HasSubstr("SystemBoard1"));
+}
+
+TEST_F(Usage, AssociationsStartAtShortForms) {
+    const std::string slot = "QELTA_SystemSlot.Tag=\"System Slot 5\"";
+    const std::string bridge = "PCIBridge.DeviceID=\"PCI Bus 5, device 5, function 0\"";
+    for (const char* command : {"associators", "associator-names", "references", "reference-names"}) {
+        EXPECT_EQ(answer({command, "5"}), answer({command, slot})) << command;
+        EXPECT_EQ(answer({command, "05:05.0"}), answer({command, bridge})) << command;
+    }
+    EXPECT_THAT(answer({"associators", "05:05.0", "--assoc-class", "deviceinslot"}), HasSubstr("System Slot 5"));
+    EXPECT_THAT(answer({"associators", "05:05.0", "--result-class", "SystemSlot"}), HasSubstr("System Slot 5"));
+    EXPECT_THAT(answer({"associator-names", "board"}), EndsWith("CMPI_RC_OK, 4 names\n"));
+}
+
+TEST_F(Usage, FunctionsAreChosenAsForLspci) {
+    EXPECT_THAT(answer({"devices", "-s", "05:"}), EndsWith("CMPI_RC_OK, 1 instance\n"));
+    EXPECT_THAT(answer({"names", "PCIDevice", "-s", "05:05.1"}), EndsWith("CMPI_RC_OK, 1 name\n"));
+    EXPECT_THAT(answer({"bridges", "-d", "8086:"}), HasSubstr("05:05.0"));
+    EXPECT_EQ(answer({"bridges", "-d", "14e4:"}), "CMPI_RC_OK, 0 instances\n");
+    EXPECT_THAT(answer({"enumerate", "PCIBridge", "--class", "06"}), HasSubstr("05:05.0"));
+    EXPECT_THAT(answer({"associators", "5", "--class", "0600"}), EndsWith("CMPI_RC_OK, 1 instance\n"));
+}
+
+TEST_F(Usage, ObjectThatDoesNotExistIsAnErrorThatNamesTheOthers) {
+    for (const char* command : {"get", "associators", "associator-names", "references", "reference-names"}) {
+        const Outcome run = ask({command, "4"});
+        EXPECT_EQ(run.exitCode, 1) << command;
+        EXPECT_THAT(run.err, HasSubstr("cimhost: 4: no instance has these keys; "
+                                       "there are System Slot 5, System Slot 3, System Slot 9"))
+            << command;
+        EXPECT_THAT(ask({command, "44:04.0"}).err, HasSubstr("44:04.0: no instance has these keys")) << command;
+        EXPECT_EQ(ask({command, "44:04.0"}).exitCode, 1) << command;
+    }
+}
+
+TEST_F(Usage, EmptySlotIsNoError) {
+    EXPECT_EQ(answer({"associators", "9"}), "CMPI_RC_OK, 0 instances\n");
+}
+
+TEST_F(Usage, AssociationAsSourceIsRefusedForItsReason) {
+    for (const char* command : {"associators", "associator-names", "references", "reference-names"}) {
+        const Outcome run = ask({command, "DeviceInSlot.Antecedent=\"x\""});
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_THAT(run.err, AllOf(HasSubstr("QELTA_DeviceInSlot is an association"), HasSubstr("associators"),
+                                   Not(HasSubstr("does not serve"))));
+    }
+}
+
+TEST_F(Usage, MisspeltClassIsSuggested) {
+    EXPECT_THAT(ask({"enumerate", "QELTA_PCIDevise"}).err, HasSubstr("did you mean QELTA_PCIDevice?"));
+    EXPECT_THAT(ask({"get", "systemslots.Tag=\"x\""}).err, HasSubstr("did you mean QELTA_SystemSlot?"));
+    EXPECT_THAT(ask({"enumerate", "Win32_Processor"}).err, Not(HasSubstr("did you mean")));
+}
+
+TEST_F(Usage, MissingCataloguesAreExplainedOnce) {
+    host.remove("etc/vmware/pci.classlist");
+    const Outcome run = ask({"devices"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, AllOf(StartsWith("cimhost: names are missing: "), HasSubstr("/etc/vmware"),
+                               HasSubstr("--catalogue shows")));
+    EXPECT_EQ(cimhost::lines(run.err).size(), 1U);
+    EXPECT_EQ(cimhost::lines(ask({"tree"}).err).size(), 1U);
+    EXPECT_THAT(ask({"slots"}).err, IsEmpty()) << "they have no names from there";
+}
+
+TEST_F(Usage, CatalogueOnRequestNamesFunctions) {
+    host.remove("etc/vmware");
+    EXPECT_THAT(ask({"devices"}).out, Not(HasSubstr("Intel")));
+    EXPECT_THAT(answer({"devices", "--catalogue"}), HasSubstr("Intel Corporation"));
+}
+
+TEST(UsageOfSamples, TheyAreListedAndTakenByName) {
+    const Outcome list = runCimhost({"samples"});
+    EXPECT_EQ(list.exitCode, 0);
+    const Json samples = Json::parse(runCimhost({"samples", "--format", "json"}).out);
+    ASSERT_GE(samples.size(), 3U);
+    for (const Json& sample : samples) {
+        const std::string name = sample["name"];
+        EXPECT_THAT(list.out, HasSubstr("\n" + name + " "));
+        const Outcome run = runCimhost({"slots", "--host", name});
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.out, runCimhost({"slots", "--host", sample["directory"]}).out);
+    }
+    EXPECT_EQ(runCimhost({"samples", "--format", "mof"}).exitCode, 2);
+}
+
+TEST(UsageOfSamples, MisspeltOneIsSuggested) {
+    const Outcome run = runCimhost({"slots", "--host", "del-t440"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("--host: del-t440"), HasSubstr("did you mean dell-t440?")));
+}
+
+std::string complaint(const Arguments& arguments) {
+    const Outcome run = runCimhost(arguments);
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_THAT(run.out, IsEmpty());
+    return run.err;
+}
+
+TEST(UsageErrors, SuggestWhatMayHaveBeenMeant) {
+    EXPECT_THAT(complaint({"slot"}), HasSubstr("slot is no command, did you mean slots?"));
+    EXPECT_THAT(complaint({"enum", "X"}), HasSubstr("did you mean enumerate?"));
+    EXPECT_THAT(complaint({"tree", "--fromat", "json"}),
+                HasSubstr("--fromat is no option of tree, did you mean --format?"));
+    EXPECT_THAT(complaint({"--fromat=json", "tree"}), HasSubstr("did you mean --format?"));
+    EXPECT_THAT(complaint({"associators", "5", "--asoc-class", "X"}), HasSubstr("did you mean --assoc-class?"));
+    EXPECT_THAT(complaint({"tree", "--format", "jsn"}), HasSubstr("did you mean json?"));
+    EXPECT_THAT(complaint({"frobnicate"}), AllOf(HasSubstr("frobnicate is no command\n"), HasSubstr("cimhost --help")));
+    EXPECT_THAT(complaint({}), HasSubstr("no command given"));
+}
+
+TEST(UsageErrors, ListArgumentsInTheirOrder) {
+    EXPECT_THAT(complaint({"enumerate", "A", "b", "c", "d"}),
+                HasSubstr("more arguments than enumerate takes: b c d\n"));
+}
+
+TEST(UsageErrors, OfSelectionsSayWhatIsWrong) {
+    EXPECT_THAT(complaint({"devices", "-d", "8086"}), HasSubstr("[VENDOR]:[DEVICE][:CLASS]"));
+    EXPECT_THAT(complaint({"devices", "-s", "16:40.0"}), HasSubstr("'40' is no device"));
+    EXPECT_THAT(complaint({"enumerate", "SystemSlot", "-s", "5"}), HasSubstr("functions are chosen"));
+    EXPECT_THAT(complaint({"get", "16:00"}), HasSubstr("BUS:DEVICE.FUNCTION"));
+    EXPECT_THAT(complaint({"get", "0001:16:00.0"}), HasSubstr("PCI domains"));
+}
+
+TEST(UsageErrors, ShowNoControlCharacters) {
+    EXPECT_THAT(complaint({"\x1b[31m"}), HasSubstr("\\x1b[31m is no command"));
+}
+
+TEST(UsageErrors, ClosedOutputIsOneOfTheOutput) {
+    for (const Arguments& arguments : {Arguments{"slots", "--host", "dell-t440"}, Arguments{"--help"}}) {
+        const Outcome run = runCimhost(arguments, {"", "", true});
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.err, "cimhost: cannot write the answer: Bad file descriptor\n");
+    }
+}
+
+TEST(Help, HasTheVersion) {
+    for (const char* option : {"--version", "-V"}) {
+        const Outcome run = runCimhost({option});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_THAT(run.out, ContainsRegex("^cimhost [0-9]+\\.[0-9]+\\.[0-9]+\n$"));
+    }
+}
+
+TEST(Help, OfEveryCommandHasAllOptionsTheClassesAndAnExample) {
+    const std::string general = runCimhost({"--help"}).out;
+    for (const std::string& command : kCommands) {
+        EXPECT_THAT(general, HasSubstr("\n  " + command + " "));
+        const Outcome run = runCimhost({command, "--help"});
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_THAT(run.out, AllOf(HasSubstr("--host HOST"), HasSubstr("--format "), HasSubstr("--trace"),
+                                   ContainsRegex("Examples?:\n  cimhost " + command)))
+            << command;
+        for (const std::string& served : cimhost::servedClasses()) EXPECT_THAT(run.out, HasSubstr(served)) << command;
+        for (const std::string& line : cimhost::lines(run.out)) EXPECT_LE(cimhost::columnsOf(line), 80U) << line;
+    }
+    EXPECT_THAT(runCimhost({"references", "--help"}).out,
+                AllOf(HasSubstr("--role"), HasSubstr("--result-class"), Not(HasSubstr("--assoc-class"))));
+}
+
+TEST(Help, ExamplesWork) {
+    for (const std::string& command : kCommands) {
+        if (command == "serve") continue;
+        bool inExamples = false;
+        for (const std::string& line : cimhost::lines(runCimhost({command, "--help"}).out)) {
+            if (inExamples && line.rfind("  cimhost ", 0) == 0) {
+                const Outcome run = runCimhost(wordsOf(line.substr(10)));
+                EXPECT_EQ(run.exitCode, 0) << line << '\n' << run.err;
+                EXPECT_THAT(run.out, Not(HasSubstr(" 0 instances"))) << line;
+            }
+            inExamples = inExamples || line.rfind("Example", 0) == 0;
+        }
+        EXPECT_TRUE(inExamples) << command;
+    }
+}
+
+// --- completion, which the shells ask for ---
+
+Arguments completed(const Arguments& words) {
+    const Outcome run = runCimhost(joined({"complete"}, words));
+    EXPECT_EQ(run.exitCode, 0);
+    Arguments found = cimhost::lines(run.out);
+    for (std::string& line : found) line.erase(std::min(line.find('\t'), line.size()));
+    return found;
+}
+
+TEST(Completion, KnowsAllThatTheHelpShows) {
+    EXPECT_THAT(completed({""}), testing::UnorderedElementsAreArray(kCommands));
+    for (const std::string& command : kCommands) {
+        Arguments options;
+        for (const std::string& line : cimhost::lines(runCimhost({command, "--help"}).out)) {
+            const std::size_t name = line.find("--");
+            if (line.rfind("  -", 0) == 0 && name < 8)
+                options.push_back(line.substr(name, line.find(' ', name) - name));
+        }
+        options.push_back("--version");  // which the general help shows
+        EXPECT_THAT(completed({command, "--"}), testing::UnorderedElementsAreArray(options)) << command;
+    }
+}
+
+TEST(Completion, OfValuesFollowsTheOption) {
+    EXPECT_THAT(completed({"tree", "--format", ""}), testing::IsSupersetOf({"table", "json"}));
+    EXPECT_THAT(completed({"tree", "--format=j"}), testing::Contains("--format=json"));
+    EXPECT_THAT(completed({"--host", "dell-t"}), testing::ElementsAre("dell-t440", "<directories>"));
+    EXPECT_THAT(completed({"--library", ""}), testing::ElementsAre("<files>"));
+    EXPECT_THAT(completed({"associators", "5", "--result-class", "systems"}), testing::ElementsAre("SystemSlot"));
+    EXPECT_THAT(completed({"devices", "-d", ""}), IsEmpty()) << "nobody knows";
+}
+
+TEST(Completion, OfArgumentsEndsWithTheirNumber) {
+    EXPECT_THAT(completed({"enumerate", "QELTA_"}), testing::UnorderedElementsAreArray(cimhost::servedClasses()));
+    EXPECT_THAT(completed({"--host", "dell-t440", "names", "pcib"}), testing::ElementsAre("PCIBridge"));
+    EXPECT_THAT(completed({"get", "bo"}), testing::ElementsAre("board"));
+    EXPECT_THAT(completed({"get", "5", ""}), IsEmpty());
+    EXPECT_THAT(completed({"slots", ""}), IsEmpty());
+    EXPECT_THAT(completed({"nonsense", ""}), testing::Contains("slots"));
+}
+
+}  // namespace
