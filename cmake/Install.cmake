@@ -7,6 +7,8 @@ include(GNUInstallDirs)
 set(PCIINFO_PROVIDER_DIR "${CMAKE_INSTALL_LIBDIR}/cmpi" CACHE STRING
     "Where object managers look for CMPI providers, below the installation prefix or absolute")
 cmake_path(ABSOLUTE_PATH PCIINFO_PROVIDER_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE provider_dir)
+set(PCIINFO_ZSH_DIR "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions" CACHE STRING
+    "Where zsh looks for completions, below the installation prefix or absolute")
 set(share_dir ${CMAKE_INSTALL_DATADIR}/pciinfo-provider)
 
 install(TARGETS PCIInfoProvider LIBRARY DESTINATION ${PCIINFO_PROVIDER_DIR} COMPONENT provider)
@@ -36,12 +38,18 @@ set(private_dir ${CMAKE_INSTALL_LIBDIR}/pciinfo-provider)
 file(RELATIVE_PATH private_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/pciinfo-provider)
 file(RELATIVE_PATH provider_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${provider_dir})
 set_target_properties(cimhost PROPERTIES INSTALL_RPATH "$ORIGIN/${private_from_bin}")
-target_compile_definitions(cimhost_lib PRIVATE CIMHOST_PROVIDER_FROM_BIN="${provider_from_bin}")
+file(RELATIVE_PATH share_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_DATADIR}/pciinfo-provider)
+target_compile_definitions(cimhost_lib PRIVATE
+  CIMHOST_PROVIDER_FROM_BIN="${provider_from_bin}" CIMHOST_SHARE_FROM_BIN="${share_from_bin}")
 
 install(TARGETS cimhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(TARGETS emulatedhost LIBRARY DESTINATION ${private_dir} COMPONENT tools)
 install(PROGRAMS scripts/capture-host DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME pciinfo-capture COMPONENT tools)
 install(FILES man/cimhost.1 man/pciinfo-capture.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES packaging/completion/cimhost.bash
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME cimhost COMPONENT tools)
+install(FILES packaging/completion/_cimhost
+  DESTINATION ${PCIINFO_ZSH_DIR} COMPONENT tools)
 
 install(FILES ${CMAKE_BINARY_DIR}/catalogue/pci.xml ${CMAKE_BINARY_DIR}/catalogue/pci.classlist
   DESTINATION ${share_dir}/catalogue COMPONENT tools)
