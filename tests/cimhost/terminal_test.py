@@ -113,6 +113,25 @@ class Waiting(unittest.TestCase):
         self.assertNotIn("cimhost: ", on_terminal("slots", "--host", "dell-t440"))
 
 
+class Hosts(unittest.TestCase):
+    """Host directories that somebody else may not enter."""
+
+    def test_directory_that_may_not_be_entered_is_told_from_a_missing_one(self):
+        with tempfile.TemporaryDirectory() as place:
+            os.chmod(place, 0o755)
+            closed = os.path.join(place, "closed")
+            os.mkdir(closed, 0o000)
+            nobody = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
+            try:
+                run = subprocess.run([PROGRAM, "slots", "--host", closed], capture_output=True, text=True, check=False,
+                                     cwd="/", **nobody)
+            except PermissionError:
+                self.skipTest("nobody else may run the program")
+        self.assertEqual(run.returncode, 2)
+        self.assertIn(f"--host: {closed} cannot be entered: Permission denied", run.stderr)
+        self.assertIn("neither a directory nor a sample machine", through_pipes("slots", "--host", closed).stderr)
+
+
 class BashCompletion(unittest.TestCase):
     """Completion in an interactive bash."""
 
