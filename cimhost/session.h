@@ -22,8 +22,6 @@ struct Surroundings {
     broker::Manners manners = broker::Manners::standard;  // of the object manager that asks
     std::string catalogue = {};  // a directory that stands in for /etc/vmware; empty: the host's own
     bool watched = false;        // the BMC is watched on this machine, too; on an emulated host it always is
-};                               // a directory that stands in for /etc/vmware; empty: the host's own
-bool watched = false;            // the BMC is watched on this machine, too; on an emulated host it always is
 };
 
 /** The provider threw; the message is that of its exception, "" where it has none. */
