@@ -40,14 +40,15 @@ Response byFilter(const Core& core, const Filters& filters, std::optional<std::s
 }
 
 /** One call for each association class that fits the source and the client's filter. */
-Response perReference(const Core& core, const ObjectPath& source, Filters filters,
+Response perReference(const Core& core, const ObjectPath& source, const Filters& filters,
                       std::optional<std::string> Filters::*association, const AskFiltered& ask) {
-    const std::optional<std::string> wanted = filters.*association;
+    const std::optional<std::string>& wanted = filters.*association;
+    Filters told = filters;
     Response all;
     for (const std::string& name : core.classes.associationsOf(source.className)) {
         if (wanted && !core.classes.isA(name, *wanted)) continue;
-        filters.*association = name;
-        append(all, ask(filters));
+        told.*association = name;
+        append(all, ask(told));
     }
     return all;
 }
