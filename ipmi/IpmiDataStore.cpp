@@ -242,20 +242,22 @@ struct IpmiDataStore::Chunks {
 /**
  * One whole-file transfer of a store, begun with the device locked. With a device it keeps the lock to its end. Without
  * one there is nothing to guard: others may run beside it, and it exchanges on no device even when one of them opens
- * one meanwhile.
+ * one meanwhile. A transfer that it runs within itself, from an overridden operation, leaves that as it was.
  */
 class IpmiDataStore::TransferScope {
  public:
-    TransferScope(IpmiDataStore& store, DeviceLock lock) : store_(store), lock_(std::move(lock)) {
+    TransferScope(IpmiDataStore& store, DeviceLock lock)
+        : store_(store), outerWithoutDevice_(store.withoutDevice), lock_(std::move(lock)) {
         store_.withoutDevice = kcs_fd < 0;
         if (store_.withoutDevice) lock_.unlock();
     }
-    ~TransferScope() { store_.withoutDevice = false; }
+    ~TransferScope() { store_.withoutDevice = outerWithoutDevice_; }
     TransferScope(const TransferScope&) = delete;
     TransferScope& operator=(const TransferScope&) = delete;
 
  private:
     IpmiDataStore& store_;
+    const bool outerWithoutDevice_;
     DeviceLock lock_;
 };
 

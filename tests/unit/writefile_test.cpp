@@ -517,6 +517,21 @@ TEST_F(NoDeviceTest, TheNextTransferOfTheSameStoreFindsTheDevice) {
     EXPECT_EQ(operations(), "open");
 }
 
+TEST_F(NoDeviceTest, ATransferGoesOnWithoutOneBehindATransferWithinItThatFoundTheDevice) {
+    bool within = false;
+    store.askBmc = true;
+    store.whenOpened = [this, &within] {
+        if (within) return;
+        within = true;
+        host.removeDevice(false);
+        EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+        EXPECT_EQ(tPCIInfo::connect_kcs(), 0);
+    };
+    EXPECT_EQ(readFile(store), (Transfer{1, 0}));
+    EXPECT_EQ(operations(), "open");  // that of the transfer within
+    EXPECT_GE(tPCIInfo::kcs_fd, 0);
+}
+
 TEST_F(NoDeviceTest, OperationsBehindATransferThatFoundNoneFindTheDevice) {
     IpmiDataStore plain;
     EXPECT_EQ(readFile(plain), (Transfer{1, 0}));
