@@ -50,12 +50,13 @@ def find_installation():
 
 
 def staging_directory(sfcbstage):
-    """What `sfcbstage -h` prints of it: of the paths there the first that is a directory."""
+    """Of the paths that `sfcbstage -h` prints the last that holds regs or mofs, the rule of pciinfo-register too."""
     told = subprocess.run([sfcbstage, "-h"], capture_output=True, text=True, timeout=wbem.TIME_LIMIT, check=False)
-    for path in re.findall(r"/[^\s\[\]()<>'\",;]+", told.stdout + told.stderr):
-        if os.path.isdir(path):
-            return path
-    return "/var/lib/sfcb/stage"
+    found = "/var/lib/sfcb/stage"
+    for path in re.findall(r"/[^\s\[\](){}<>:;,\"]*", told.stdout + told.stderr):
+        if any(os.path.isdir(os.path.join(path, part)) for part in ("regs", "mofs")):
+            found = path
+    return found
 
 
 def free_port():

@@ -1,13 +1,17 @@
 #!/usr/bin/env python3
 """objectmanager.py itself, with stand-ins for the commands of an sfcb under a prefix of its own."""
 
+import importlib.machinery
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
 import time
+import types
 import unittest
+import xml.etree.ElementTree as xml
 
 import objectmanager
 import wbem
@@ -19,16 +23,26 @@ NAMESPACES = objectmanager.apart()[0]
 INSIDE = "PCIINFO_INSIDE_NAMESPACES"  # set where this runs in some of its own
 
 
+def load_standin():
+    module = types.ModuleType("standin")
+    importlib.machinery.SourceFileLoader("standin", os.path.join(HERE, "sfcb-standin")).exec_module(module)
+    return module
+
+
+STANDIN = load_standin()
+
+
 class StandIns(unittest.TestCase):
     def setUp(self):
         self.prefix = os.path.join(self.enterContext(tempfile.TemporaryDirectory()), "opt")
-        for place in ("sbin", "bin", "etc/sfcb", "var/lib/sfcb/stage"):
+        for place in ("sbin", "bin", "etc/sfcb", "var/lib/sfcb/stage/regs", "var/lib/sfcb/stage/mofs"):
             os.makedirs(os.path.join(self.prefix, place))
         for command in ("sbin/sfcbd", "bin/sfcbstage", "bin/sfcbrepos"):
             os.symlink(os.path.join(HERE, "sfcb-standin"), os.path.join(self.prefix, command))
         self.write("etc/sfcb/sfcb.cfg", "# comment\ninstalled: yes\nhttpPort: 5988\nproviderDirs: /usr/lib/cmpi\n")
         self.write("var/lib/sfcb/stage/default.reg", "[CIM_IndicationFilter]\n   namespace: root/interop\n#\n")
         self.path = [os.path.join(self.prefix, "sbin"), os.environ["PATH"]]
+        self.schema = os.environ["PCIINFO_SCHEMA"]
 
     def write(self, name, text):
         with open(os.path.join(self.prefix, name), "w", encoding="utf-8") as file:
@@ -38,13 +52,14 @@ class StandIns(unittest.TestCase):
         """Status and output of a run; no broker of its own may be left over."""
         before = set(objectmanager.processes("sfcbd"))
         done = subprocess.run([sys.executable, "-B", os.path.join(HERE, "objectmanager.py"), *tests],
-                              env={**os.environ, "PATH": os.pathsep.join(self.path)}, capture_output=True, text=True,
-                              timeout=10 * wbem.TIME_LIMIT, check=False)
+                              env={**os.environ, "PATH": os.pathsep.join(self.path), "PCIINFO_SCHEMA": self.schema},
+                              capture_output=True, text=True, timeout=10 * wbem.TIME_LIMIT, check=False)
         self.assertLessEqual(set(objectmanager.processes("sfcbd")), before)
         return done.returncode, done.stdout + done.stderr
 
     def other_broker(self):
-        """A process of that name, and nothing more."""
+        """A process of that name and the semaphore of one."""
+        self.enterContext(STANDIN.semaphore())
         place = os.path.join(self.prefix, "other")
         os.mkdir(place)
         self.write("other/sfcbd", "#!/usr/bin/python3\nimport time\ntime.sleep(600)\n")
@@ -61,6 +76,18 @@ class StandIns(unittest.TestCase):
         self.write("poor/unshare", "#!/bin/sh\necho 'unshare failed: Operation not permitted' >&2\nexit 1\n")
         os.chmod(os.path.join(self.prefix, "poor/unshare"), 0o755)
         self.path.insert(0, os.path.join(self.prefix, "poor"))
+
+    def changed_schema(self, change):
+        """Stages the MOF that `change` makes of ours."""
+        self.schema = os.path.join(self.prefix, "schema")
+        shutil.copytree(os.environ["PCIINFO_SCHEMA"], self.schema)
+        with open(os.path.join(self.schema, "PCIInfoProvider.mof"), encoding="utf-8") as file:
+            self.write("schema/PCIInfoProvider.mof", change(file.read()))
+
+    def assert_refused(self, reason):
+        status, told = self.run_tests("Gets")
+        self.assertEqual(status, 1, told)
+        self.assertRegex(told, reason)
 
     def test_what_only_our_server_does_is_not_asked_of_an_object_manager(self):
         status, told = self.run_tests(*TESTS)
@@ -86,6 +113,33 @@ class StandIns(unittest.TestCase):
         self.without_namespaces()
         status, told = self.run_tests("Gets")
         self.assertEqual(status, 0, told)
+
+    def test_what_a_broker_holds_keeps_another_from_starting(self):
+        self.without_namespaces()
+        with STANDIN.semaphore():
+            self.assert_refused("sfcbd: A previous instance of sfcbd is running")
+
+    def test_qualifiers_that_the_broker_has_itself_are_not_staged(self):
+        self.changed_schema(lambda mof: "Qualifier Key : boolean = false, Scope(property);\n" + mof)
+        self.assert_refused("sfcbrepos: .*qualifier Key is declared already")
+
+    def test_a_class_without_its_superclass_is_not_staged(self):
+        self.changed_schema(lambda mof: mof.replace("class QELTA_Controller ", "class QELTA_Other "))
+        self.assert_refused("sfcbrepos: .*class QELTA_PCI.* has no superclass QELTA_Controller")
+
+    def test_a_class_is_not_staged_twice(self):
+        self.changed_schema(lambda mof: mof + "class QELTA_DeviceInSlot {};\n")
+        self.assert_refused("sfcbrepos: .*class QELTA_DeviceInSlot is declared already")
+
+    def test_a_registered_class_has_to_be_staged(self):
+        self.changed_schema(lambda mof: mof.replace("class QELTA_DeviceInSlot ", "class QELTA_Other "))
+        self.assert_refused("sfcbd: there is no class QELTA_DeviceInSlot in root/kavix")
+
+    def test_a_get_where_there_is_no_instance_is_not_found(self):
+        empty = '<CIM><IMETHODRESPONSE NAME="EnumerateInstances"><IRETURNVALUE/></IMETHODRESPONSE></CIM>'
+        response = xml.fromstring(STANDIN.first_instance(empty)).find("IMETHODRESPONSE")
+        self.assertEqual([each.tag for each in response], ["ERROR"])
+        self.assertEqual((response.get("NAME"), response[0].get("CODE")), ("GetInstance", "6"))
 
     def test_a_failing_test_is_its_status(self):
         status, told = self.run_tests("Gets.test_that_there_is_not")
@@ -117,14 +171,29 @@ class Paths(unittest.TestCase):
 class Staging(unittest.TestCase):
     """The staging directory in what sfcbstage prints."""
 
+    def setUp(self):
+        self.top = self.enterContext(tempfile.TemporaryDirectory())
+        self.staging = os.path.join(self.top, "stage")
+        os.makedirs(os.path.join(self.staging, "regs"))
+
+    def assert_found(self, help_text):
+        command = os.path.join(self.top, "sfcbstage")
+        with open(command, "w", encoding="utf-8") as script:
+            script.write(f"#!/bin/sh\necho '{command} [options]\n{help_text}' >&2\nexit 1\n")
+        os.chmod(command, 0o755)
+        self.assertEqual(objectmanager.staging_directory(command), self.staging)
+
     def test_the_directory_is_found_in_whatever_brackets(self):
-        with tempfile.TemporaryDirectory() as directory:
-            for form in ("-s staging directory [{}]", "-s DIR  default: {}", 'staging ("{}"), see /none'):
-                command = os.path.join(directory, "sfcbstage")
-                with open(command, "w", encoding="utf-8") as script:
-                    script.write(f"#!/bin/sh\necho '{command} [options]\n{form.format(directory)}' >&2\nexit 1\n")
-                os.chmod(command, 0o755)
-                self.assertEqual(objectmanager.staging_directory(command), directory)
+        for form in ("-s staging directory [{}]", "-s DIR  default: {}", 'staging ("{}"), see /none', "{{{}}}"):
+            self.assert_found(form.format(self.staging))
+
+    def test_a_directory_without_its_parts_is_another(self):
+        self.assert_found(f"temporary files in {self.top}\n-s staging directory [{self.staging}], see {self.top}")
+
+    def test_of_several_the_last_counts(self):
+        former = os.path.join(self.top, "former")
+        os.makedirs(os.path.join(former, "mofs"))
+        self.assert_found(f"formerly {former}\n-s staging directory [{self.staging}]")
 
 
 if __name__ == "__main__":
