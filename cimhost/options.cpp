@@ -4,9 +4,12 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
+#include <limits>
 #include <map>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "cimhost/helpformat.h"
@@ -22,6 +25,8 @@ const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof"
 
 const std::map<std::string, Color> kColors = {
     {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
+
+constexpr std::uint64_t kWidest = std::numeric_limits<std::size_t>::max();
 
 std::vector<std::string> mannersNames() {
     std::vector<std::string> names;
@@ -60,6 +65,20 @@ std::string namedCatalogue() {
 }
 
 }  // namespace
+
+CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what) {
+    return CLI::Validator(
+        [=](std::string& value) -> std::string {
+            const char* const end = value.data() + value.size();
+            std::uint64_t number = 0;
+            const auto [rest, error] = std::from_chars(value.data(), end, number);
+            if (error == std::errc::result_out_of_range) return fmt::format("{} is too large", value);
+            const bool isNumber = !value.empty() && rest == end && error == std::errc();
+            if (isNumber && number >= least && number <= most) return "";
+            return fmt::format("{} is no {}", value.empty() ? "''" : value, what);
+        },
+        "");
+}
 
 bool isColor(const std::string& name) {
     return kColors.count(name) > 0;
@@ -101,7 +120,7 @@ void addGeneralOptions(CLI::App& app, Settings& settings) {
     app.add_option("--width", settings.table.width,
                    "Columns that a line of a table may take; default: those of the terminal, else as many as it needs")
         ->type_name("COLUMNS")
-        ->check(CLI::PositiveNumber.description(""));
+        ->check(numberIn(1, kWidest, "positive number"));
     addChoice(
         app, "--color", wordsOf(kColors), [&settings](const std::string& name) { settings.color = kColors.at(name); },
         "Colours; default auto: on a terminal, unless NO_COLOR is set");

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -21,6 +22,9 @@ constexpr const char* kFileType = "FILE";
 /** Adds an option that takes one of the words. */
 CLI::Option* addChoice(CLI::App& app, const std::string& name, const std::vector<std::string>& words,
                        const std::function<void(const std::string&)>& take, const std::string& description);
+
+/** Takes whole decimal numbers of that range; of any other value it says that it is no `what`. */
+CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what);
 
 /** Whether it is a value of --color. */
 bool isColor(const std::string& name);

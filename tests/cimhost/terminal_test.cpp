@@ -136,11 +136,14 @@ TEST(NoTerminal, HasColorsOnRequestAlone) {
 }
 
 TEST(NoTerminal, WidthIsAPositiveNumber) {
-    for (const char* width : {"0", "-1", "wide", "", "1.5"}) {
+    for (const char* width : {"0", "-1", "+5", "wide", "", "1.5", "1e3"}) {
         const Outcome run = runCimhost({"tree", "--width", width});
         EXPECT_EQ(run.exitCode, 2) << width;
-        EXPECT_THAT(run.err, HasSubstr("--width"));
+        const std::string shown = *width == '\0' ? "''" : width;
+        EXPECT_THAT(run.err, StartsWith("cimhost: --width: " + shown + " is no positive number\n"));
     }
+    EXPECT_THAT(runCimhost({"tree", "--width", "99999999999999999999"}).err,
+                StartsWith("cimhost: --width: 99999999999999999999 is too large\n"));
 }
 
 }  // namespace
