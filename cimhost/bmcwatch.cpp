@@ -12,6 +12,7 @@ namespace cimhost {
 namespace {
 
 constexpr unsigned kExchangesOfReading = 331;
+constexpr unsigned kSecondsOfAttempt = 5;  // to open the device
 
 // The data store's requests: network function, command, and where behind the enterprise number the operation stands.
 constexpr std::uint8_t kNetfn = 0x2e;
@@ -28,6 +29,13 @@ std::uint8_t operationOf(const emulator::Request& request) {
 
 std::string reason(int error) {
     return std::generic_category().message(error);
+}
+
+/** How long readings of the SMBIOS table take that cannot begin; 0: nobody knows how many. */
+std::string timeOf(unsigned readings) {
+    if (readings == 0) return fmt::format("{} s for each reading of the SMBIOS table", kSecondsOfAttempt);
+    if (readings == 1) return fmt::format("{} s for the SMBIOS table", kSecondsOfAttempt);
+    return fmt::format("{} s for {} readings of the SMBIOS table", readings * kSecondsOfAttempt, readings);
 }
 
 std::string deviceAdvice(int error) {
@@ -99,12 +107,11 @@ std::string BmcWatch::deviceTrouble() const {
     return fmt::format("{} cannot be opened: {}", device_, reason(deviceError_));
 }
 
-std::string BmcWatch::waitingFor(double seconds) const {
+std::string BmcWatch::waitingFor(double seconds, unsigned readings) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     switch (trouble_) {
         case Trouble::noDevice:
-            return fmt::format("waiting for the BMC, up to 5 s for each reading of the SMBIOS table: {}",
-                               deviceTrouble());
+            return fmt::format("waiting for the BMC, up to {}: {}", timeOf(readings), deviceTrouble());
         case Trouble::notSent:
         case Trouble::notReceived:
         case Trouble::silent:

@@ -17,8 +17,11 @@ class BmcWatch {
  public:
     void see(const emulator::Event& event);
 
-    /** What is being waited for and how long that can take, as one line; `seconds` have passed so far. */
-    std::string waitingFor(double seconds) const;
+    /**
+     * What is being waited for and how long that can take, as one line. `seconds` have passed so far; the answer takes
+     * at most so many readings of the SMBIOS table, 0: nobody knows.
+     */
+    std::string waitingFor(double seconds, unsigned readings = 0) const;
 
     /** Why the SMBIOS table could not be read the last time, as one line; nothing when it could or was not needed. */
     std::optional<std::string> failure() const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cimhost/suggestion.h"
+#include "schema/embedded.h"
 #include "text/names.h"
 
 namespace cimhost {
@@ -10,6 +11,23 @@ namespace cimhost {
 namespace {
 
 constexpr const char* kPrefix = "QELTA_";
+
+struct ShortName {
+    const char* name;
+    const char* className;
+};
+
+constexpr ShortName kShortNames[] = {{"slots", "QELTA_SystemSlot"},
+                                     {"devices", "QELTA_PCIDevice"},
+                                     {"bridges", "QELTA_PCIBridge"},
+                                     {"board", "QELTA_SystemBoard"}};
+
+/** The class that a word stands for, "" where it is none of the short names. */
+std::string classOfShortName(const std::string& word) {
+    for (const auto& [name, className] : kShortNames)
+        if (text::sameName(name, word)) return className;
+    return "";
+}
 
 bool isAmong(const std::vector<std::string>& names, const std::string& name) {
     return std::any_of(names.begin(), names.end(), [&](const std::string& each) { return text::sameName(each, name); });
@@ -28,6 +46,10 @@ bool isServed(const std::string& className) {
     return isAmong(servedClasses(), className);
 }
 
+bool isDeclared(const std::string& className) {
+    return schema::declared().find(className) != nullptr;
+}
+
 bool isAssociation(const std::string& className) {
     return isAmong({"QELTA_DeviceInSlot", "QELTA_OnBoardDevice"}, className);
 }
@@ -41,12 +63,18 @@ std::string wholeClassName(const std::string& name) {
     const std::string whole = kPrefix + name;
     for (const std::string& served : servedClasses())
         if (text::sameName(served, whole)) return served;
-    return name;
+    const std::string className = classOfShortName(name);
+    return className.empty() ? name : className;
 }
 
 std::string nearestClass(const std::string& name) {
-    const std::string found = nearest(name, servedClasses());
-    return found.empty() ? nearest(kPrefix + name, servedClasses()) : found;
+    for (const std::string& written : {name, kPrefix + name}) {
+        const std::string found = nearest(written, servedClasses());
+        if (!found.empty()) return found;
+    }
+    std::vector<std::string> shortNames;
+    for (const ShortName& each : kShortNames) shortNames.emplace_back(each.name);
+    return classOfShortName(nearest(name, shortNames));
 }
 
 }  // namespace cimhost

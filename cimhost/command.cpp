@@ -99,14 +99,15 @@ ExitCode inSession(const Settings& settings, Work work) {
 
 ExitCode run(const Settings& settings, const Question& question) {
     return inSession(settings, [&](Session& session) {
-        Patience patience(session.bmc());
+        for (const std::string& doubt : doubts(question)) complain(doubt);
+        Patience patience(session.bmc(), question.readings);
         const auto answer = attempt(question.subject, [&] { return session.ask(question); });
         patience.end();
         if (!answer) return kErrorStatus;
         TableOptions table = settings.table;
         table.inFull = table.inFull || question.inFull;
         const std::string text = makeFormatter(settings.format, table)->text(*answer);
-        const ExitCode code = report(text, explanation(*answer, question.subject));
+        const ExitCode code = report(text, explanation(*answer, question));
         if (hasFunction(*answer)) explainNames(settings.surroundings);
         return code;
     });
@@ -114,7 +115,7 @@ ExitCode run(const Settings& settings, const Question& question) {
 
 ExitCode runTree(const Settings& settings) {
     return inSession(settings, [&](Session& session) {
-        Patience patience(session.bmc());
+        Patience patience(session.bmc(), kReadingsOfInventory);
         const Ask ask = [&](const Question& question) { return session.ask(question); };
         const auto inventory = attempt("tree", [&] { return takeInventory(ask); });
         patience.end();

@@ -1,5 +1,8 @@
 #include "cimhost/commands.h"
 
+#include <fmt/format.h>
+
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 
@@ -13,6 +16,9 @@
 namespace cimhost {
 
 namespace {
+
+constexpr const char* kAssocClass = "--assoc-class";
+constexpr const char* kResultClass = "--result-class";
 
 /** Which filters a command takes. */
 enum class FilterOptions { none, ofReferences, ofAssociators };
@@ -63,25 +69,22 @@ constexpr Command kCommands[] = {
      referenceNames, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
 };
 
-/** A class that can be asked for without its name. */
+/** A class that can be asked for by a command of its own, whose name stands for the class. */
 struct ShortForm {
     const char* name;
     const char* description;
-    const char* className;
     Chosen chosen;
     const char* examples;
 };
 
 constexpr ShortForm kShortForms[] = {
-    {"slots", "The system slots (enumerate QELTA_SystemSlot)", "QELTA_SystemSlot", Chosen::nothing,
-     "  cimhost slots --host dell-t440\n"},
-    {"devices", "The PCI functions but bridges (enumerate QELTA_PCIDevice)", "QELTA_PCIDevice", Chosen::instances,
+    {"slots", "The system slots (enumerate QELTA_SystemSlot)", Chosen::nothing, "  cimhost slots --host dell-t440\n"},
+    {"devices", "The PCI functions but bridges (enumerate QELTA_PCIDevice)", Chosen::instances,
      "  cimhost devices --host dell-t440\n"
      "  cimhost devices -s 16: --class 0880 --host dell-t440\n"},
-    {"bridges", "The PCI bridges (enumerate QELTA_PCIBridge)", "QELTA_PCIBridge", Chosen::instances,
+    {"bridges", "The PCI bridges (enumerate QELTA_PCIBridge)", Chosen::instances,
      "  cimhost bridges -d 8086: --host lenovo-90g0\n"},
-    {"board", "The system board (enumerate QELTA_SystemBoard)", "QELTA_SystemBoard", Chosen::nothing,
-     "  cimhost board --host dell-t440\n"},
+    {"board", "The system board (enumerate QELTA_SystemBoard)", Chosen::nothing, "  cimhost board --host dell-t440\n"},
 };
 
 std::string withExamples(const char* examples) {
@@ -109,10 +112,10 @@ void addFilter(CLI::App& command, const char* option, const char* type, std::opt
 
 void addFilters(CLI::App& command, broker::Filters& filters, FilterOptions wanted) {
     if (wanted == FilterOptions::none) return;
-    addFilter(command, "--result-class", kClassType, filters.resultClass, "The class of what is asked for");
+    addFilter(command, kResultClass, kClassType, filters.resultClass, "The class of what is asked for");
     addFilter(command, "--role", "ROLE", filters.role, "The role of the object in the association");
     if (wanted == FilterOptions::ofReferences) return;
-    addFilter(command, "--assoc-class", kClassType, filters.assocClass, "The class of the association");
+    addFilter(command, kAssocClass, kClassType, filters.assocClass, "The class of the association");
     addFilter(command, "--result-role", "ROLE", filters.resultRole, "The role of what is asked for");
 }
 
@@ -127,7 +130,7 @@ void addSelection(CLI::App& command, const std::string& name, const char* type, 
 
 void addSelections(CLI::App& command, Selection& selection, Chosen chosen) {
     if (chosen == Chosen::nothing) return;
-    addSelection(command, "-s,--location", "[[BUS]:][DEVICE][.FUNC]", selection, &Selection::byLocation,
+    addSelection(command, "-s,--location", "[[DOMAIN:]BUS:][DEVICE][.FUNC]", selection, &Selection::byLocation,
                  "Only functions there, in hexadecimal as for lspci");
     if (chosen == Chosen::names) return;
     addSelection(command, "-d,--id", "[VENDOR]:[DEVICE][:CLASS]", selection, &Selection::byId,
@@ -146,11 +149,35 @@ void refuseSelectionOf(const std::string& className, const Selection& selection)
         throw CLI::ValidationError(className, "functions are chosen by -s, -d and --class; it has none");
 }
 
-/** A filter's class may be named in short as well. */
-broker::Filters withWholeClassNames(broker::Filters filters) {
-    for (auto* name : {&filters.assocClass, &filters.resultClass})
-        if (*name) *name = wholeClassName(**name);
-    return filters;
+/** A filter's class may be named in short as well. One that is misspelt would pass for no filter, so it is refused. */
+std::optional<std::string> filterClass(const char* option, const std::optional<std::string>& named) {
+    if (!named || named->empty()) return named;
+    const std::string className = wholeClassName(*named);
+    const std::string meant = isDeclared(className) ? "" : nearestClass(className);
+    if (!meant.empty())
+        throw CLI::ValidationError(fmt::format("{} {}", option, *named),
+                                   fmt::format("the provider does not serve this class; did you mean {}?", meant));
+    return className;
+}
+
+/** "--assoc-class NAME" for a filter that has a class which the provider does not serve, else "". */
+std::string unservedFilter(const char* option, const std::optional<std::string>& className) {
+    if (!className || className->empty() || isServed(*className)) return "";
+    return fmt::format("{} {}", option, *className);
+}
+
+/** The command's question with the filters, whose classes are written in full. */
+Question questionOf(const Command& command, const std::string& argument, const broker::Filters& given) {
+    broker::Filters filters = given;
+    filters.assocClass = filterClass(kAssocClass, given.assocClass);
+    filters.resultClass = filterClass(kResultClass, given.resultClass);
+    Question question = command.makeQuestion(argument, filters);
+    const std::string associationClass = unservedFilter(kAssocClass, filters.assocClass);
+    const std::string resultClass = unservedFilter(kResultClass, filters.resultClass);
+    for (const std::string& filter : {associationClass, resultClass})
+        if (!filter.empty()) question.unservedFilters.push_back(filter);
+    question.associationFilter = command.filters == FilterOptions::ofReferences ? resultClass : associationClass;
+    return question;
 }
 
 void addCommand(CLI::App& app, Request& request, const Command& command) {
@@ -168,8 +195,7 @@ void addCommand(CLI::App& app, Request& request, const Command& command) {
     added->callback([&request, &command, takesClass] {
         if (takesClass) refuseSelectionOf(wholeClassName(request.argument), request.selection);
         checked(command.argument, [&] {
-            request.question = choosing(command.makeQuestion(request.argument, withWholeClassNames(request.filters)),
-                                        request.selection);
+            request.question = choosing(questionOf(command, request.argument, request.filters), request.selection);
         });
     });
 }
@@ -177,8 +203,9 @@ void addCommand(CLI::App& app, Request& request, const Command& command) {
 void addShortForm(CLI::App& app, Request& request, const ShortForm& form) {
     CLI::App* added = app.add_subcommand(form.name, form.description)->footer(withExamples(form.examples));
     addSelections(*added, request.selection, form.chosen);
-    added->callback(
-        [&request, &form] { request.question = choosing(enumerateInstances(form.className), request.selection); });
+    added->callback([&request, &form] {
+        request.question = choosing(enumerateInstances(wholeClassName(form.name)), request.selection);
+    });
 }
 
 void addTree(CLI::App& app, Request& request) {
@@ -198,6 +225,8 @@ void addTree(CLI::App& app, Request& request) {
 }
 
 #ifdef CIMHOST_SERVE
+constexpr std::uint64_t kLastPort = 65535;
+
 void addServe(CLI::App& app, Request& request) {
     const auto options = std::make_shared<ServeOptions>();
     CLI::App* command =
@@ -205,7 +234,8 @@ void addServe(CLI::App& app, Request& request) {
     command->add_option("--address", options->http.address, "Address or name to listen at; default 127.0.0.1")
         ->type_name("ADDRESS");
     command->add_option("--port", options->http.port, "Port to listen at; default 5988, 0: any that is free")
-        ->type_name("PORT");
+        ->type_name("PORT")
+        ->check(numberIn(0, kLastPort, "port, a number from 0 to 65535"));
     command->add_flag("--log", options->log, "Show a line for each request on standard error");
     command->footer(withExamples("  cimhost serve --host dell-t440 --log\n"));
     command->callback([&request, options] {

@@ -19,7 +19,8 @@ constexpr std::size_t kWidth = 80;
 constexpr std::size_t kLeft = 28;  // columns of the names
 
 constexpr const char* kClasses = R"(
-Classes (QELTA_ may be left out, letter case does not matter):
+Classes (QELTA_ may be left out, letter case does not matter; slots, devices,
+bridges and board stand for theirs):
   QELTA_PCIDevice           PCI functions but bridges
   QELTA_PCIBridge           PCI bridges
   QELTA_SystemSlot          system slots

@@ -46,6 +46,8 @@ struct Inventory {
     std::string subject;
 };
 
+constexpr unsigned kReadingsOfInventory = 3;  // of the SMBIOS table: for devices, for bridges and for slots
+
 /** Puts a question to a provider. */
 using Ask = std::function<Answer(const Question&)>;
 

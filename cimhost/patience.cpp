@@ -39,9 +39,9 @@ void WaitNotice::watch(std::chrono::milliseconds patience) {
     tell_(std::chrono::duration<double>(patience).count());
 }
 
-Patience::Patience(const BmcWatch& bmc) : bmc_(bmc) {
+Patience::Patience(const BmcWatch& bmc, unsigned readings) : bmc_(bmc) {
     if (!stderrIsTerminal()) return;
-    notice_.emplace(kPatience, [&bmc](double seconds) { complain(bmc.waitingFor(seconds)); });
+    notice_.emplace(kPatience, [&bmc, readings](double seconds) { complain(bmc.waitingFor(seconds, readings)); });
 }
 
 void Patience::end() {

@@ -42,8 +42,8 @@ class WaitNotice {
  */
 class Patience {
  public:
-    /** `bmc` watches while the object lives. */
-    explicit Patience(const BmcWatch& bmc);
+    /** `bmc` watches while the object lives. The answer takes at most so many readings of the table, 0: not known. */
+    Patience(const BmcWatch& bmc, unsigned readings);
     ~Patience();
     Patience(const Patience&) = delete;
     Patience& operator=(const Patience&) = delete;

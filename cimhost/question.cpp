@@ -157,17 +157,22 @@ Question enumerateNames(const std::string& className) {
 }
 
 Question getInstance(const std::string& object) {
-    return {object,
-            [wanted = pathsNamedBy(object)](broker::Broker& manager) {
-                Answer answer = got(manager, wanted.front());
-                for (auto path = wanted.begin() + 1; path != wanted.end() && answer.existing; ++path) {
-                    const Names others = std::move(*answer.existing);
-                    answer = got(manager, *path);
-                    if (answer.existing) answer.existing->insert(answer.existing->end(), others.begin(), others.end());
-                }
-                return answer;
-            },
-            true};
+    const Names named = pathsNamedBy(object);
+    Question question = {object,
+                         [wanted = named](broker::Broker& manager) {
+                             Answer answer = got(manager, wanted.front());
+                             for (auto path = wanted.begin() + 1; path != wanted.end() && answer.existing; ++path) {
+                                 const Names others = std::move(*answer.existing);
+                                 answer = got(manager, *path);
+                                 if (answer.existing)
+                                     answer.existing->insert(answer.existing->end(), others.begin(), others.end());
+                             }
+                             return answer;
+                         },
+                         true};
+    // Each of the names for one function is asked for in its turn.
+    if (named.size() > 1) question.readings = static_cast<unsigned>(named.size());
+    return question;
 }
 
 Question associators(const std::string& object, const broker::Filters& filters) {
@@ -196,6 +201,23 @@ Question selected(Question question, const Selection& selection) {
         return answer;
     };
     return question;
+}
+
+std::vector<std::string> doubts(const Question& question) {
+    std::vector<std::string> sentences;
+    for (const std::string& filter : question.unservedFilters)
+        sentences.push_back(
+            fmt::format("{}: this is none of the classes that the provider serves, and is asked for as it is. They are "
+                        "{}.",
+                        filter, fmt::join(servedClasses(), ", ")));
+    return sentences;
+}
+
+std::string explanation(const Answer& answer, const Question& question) {
+    const bool refusedClass = answer.status == CMPI_RC_ERR_NOT_FOUND && !answer.existing;
+    if (refusedClass && !question.associationFilter.empty())
+        return fmt::format("{}: the object manager knows no such class.", question.associationFilter);
+    return explanation(answer, question.subject);
 }
 
 std::string explanation(const Answer& answer, const std::string& subject) {

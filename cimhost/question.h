@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "broker/broker.h"
 #include "cimhost/answer.h"
@@ -15,6 +16,11 @@ struct Question {
     std::string subject;  // the class or object path that it is about, in the user's spelling
     std::function<Answer(broker::Broker&)> ask;
     bool inFull = false;  // it is about single objects, so all that they have is of interest
+    // Filters by a class that the provider does not serve, "--assoc-class NAME"; of these the one by the class of the
+    // associations, which object managers look up, "" where that is served or not given.
+    std::vector<std::string> unservedFilters = {};
+    std::string associationFilter = {};
+    unsigned readings = 0;  // of the SMBIOS table that the answer takes at most; 0: not known
 };
 
 Question enumerateInstances(const std::string& className);
@@ -39,8 +45,13 @@ Question referenceNames(const std::string& object, const broker::Filters& filter
 /** The same question, of whose answer only those functions are kept that are chosen. */
 Question selected(Question question, const Selection& selection);
 
+/** What to say of filters that the provider does not know, a sentence each. */
+std::vector<std::string> doubts(const Question& question);
+
 /** What an answer leaves to be said to the user, as one sentence; empty where it speaks for itself. */
 std::string explanation(const Answer& answer, const std::string& subject);
+/** The same, where the object manager may have refused a filter of the question. */
+std::string explanation(const Answer& answer, const Question& question);
 
 }  // namespace cimhost
 

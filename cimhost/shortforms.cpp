@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 
 #include "cimhost/classes.h"
@@ -22,6 +23,13 @@ broker::ObjectPath pathWithKey(const std::string& className, const std::string& 
 
 bool isNumber(const std::string& text) {
     return !text.empty() && text.size() <= kMostDigits && std::all_of(text.begin(), text.end(), text::isDigit);
+}
+
+/** A number that is no slot's; as an object path it could not be read either. */
+bool isOtherNumber(const std::string& text) {
+    const std::size_t digits = !text.empty() && (text.front() == '-' || text.front() == '+') ? 1 : 0;
+    return text.size() > digits &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(digits), text.end(), text::isDigit);
 }
 
 broker::ObjectPath slotPath(const std::string& number) {
@@ -46,6 +54,9 @@ broker::ObjectPath wholePath(const std::string& text) {
 
 std::vector<broker::ObjectPath> pathsNamedBy(const std::string& text) {
     if (isNumber(text)) return {slotPath(text)};
+    if (isOtherNumber(text))
+        throw std::invalid_argument(
+            fmt::format("{} is no slot's number, which has one to {} digits and no sign", text, kMostDigits));
     if (looksLikeFunction(text)) return functionPaths(text);
     if (text::sameName(text, "board")) return {pathWithKey("QELTA_SystemBoard", "DeviceID", "SystemBoard1")};
     return {wholePath(text)};

@@ -21,6 +21,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 using Json = nlohmann::ordered_json;
 using Arguments = std::vector<std::string>;
 
@@ -85,6 +86,43 @@ TEST(AssociationFilters, OfAssociatorsAloneAreRefusedForReferences) {
             EXPECT_THAT(run.err, HasSubstr(option));
         }
     }
+}
+
+/** Each association command with each of its filters by class. */
+std::vector<Arguments> commandsWithClassFilters() {
+    return {{"associators", "5", "--assoc-class"},      {"associators", "5", "--result-class"},
+            {"associator-names", "5", "--assoc-class"}, {"associator-names", "5", "--result-class"},
+            {"references", "5", "--result-class"},      {"reference-names", "5", "--result-class"}};
+}
+
+TEST(AssociationFilters, OfAMisspeltClassAreRefusedWithASuggestion) {
+    for (const Arguments& command : commandsWithClassFilters()) {
+        for (const char* written : {"DeviceInSlt", "DeviceInSlo", "qelta_deviceinslt"}) {
+            const Outcome run = runCimhost(joined(command, {written, "--host", "dell-t440"}));
+            EXPECT_EQ(run.exitCode, 2);
+            EXPECT_THAT(run.out, IsEmpty());
+            EXPECT_THAT(run.err, StartsWith("cimhost: " + command.back() + " " + written +
+                                            ": the provider does not serve this class; did you mean "
+                                            "QELTA_DeviceInSlot?\n"));
+        }
+    }
+    EXPECT_THAT(runCimhost({"associators", "5", "--result-class", "pcibridg", "--host", "dell-t440"}).err,
+                HasSubstr("did you mean QELTA_PCIBridge?"));
+}
+
+TEST(AssociationFilters, OfAClassLikeNoneAreAskedForAndTold) {
+    for (const Arguments& command : commandsWithClassFilters()) {
+        const Outcome run = runCimhost(joined(command, {"CIM_Dependency", "--host", "dell-t440"}));
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_THAT(run.err, StartsWith("cimhost: " + command.back() +
+                                        " CIM_Dependency: this is none of the classes that the provider serves"));
+        for (const std::string& served : cimhost::servedClasses()) EXPECT_THAT(run.err, HasSubstr(served));
+    }
+    EXPECT_THAT(asked({"associators", kSlotThree, "--result-class", "QELTA_Controller"}),
+                AllOf(HasSubstr(" resultClass [QELTA_Controller] "), HasSubstr("none of the classes")))
+        << "a superclass is meant, not QELTA_SSPCIController";
+    EXPECT_THAT(asked({"associators", kSlotThree, "--result-class", "", "--assoc-class", "deviceinslot"}),
+                Not(HasSubstr("none of the classes")));
 }
 
 TEST(AssociationUsage, PathIsNeededAndHasToBeOne) {

@@ -54,6 +54,14 @@ TEST(BmcWatchTest, NoDeviceIsTold) {
     EXPECT_THAT(watch.failure().value(), HasSubstr("there is no /dev/ipmi0"));
 }
 
+TEST(BmcWatchTest, KnownReadingsAreAddedUp) {
+    BmcWatch watch;
+    watch.see(notOpened("/dev/ipmi0", ENOENT));
+    EXPECT_THAT(watch.waitingFor(1), HasSubstr("up to 5 s for each reading of the SMBIOS table: there is no"));
+    EXPECT_THAT(watch.waitingFor(1, 1), HasSubstr("up to 5 s for the SMBIOS table: there is no"));
+    EXPECT_THAT(watch.waitingFor(1, 3), HasSubstr("up to 15 s for 3 readings of the SMBIOS table: there is no"));
+}
+
 TEST(BmcWatchTest, DeviceThatMayNotBeOpenedIsTold) {
     BmcWatch first;
     first.see(notOpened("/dev/ipmi0", EACCES));

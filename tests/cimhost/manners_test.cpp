@@ -114,6 +114,20 @@ TEST_P(MannersOption, AssociationRequestsGoTheWayOfTheManager) {
     }
 }
 
+TEST_P(MannersOption, AFilterThatIsRefusedIsToBlame) {
+    const std::vector<Arguments> requests = {{"associators", "5", "--assoc-class", "QELTA_Unknown"},
+                                             {"associator-names", "5", "--assoc-class", "QELTA_Unknown"},
+                                             {"references", "5", "--result-class", "QELTA_Unknown"},
+                                             {"reference-names", "5", "--result-class", "QELTA_Unknown"}};
+    for (const Arguments& request : requests) {
+        const Outcome outcome = run(request);
+        EXPECT_EQ(outcome.exitCode, under(Row<int>{0, 1, 0, 0}));
+        const std::string blame = request[2] + " QELTA_Unknown: the object manager knows no such class.\n";
+        EXPECT_EQ(outcome.err.find(blame) != std::string::npos, under(Row<bool>{false, true, false, false}));
+        EXPECT_THAT(outcome.err, Not(HasSubstr("no instance has these keys")));
+    }
+}
+
 TEST_P(MannersOption, TheTreeIsTheSame) {
     const Outcome tree = run({"tree"});
     EXPECT_EQ(tree.exitCode, 0);

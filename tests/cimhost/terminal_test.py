@@ -95,6 +95,13 @@ class Waiting(unittest.TestCase):
         self.assertIn("slots are missing: there is no /dev/ipmi0; is the driver loaded", text)
 
     @unittest.skipUnless(NO_BMC_HERE, "this machine has an IPMI device")
+    def test_time_of_several_readings_is_told_in_all(self):
+        for arguments, told in ((["tree"], "up to 15 s for 3 readings"), (["get", "16:01.0"], "up to 10 s for 2")):
+            terminal = Terminal([PROGRAM, *arguments])
+            self.assertTrue(terminal.wait_for(told), terminal.text)
+            terminal.close()
+
+    @unittest.skipUnless(NO_BMC_HERE, "this machine has an IPMI device")
     def test_nothing_is_told_through_pipes(self):
         self.assertEqual(through_pipes("slots").stderr, "")
 

@@ -77,6 +77,10 @@ TEST_F(Usage, ClassesHaveShortForms) {
     EXPECT_EQ(answer({"devices"}), answer({"enumerate", "QELTA_PCIDevice"}));
     EXPECT_EQ(answer({"bridges"}), answer({"enumerate", "QELTA_PCIBridge"}));
     EXPECT_EQ(answer({"board"}), answer({"enumerate", "QELTA_SystemBoard"}));
+    for (const char* name : {"slots", "devices", "bridges", "board", "Board"})
+        EXPECT_EQ(answer({"names", name}), answer({"names", cimhost::wholeClassName(name)})) << name;
+    EXPECT_EQ(answer({"enumerate", "slots"}), answer({"slots"}));
+    EXPECT_EQ(answer({"enumerate", "board"}), answer({"board"}));
     EXPECT_EQ(answer({"names", "pcibridge"}), answer({"names", "QELTA_PCIBridge"}));
     EXPECT_THAT(answer({"slots"}), EndsWith("CMPI_RC_OK, 3 instances\n"));
 }
@@ -139,6 +143,8 @@ TEST_F(Usage, AssociationAsSourceIsRefusedForItsReason) {
 TEST_F(Usage, MisspeltClassIsSuggested) {
     EXPECT_THAT(ask({"enumerate", "QELTA_PCIDevise"}).err, HasSubstr("did you mean QELTA_PCIDevice?"));
     EXPECT_THAT(ask({"get", "systemslots.Tag=\"x\""}).err, HasSubstr("did you mean QELTA_SystemSlot?"));
+    EXPECT_THAT(ask({"enumerate", "slot"}).err, HasSubstr("did you mean QELTA_SystemSlot?"));
+    EXPECT_THAT(ask({"enumerate", "boards"}).err, HasSubstr("did you mean QELTA_SystemBoard?"));
     EXPECT_THAT(ask({"enumerate", "Win32_Processor"}).err, Not(HasSubstr("did you mean")));
 }
 
@@ -212,6 +218,19 @@ TEST(UsageErrors, OfSelectionsSayWhatIsWrong) {
     EXPECT_THAT(complaint({"get", "0001:16:00.0"}), HasSubstr("PCI domains"));
 }
 
+TEST(UsageErrors, OfPortsSayWhatOneIs) {
+    for (const std::string port : {"65536", "99999", "abc", "-1", "1.5"})
+        EXPECT_THAT(complaint({"serve", "--port", port}),
+                    StartsWith("cimhost: --port: " + port + " is no port, a number from 0 to 65535\n"));
+}
+
+TEST(UsageErrors, OfNumbersThatAreNoSlotsSaySo) {
+    for (const std::string command : {"get", "associators", "references"}) {
+        EXPECT_THAT(complaint({command, "99999999999"}), HasSubstr("99999999999 is no slot's number"));
+        EXPECT_THAT(complaint({command, "-1"}), HasSubstr("-1 is no slot's number"));
+    }
+}
+
 TEST(UsageErrors, ShowNoControlCharacters) {
     EXPECT_THAT(complaint({"\x1b[31m"}), HasSubstr("\\x1b[31m is no command"));
 }
@@ -246,6 +265,15 @@ TEST(Help, OfEveryCommandHasAllOptionsTheClassesAndAnExample) {
     }
     EXPECT_THAT(runCimhost({"references", "--help"}).out,
                 AllOf(HasSubstr("--role"), HasSubstr("--result-class"), Not(HasSubstr("--assoc-class"))));
+}
+
+TEST(Help, OfLocationsTellsTheirWholeForm) {
+    for (const char* command : {"devices", "bridges", "names", "enumerate", "associators"})
+        EXPECT_THAT(runCimhost({command, "--help"}).out, HasSubstr("--location [[DOMAIN:]BUS:][DEVICE][.FUNC]"));
+    for (const char* location : {"0000:16:01.0", "16:01", "16:", "01", ".0", "01.0"})
+        EXPECT_THAT(runCimhost({"names", "PCIBridge", "-s", location, "--host", "dell-t440"}).out,
+                    AllOf(HasSubstr("CMPI_RC_OK"), Not(HasSubstr(" 0 names"))))
+            << location;
 }
 
 TEST(Help, ExamplesWork) {
