@@ -18,7 +18,7 @@ report_seconds=60  # between two lines about a step that goes on, where they are
 # show_help [ARGUMENTS]: the usage, and the comment at the script's head.
 show_help() {
     printf 'usage: %s%s\n\n' "$script" "${1:+ $1}"
-    sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$program"
+    sed -n '2,${ /^#/!q; s/^# \{0,1\}//p; }' "$program"
 }
 
 # help_only ARGUMENT...: for scripts without arguments.
