@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cimhost/classes.h"
+#include "cimhost/helpformat.h"
 #include "cimhost/options.h"
 #include "cimhost/samples.h"
 #include "cimhost/terminal.h"
@@ -68,12 +69,13 @@ void addCommands(Candidates& candidates, const CLI::App& app) {
         candidates.add(command->get_name(), command->get_description());
 }
 
-/** The options of a command and of the program. */
-void addOptions(Candidates& candidates, const CLI::App* app) {
-    for (; app; app = app->get_parent())
+/** The options of a command and of the program, as far as they are of use there. */
+void addOptions(Candidates& candidates, const CLI::App& command) {
+    for (const CLI::App* app = &command; app; app = app->get_parent())
         for (const CLI::Option* option : app->get_options())
             for (const std::string& name : option->get_lnames())
-                if (name != "help" || !app->get_parent()) candidates.add("--" + name, option->get_description());
+                if ((name != "help" || !app->get_parent()) && isOfUse(*option, command))
+                    candidates.add("--" + name, option->get_description());
 }
 
 const CLI::App* commandNamed(const std::string& word, const CLI::App& app) {
@@ -147,7 +149,7 @@ std::vector<std::string> completions(const CLI::App& app, const std::vector<std:
     if (position.valueOf)
         addValues(candidates, position.valueOf->get_type_name());
     else if (!word.empty() && word.front() == '-')
-        addOptions(candidates, position.command);
+        addOptions(candidates, *position.command);
     else if (position.command == &app)
         addCommands(candidates, app);
     else

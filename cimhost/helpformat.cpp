@@ -39,10 +39,10 @@ std::string wrapped(const std::string& text, std::size_t columns = kWidth - kLef
     return joined;
 }
 
-/** What every command takes, as its help shows it; the command's own help option is enough there. */
-std::string generalOptions(const HelpFormatter& formatter, const CLI::App& app) {
-    const auto options =
-        app.get_options([](const CLI::Option* option) { return option->get_group() == kGeneralOptions; });
+/** What every command takes, as far as it is of use there; the command's own help option is enough. */
+std::string generalOptions(const HelpFormatter& formatter, const CLI::App& command) {
+    const auto options = command.get_parent()->get_options(
+        [&](const CLI::Option* option) { return option->get_group() == kGeneralOptions && isOfUse(*option, command); });
     std::string text = fmt::format("\n{}:\n", kGeneralOptions);
     for (const CLI::Option* option : options) text += formatter.make_option(option, false);
     return text;
@@ -85,6 +85,11 @@ std::string complaintAbout(const std::vector<std::string>& rest, const CLI::App&
 
 }  // namespace
 
+bool isOfUse(const CLI::Option& option, const CLI::App& command) {
+    if (command.get_name() != "samples" || option.get_group() != kGeneralOptions) return true;
+    return option.check_lname("format") || option.check_lname("width");
+}
+
 HelpFormatter::HelpFormatter() {
     column_width(kLeft);
 }
@@ -93,7 +98,7 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI:
     std::ostringstream out;
     out << wrapped(app->get_description(), kWidth) << '\n'
         << make_usage(app, name) << make_positionals(app) << make_groups(app, mode);
-    if (app->get_parent()) out << generalOptions(*this, *app->get_parent());
+    if (app->get_parent()) out << generalOptions(*this, *app);
     out << make_subcommands(app, mode) << kClasses;
     for (const std::string& line : lines("\n" + app->get_footer()))
         out << (!line.empty() && line.front() == ' ' ? line : wrapped(line, kWidth)) << '\n';

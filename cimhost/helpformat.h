@@ -10,6 +10,9 @@ namespace cimhost {
 /** The group of the options that every command takes; the help of each command shows it as well. */
 constexpr const char* kGeneralOptions = "General options";
 
+/** Whether an option makes a difference to a command that takes it; sample machines are listed without a provider. */
+bool isOfUse(const CLI::Option& option, const CLI::App& command);
+
 /** Help in lines of at most 80 columns; that of a command has what every command takes as well, and the classes. */
 class HelpFormatter : public CLI::Formatter {
  public:
