@@ -254,8 +254,8 @@ std::vector<std::string> Broker::complaints() const {
     return state_->core.complaints();
 }
 
-void Broker::clearComplaints() {
-    state_->core.clearComplaints();
+std::vector<std::string> Broker::takeComplaints() {
+    return state_->core.takeComplaints();
 }
 
 void Broker::answerUpcall(const std::string& className, UpcallAnswer answer) {

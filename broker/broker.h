@@ -236,7 +236,8 @@ class Broker {
      * functions named as below. Where the manners are strict it is all that any manager would mind.
      */
     std::vector<std::string> complaints() const;
-    void clearComplaints();
+    /** The same; from then on there are none. */
+    std::vector<std::string> takeComplaints();
 
     /** enumerateInstances upcalls for that class get this answer, every time, until it is cleared. */
     void answerUpcall(const std::string& className, UpcallAnswer answer);

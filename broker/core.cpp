@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "broker/objects.h"
 #include "broker/slots.h"
@@ -134,9 +135,9 @@ std::vector<std::string> Core::complaints() const {
     return complaints_;
 }
 
-void Core::clearComplaints() {
+std::vector<std::string> Core::takeComplaints() {
     const std::lock_guard lock(mutex_);
-    complaints_.clear();
+    return std::exchange(complaints_, {});
 }
 
 bool Core::brokenDown() const {

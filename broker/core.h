@@ -100,7 +100,7 @@ class Core {
      */
     CMPIrc judge(manners::Verdict verdict, const std::string& call, const std::string& what);
     std::vector<std::string> complaints() const;
-    void clearComplaints();
+    std::vector<std::string> takeComplaints();
     /** Whether the manager's process would have ended in a request that is under way on this thread. */
     bool brokenDown() const;
 

@@ -125,6 +125,8 @@ constexpr Choice kIntegerKeysWidened       { false,             true,           
 constexpr Choice kGetGivesFirst            { false,             true,               true,                   false };
 /** An enumeration asks for the class and each below it that is not abstract, by its own name. */
 constexpr Choice kEnumerationDescends      { false,             true,               true,                   false };
+/** A client's property list is left to the provider, which may deliver more than it names. */
+constexpr Choice kPropertyListsUnread      { false,             true,               false,                  false };
 constexpr Row<Order> kOrderOfKeys          { Order::asMade,     Order::inheritedReversed, Order::asMade,    Order::asMade };
 constexpr Row<Dispatch> kAssociationDispatch { Dispatch::asAsked, Dispatch::byFilter, Dispatch::perReference, Dispatch::asAsked };
 // clang-format on

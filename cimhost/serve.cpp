@@ -93,20 +93,21 @@ std::string logLine(const wbem::HttpRequest& request, const std::string& summary
                        cut(printable(summary), kLogColumns), milliseconds);
 }
 
-wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, const Tracer& log) {
-    return [&responder, log](const wbem::HttpRequest& request) {
+wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, Session& session, const Tracer& log) {
+    return [&responder, &session, log](const wbem::HttpRequest& request) {
         const auto began = std::chrono::steady_clock::now();
         wbem::HttpResponse response = responder.answer(request);
+        session.traceRefusals();
         if (log) log(logLine(request, response.summary, std::chrono::steady_clock::now() - began));
         return response;
     };
 }
 
-void serveUntilSignal(broker::Broker& manager, const Settings& settings, const ServeOptions& options) {
+void serveUntilSignal(Session& session, const Settings& settings, const ServeOptions& options) {
     const EndSignals signals;
-    const wbem::Operations operations(manager, schema::declared(), kNamespace);
+    const wbem::Operations operations(session.manager(), schema::declared(), kNamespace);
     const wbem::Responder responder(operations, options.http.address);
-    wbem::HttpServer server(options.http, answerBy(responder, makeTracer(options.log || settings.trace)));
+    wbem::HttpServer server(options.http, answerBy(responder, session, makeTracer(options.log || settings.trace)));
     announce(server);
     divertStdout(settings.trace);
     signals.wait();
@@ -126,7 +127,7 @@ ExitCode serve(const Settings& settings, const ServeOptions& options) {
         if (!wbem::isLoopback(resolved.http.address))
             complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", resolved.http.address));
         Session session(surroundings, makeTracer(settings.trace));
-        serveUntilSignal(session.manager(), settings, resolved);
+        serveUntilSignal(session, settings, resolved);
         session.manager().cleanup(true);
     } catch (const std::exception& error) {
         complain(error.what());

@@ -46,9 +46,12 @@ Answer Session::ask(const Question& question) {
     StdoutCapture capture;
     Answer answer = answerOf(question, broker_);
     for (const std::string& line : lines(capture.finish())) trace("stdout: " + line);
-    for (const std::string& complaint : broker_.complaints()) trace("refused: " + complaint);
-    broker_.clearComplaints();
+    traceRefusals();
     return answer;
+}
+
+void Session::traceRefusals() {
+    for (const std::string& complaint : broker_.takeComplaints()) trace("refused: " + complaint);
 }
 
 void Session::openHost(const Surroundings& surroundings) {

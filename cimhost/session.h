@@ -48,8 +48,14 @@ class Session {
     /** How the provider gets on with the BMC, where the session watches. */
     const BmcWatch& bmc() const { return bmc_; }
 
-    /** For requests side by side; what the provider writes to standard output is left alone then. */
+    /**
+     * For requests side by side; what the provider writes to standard output is left alone then. Who asks here calls
+     * traceRefusals() afterwards.
+     */
     broker::Broker& manager() { return broker_; }
+
+    /** Brings what the object manager has refused since the last time to the trace. May be called from any thread. */
+    void traceRefusals();
 
  private:
     void openHost(const Surroundings& surroundings);

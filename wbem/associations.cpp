@@ -124,7 +124,7 @@ Classes associatedClasses(const Operation& operation, const Question& question, 
 
 void objects(Operation& operation, Sought sought) {
     const Question question = readQuestion(operation.parameters, sought);
-    const View view = objectView(operation.parameters);
+    const View view = question.ofClass ? objectView(operation.parameters) : instanceView(operation);
     operation.parameters.refuseOthers();
     const Encoder& encoder = operation.encoder;
     if (question.ofClass) {

@@ -111,7 +111,7 @@ void enumerateInstances(Operation& operation) {
     const std::string name = parameters.requiredClassName("ClassName");
     parameters.flag("LocalOnly", false);
     const bool deep = parameters.flag("DeepInheritance", true);
-    const View view = objectView(parameters);
+    const View view = instanceView(operation);
     parameters.refuseOthers();
     std::vector<Instance> instances;
     for (const std::string& each : concreteClasses(operation, name)) {
@@ -135,7 +135,7 @@ void getInstance(Operation& operation) {
     Parameters& parameters = operation.parameters;
     const ObjectPath name = parameters.requiredInstanceName("InstanceName");
     parameters.flag("LocalOnly", false);
-    const View view = objectView(parameters);
+    const View view = instanceView(operation);
     parameters.refuseOthers();
     operation.encoder.instance(operation.returnValue(), instanceNamed(operation, name), view);
 }

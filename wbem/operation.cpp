@@ -35,4 +35,11 @@ View objectView(Parameters& parameters) {
     return view;
 }
 
+View instanceView(Operation& operation) {
+    View view = objectView(operation.parameters);
+    const broker::Broker* manager = operation.space.manager;
+    if (manager != nullptr && broker::manners::kPropertyListsUnread.of(manager->manners())) view.properties.reset();
+    return view;
+}
+
 }  // namespace wbem

@@ -41,6 +41,9 @@ broker::Response askProvider(const Operation& operation,
 /** The parameters that say what of an object is shown. LocalOnly is read by those that have it. */
 View objectView(Parameters& parameters);
 
+/** The same for instances, on whose properties the list has no effect where the object manager leaves it unread. */
+View instanceView(Operation& operation);
+
 // --- instances ---
 
 void enumerateInstanceNames(Operation& operation);

@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -220,6 +223,36 @@ TEST_F(Server, AQualifierIsDeclaredWithItsScopeAndDefault) {
     const Answer in = get("In");
     EXPECT_EQ(scopeOf(in.result.first_child()), "PARAMETER=true ");
     EXPECT_STREQ(get("ValueMap").result.first_child().attribute("ISARRAY").value(), "true");
+}
+
+// --- the manual ---
+
+TEST_F(Rack, TheManualNamesTheOperationsThatAreNotRefusedAtOnce) {
+    std::ifstream file(MANUAL);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t begin = text.find(".Ss The server beside object managers");
+    ASSERT_NE(begin, std::string::npos);
+    text = text.substr(begin, text.find(".Ss", begin + 1) - begin);
+    const std::size_t others = text.find("\nAll others, ");
+    ASSERT_NE(others, std::string::npos);
+    for (const char* name : {"GetClass",         "GetInstance",
+                             "DeleteClass",      "DeleteInstance",
+                             "CreateClass",      "CreateInstance",
+                             "ModifyClass",      "ModifyInstance",
+                             "EnumerateClasses", "EnumerateClassNames",
+                             "ExecQuery",        "EnumerateInstances",
+                             "Associators",      "EnumerateInstanceNames",
+                             "AssociatorNames",  "References",
+                             "ReferenceNames",   "GetProperty",
+                             "SetProperty",      "GetQualifier",
+                             "SetQualifier",     "EnumerateQualifiers",
+                             "DeleteQualifier",  "OpenEnumerateInstances",
+                             "CloseEnumeration"}) {
+        // Without parameters an operation that there is complains of these.
+        const bool refused = ask(name, "").error == CMPI_RC_ERR_NOT_SUPPORTED;
+        const std::regex whole("(^|[^A-Za-z])" + std::string(name) + "([^A-Za-z]|$)");
+        EXPECT_EQ(std::regex_search(text.substr(0, others), whole), !refused) << name;
+    }
 }
 
 // --- methods ---

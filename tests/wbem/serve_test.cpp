@@ -118,6 +118,53 @@ TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
     }
 }
 
+TEST_F(Serve, SfcbLeavesPropertyListsToTheProvider) {
+    struct Asked {
+        const char* operation;
+        std::string object;
+    };
+    const std::vector<Asked> operations = {
+        {"GetInstance", client::instanceName("InstanceName", slotPath(3))},
+        {"EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")},
+        {"Associators", client::instanceName("ObjectName", slotPath(3))},
+        {"References", client::instanceName("ObjectName", slotPath(3))},
+    };
+    for (const char* manners : {"standard", "sfcb", "pegasus", "strict"}) {
+        SCOPED_TRACE(manners);
+        const bool unread = manners == std::string("sfcb");
+        RunningCimhost program(arguments({"--manners", manners}));
+        const std::uint16_t port = portOf(program);
+        const auto properties = [port](const std::string& operation, const std::string& parameters) {
+            return ask(port, operation, parameters).result.select_nodes(".//PROPERTY | .//PROPERTY.REFERENCE").size();
+        };
+        for (const Asked& asked : operations) {
+            if (asked.operation == std::string("GetInstance") && manners == std::string("strict")) continue;  // none
+            const std::size_t all = properties(asked.operation, asked.object);
+            EXPECT_GT(all, 0U) << asked.operation;
+            const std::string none = client::list("PropertyList", {"NoSuch"});
+            EXPECT_EQ(properties(asked.operation, asked.object + none), unread ? all : 0U) << asked.operation;
+        }
+        // Classes are the manager's own.
+        EXPECT_EQ(properties("Associators", client::className("ObjectName", "QELTA_SystemSlot") +
+                                                client::list("PropertyList", {"NoSuch"})),
+                  0U);
+        program.signal(SIGTERM);
+        EXPECT_EQ(program.end().exitCode, 0);
+    }
+}
+
+TEST_F(Serve, TheTraceTellsEachTimeWhatAStrictManagerRefuses) {
+    RunningCimhost program(arguments({"--manners", "strict", "--trace"}));
+    const std::uint16_t port = portOf(program);
+    for (int i = 0; i < 2; ++i) ask(port, "GetInstance", client::instanceName("InstanceName", slotPath(9)));
+    program.signal(SIGTERM);
+    const std::string text = program.end().err;
+    const std::string line = "refused: result.returnInstance: a second instance for a get\n";
+    const std::size_t first = text.find(line);
+    ASSERT_NE(first, std::string::npos) << text;
+    EXPECT_NE(text.find(line, first + line.size()), std::string::npos) << text;
+}
+
 TEST_F(Serve, TheTraceShowsWhatTheProviderDoesAndWhatWasAnswered) {
     RunningCimhost program(arguments({"--trace"}));
     const std::uint16_t port = portOf(program);
