@@ -247,8 +247,8 @@ void addServe(CLI::App& app, Request& request) {
 void addSamples(CLI::App& app, Request& request) {
     app.add_subcommand("samples", "The sample machines, for --host")
         ->callback([&request] {
-            if (request.settings.format != Format::table && request.settings.format != Format::json)
-                throw CLI::ValidationError("--format", "sample machines are listed as table or json");
+            if (request.settings.format == Format::mof)
+                throw CLI::ValidationError("--format", "there are no sample machines in mof");
             request.run = listSamples;
         })
         ->footer(withExamples("  cimhost samples\n  cimhost tree --host dell-t440\n"));

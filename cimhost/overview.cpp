@@ -17,27 +17,33 @@ namespace cimhost {
 
 namespace {
 
-OverviewColumn plain(const std::string& property, Align align = Align::left) {
-    return {{property, align}, [property](const broker::Instance& instance) { return textOf(instance, property); }};
+OverviewColumn plain(const std::string& property, Align align = Align::left, unsigned dispensable = 0) {
+    return {{property, align, false, dispensable},
+            [property](const broker::Instance& instance) { return textOf(instance, property); }};
 }
 
 /** Two numbers of the same width in hexadecimal. */
-OverviewColumn hexPair(const std::string& heading, const std::string& first, const std::string& second, int digits) {
-    return {{heading}, [=](const broker::Instance& instance) { return hexPairOf(instance, first, second, digits); }};
+OverviewColumn hexPair(const std::string& heading, const std::string& first, const std::string& second, int digits,
+                       unsigned dispensable) {
+    return {{heading, Align::left, false, dispensable},
+            [=](const broker::Instance& instance) { return hexPairOf(instance, first, second, digits); }};
 }
 
-OverviewColumn coded(const std::string& heading, const std::string& property, std::string (*nameOf)(std::uint64_t)) {
-    return {{heading}, [=](const broker::Instance& instance) { return codeOf(instance, property, nameOf); }};
+OverviewColumn coded(const std::string& heading, const std::string& property, std::string (*nameOf)(std::uint64_t),
+                     unsigned dispensable = 0) {
+    return {{heading, Align::left, false, dispensable},
+            [=](const broker::Instance& instance) { return codeOf(instance, property, nameOf); }};
 }
 
 std::vector<OverviewColumn> pciFunctionColumns() {
     return {
         {{"Location"}, [](const broker::Instance& instance) { return shortLocation(textOf(instance, "DeviceID")); }},
-        hexPair("Ven:Dev", "VendorID", "PciDeviceID", 4),
-        hexPair("Class", "ClassCode", "Subclass", 2),
-        {{"Rev"}, [](const broker::Instance& instance) { return hexOf(instance, "Revision", 2); }},
-        plain("Number", Align::right),
-        plain("UINumber", Align::right),
+        hexPair("Ven:Dev", "VendorID", "PciDeviceID", 4, 1),
+        hexPair("Class", "ClassCode", "Subclass", 2, 2),
+        {{"Rev", Align::left, false, 4},
+         [](const broker::Instance& instance) { return hexOf(instance, "Revision", 2); }},
+        plain("Number", Align::right, 5),
+        plain("UINumber", Align::right, 3),
         {{"Description", Align::left, true},
          [](const broker::Instance& instance) { return textOf(instance, "Description"); }}};
 }
@@ -46,10 +52,11 @@ std::vector<OverviewColumn> systemSlotColumns() {
     return {plain("Tag"),
             {{"Designation"}, [](const broker::Instance& instance) { return textOf(instance, "SlotDesignation"); }},
             coded("Usage", "CurrentUsage", slotUsageName),
-            coded("Width", "MaxDataWidth", slotWidthName),
-            coded("Type", "ConnectorType", slotTypeName),
-            coded("Length", "SlotLength", slotLengthName),
-            {{"HotPlug"}, [](const broker::Instance& instance) { return textOf(instance, "SupportsHotPlug"); }}};
+            coded("Width", "MaxDataWidth", slotWidthName, 1),
+            coded("Type", "ConnectorType", slotTypeName, 2),
+            coded("Length", "SlotLength", slotLengthName, 3),
+            {{"HotPlug", Align::left, false, 4},
+             [](const broker::Instance& instance) { return textOf(instance, "SupportsHotPlug"); }}};
 }
 
 std::vector<OverviewColumn> associationColumns() {

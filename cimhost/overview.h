@@ -16,7 +16,10 @@ struct OverviewColumn {
     std::function<std::string(const broker::Instance&)> cell;
 };
 
-/** The columns that sum up an instance of the class in one line; none for a class that has no overview. */
+/**
+ * The columns that sum up an instance of the class in one line, the dispensable ones ranked; none for a class that has
+ * no overview.
+ */
 std::vector<OverviewColumn> overviewColumns(const std::string& className);
 
 /** "PCI Bus 0, device 31, function 3" as "00:1f.3"; a text of another form as it is. */

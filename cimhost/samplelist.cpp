@@ -3,12 +3,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <nlohmann/json.hpp>
-
 #include <set>
 #include <string>
 
+#include "cimhost/json.h"
 #include "cimhost/samples.h"
+#include "cimhost/separatedformat.h"
+#include "cimhost/tableformat.h"
 #include "cimhost/terminal.h"
 #include "cimhost/texttable.h"
 
@@ -26,15 +27,47 @@ std::string asTable(const std::vector<Sample>& samples, const TableOptions& opti
     std::string text;
     for (const TextTable::Lines& row : table.rows(options.width, Overflow::wrap))
         for (const std::string& line : row) text += line + '\n';
-    return text + fmt::format("\nIn {}; the file SOURCE of each says where it comes from.\n", fmt::join(places, ", "));
+    const std::string origin =
+        fmt::format("In {}; the file SOURCE of each says where it comes from.", fmt::join(places, ", "));
+    return text + '\n' + secondary(origin, options);
 }
 
-std::string asJson(const std::vector<Sample>& samples) {
-    auto list = nlohmann::ordered_json::array();
+std::vector<Json> objectsOf(const std::vector<Sample>& samples) {
+    std::vector<Json> objects;
     for (const Sample& sample : samples)
-        list.push_back(
+        objects.push_back(
             {{"name", sample.name}, {"description", sample.description}, {"directory", sample.directory.string()}});
-    return list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return objects;
+}
+
+std::string asJsonLines(const std::vector<Sample>& samples, Charset charset) {
+    std::string text;
+    for (const Json& object : objectsOf(samples)) text += line(object, charset);
+    return text;
+}
+
+std::string asRecords(const std::vector<Sample>& samples, Separator separator, Charset charset) {
+    std::string text = separatedLine({"Name", "Description", "Directory"}, separator, charset);
+    for (const Sample& sample : samples)
+        text += separatedLine({sample.name, sample.description, sample.directory.string()}, separator, charset);
+    return text;
+}
+
+std::string listed(const std::vector<Sample>& samples, Format format, const TableOptions& options) {
+    switch (format) {
+        case Format::json:
+            return document(objectsOf(samples), options.charset);
+        case Format::jsonl:
+            return asJsonLines(samples, options.charset);
+        case Format::csv:
+            return asRecords(samples, Separator::comma, options.ofRecords());
+        case Format::tsv:
+            return asRecords(samples, Separator::tab, options.ofRecords());
+        case Format::table:
+        case Format::mof:
+            break;
+    }
+    return asTable(samples, options);
 }
 
 }  // namespace
@@ -45,8 +78,7 @@ ExitCode listSamples(const Settings& settings) {
         complain("no sample machines are installed");
         return kCannotAsk;
     }
-    const bool json = settings.format == Format::json;
-    return print(json ? asJson(samples) : asTable(samples, settings.table)) ? kSuccess : kErrorStatus;
+    return print(listed(samples, settings.format, settings.table)) ? kSuccess : kErrorStatus;
 }
 
 }  // namespace cimhost

@@ -5,7 +5,7 @@
 
 namespace cimhost {
 
-/** Writes the sample machines to standard output, as JSON or as a table. */
+/** Writes the sample machines to standard output, in any format but MOF. */
 ExitCode listSamples(const Settings& settings);
 
 }  // namespace cimhost

@@ -1,6 +1,7 @@
 #include "cimhost/tableformat.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <functional>
@@ -95,28 +96,47 @@ std::string keyPosition(const broker::Instance& instance, const broker::Property
     return "";
 }
 
-}  // namespace
-
-std::string TableFormatter::text(const Answer& answer) const {
-    return std::visit([this](const auto& list) { return objects(list); }, answer.objects) + secondary(summary(answer));
+void addNew(std::vector<std::string>& texts, const std::string& text) {
+    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
-std::string TableFormatter::objects(const Instances& instances) const {
+}  // namespace
+
+std::string secondary(const std::string& text, const TableOptions& options) {
+    const std::string shown = printable(text, options.charset);
+    std::string lines;
+    for (const std::string& line : wrap(shown, options.width == 0 ? shown.size() : options.width))
+        lines += Paint(options.color).dim(line) + '\n';
+    return lines;
+}
+
+std::string leftOutNote(const std::vector<std::string>& columns, const std::string& remedy) {
+    return columns.empty() ? "" : fmt::format("left out: {} ({} shows them)", fmt::join(columns, ", "), remedy);
+}
+
+std::string TableFormatter::text(const Answer& answer) const {
+    Notes notes;
+    std::string text = std::visit([&](const auto& list) { return objects(list, notes); }, answer.objects);
+    for (const std::string& note : notes) text += secondary(note, options_);
+    return text + secondary(summary(answer), options_);
+}
+
+std::string TableFormatter::objects(const Instances& instances, Notes& notes) const {
     std::string text;
     const auto together = [](const broker::Instance& a, const broker::Instance& b) {
         return sameClass(a.path, b.path);
     };
     for (const Instances& group : grouped<broker::Instance>(instances, together)) {
         if (!options_.inFull && !overviewColumns(group.front().path.className).empty()) {
-            text += classOverview(group);
+            text += classOverview(group, notes);
         } else {
-            for (const broker::Instance& instance : group) text += listing(instance);
+            for (const broker::Instance& instance : group) text += listing(instance, notes);
         }
     }
     return text;
 }
 
-std::string TableFormatter::objects(const Names& names) const {
+std::string TableFormatter::objects(const Names& names, Notes&) const {
     std::string text;
     if (options_.inFull) {
         for (const broker::ObjectPath& path : names) text += printable(broker::toString(path), options_.charset) + '\n';
@@ -126,19 +146,30 @@ std::string TableFormatter::objects(const Names& names) const {
     return text;
 }
 
-std::string TableFormatter::classOverview(const Instances& instances) const {
+std::string TableFormatter::classOverview(const Instances& instances, Notes& notes) const {
     const std::vector<OverviewColumn> columns = overviewColumns(instances.front().path.className);
     TextTable table(each(columns, [](const OverviewColumn& column) { return column.heading; }), options_.charset);
     for (const broker::Instance& instance : instances)
         table.add(each(columns, [&](const OverviewColumn& column) { return column.cell(instance); }));
+    if (options_.toTerminal) {
+        const auto gone = table.leaveOut(options_.width);
+        addNew(notes, leftOutNote(each(gone, [&](std::size_t i) { return columns[i].heading.text; }),
+                                  "--all or a wider terminal"));
+    }
     return title(instances.front().path) + drawn(table, options_.overflow()) + '\n';
 }
 
-std::string TableFormatter::listing(const broker::Instance& instance) const {
-    TextTable table({{"Property"}, {"Type"}, {"Key"}, {"Value", Align::left, true}}, options_.charset);
+std::string TableFormatter::listing(const broker::Instance& instance, Notes& notes) const {
+    const std::vector<Heading> headings = {
+        {"Property"}, {"Type", Align::left, false, 1}, {"Key", Align::left, false, 2}, {"Value", Align::left, true}};
+    TextTable table(headings, options_.charset);
     for (const broker::Property& property : instance.properties)
         table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
                    explained(instance, property)});
+    if (options_.toTerminal) {
+        const auto gone = table.leaveOut(options_.width);
+        addNew(notes, leftOutNote(each(gone, [&](std::size_t i) { return headings[i].text; })));
+    }
     return title(instance.path) + drawn(table, Overflow::wrap) + '\n';
 }
 
@@ -150,21 +181,13 @@ std::string TableFormatter::keyTable(const Names& names) const {
     for (const broker::ObjectPath& path : names)
         table.add(each(telling, [&](std::size_t i) { return cellText(path.keys[i].value); }));
     const std::string others = otherKeys(first, telling);
-    return title(first) + (others.empty() ? "" : secondary("Same in all: " + others)) +
+    return title(first) + (others.empty() ? "" : secondary("Same in all: " + others, options_)) +
            drawn(table, options_.overflow()) + '\n';
 }
 
 /** "root/kavix:QELTA_PCIDevice". */
 std::string TableFormatter::title(const broker::ObjectPath& path) const {
-    return secondary(fmt::format("{}:{}", path.nameSpace, path.className));
-}
-
-std::string TableFormatter::secondary(const std::string& text) const {
-    const std::string shown = printable(text, options_.charset);
-    std::string lines;
-    for (const std::string& line : wrap(shown, options_.width == 0 ? shown.size() : options_.width))
-        lines += paint_.dim(line) + '\n';
-    return lines;
+    return secondary(fmt::format("{}:{}", path.nameSpace, path.className), options_);
 }
 
 std::string TableFormatter::drawn(const TextTable& table, Overflow overflow) const {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <utility>
 
 namespace cimhost {
@@ -10,7 +11,8 @@ namespace {
 
 constexpr const char* kGap = "  ";
 constexpr std::size_t kGapColumns = 2;
-constexpr std::size_t kNarrowest = 20;
+constexpr std::size_t kReadable = 20;
+constexpr std::size_t kNarrowest = 8;
 
 std::string padded(const std::string& text, std::size_t columns, Align align) {
     const std::string blanks(columns - std::min(columns, columnsOf(text)), ' ');
@@ -20,6 +22,17 @@ std::string padded(const std::string& text, std::size_t columns, Align align) {
 std::string withoutTrailingBlanks(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
+}
+
+/** Columns of the longest word, with the blank behind it, where wrap() divides the text. */
+std::size_t longestWord(const std::string& text) {
+    std::size_t longest = 0;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find(' ', begin), text.size() - 1) + 1;
+        longest = std::max(longest, columnsOf(text.substr(begin, end - begin)));
+        begin = end;
+    }
+    return longest;
 }
 
 }  // namespace
@@ -40,6 +53,31 @@ void TextTable::add(const std::vector<std::string>& cells) {
     rows_.push_back(row);
 }
 
+std::vector<std::size_t> TextTable::leaveOut(std::size_t width) {
+    std::vector<std::size_t> candidates(headings_.size());
+    std::iota(candidates.begin(), candidates.end(), std::size_t{0});
+    std::size_t taken = 0;
+    for (const std::size_t column : candidates) taken += wanted(column) + (column == 0 ? 0 : kGapColumns);
+    std::stable_sort(candidates.begin(), candidates.end(), [this](std::size_t left, std::size_t right) {
+        return headings_[left].dispensable > headings_[right].dispensable;
+    });
+    std::set<std::size_t> gone;
+    for (const std::size_t column : candidates) {
+        if (width == 0 || taken <= width || headings_[column].dispensable == 0) break;
+        taken -= wanted(column) + kGapColumns;
+        gone.insert(column);
+    }
+    std::for_each(gone.rbegin(), gone.rend(), [this](std::size_t column) { drop(column); });
+    return {gone.begin(), gone.end()};
+}
+
+void TextTable::drop(std::size_t column) {
+    const auto erase = [column](auto& list) { list.erase(list.begin() + static_cast<std::ptrdiff_t>(column)); };
+    erase(headings_);
+    erase(widths_);
+    for (Row& row : rows_) erase(row);
+}
+
 std::vector<TextTable::Lines> TextTable::rows(std::size_t width, Overflow overflow) const {
     const Widths widths = width == 0 ? widths_ : widthsWithin(width);
     std::vector<Lines> result;
@@ -51,19 +89,33 @@ TextTable::Widths TextTable::widthsWithin(std::size_t width) const {
     Widths widths = widths_;
     const std::size_t taken = std::accumulate(widths.begin(), widths.end(), kGapColumns * (widths.size() - 1));
     std::size_t excess = taken - std::min(taken, width);
-    for (const bool yields : {true, false}) {
+    const auto narrow = [&](bool yields, auto limit) {
         for (std::size_t column = widths.size(); column-- > 0;) {
             if (headings_[column].yields != yields) continue;
-            const std::size_t given = std::min(excess, widths[column] - narrowest(column));
+            const std::size_t given = std::min(excess, widths[column] - std::min(widths[column], limit(column)));
             widths[column] -= given;
             excess -= given;
         }
-    }
+    };
+    const auto readable = [&](std::size_t column) { return std::max(kReadable, columnsOf(rows_.front()[column])); };
+    const auto narrowest = [&](std::size_t column) { return least(column); };
+    for (const bool yields : {true, false}) narrow(yields, readable);
+    for (const bool yields : {true, false}) narrow(yields, narrowest);
     return widths;
 }
 
-std::size_t TextTable::narrowest(std::size_t column) const {
-    return std::min(widths_[column], std::max(kNarrowest, columnsOf(rows_.front()[column])));
+/** The width that a column needs to be read with ease. */
+std::size_t TextTable::wanted(std::size_t column) const {
+    if (!headings_[column].yields) return widths_[column];
+    return std::min(widths_[column], std::max(kReadable, columnsOf(rows_.front()[column])));
+}
+
+/** The width that a column keeps in any case. */
+std::size_t TextTable::least(std::size_t column) const {
+    if (headings_[column].yields) return std::max(kNarrowest, columnsOf(rows_.front()[column]));
+    std::size_t longest = 0;
+    for (const Row& row : rows_) longest = std::max(longest, longestWord(row[column]));
+    return longest;
 }
 
 TextTable::Lines TextTable::cellLines(const Row& row, std::size_t column, std::size_t width, Overflow overflow) const {

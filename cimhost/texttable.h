@@ -18,15 +18,18 @@ struct Heading {
     std::string text;
     Align align = Align::left;
     bool yields = false;  // gives its room up before the other columns do
+    // leaveOut() takes the column with the greatest number first, and never one with 0.
+    unsigned dispensable = 0;
 };
 
 /**
  * Rows of text under headings, every column as wide as its widest cell where there is room. Cells may hold any bytes,
  * see printable().
  *
- * Where there is less room, columns that yield become narrower first, then the others, the last of either first, none
- * narrower than its heading and 20 columns. Columns that yield are cut or wrapped, the others always wrapped. A width
- * that is still too small is exceeded.
+ * Where there is less room, columns that yield become narrower first, then the others, the last of either first: down
+ * to 20 columns, and where that is still too much, those that yield down to 8 and the others to their longest word.
+ * Those that yield stay as wide as their heading. Columns that yield are cut or wrapped, the others always wrapped. A
+ * width that is still too small is exceeded.
  */
 class TextTable {
  public:
@@ -37,6 +40,12 @@ class TextTable {
     /** As many cells as there are headings. */
     void add(const std::vector<std::string>& cells);
 
+    /**
+     * Drops columns that are dispensable until the others fit the width with 20 columns for each that yields. Returns
+     * the numbers of those that are gone, in the order of the columns. A width of 0 is no limit.
+     */
+    std::vector<std::size_t> leaveOut(std::size_t width);
+
     /** The lines of each row, those of the headings first. A width of 0 is no limit. */
     std::vector<Lines> rows(std::size_t width, Overflow overflow) const;
 
@@ -45,7 +54,9 @@ class TextTable {
     using Widths = std::vector<std::size_t>;
 
     Widths widthsWithin(std::size_t width) const;
-    std::size_t narrowest(std::size_t column) const;
+    std::size_t wanted(std::size_t column) const;
+    std::size_t least(std::size_t column) const;
+    void drop(std::size_t column);
     Lines cellLines(const Row& row, std::size_t column, std::size_t width, Overflow overflow) const;
     Lines rowLines(const Row& row, const Widths& widths, Overflow overflow) const;
 

@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "cimhost/paint.h"
+#include "cimhost/tableformat.h"
 #include "cimhost/text.h"
 #include "cimhost/texttable.h"
 
@@ -91,15 +93,28 @@ std::string commonDescription(const Functions& functions) {
     return fmt::format("{}{}{}", fmt::join(kinds, ", "), kinds.empty() ? "" : ": ", fmt::join(names, "; "));
 }
 
-/** How many functions there are at most at one location. Functions are in the order of their locations. */
-std::size_t domainsOf(const Functions& functions) {
-    std::size_t most = 0;
-    std::size_t same = 0;
-    for (std::size_t i = 0; i < functions.size(); ++i) {
-        same = i > 0 && functions[i].location == functions[i - 1].location ? same + 1 : 1;
-        most = std::max(most, same);
+/** How many functions there are at each location: more than one where PCI domains have functions there. */
+using Domains = std::map<std::string, std::size_t>;
+
+Domains domainsOf(const Functions& functions) {
+    Domains domains;
+    for (const Function& function : functions) ++domains[function.location];
+    return domains;
+}
+
+/** What is to be said of locations that occur more than once: "[00:1f.2 in 2 PCI domains] ", else nothing. */
+std::string domainsText(const Functions& functions, const Domains& domains) {
+    const std::size_t count = domains.at(functions.front().location);
+    std::vector<std::string> several;
+    bool alike = true;
+    for (const Function& function : functions) {
+        const std::size_t here = domains.at(function.location);
+        alike = alike && here == count;
+        if (here > 1) addNew(several, fmt::format("{} in {}", function.location, here));
     }
-    return most;
+    if (several.empty()) return "";
+    if (alike) return fmt::format("[the same location in {} PCI domains] ", count);
+    return fmt::format("[{} PCI domains] ", fmt::join(several, ", "));
 }
 
 /** The functions that one line stands for, those of one device or of several. */
@@ -114,11 +129,6 @@ struct Group {
         const std::string device = deviceOf(functions.front());
         if (device == deviceOf(functions.back())) return device + '.' + numbersWithinDevice(functions);
         return first + ".." + last.substr(last.find(':') + 1);
-    }
-    std::string text() const {
-        const std::size_t domains = domainsOf(functions);
-        if (domains == 1) return description;
-        return fmt::format("[the same location in {} PCI domains] {}", domains, description);
     }
 };
 
@@ -200,13 +210,19 @@ std::string reasonForNoSlots(CMPIrc status) {
 class Drawing {
  public:
     Drawing(const Inventory& inventory, const TableOptions& options)
-        : inventory_(inventory), options_(options), symbols_(symbolsOf(options.charset)), paint_(options.color) {}
+        : inventory_(inventory),
+          options_(options),
+          symbols_(symbolsOf(options.charset)),
+          paint_(options.color),
+          slots_(slotTitles()) {}
 
     std::string text() const {
         std::string text = paint_.bold(printable(inventory_.host, options_.charset)) + '\n';
         const std::vector<Branch> branches = withLeaves(titles());
         for (const Branch& branch : branches) text += drawn(branch, &branch == &branches.back());
-        return text + '\n' + paint_.dim(status()) + '\n';
+        text += '\n';
+        if (const std::string note = leftOutNote(slots_.leftOut); !note.empty()) text += secondary(note, options_);
+        return text + secondary(status(), options_);
     }
 
  private:
@@ -221,9 +237,8 @@ class Drawing {
 
     std::vector<Lines> titles() const {
         std::vector<Lines> titles = {{"system board  " + counted(inventory_.onBoard.size(), "function")}};
-        const std::vector<Lines> slots = slotTitles();
-        titles.insert(titles.end(), slots.begin(), slots.end());
-        if (slots.empty()) titles.push_back(wrap(reasonForNoSlots(inventory_.status), room(1)));
+        titles.insert(titles.end(), slots_.lines.begin(), slots_.lines.end());
+        if (slots_.lines.empty()) titles.push_back(wrap(reasonForNoSlots(inventory_.status), room(1)));
         if (!inventory_.elsewhere.empty())
             titles.push_back(wrap("neither on the board nor in a slot  " +  //
                                       counted(inventory_.elsewhere.size(), "function"),
@@ -231,14 +246,32 @@ class Drawing {
         return titles;
     }
 
-    std::vector<Lines> slotTitles() const {
-        TextTable table({{""}, {"", Align::right}, {"", Align::left, true}, {""}, {""}, {""}}, options_.charset);
+    /** The slots, and what of them there was no room for. */
+    struct SlotTitles {
+        std::vector<Lines> lines;
+        std::vector<std::string> leftOut;
+    };
+
+    SlotTitles slotTitles() const {
+        const char* const names[] = {"", "number", "designation", "usage", "width", "functions"};
+        TextTable table({{""},
+                         {"", Align::right},
+                         {"", Align::left, true},
+                         {"", Align::left, false, 1},
+                         {"", Align::left, false, 2},
+                         {""}},
+                        options_.charset);
         for (const Slot& slot : inventory_.slots) {
             const std::size_t count = slot.functions.size();
             table.add({"slot", slot.number ? std::to_string(*slot.number) : "-", slot.designation, slot.usage,
                        slot.width, count == 0 ? "empty" : counted(count, "function")});
         }
-        return belowHead(table, 1);
+        SlotTitles titles;
+        if (options_.toTerminal && !inventory_.slots.empty())
+            for (const std::size_t column : table.leaveOut(options_.width == 0 ? 0 : room(1)))
+                titles.leftOut.emplace_back(names[column]);
+        titles.lines = belowHead(table, 1);
+        return titles;
     }
 
     /** All leaves are laid out as one, so that their columns stand below each other. */
@@ -247,7 +280,10 @@ class Drawing {
         std::vector<std::size_t> counts;
         for (const Functions& functions : places()) {
             const std::vector<Group> groups = groupsOf(functions, options_.inFull);
-            for (const Group& group : groups) table.add({group.location(), countOf(group), group.text()});
+            const Domains domains = domainsOf(functions);
+            for (const Group& group : groups)
+                table.add(
+                    {group.location(), countOf(group), domainsText(group.functions, domains) + group.description});
             counts.push_back(groups.size());
         }
         const std::vector<Lines> leaves = belowHead(table, 2);
@@ -308,6 +344,7 @@ class Drawing {
     const TableOptions& options_;
     const Symbols& symbols_;
     Paint paint_;
+    SlotTitles slots_;
 };
 
 }  // namespace

@@ -15,8 +15,9 @@ namespace cimhost {
  *
  * The functions of one device share a line, "00:1f.0,2,4": the kinds that they are of, then their names, each told
  * once. Devices of one bus that follow each other and read the same share a line too, "16:08.0..0a.1". "3×" tells how
- * many functions a line stands for; where PCI domains have functions at the same location the line says so. In full,
- * every function has a line of its own.
+ * many functions a line stands for; where PCI domains have functions at the same location the line says so, and
+ * at which unless at all of them. In full, every function has a line of its own. On a narrow terminal the slots' width
+ * and usage are left out, which is told above the status.
  */
 std::string treeText(const Inventory& inventory, const TableOptions& options);
 

@@ -70,6 +70,29 @@ TEST_F(TerminalTest, NarrowOneKeepsWhatTellsRowsApart) {
     EXPECT_THAT(shown, AllOf(HasSubstr("function 1"), Not(HasSubstr("..."))));
 }
 
+TEST(NarrowTerminal, IsExceededByNoLine) {
+    for (const unsigned short width : std::vector<unsigned short>{60, 40})
+        for (const Arguments& question :
+             {Arguments{"slots"}, Arguments{"devices"}, Arguments{"bridges"}, Arguments{"associators", "5"},
+              Arguments{"tree"}, Arguments{"get", "5"}, Arguments{"samples"}}) {
+            Arguments arguments = question;
+            arguments.insert(arguments.end(), {"--host", "dell-t440", "--color=never"});
+            const Outcome run = runCimhostOnTerminal(arguments, {width, {}});
+            EXPECT_EQ(run.exitCode, 0);
+            for (const std::string& line : cimhost::lines(run.out))
+                EXPECT_LE(cimhost::columnsOf(line), width) << question[0] << ": " << line;
+        }
+}
+
+TEST(NarrowTerminal, SaysWhatIsLeftOut) {
+    const auto shown = [](const std::string& command) {
+        return runCimhostOnTerminal({command, "--host", "dell-t440", "--color=never"}, {60, {}}).out;
+    };
+    EXPECT_THAT(shown("slots"),
+                AllOf(HasSubstr("left out: "), HasSubstr("HotPlug (--all or a wider"), HasSubstr("System Slot 3")));
+    EXPECT_THAT(shown("devices"), AllOf(HasSubstr("left out: Rev, Number"), HasSubstr("16:05.0")));
+}
+
 TEST_F(TerminalTest, WithoutUtf8GetsAscii) {
     const std::string shown = ask({"tree"}, {80, {"LC_ALL=C"}}).out;
     EXPECT_THAT(shown, AllOf(HasSubstr("|- "), HasSubstr("`- "), HasSubstr("2x")));

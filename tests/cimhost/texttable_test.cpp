@@ -53,9 +53,25 @@ TEST(TextTable, WrapsItInsteadWhereNothingMayGetLost) {
               "             five six\n");
 }
 
-TEST(TextTable, LeavesTwentyColumnsToWhatYields) {
-    EXPECT_EQ(text(sample(), 33), text(sample(), 1));
-    EXPECT_NE(text(sample(), 33), text(sample(), 34));
+TEST(TextTable, LeavesEightColumnsToWhatYields) {
+    EXPECT_EQ(text(sample(), 21), text(sample(), 1));
+    EXPECT_NE(text(sample(), 21), text(sample(), 22));
+}
+
+TEST(TextTable, LeavesOutWhatIsDispensableBeforeAnythingElseGoes) {
+    const auto made = [] {
+        TextTable table({{"Key"}, {"Most", Align::left, false, 2}, {"Less", Align::left, false, 1}, {"Other"}});
+        table.add({"kkk", "mmmm", "llll", "ooooo"});
+        return table;
+    };
+    TextTable wide = made();
+    EXPECT_THAT(wide.leaveOut(22), testing::IsEmpty());
+    EXPECT_THAT(wide.leaveOut(0), testing::IsEmpty());
+    TextTable narrow = made();
+    EXPECT_THAT(narrow.leaveOut(21), testing::ElementsAre(1U));
+    EXPECT_EQ(text(narrow, 21), "Key  Less  Other\nkkk  llll  ooooo\n");
+    TextTable narrowest = made();
+    EXPECT_THAT(narrowest.leaveOut(1), testing::ElementsAre(1U, 2U));
 }
 
 TEST(TextTable, ColumnsThatYieldGoBeforeTheOthers) {

@@ -42,7 +42,12 @@ Lines boardLines(const Functions& functions, const TableOptions& options = {}) {
     Lines drawn = cimhost::lines(cimhost::treeText(withOnBoard(functions), options));
     EXPECT_GE(drawn.size(), 5U);
     EXPECT_EQ(drawn.front(), "host");
-    EXPECT_EQ(drawn.back(), "CMPI_RC_OK, 0 slots, 0 functions; 0 readings of the SMBIOS table");
+    std::string status;
+    for (auto line = std::find(drawn.begin(), drawn.end(), ""); line != drawn.end(); ++line) {
+        EXPECT_TRUE(options.width == 0 || cimhost::columnsOf(*line) <= options.width) << *line;
+        status += *line;
+    }
+    EXPECT_EQ(status, "CMPI_RC_OK, 0 slots, 0 functions; 0 readings of the SMBIOS table");
     const auto rest = std::find_if(drawn.begin() + 2, drawn.end(), [](const std::string& line) {
         return line.rfind("└─ ", 0) == 0 || line.rfind("`- ", 0) == 0;
     });
@@ -156,7 +161,10 @@ TEST(TreeLines, FunctionsAtOneLocationAreAllCountedAndToldOf) {
                     "│  ├─ 00:1f.0,2  4×  [the same location in 2 PCI domains] One; Two",
                     "│  ├─ 01:00.0    2×  [the same location in 2 PCI domains] One", "│  └─ 02:00.0        Other"));
     EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.0", "Two")}, inFull()),
-                ElementsAre("├─ system board  2 functions", "│  ├─ 00:1f.0    One", "│  └─ 00:1f.0    Two"));
+                ElementsAre("├─ system board  2 functions", "│  ├─ 00:1f.0    [the same location in 2 PCI domains] One",
+                            "│  └─ 00:1f.0    [the same location in 2 PCI domains] Two"));
+    EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.2", "One"), function("00:1f.2", "One")}),
+                ElementsAre("├─ system board  3 functions", "│  └─ 00:1f.0,2  3×  [00:1f.2 in 2 PCI domains] One"));
 }
 
 TEST(TreeLines, StatusIsTheLast) {

@@ -178,6 +178,11 @@ TEST(UsageOfSamples, TheyAreListedAndTakenByName) {
         EXPECT_EQ(run.out, runCimhost({"slots", "--host", sample["directory"]}).out);
     }
     EXPECT_EQ(runCimhost({"samples", "--format", "mof"}).exitCode, 2);
+    const std::string name = samples[0]["name"];
+    EXPECT_EQ(Json::parse(cimhost::lines(runCimhost({"samples", "--format", "jsonl"}).out).at(0)), samples[0]);
+    EXPECT_THAT(runCimhost({"samples", "--format", "csv"}).out,
+                AllOf(HasSubstr("Name,Description,Directory\n"), HasSubstr("\n" + name + ",")));
+    EXPECT_THAT(runCimhost({"samples", "--format", "tsv"}).out, HasSubstr("\n" + name + "\t"));
 }
 
 TEST(UsageOfSamples, MisspeltOneIsSuggested) {
