@@ -52,10 +52,13 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
+/** The tests' own, in a locale that every machine has, so that answers do not depend on who runs them. */
 std::vector<std::string> environment(const std::string& columns) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable; ++variable)
-        if (std::string(*variable).rfind("COLUMNS=", 0) != 0) variables.emplace_back(*variable);
+    std::vector<std::string> variables{"LC_ALL=C.UTF-8"};
+    for (char** variable = environ; *variable; ++variable) {
+        const std::string text = *variable;
+        if (text.rfind("COLUMNS=", 0) != 0 && text.rfind("LC_ALL=", 0) != 0) variables.push_back(text);
+    }
     if (!columns.empty()) variables.push_back("COLUMNS=" + columns);
     return variables;
 }
