@@ -90,11 +90,14 @@ class Image:
         subprocess.run(["strip", "--strip-unneeded", self.add(source, place, 0o755)], check=True, timeout=60)
 
     def add_program(self, source, place):
-        """Without its debugging information, with the libraries that it needs."""
+        """Without its debugging information, with the libraries that it needs. It looks for those of its own tree in
+        ../lib, the others are where they are on this machine."""
         self.add_stripped(source, place)
         for library in libraries_of(source):
-            if not (self.root / str(library).lstrip("/")).exists():
-                self.add_stripped(library, library)
+            own = library.resolve().parent == (source.parent.parent / "lib").resolve()
+            target = Path(place).parent.parent / "lib" / library.name if own else library
+            if not (self.root / str(target).lstrip("/")).exists():
+                self.add_stripped(library, target)
 
     def add_modules(self, kernel):
         version = next((kernel / "lib/modules").iterdir())
@@ -123,8 +126,8 @@ def make_image(kernel, build, build32, folder):
         image.add(script, f"/test/{script.name}")
     image.add(shutil.which("busybox"), "/bin/busybox", 0o755)
     for program in ("cimhost", "vmclient"):
-        image.add_program(build / "bin" / program, f"/bin/{program}")
-        image.add_program(build32 / "bin" / program, f"/bin/{program}32")
+        image.add_program(build / "bin" / program, f"/64/bin/{program}")
+        image.add_program(build32 / "bin" / program, f"/32/bin/{program}32")
     image.add_program(build / "lib/libPCIInfoProvider.so", "/usr/lib/cmpi/libPCIInfoProvider.so")
     image.add_program(build32 / "lib/libPCIInfoProvider.so", "/usr/lib32/cmpi/libPCIInfoProvider.so")
     for name in ("pci.xml", "pci.classlist"):
