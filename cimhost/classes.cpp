@@ -69,7 +69,7 @@ std::string wholeClassName(const std::string& name) {
 
 std::string nearestClass(const std::string& name) {
     for (const std::string& written : {name, kPrefix + name}) {
-        const std::string found = nearest(written, servedClasses());
+        std::string found = nearest(written, servedClasses());
         if (!found.empty()) return found;
     }
     std::vector<std::string> shortNames;

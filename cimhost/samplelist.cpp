@@ -34,6 +34,7 @@ std::string asTable(const std::vector<Sample>& samples, const TableOptions& opti
 
 std::vector<Json> objectsOf(const std::vector<Sample>& samples) {
     std::vector<Json> objects;
+    objects.reserve(samples.size());
     for (const Sample& sample : samples)
         objects.push_back(
             {{"name", sample.name}, {"description", sample.description}, {"directory", sample.directory.string()}});
