@@ -96,7 +96,8 @@ class ClassLevel : public AnyProvider, public testing::WithParamInterface<ClassR
     /** The classes of an answer; where they are shown whole their paths have to be theirs. */
     std::vector<std::string> classes(const std::string& operation, const std::string& source) const {
         std::vector<std::string> found;
-        for (const pugi::xml_node element : children(ask(operation, source + GetParam().filters).result)) {
+        const auto answer = ask(operation, source + GetParam().filters);  // the elements live as long as it does
+        for (const pugi::xml_node element : children(answer.result)) {
             const pugi::xml_node path = element.child("CLASSPATH");
             found.emplace_back(path.child("CLASSNAME").attribute("NAME").value());
             EXPECT_STREQ(path.child("NAMESPACEPATH").child_value("HOST"), "here:1");
