@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "cimhost/suggestion.h"
-#include "schema/embedded.h"
-#include "text/names.h"
+#include "mof/embedded.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -25,12 +25,12 @@ constexpr ShortName kShortNames[] = {{"slots", "QELTA_SystemSlot"},
 /** The class that a word stands for, "" where it is none of the short names. */
 std::string classOfShortName(const std::string& word) {
     for (const auto& [name, className] : kShortNames)
-        if (text::sameName(name, word)) return className;
+        if (cim::sameName(name, word)) return className;
     return "";
 }
 
 bool isAmong(const std::vector<std::string>& names, const std::string& name) {
-    return std::any_of(names.begin(), names.end(), [&](const std::string& each) { return text::sameName(each, name); });
+    return std::any_of(names.begin(), names.end(), [&](const std::string& each) { return cim::sameName(each, name); });
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ bool hasFunctions(const std::string& className) {
 std::string wholeClassName(const std::string& name) {
     const std::string whole = kPrefix + name;
     for (const std::string& served : servedClasses())
-        if (text::sameName(served, whole)) return served;
+        if (cim::sameName(served, whole)) return served;
     const std::string className = classOfShortName(name);
     return className.empty() ? name : className;
 }

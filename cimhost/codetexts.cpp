@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 
 namespace cimhost {
 

@@ -7,7 +7,7 @@
 #include "cimhost/options.h"
 #include "cimhost/samples.h"
 #include "cimhost/terminal.h"
-#include "text/names.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -22,7 +22,7 @@ class Candidates {
     explicit Candidates(std::string word) : word_(std::move(word)) {}
 
     void add(const std::string& text, const std::string& description = "") {
-        if (!text::sameName(text.substr(0, word_.size()), word_)) return;
+        if (!cim::sameName(text.substr(0, word_.size()), word_)) return;
         lines_.push_back(description.empty() ? text : text + '\t' + description);
     }
     /** Something that the shell completes. */
@@ -40,7 +40,7 @@ class Candidates {
 void addClasses(Candidates& candidates) {
     const std::string prefix = "QELTA_";
     const std::string& word = candidates.word();
-    const bool whole = !word.empty() && text::sameName(prefix.substr(0, word.size()), word.substr(0, prefix.size()));
+    const bool whole = !word.empty() && cim::sameName(prefix.substr(0, word.size()), word.substr(0, prefix.size()));
     for (const std::string& name : servedClasses()) candidates.add(whole ? name : name.substr(prefix.size()));
 }
 

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "text/ascii.h"
+#include "cim/ascii.h"
 
 namespace cimhost {
 
@@ -60,7 +60,7 @@ Location parseLocation(const std::string& text) {
 }
 
 bool looksLikeFunction(const std::string& text) {
-    const auto isPart = [](char c) { return text::isHexDigit(c) || c == ':' || c == '.'; };
+    const auto isPart = [](char c) { return cim::isHexDigit(c) || c == ':' || c == '.'; };
     return std::count(text.begin(), text.end(), ':') >= 1 && std::all_of(text.begin(), text.end(), isPart);
 }
 

@@ -11,7 +11,7 @@
 #include "broker/matching.h"
 #include "cimhost/classes.h"
 #include "cimhost/shortforms.h"
-#include "text/names.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -56,7 +56,7 @@ std::optional<Names> existingInstead(broker::Broker& manager, const broker::Obje
 }
 
 bool isSlot(const broker::ObjectPath& path) {
-    return text::sameName(path.className, "QELTA_SystemSlot");
+    return cim::sameName(path.className, "QELTA_SystemSlot");
 }
 
 /** One of the broker's association requests; the answer is that part of the response which the request fills. */

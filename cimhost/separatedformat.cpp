@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "cimhost/codetexts.h"
-#include "schema/embedded.h"
-#include "text/names.h"
+#include "mof/embedded.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -34,7 +34,7 @@ broker::Instance keysOf(const broker::ObjectPath& path) {
 }
 
 void addNew(Row& names, const std::string& name) {
-    const auto isSame = [&](const std::string& other) { return text::sameName(other, name); };
+    const auto isSame = [&](const std::string& other) { return cim::sameName(other, name); };
     if (std::none_of(names.begin(), names.end(), isSame)) names.push_back(name);
 }
 

@@ -18,7 +18,7 @@
 #include "cimhost/session.h"
 #include "cimhost/terminal.h"
 #include "cimhost/text.h"
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "wbem/address.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"

@@ -7,8 +7,8 @@
 #include "cimhost/library.h"
 #include "cimhost/stdoutcapture.h"
 #include "cimhost/text.h"
-#include "schema/declaration.h"
-#include "schema/embedded.h"
+#include "mof/declaration.h"
+#include "mof/embedded.h"
 
 namespace cimhost {
 

@@ -8,8 +8,8 @@
 
 #include "cimhost/classes.h"
 #include "cimhost/location.h"
-#include "text/ascii.h"
-#include "text/names.h"
+#include "cim/ascii.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -22,14 +22,14 @@ broker::ObjectPath pathWithKey(const std::string& className, const std::string& 
 }
 
 bool isNumber(const std::string& text) {
-    return !text.empty() && text.size() <= kMostDigits && std::all_of(text.begin(), text.end(), text::isDigit);
+    return !text.empty() && text.size() <= kMostDigits && std::all_of(text.begin(), text.end(), cim::isDigit);
 }
 
 /** A number that is no slot's; as an object path it could not be read either. */
 bool isOtherNumber(const std::string& text) {
     const std::size_t digits = !text.empty() && (text.front() == '-' || text.front() == '+') ? 1 : 0;
     return text.size() > digits &&
-           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(digits), text.end(), text::isDigit);
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(digits), text.end(), cim::isDigit);
 }
 
 broker::ObjectPath slotPath(const std::string& number) {
@@ -58,7 +58,7 @@ std::vector<broker::ObjectPath> pathsNamedBy(const std::string& text) {
         throw std::invalid_argument(
             fmt::format("{} is no slot's number, which has one to {} digits and no sign", text, kMostDigits));
     if (looksLikeFunction(text)) return functionPaths(text);
-    if (text::sameName(text, "board")) return {pathWithKey("QELTA_SystemBoard", "DeviceID", "SystemBoard1")};
+    if (cim::sameName(text, "board")) return {pathWithKey("QELTA_SystemBoard", "DeviceID", "SystemBoard1")};
     return {wholePath(text)};
 }
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "text/names.h"
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -16,7 +16,7 @@ using Row = std::vector<std::size_t>;
 std::string completed(const std::string& word, const std::vector<std::string>& words) {
     if (word.size() < 2) return "";
     const auto begins = [&](const std::string& whole) {
-        return whole.size() > word.size() && text::sameName(whole.substr(0, word.size()), word);
+        return whole.size() > word.size() && cim::sameName(whole.substr(0, word.size()), word);
     };
     const auto found = std::find_if(words.begin(), words.end(), begins);
     if (found == words.end() || std::any_of(found + 1, words.end(), begins)) return "";
@@ -26,8 +26,8 @@ std::string completed(const std::string& word, const std::vector<std::string>& w
 }  // namespace
 
 std::size_t editDistance(std::string_view left, std::string_view right) {
-    const std::string a = text::foldedName(left);
-    const std::string b = text::foldedName(right);
+    const std::string a = cim::foldedName(left);
+    const std::string b = cim::foldedName(right);
     // Distances between the beginnings of both: rows by the length of a's, columns by the length of b's.
     std::vector<Row> rows(a.size() + 1, Row(b.size() + 1));
     for (std::size_t i = 0; i <= a.size(); ++i) rows[i][0] = i;

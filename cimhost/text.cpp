@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "text/utf8.h"
+#include "cim/utf8.h"
 
 namespace cimhost {
 
@@ -46,7 +46,7 @@ template <class MayShow, class Escape>
 std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
     std::string result;
     for (std::string_view rest = bytes; !rest.empty();) {
-        const text::Piece piece = text::firstPiece(rest);
+        const cim::Piece piece = cim::firstPiece(rest);
         const std::string original(rest.substr(0, piece.length));
         result += piece.valid && mayShow(piece.codePoint) ? original : escape(piece, original);
         rest.remove_prefix(piece.length);
@@ -57,7 +57,7 @@ std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
 /** The byte offset behind the first `columns` columns. */
 std::size_t offsetOf(const std::string& text, std::size_t columns) {
     std::string_view rest = text;
-    for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(text::firstPiece(rest).length);
+    for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(cim::firstPiece(rest).length);
     return text.size() - rest.size();
 }
 
@@ -69,7 +69,7 @@ std::string utf16(std::uint32_t codePoint, Unit unit) {
     return unit(0xD800 + (offset >> 10)) + unit(0xDC00 + (offset & 0x3FF));
 }
 
-std::string mofEscape(const text::Piece& piece, const std::string& original) {
+std::string mofEscape(const cim::Piece& piece, const std::string& original) {
     switch (piece.codePoint) {
         case '\b':
             return "\\b";
@@ -90,7 +90,7 @@ std::string mofEscape(const text::Piece& piece, const std::string& original) {
 }  // namespace
 
 std::string printable(const std::string& bytes, Charset charset) {
-    return escaped(bytes, ShownIn{charset}, [](const text::Piece&, const std::string& original) {
+    return escaped(bytes, ShownIn{charset}, [](const cim::Piece&, const std::string& original) {
         std::string escapes;
         for (const char each : original) escapes += fmt::format("\\x{:02x}", byteOf(each));
         return escapes;
@@ -99,14 +99,14 @@ std::string printable(const std::string& bytes, Charset charset) {
 
 std::string printableJson(const std::string& json) {
     const auto mayShow = [](char32_t codePoint) { return codePoint == '\n' || !isUnsafe(codePoint); };
-    return escaped(json, mayShow, [](const text::Piece& piece, const std::string&) {
+    return escaped(json, mayShow, [](const cim::Piece& piece, const std::string&) {
         return utf16(piece.codePoint, [](std::uint32_t number) { return fmt::format("\\u{:04x}", number); });
     });
 }
 
 std::size_t columnsOf(const std::string& text) {
     std::size_t columns = 0;
-    for (std::string_view rest = text; !rest.empty(); ++columns) rest.remove_prefix(text::firstPiece(rest).length);
+    for (std::string_view rest = text; !rest.empty(); ++columns) rest.remove_prefix(cim::firstPiece(rest).length);
     return columns;
 }
 

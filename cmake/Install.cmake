@@ -26,8 +26,8 @@ file(RELATIVE_PATH PCIINFO_SHARE_FROM_SBIN ${CMAKE_INSTALL_FULL_SBINDIR}
 configure_file(packaging/pciinfo-register.in packaging/pciinfo-register @ONLY)
 install(PROGRAMS ${CMAKE_CURRENT_BINARY_DIR}/packaging/pciinfo-register
   DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT provider)
-install(FILES man/PCIInfoProvider.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT provider)
-install(FILES man/pciinfo-register.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT provider)
+install(FILES packaging/man/PCIInfoProvider.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT provider)
+install(FILES packaging/man/pciinfo-register.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT provider)
 
 if(PCIINFO_PRODUCT_ONLY)
   return()
@@ -45,7 +45,7 @@ target_compile_definitions(cimhost_lib PRIVATE
 install(TARGETS cimhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(TARGETS emulatedhost LIBRARY DESTINATION ${private_dir} COMPONENT tools)
 install(PROGRAMS scripts/capture-host DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME pciinfo-capture COMPONENT tools)
-install(FILES man/cimhost.1 man/pciinfo-capture.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES packaging/man/cimhost.1 packaging/man/pciinfo-capture.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES packaging/completion/cimhost.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME cimhost COMPONENT tools)
 install(FILES packaging/completion/_cimhost

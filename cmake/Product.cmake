@@ -2,11 +2,10 @@
 add_library(product INTERFACE)
 
 # pciinfo_product_sources(FOLDER FILE...): compiles one folder of the product and adds it to `product`.
-# Product sources include one another from the top of the tree with quotes; -iquote keeps that path away from
-# <cmpi/...>, which may have to come from another header set.
+# Product sources include one another with quotes; <cmpi/...> may have to come from another header set.
 function(pciinfo_product_sources folder)
   add_library(product_${folder} OBJECT ${ARGN})
-  target_compile_options(product_${folder} PUBLIC "SHELL:-iquote \"${PROJECT_SOURCE_DIR}\"")
+  target_compile_options(product_${folder} PUBLIC "SHELL:-iquote \"${PCIINFO_VISIBLE}\"")
   target_compile_options(product_${folder} PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
   target_link_libraries(product_${folder} PUBLIC cmpi_product PRIVATE pciinfo_warnings)
   target_link_libraries(product INTERFACE product_${folder})

@@ -117,7 +117,7 @@ class ManPage(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        page = subprocess.run(["mandoc", "-T", "utf8", "-O", "width=500", os.path.join(SOURCE, "man", "cimhost.1")],
+        page = subprocess.run(["mandoc", "-T", "utf8", "-O", "width=500", os.path.join(SOURCE, "packaging", "man", "cimhost.1")],
                               capture_output=True, text=True, check=True).stdout
         examples = re.sub(r".\x08", "", page).split("\nEXAMPLES\n")[1].split("\nSEE ALSO\n")[0]
         # A command goes on in the next line where that is indented further.

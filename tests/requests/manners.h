@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "broker/broker.h"
-#include "schema/declaration.h"
-#include "schema/embedded.h"
+#include "mof/declaration.h"
+#include "mof/embedded.h"
 
 namespace testsupport {
 

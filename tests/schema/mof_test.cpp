@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 
 namespace {
 

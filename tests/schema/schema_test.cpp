@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "emulator/emulatedhost.h"
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "tests/samples/reference.h"
 #include "tests/samples/sample.h"
 #include "tests/support/hostbuilder.h"

@@ -18,7 +18,7 @@
 
 #include "client.h"
 #include "connection.h"
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "wbem/httpserver.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"

@@ -10,7 +10,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "server.h"
 #include "tests/broker/tinyprovider.h"
 #include "tests/support/casename.h"

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "client.h"
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "tests/support/casename.h"
 #include "wbem/operations.h"
 #include "wbem/responder.h"

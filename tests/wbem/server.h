@@ -11,7 +11,7 @@
 
 #include "client.h"
 #include "emulator/emulatedhost.h"
-#include "schema/embedded.h"
+#include "mof/embedded.h"
 #include "tests/broker/tinyprovider.h"
 #include "tests/support/machine.h"
 #include "wbem/objects.h"

@@ -1,0 +1,214 @@
+#include "wbem/encoder.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "broker/matching.h"
+#include "cim/names.h"
+#include "wbem/xml.h"
+
+namespace wbem {
+
+namespace {
+
+using broker::ObjectPath;
+using broker::Value;
+
+bool wanted(const View& view, const std::string& property) {
+    if (view.within != nullptr && view.within->property(property) == nullptr) return false;
+    if (!view.properties) return true;
+    return std::any_of(view.properties->begin(), view.properties->end(),
+                       [&](const std::string& name) { return cim::sameName(name, property); });
+}
+
+const char* valueTypeOf(const Value& value) {
+    if (std::holds_alternative<bool>(value.data)) return "boolean";
+    return value.null || std::holds_alternative<std::string>(value.data) ? "string" : "numeric";
+}
+
+void addNamespace(pugi::xml_node parent, const std::string& nameSpace) {
+    pugi::xml_node element = addElement(parent, "LOCALNAMESPACEPATH");
+    std::istringstream parts(nameSpace);
+    for (std::string part; std::getline(parts, part, '/');)
+        addAttribute(addElement(element, "NAMESPACE"), "NAME", part);
+}
+
+void addArray(pugi::xml_node parent, const std::vector<Value>& elements) {
+    pugi::xml_node array = addElement(parent, "VALUE.ARRAY");
+    for (const Value& element : elements) {
+        if (element.null)
+            addElement(array, "VALUE.NULL");
+        else
+            addText(array, "VALUE", broker::toString(element));
+    }
+}
+
+void addFlag(pugi::xml_node element, const char* name, bool value, bool byDefault) {
+    if (value != byDefault) addAttribute(element, name, value ? "true" : "false");
+}
+
+/** A value of a declaration; texts of booleans are lower case there, upper case in a message. */
+void addLiteral(pugi::xml_node parent, const mof::Literal& literal, mof::Type type, bool array) {
+    if (!literal) return;
+    pugi::xml_node place = array ? addElement(parent, "VALUE.ARRAY") : parent;
+    for (const std::string& text : *literal)
+        addText(place, "VALUE", type != mof::Type::boolean ? text : text == "true" ? "TRUE" : "FALSE");
+}
+
+/** What tells how a qualifier behaves; an attribute that is left out stands for the usual. */
+void addFlavors(pugi::xml_node element, const mof::Qualifier& qualifier) {
+    addFlag(element, "OVERRIDABLE", qualifier.overridable, true);
+    addFlag(element, "TOSUBCLASS", qualifier.toSubclass, true);
+    addFlag(element, "TRANSLATABLE", qualifier.translatable, false);
+}
+
+void addQualifiers(pugi::xml_node parent, const std::vector<mof::Qualifier>& qualifiers, const View& view) {
+    if (!view.qualifiers) return;
+    for (const mof::Qualifier& qualifier : qualifiers) {
+        if (view.localOnly && qualifier.propagated) continue;
+        pugi::xml_node element = addElement(parent, "QUALIFIER");
+        addAttribute(element, "NAME", qualifier.name);
+        addAttribute(element, "TYPE", mof::typeName(qualifier.type));
+        addFlag(element, "PROPAGATED", qualifier.propagated, false);
+        addFlavors(element, qualifier);
+        addLiteral(element, qualifier.value, qualifier.type, qualifier.array);
+    }
+}
+
+pugi::xml_node addDeclaredProperty(pugi::xml_node parent, const mof::Property& property) {
+    const bool reference = property.type == mof::Type::reference;
+    pugi::xml_node element = addElement(parent, reference        ? "PROPERTY.REFERENCE"
+                                                : property.array ? "PROPERTY.ARRAY"
+                                                                 : "PROPERTY");
+    addAttribute(element, "NAME", property.name);
+    if (reference)
+        addAttribute(element, "REFERENCECLASS", property.referenceClass);
+    else
+        addAttribute(element, "TYPE", mof::typeName(property.type));
+    if (property.arraySize) addAttribute(element, "ARRAYSIZE", std::to_string(*property.arraySize));
+    return element;
+}
+
+struct ScopeAttribute {
+    mof::Element element;
+    const char* name;
+};
+constexpr ScopeAttribute kScopeAttributes[] = {
+    {mof::Element::classElement, "CLASS"},    {mof::Element::association, "ASSOCIATION"},
+    {mof::Element::reference, "REFERENCE"},   {mof::Element::property, "PROPERTY"},
+    {mof::Element::method, "METHOD"},         {mof::Element::parameter, "PARAMETER"},
+    {mof::Element::indication, "INDICATION"},
+};
+
+}  // namespace
+
+void Encoder::className(pugi::xml_node parent, const std::string& name) const {
+    addAttribute(addElement(parent, "CLASSNAME"), "NAME", name);
+}
+
+void Encoder::instanceName(pugi::xml_node parent, const ObjectPath& path) const {
+    pugi::xml_node element = addElement(parent, "INSTANCENAME");
+    addAttribute(element, "CLASSNAME", path.className);
+    for (const broker::Property& key : path.keys) keyBinding(element, key);
+}
+
+void Encoder::instancePath(pugi::xml_node parent, const ObjectPath& path) const {
+    pugi::xml_node element = addElement(parent, "INSTANCEPATH");
+    place(element, path.nameSpace);
+    instanceName(element, path);
+}
+
+void Encoder::classPath(pugi::xml_node parent, const std::string& nameSpace, const std::string& name) const {
+    pugi::xml_node element = addElement(parent, "CLASSPATH");
+    place(element, nameSpace);
+    className(element, name);
+}
+
+void Encoder::instance(pugi::xml_node parent, const broker::Instance& instance, const View& view) const {
+    pugi::xml_node element = addElement(parent, "INSTANCE");
+    addAttribute(element, "CLASSNAME", instance.path.className);
+    const mof::Class* declaration = schema_.find(instance.path.className);
+    for (const broker::Property& each : instance.properties) {
+        if (!wanted(view, each.name)) continue;
+        const mof::Property* declared = declaration != nullptr ? declaration->property(each.name) : nullptr;
+        property(element, each, view.classOrigin && declared != nullptr ? declared->classOrigin : "");
+    }
+}
+
+void Encoder::classElement(pugi::xml_node parent, const mof::Class& declaration, const View& view) const {
+    pugi::xml_node element = addElement(parent, "CLASS");
+    addAttribute(element, "NAME", declaration.name);
+    if (!declaration.superclass.empty()) addAttribute(element, "SUPERCLASS", declaration.superclass);
+    addQualifiers(element, declaration.qualifiers, view);
+    for (const mof::Property& each : declaration.properties) {
+        if (!wanted(view, each.name) || (view.localOnly && each.propagated)) continue;
+        pugi::xml_node child = addDeclaredProperty(element, each);
+        if (view.classOrigin) addAttribute(child, "CLASSORIGIN", each.classOrigin);
+        addFlag(child, "PROPAGATED", each.propagated, false);
+        addQualifiers(child, each.qualifiers, view);
+        addLiteral(child, each.defaultValue, each.type, each.array);
+    }
+}
+
+void Encoder::property(pugi::xml_node parent, const broker::Property& property, const std::string& origin) const {
+    const Value& value = property.value;
+    const auto elementType = static_cast<CMPIType>(value.type & ~CMPI_ARRAY);
+    const bool array = elementType != value.type;
+    const bool isReference = value.type == CMPI_ref;
+    pugi::xml_node element = addElement(parent, isReference ? "PROPERTY.REFERENCE"
+                                                : array     ? "PROPERTY.ARRAY"
+                                                            : "PROPERTY");
+    addAttribute(element, "NAME", property.name);
+    if (!isReference) addAttribute(element, "TYPE", broker::typeName(elementType));
+    if (!origin.empty()) addAttribute(element, "CLASSORIGIN", origin);
+    this->value(element, value);
+}
+
+void Encoder::value(pugi::xml_node parent, const Value& value) const {
+    if (value.null) return;
+    if (const ObjectPath* path = broker::referenceOf(value))
+        reference(parent, *path);
+    else if (const auto* elements = std::get_if<std::vector<Value>>(&value.data))
+        addArray(parent, *elements);
+    else
+        addText(parent, "VALUE", broker::toString(value));
+}
+
+void Encoder::keyBinding(pugi::xml_node parent, const broker::Property& key) const {
+    pugi::xml_node element = addElement(parent, "KEYBINDING");
+    addAttribute(element, "NAME", key.name);
+    if (const ObjectPath* path = broker::referenceOf(key.value)) return reference(element, *path);
+    pugi::xml_node value = addText(element, "KEYVALUE", key.value.null ? "" : broker::toString(key.value));
+    addAttribute(value, "VALUETYPE", valueTypeOf(key.value));
+}
+
+void Encoder::qualifierDeclaration(pugi::xml_node parent, const mof::QualifierDeclaration& declaration) const {
+    const mof::Qualifier& defaults = declaration.defaults;
+    pugi::xml_node element = addElement(parent, "QUALIFIER.DECLARATION");
+    addAttribute(element, "NAME", declaration.name);
+    addAttribute(element, "TYPE", mof::typeName(defaults.type));
+    addFlag(element, "ISARRAY", defaults.array, false);
+    addFlavors(element, defaults);
+    pugi::xml_node scope = addElement(element, "SCOPE");
+    for (const ScopeAttribute& each : kScopeAttributes)
+        addFlag(scope, each.name, declaration.scope.count(each.element) > 0, false);
+    addLiteral(element, defaults.value, defaults.type, defaults.array);
+}
+
+void Encoder::place(pugi::xml_node parent, const std::string& nameSpace) const {
+    pugi::xml_node element = addElement(parent, "NAMESPACEPATH");
+    addText(element, "HOST", host_);
+    addNamespace(element, nameSpace);
+}
+
+/** Clients that show paths as text get along with the local form best. */
+void Encoder::reference(pugi::xml_node parent, const ObjectPath& path) const {
+    pugi::xml_node local = addElement(addElement(parent, "VALUE.REFERENCE"), "LOCALINSTANCEPATH");
+    addNamespace(local, path.nameSpace);
+    instanceName(local, path);
+}
+
+}  // namespace wbem
