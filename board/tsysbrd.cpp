@@ -1,29 +1,19 @@
+// The system board and its associations with the functions on it. Tests: tests/unit/board_test.cpp.
 #include "board/tsysbrd.h"
 
 #include <syslog.h>
 
+#include "utils/delivery.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
 
-/** What every association of one request shares. */
-struct TSysBrd::Delivery {
-    const CMPIBroker* broker;
-    const CMPIContext* context;
-    const CMPIResult* result;
-    const CMPIInstance* board;
-    bool namesOnly;
-};
-
 int TSysBrd::GetCIMInstances(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
                              const std::string& className, bool namesOnly) {
-    CMPICIMInst cim;
     if (className == kSystemBoardClass) {
-        if (namesOnly) {
-            cim.returnObjectPath(result, getObjectPath(broker, kNameSpace, className, nullptr));
-        } else {
-            cim.returnInstance(result, PopulateSysbrdProperties(broker, className));
-        }
+        const Delivery to = {broker, context, result, namesOnly};
+        to.deliver([&] { return getObjectPath(broker, kNameSpace, className, nullptr); },
+                   [&] { return PopulateSysbrdProperties(broker, className); });
     } else if (className == kOnBoardDeviceClass) {
         MakeDeviceBoardAssociation(broker, result, context, namesOnly);
     }
@@ -44,29 +34,32 @@ CMPIInstance* TSysBrd::PopulateSysbrdProperties(const CMPIBroker* broker, const 
 }
 
 void TSysBrd::MakeDeviceBoardAssociation(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
-                                         bool namesOnly) try {
+                                         bool namesOnly) {
+    contained([&] { associateBoard({broker, context, result, namesOnly}); },
+              "MakeDeviceBoardAssociation in the catch statement");
+}
+
+void TSysBrd::associateBoard(const Delivery& to) {
     CMPICIMInst cim;
-    const CMPIInstance* board = PopulateSysbrdProperties(broker, kSystemBoardClass);
-    CMPIEnumeration* devices = cim.enumerateInstances(broker, context, kNameSpace, kPciDeviceClass);
-    CMPIEnumeration* bridges = cim.enumerateInstances(broker, context, kNameSpace, kPciBridgeClass);
+    const CMPIInstance* board = PopulateSysbrdProperties(to.broker, kSystemBoardClass);
+    CMPIEnumeration* devices = cim.enumerateInstances(to.broker, to.context, kNameSpace, kPciDeviceClass);
+    CMPIEnumeration* bridges = cim.enumerateInstances(to.broker, to.context, kNameSpace, kPciBridgeClass);
     if (board == nullptr || devices == nullptr || bridges == nullptr) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation antInst is null");
         syslog(LOG_ERR, "MakeDeviceBoardAssociation leaving the routine");
         return;
     }
     syslog(LOG_ERR, "MakeDeviceBoardAssociation antInst is not null");
-    const Delivery delivery = {broker, context, result, board, namesOnly};
-    associateAll(delivery, devices, "update");
-    associateAll(delivery, bridges, "update2");
+    associateAll(to, board, devices, "update");
+    associateAll(to, board, bridges, "update2");
     syslog(LOG_ERR, "MakeDeviceBoardAssociation leaving the routine");
-} catch (...) {
-    syslog(LOG_ERR, "MakeDeviceBoardAssociation in the catch statement");
 }
 
 /** `updateWord` tells the two walks apart in the log. */
-void TSysBrd::associateAll(const Delivery& delivery, CMPIEnumeration* functions, const char* updateWord) {
+void TSysBrd::associateAll(const Delivery& to, const CMPIInstance* board, CMPIEnumeration* functions,
+                           const char* updateWord) {
     CMPICIMInst cim;
-    while (const CMPIInstance* function = cim.getNextInstance(delivery.broker, delivery.context, functions)) {
+    while (const CMPIInstance* function = cim.getNextInstance(to.broker, to.context, functions)) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation getting next instance");
         syslog(LOG_ERR, "MakeDeviceBoardAssociation getting the UI number");
         unsigned char ui = 0;
@@ -80,33 +73,34 @@ void TSysBrd::associateAll(const Delivery& delivery, CMPIEnumeration* functions,
         }
         syslog(LOG_ERR, "MakeDeviceBoardAssociation making instance status [%d] ui [%d]", static_cast<int>(status.rc),
                ui);
-        associate(delivery, function, updateWord);
+        associate(to, board, function, updateWord);
     }
 }
 
 /** Delivers the association of one function that is on the board. */
-void TSysBrd::associate(const Delivery& delivery, const CMPIInstance* function, const char* updateWord) {
+void TSysBrd::associate(const Delivery& to, const CMPIInstance* board, const CMPIInstance* function,
+                        const char* updateWord) {
     CMPICIMInst cim;
-    CMPIObjectPath* antecedent = cim.getObjectPathFromInstance(delivery.board);
+    CMPIObjectPath* antecedent = cim.getObjectPathFromInstance(board);
     CMPIObjectPath* dependent = cim.getObjectPathFromInstance(function);
     if (antecedent == nullptr || dependent == nullptr) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation depOjbectpath and antobjectpath not good");
         return;
     }
     syslog(LOG_ERR, "MakeDeviceBoardAssociation depOjbectpath and antobjectpath is good");
-    CMPIObjectPath* path = getObjectPath(delivery.broker, kNameSpace, kOnBoardDeviceClass, antecedent, dependent);
+    CMPIObjectPath* path = getObjectPath(to.broker, kNameSpace, kOnBoardDeviceClass, antecedent, dependent);
     if (path == nullptr) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation could not get object path");
         return;
     }
-    if (delivery.namesOnly) {
+    if (to.namesOnly) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation setting object path");
-        cim.returnObjectPath(delivery.result, path);
+        to.deliver(path);
         syslog(LOG_ERR, "MakeDeviceBoardAssociation set object path");
         return;
     }
     syslog(LOG_ERR, "MakeDeviceBoardAssociation creating instance");
-    const CMPIInstance* association = cim.createCIMInstance(delivery.broker, path);
+    const CMPIInstance* association = cim.createCIMInstance(to.broker, path);
     syslog(LOG_ERR, "MakeDeviceBoardAssociation instance is created");
     if (association == nullptr) {
         syslog(LOG_ERR, "MakeDeviceBoardAssociation status == CMPI_RC_OK");
@@ -115,7 +109,7 @@ void TSysBrd::associate(const Delivery& delivery, const CMPIInstance* function, 
     syslog(LOG_ERR, "MakeDeviceBoardAssociation %s status == CMPI_RC_OK", updateWord);
     syslog(LOG_ERR, "MakeDeviceBoardAssociation %s setting dependent op", updateWord);
     syslog(LOG_ERR, "MakeDeviceBoardAssociation %s setting instance to return", updateWord);
-    cim.returnInstance(delivery.result, association);
+    to.deliver(association);
 }
 
 CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,

@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "utils/delivery.h"
+
 namespace tPCIInfo {
 
 /**
@@ -38,10 +40,10 @@ class TSysBrd {
     std::string getSystemCreationClassName();
 
  private:
-    struct Delivery;
-
-    void associateAll(const Delivery& delivery, CMPIEnumeration* functions, const char* updateWord);
-    void associate(const Delivery& delivery, const CMPIInstance* function, const char* updateWord);
+    void associateBoard(const Delivery& to);
+    void associateAll(const Delivery& to, const CMPIInstance* board, CMPIEnumeration* functions,
+                      const char* updateWord);
+    void associate(const Delivery& to, const CMPIInstance* board, const CMPIInstance* function, const char* updateWord);
 };
 
 }  // namespace tPCIInfo

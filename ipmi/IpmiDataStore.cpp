@@ -1,146 +1,19 @@
+// Files in the BMC's data store: the OEM command's operations, and whole-file transfers made of them.
+// Tests: tests/unit/datastore_test.cpp, tests/unit/wholefile_test.cpp, tests/unit/writefile_test.cpp.
 #include "ipmi/IpmiDataStore.h"
 
-#include <fcntl.h>
-#include <linux/ipmi.h>
 #include <linux/ipmi_msgdefs.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <mutex>
 #include <utility>
 
+#include "utils/littleendian.h"
+
 namespace tPCIInfo {
 
-std::int32_t kcs_fd = -1;
 std::uint16_t MAX_KCS_BUFF_SIZE = 200;
-
-// A 32-bit build has these request numbers; the macros follow the records' sizes elsewhere.
-static_assert(sizeof(void*) != 4 || IPMICTL_SEND_COMMAND == 0x8014690DUL, "send request of linux/ipmi.h");
-static_assert(sizeof(void*) != 4 || IPMICTL_RECEIVE_MSG_TRUNC == 0xC018690BUL, "receive request of linux/ipmi.h");
-
-namespace {
-
-constexpr std::int32_t kNoDevice = -1;
-
-/** Guards kcs_fd and the device behind it: one transfer, and one exchange, at a time. */
-std::recursive_mutex& deviceMutex() {
-    static std::recursive_mutex mutex;
-    return mutex;
-}
-
-using DeviceLock = std::unique_lock<std::recursive_mutex>;
-
-constexpr long kMessageId = 22444;
-constexpr int kResponseWaitMs = 5000;
-constexpr long kReceiveRetrySeconds = 5;
-constexpr std::size_t kSenderAddressSize = 40;
-
-/** Seconds of the monotonic clock. */
-double now() {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-/** A send that fails shows itself as a missing response, so its result is not looked at. */
-void sendRequest(std::int32_t device, std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t netfn) {
-    ipmi_system_interface_addr address{};
-    address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
-    address.channel = IPMI_BMC_CHANNEL;
-    address.lun = 0;
-
-    ipmi_req request{};
-    request.addr = reinterpret_cast<unsigned char*>(&address);
-    request.addr_len = sizeof(address);
-    request.msgid = kMessageId;
-    request.msg.netfn = netfn;
-    request.msg.cmd = cmd;
-    request.msg.data_len = dataLen;
-    request.msg.data = data;
-    ioctl(device, IPMICTL_SEND_COMMAND, &request);
-}
-
-bool responseArrives(std::int32_t device) {
-    pollfd wanted{};
-    wanted.fd = device;
-    wanted.events = POLLIN;
-    return poll(&wanted, 1, kResponseWaitMs) > 0;
-}
-
-/** Receives one message into `buffer`; a failing receive call is repeated for 5 s, whatever its reason. */
-bool receiveMessage(std::int32_t device, std::array<std::uint8_t, kMaxResponse>& buffer, ipmi_recv& received) {
-    std::array<unsigned char, kSenderAddressSize> sender{};
-    const double start = now();
-    do {
-        received = {};
-        received.addr = sender.data();
-        received.addr_len = static_cast<unsigned int>(sender.size());
-        received.msg.data = buffer.data();
-        received.msg.data_len = static_cast<unsigned short>(buffer.size());
-        if (ioctl(device, IPMICTL_RECEIVE_MSG_TRUNC, &received) != -1) return true;
-    } while (now() - start < kReceiveRetrySeconds);
-    return false;
-}
-
-bool isResponseTo(const ipmi_recv& received, std::uint8_t cmd, std::uint8_t netfn) {
-    return received.recv_type == IPMI_RESPONSE_RECV_TYPE && received.msg.netfn == (netfn | 1) &&
-           received.msg.cmd == cmd;
-}
-
-/** sendIPMICMD on the device that is given; on none it fails after the same calls and the same wait. */
-std::uint32_t exchangeOn(std::int32_t device, std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen,
-                         std::uint8_t* response, std::uint16_t& responseLen, std::uint8_t netfn) {
-    std::array<std::uint8_t, kMaxResponse> buffer{};
-    sendRequest(device, cmd, data, dataLen, netfn);
-    if (!responseArrives(device)) return 1;
-    ipmi_recv received{};
-    if (!receiveMessage(device, buffer, received) || !isResponseTo(received, cmd, netfn)) return 1;
-    const std::size_t length = std::min<std::size_t>(received.msg.data_len, buffer.size());
-    std::copy_n(buffer.begin(), length, response);
-    responseLen = static_cast<std::uint16_t>(length);
-    return 0;
-}
-
-}  // namespace
-
-int connect_kcs() {
-    const DeviceLock lock(deviceMutex());
-    disconnect_kcs();
-    for (const char* device : {"/dev/ipmi0", "/dev/ipmidev/0"}) {
-        kcs_fd = open(device, O_RDWR);
-        if (kcs_fd >= 0) return 0;
-    }
-    return 1;
-}
-
-void disconnect_kcs() {
-    const DeviceLock lock(deviceMutex());
-    if (kcs_fd < 0) return;
-    close(kcs_fd);
-    kcs_fd = kNoDevice;
-}
-
-std::uint32_t sendIPMICMD(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
-                          std::uint16_t& responseLen, std::uint8_t netfn) {
-    DeviceLock lock(deviceMutex());
-    const std::int32_t device = kcs_fd;
-    if (device < 0) lock.unlock();  // there is nothing to guard, and others need not queue behind this one's wait
-    return exchangeOn(device, cmd, data, dataLen, response, responseLen, netfn);
-}
-
-std::uint32_t sendIPMI(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
-                       std::uint16_t& responseLen, std::uint8_t& completionCode, std::uint8_t netfn) {
-    const std::uint32_t result = sendIPMICMD(cmd, data, dataLen, response, responseLen, netfn);
-    completionCode = response[0];
-    return result;
-}
-
-// ---------------------------------------------------------------------------------------------------------------
-// Data store
 
 namespace {
 
@@ -173,14 +46,6 @@ void placeName(std::vector<std::uint8_t>& request, std::size_t offset, std::size
     request.resize(size);
     const auto* text = reinterpret_cast<const std::uint8_t*>(name.data());
     mycopy(text, text + name.size(), request.begin() + static_cast<std::ptrdiff_t>(offset));
-}
-
-std::uint16_t number16(const std::uint8_t* bytes) {
-    return static_cast<std::uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
-std::uint32_t number32(const std::uint8_t* bytes) {
-    return number16(bytes) | static_cast<std::uint32_t>(number16(bytes + 2)) << 16;
 }
 
 std::int32_t low16(std::int32_t number) {
@@ -228,6 +93,16 @@ struct IpmiDataStore::Answer {
     std::array<std::uint8_t, kMaxResponse> bytes{};
 };
 
+/** What became of a transfer's latest chunk. */
+struct IpmiDataStore::Outcome {
+    std::int32_t result = 0;  // the number of bytes, unless it failed
+    std::uint8_t completionCode = DS_STATUS_OK;
+    bool answered = true;  // false where the exchange brought no response: its result 1 counts no byte
+
+    bool failed() const { return !answered || result < 0; }
+    bool refused() const { return completionCode != DS_STATUS_OK; }
+};
+
 /** Where a whole-file transfer stands: from `offset` on, `total` bytes in all, `size` bytes at a time. */
 struct IpmiDataStore::Chunks {
     std::uint16_t size;
@@ -272,7 +147,7 @@ IpmiDataStore::Answer IpmiDataStore::exchange(std::uint8_t& completionCode, std:
         answer.result = sendIPMI(kDataStoreCode, request.data(), length, answer.bytes.data(), answer.length,
                                  completionCode, kDataStoreNetfn);
     }
-    exchangeFailed = answer.result != 0;
+    answered = answer.result == 0;
     return answer;
 }
 
@@ -296,7 +171,7 @@ std::int32_t IpmiDataStore::Open(std::uint8_t& completionCode, accessType access
     const Answer answer = exchange(completionCode, request);
     if (answer.result != 0 || completionCode != DS_STATUS_OK) return static_cast<std::int32_t>(answer.result);
     if (answer.length <= 6) return -1;
-    handle = number32(&answer.bytes[4]);
+    handle = little32(&answer.bytes[4]);
     fileOpen = true;
     return 0;
 }
@@ -314,7 +189,7 @@ std::int32_t IpmiDataStore::Read(std::uint8_t& completionCode, std::uint8_t* buf
     if (answer.result != 0) return static_cast<std::int32_t>(answer.result);
     if (completionCode != DS_STATUS_OK) return 0;
     if (answer.length <= 5) return -1;
-    const unsigned int delivered = mymin(number16(&answer.bytes[4]), count);
+    const unsigned int delivered = mymin(little16(&answer.bytes[4]), count);
     std::copy_n(&answer.bytes[6], delivered, buffer);
     return static_cast<std::int32_t>(delivered);
 }
@@ -332,7 +207,7 @@ std::int32_t IpmiDataStore::Write(std::uint8_t& completionCode, const std::uint8
     if (answer.result != 0) return static_cast<std::int32_t>(answer.result);
     if (completionCode != DS_STATUS_OK) return 0;
     if (answer.length != 5) return -1;
-    // The count's high byte is looked for behind the five bytes of the answer, where the area is zero.
+    // The count's high byte is looked for after the five bytes of the answer, where the area is zero.
     return answer.bytes[3] + 256 * answer.bytes[5];
 }
 
@@ -386,12 +261,13 @@ std::int32_t IpmiDataStore::ReadFile(std::uint8_t& completionCode, const std::st
 
     data.resize(kFileArea);
     data.clear();
-    result = readChunks(completionCode, data.data(), stopIfBlank);
-    const bool readToItsEnd = !exchangeFailed && result >= 0 && completionCode == DS_STATUS_OK;
+    const Outcome outcome = readChunks(data.data(), stopIfBlank);
+    result = outcome.result;
+    completionCode = outcome.completionCode;
 
     std::uint8_t closeCode = DS_STATUS_OK;
     const std::int32_t closeResult = Close(closeCode);
-    if (readToItsEnd) {
+    if (!outcome.failed() && !outcome.refused()) {
         result = low16(closeResult);
         completionCode = closeCode;
     }
@@ -405,113 +281,69 @@ std::int32_t IpmiDataStore::WriteFile(std::uint8_t& completionCode, const std::s
     std::int32_t result = Open(completionCode, kAccessWrite, static_cast<characteristics>(characteristic),
                                static_cast<std::uint16_t>(data.size()), kCreate, openOption, name);
     if (completionCode != DS_STATUS_OK || result != 0) return result;
-    result = writeChunks(completionCode, data);
-    const bool exchangesDone = !exchangeFailed;
+    const Outcome outcome = writeChunks(data);
+    result = outcome.result;
+    completionCode = outcome.completionCode;
 
     std::uint8_t closeCode = DS_STATUS_OK;
     const std::int32_t closeResult = Close(closeCode);
-    if (exchangesDone && completionCode == DS_STATUS_OK && (closeCode != DS_STATUS_OK || closeResult != 0)) {
+    const bool closeFailed = closeCode != DS_STATUS_OK || closeResult != 0;
+    if (outcome.answered && !outcome.refused() && closeFailed) {
         result = low16(closeResult);
         completionCode = closeCode;
     }
     return result;
 }
 
-/** Runs `transfer` (bytes wanted -> result) for the next chunk, again with a small one where a large one went wrong. */
+/**
+ * Runs `transfer` (bytes wanted, completion code -> result) for the next chunk, again with a small one where a large
+ * one went wrong.
+ */
 template <typename Transfer>
-std::int32_t IpmiDataStore::transferChunk(std::uint8_t& completionCode, Chunks& chunks, Transfer transfer) {
-    exchangeFailed = false;
-    const std::int32_t result = transfer(chunks.next());
-    const bool wentWrong = (completionCode != DS_STATUS_OK && completionCode != kPastEnd) || result < 0;
-    if (!kcsBuffAdaptive || !wentWrong || !lowerChunkLimit()) return result;
+void IpmiDataStore::transferChunk(Outcome& outcome, Chunks& chunks, Transfer transfer) {
+    answered = true;
+    const auto attempt = [&] {
+        outcome.result = transfer(chunks.next(), outcome.completionCode);
+        outcome.answered = answered;
+    };
+    attempt();
+    const bool wentWrong = (outcome.refused() && outcome.completionCode != kPastEnd) || outcome.result < 0;
+    if (!kcsBuffAdaptive || !wentWrong || !lowerChunkLimit()) return;
     chunks.size = kSmallChunk;
-    return transfer(chunks.next());
+    attempt();
 }
 
-std::int32_t IpmiDataStore::readChunks(std::uint8_t& completionCode, std::uint8_t* area, bool stopIfBlank) {
+IpmiDataStore::Outcome IpmiDataStore::readChunks(std::uint8_t* area, bool stopIfBlank) {
     Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, kFileArea};
+    Outcome outcome;
     unsigned emptyAnswers = 0;
-    std::int32_t result = 0;
     while (chunks.offset < chunks.total) {
-        result = transferChunk(completionCode, chunks, [&](std::uint8_t count) {
+        transferChunk(outcome, chunks, [&](std::uint8_t count, std::uint8_t& completionCode) {
             return Read(completionCode, area + chunks.offset, count, static_cast<std::uint16_t>(chunks.offset));
         });
-        if (exchangeFailed || completionCode != DS_STATUS_OK || result < 0) break;
-        if (chunks.offset == 0 && stopIfBlank && isBlank(area, result)) break;
-        emptyAnswers = result == 0 ? emptyAnswers + 1 : 0;
+        if (outcome.failed() || outcome.refused()) break;
+        if (chunks.offset == 0 && stopIfBlank && isBlank(area, outcome.result)) break;
+        emptyAnswers = outcome.result == 0 ? emptyAnswers + 1 : 0;
         if (emptyAnswers > kMaxEmptyAnswers) break;
-        chunks.offset += static_cast<std::size_t>(result);
+        chunks.offset += static_cast<std::size_t>(outcome.result);
     }
-    return result;
+    return outcome;
 }
 
-std::int32_t IpmiDataStore::writeChunks(std::uint8_t& completionCode, const ByteVector& data) {
+IpmiDataStore::Outcome IpmiDataStore::writeChunks(const ByteVector& data) {
     Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, data.size()};
+    Outcome outcome;
     unsigned stalledWrites = 0;
-    std::int32_t result = 0;
     while (chunks.offset < chunks.total) {
-        result = transferChunk(completionCode, chunks, [&](std::uint8_t count) {
+        transferChunk(outcome, chunks, [&](std::uint8_t count, std::uint8_t& completionCode) {
             return Write(completionCode, data.data() + chunks.offset, count, static_cast<std::uint16_t>(chunks.offset));
         });
-        if (exchangeFailed || result < 0) break;
-        stalledWrites = result == 0 ? stalledWrites + 1 : 0;
+        if (outcome.failed()) break;
+        stalledWrites = outcome.result == 0 ? stalledWrites + 1 : 0;
         if (stalledWrites >= kMaxStalledWrites) break;
-        chunks.offset += static_cast<std::size_t>(result);
+        chunks.offset += static_cast<std::size_t>(outcome.result);
     }
-    return result;
-}
-
-// ---------------------------------------------------------------------------------------------------------------
-// SMBIOS structures
-
-namespace {
-
-/** A walk over one structure's string set, a byte at a time, counting the strings begun. */
-class StringWalk {
- public:
-    StringWalk(const std::uint8_t* structure, const std::uint8_t* end) : place_(structure), end_(end) {
-        if (left() < 2 || left() < structure[1] + 2) {
-            place_ = end_;
-        } else {
-            place_ += structure[1];
-        }
-    }
-
-    bool inside() const { return left() >= 2; }
-    bool atEndOfSet() const { return place_[0] == 0 && place_[1] == 0; }
-    bool runs() const { return inside() && !atEndOfSet(); }
-    void step() { number_ += *place_++ == 0 ? 1 : 0; }
-
-    const std::uint8_t* place() const { return place_; }
-    int number() const { return number_; }
-
- private:
-    std::ptrdiff_t left() const { return end_ - place_; }
-
-    const std::uint8_t* place_;
-    const std::uint8_t* end_;
-    int number_ = 1;
-};
-
-}  // namespace
-
-const std::uint8_t* get_next_struct_address(const std::uint8_t* structure, const std::uint8_t* end) {
-    StringWalk walk(structure, end);
-    while (walk.runs()) walk.step();
-    return walk.inside() ? walk.place() + 2 : nullptr;
-}
-
-int get_string_number(const std::uint8_t* structure, const std::uint8_t* end) {
-    StringWalk walk(structure, end);
-    if (!walk.runs()) return 0;
-    while (walk.runs()) walk.step();
-    return walk.number();
-}
-
-const char* find_string(const std::uint8_t* structure, std::uint8_t number, const std::uint8_t* end) {
-    StringWalk walk(structure, end);
-    while (walk.runs() && walk.number() != number) walk.step();
-    return walk.runs() ? reinterpret_cast<const char*>(walk.place()) : nullptr;
+    return outcome;
 }
 
 }  // namespace tPCIInfo

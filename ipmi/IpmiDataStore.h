@@ -6,54 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "ipmi/kcs.h"
+#include "ipmi/smbios.h"
+
 namespace tPCIInfo {
-
-// ---------------------------------------------------------------------------------------------------------------
-// Transport: one IPMI request and its response through the Linux driver's character device (linux/ipmi.h).
-//
-// Every function may be called from any thread. While a device is open, a lock covers each call of connect_kcs and
-// disconnect_kcs, each exchange and, in IpmiDataStore, each whole transfer; it is held while the BMC is waited for,
-// never while the object manager is called. Without a device it is not held while waiting: exchanges and transfers
-// that found none run side by side.
-//
-// The lock does not span calls. Between connect_kcs and an exchange, a WriteFile or a data store's single operations,
-// another thread's connect_kcs, disconnect_kcs or ReadFile can close the device or open it anew: what follows then
-// fails as without a device, or finds a BMC that has been asked other things since. A caller who needs several calls in
-// a row keeps other threads away meanwhile. ReadFile alone opens the device within its one call, and closes it there
-// unless the file could not be opened.
-
-/** The open descriptor of the IPMI device, -1 when none is open. The process has one; not to be read beside calls. */
-extern std::int32_t kcs_fd;
-
-/** The largest response that the driver carries, completion code included. */
-constexpr std::size_t kMaxResponse = 272;
-
-/** Opens /dev/ipmi0, else /dev/ipmidev/0, after closing what was open. 0 when a device is open afterwards, else 1. */
-int connect_kcs();
-
-/** Closes the device if one is open. */
-void disconnect_kcs();
-
-/**
- * Sends one request to the BMC and waits for its response: at most 5 s for it to arrive and 5 s for a receive call to
- * succeed after that.
- *
- * `response` must have room for kMaxResponse bytes: whatever came is copied, completion code first, and `responseLen`
- * set to its length. Returns 0; or 1, with the response area untouched, when nothing came in time or what came is no
- * response to this network function and command.
- */
-std::uint32_t sendIPMICMD(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
-                          std::uint16_t& responseLen, std::uint8_t netfn);
-
-/**
- * sendIPMICMD, and the first byte of the response area as completion code: after a failed exchange that is whatever
- * the caller's area held.
- */
-std::uint32_t sendIPMI(std::uint8_t cmd, std::uint8_t* data, std::uint16_t dataLen, std::uint8_t* response,
-                       std::uint16_t& responseLen, std::uint8_t& completionCode, std::uint8_t netfn);
-
-// ---------------------------------------------------------------------------------------------------------------
-// Data store
 
 /** Every file of the data store is read as an area of this size, in bytes. */
 constexpr std::size_t kFileArea = 65536;
@@ -61,7 +17,7 @@ constexpr std::size_t kFileArea = 65536;
 /**
  * Allocator whose storage consists of bytes that live, zeroed at first, for as long as the storage does; elements of
  * a vector that come assign to them, elements that go leave them as they are. So the storage of such a vector may be
- * read behind the vector's length, up to its capacity.
+ * read past the vector's length, up to its capacity.
  */
 template <typename Byte>
 struct StorageAllocator {
@@ -103,7 +59,7 @@ enum characteristics : std::uint8_t { kCharacteristicsNone = 0, kCharacteristics
 /** The smaller of two numbers. */
 unsigned int mymin(unsigned int a, unsigned int b);
 
-/** Copies the bytes from `first` up to `last` to `out` and gives the position behind the last one copied. */
+/** Copies the bytes from `first` up to `last` to `out` and gives the position after the last one copied. */
 std::vector<std::uint8_t>::iterator mycopy(const std::uint8_t* first, const std::uint8_t* last,
                                            std::vector<std::uint8_t>::iterator out);
 
@@ -202,34 +158,20 @@ class IpmiDataStore {
 
  private:
     struct Answer;
+    struct Outcome;
     struct Chunks;
     class TransferScope;
 
-    bool exchangeFailed = false;  // the last exchange brought no response; its result 1 counts no byte
-    bool withoutDevice = false;   // for the length of a transfer that found no device
+    bool answered = true;        // whether the last exchange brought a response
+    bool withoutDevice = false;  // for the length of a transfer that found no device
 
     Answer exchange(std::uint8_t& completionCode, std::vector<std::uint8_t>& request);
     std::int32_t finish(std::uint8_t& completionCode, std::uint8_t operation);
-    std::int32_t readChunks(std::uint8_t& completionCode, std::uint8_t* area, bool stopIfBlank);
-    std::int32_t writeChunks(std::uint8_t& completionCode, const ByteVector& data);
+    Outcome readChunks(std::uint8_t* area, bool stopIfBlank);
+    Outcome writeChunks(const ByteVector& data);
     template <typename Transfer>
-    std::int32_t transferChunk(std::uint8_t& completionCode, Chunks& chunks, Transfer transfer);
+    void transferChunk(Outcome& outcome, Chunks& chunks, Transfer transfer);
 };
-
-// ---------------------------------------------------------------------------------------------------------------
-// SMBIOS structures (DMTF DSP0134) in memory. `end` is the end of the storage that may be read; a structure is its
-// formatted area, whose length stands in byte 1, and the set of zero-terminated strings behind it, which ends with one
-// more zero byte (two for an empty set).
-
-/** The structure that follows; null when this one's formatted area or string set runs past the end. */
-const std::uint8_t* get_next_struct_address(const std::uint8_t* structure, const std::uint8_t* end);
-
-/** The number of strings in the set, 0 for an empty one; of a set that runs past the end, those that begin before it.
- */
-int get_string_number(const std::uint8_t* structure, const std::uint8_t* end);
-
-/** The first character of string `number`, counted from 1; null when there is none. */
-const char* find_string(const std::uint8_t* structure, std::uint8_t number, const std::uint8_t* end);
 
 }  // namespace tPCIInfo
 

@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "pci/address.h"
+#include "utils/delivery.h"
+
 namespace tPCIInfo {
 
 /** One PCI function, as one line of /proc/bus/pci/devices and the first 64 bytes of its configuration space tell. */
@@ -38,6 +41,8 @@ struct sPciDevices {
     std::uint8_t revision = 0;
     std::uint8_t slotNum = 0;   // the device number
     std::uint8_t uiNumber = 0;  // the device number where a system slot can have it, else 0: on the board
+
+    FunctionAddress address() const { return {bus, dev, func}; }
 };
 
 using PciList = std::vector<sPciDevices>;
@@ -69,6 +74,10 @@ class TPciDevInfo : public TPci {
 
     // --- scan ---
 
+    /**
+     * Scans the bus once more. Bridges and the working list are begun anew, devices are not: after a second scan each
+     * is in its list twice.
+     */
     void ScanPciDevices();
     /** 1 when the list of functions was read to its end, 0 when it could not be opened. */
     int getAltHDList();
@@ -85,10 +94,10 @@ class TPciDevInfo : public TPci {
     static CatalogueText getVendDeviceDescripts();
     /** The whole text of the class list, likewise. */
     static CatalogueText getClassDescripts();
-    /** The text of the first <name> element behind key="id" (four lowercase digits), else the default. */
+    /** The text of the first <name> element after key="id" (four lowercase digits), else the default. */
     static void assignID(const char* text, const char* key, int id, const char* defaultName, std::string& out);
     /**
-     * The rest of the line behind the first occurrence of the sub-class digits that follows the class digits, else the
+     * The rest of the line after the first occurrence of the sub-class digits that follows the class digits, else the
      * default. Neither digits are looked for in their own place of the list alone.
      */
     static void assignClassID(const char* text, unsigned char classCode, unsigned char subclass,
@@ -166,9 +175,15 @@ class TPciDevInfo : public TPci {
 
  private:
     class Scan;
-    struct Kind;
-    struct FunctionAddress;
     struct Association;
+
+    /** What differs between devices and bridges in the walks over both. */
+    struct Kind {
+        const char* className;
+        PciList TPciDevInfo::*list;
+        CMPIInstance* (TPciDevInfo::*populate)(const CMPIBroker*, const sPciDevices*, unsigned char*);
+        const char* slotMatchLog;  // logged for a function in the slot asked for
+    };
 
     /** A position in one of the three lists. */
     struct Cursor {
@@ -180,26 +195,30 @@ class TPciDevInfo : public TPci {
         }
     };
 
+    static constexpr std::uint8_t kBridgeClass = 0x06;  // PCI base class of bridges
+    static const Kind kDevices;
+    static const Kind kBridges;
+
+    /** Two lowercase hexadecimal digits. */
+    static std::string twoDigits(unsigned char number);
+
+    /** Visits every record of a list with the cursor on it; the cursor is left at the list's end. */
     template <typename Visit>
-    void walk(const PciList& list, Visit visit);
+    void walk(const PciList& list, Visit visit) {
+        cursor = {&list, 0};
+        for (; const sPciDevices* record = cursor.record(); ++cursor.index) visit(*record);
+    }
     template <typename Matches>
-    void deliverMatching(const Kind& kind, const CMPIBroker* broker, const CMPIResult* result, bool namesOnly,
-                         Matches matches);
+    void deliverMatching(const Kind& kind, const Delivery& to, Matches matches);
     CMPIInstance* createFunctionInstance(const CMPIBroker* broker, const sPciDevices* record, const char* functionClass,
                                          unsigned char* flag);
 
-    static FunctionAddress parseDeviceId(const std::string& deviceId, bool logs);
     const sPciDevices* findFunction(const PciList& list, const FunctionAddress& address);
-    void associateSlot(const Kind& kind, const CMPIBroker* broker, const CMPIResult* result, CMPIObjectPath* slotPath,
-                       int slotNumber, bool namesOnly);
+    void associateSlot(const Kind& kind, const Delivery& to, CMPIObjectPath* slotPath, int slotNumber);
     int describeFunction(const CMPIBroker* broker, const FunctionAddress& address, bool slotWanted,
                          CMPIObjectPath*& path);
-    Association associateWithSlot(const CMPIBroker* broker, const CMPIContext* context, int slotNumber,
-                                  CMPIObjectPath* devicePath);
+    Association associateWithSlot(const Delivery& to, int slotNumber, CMPIObjectPath* devicePath);
     Association associateWithBoard(const CMPIBroker* broker, CMPIObjectPath* devicePath);
-
-    static const Kind kDevices;
-    static const Kind kBridges;
 
     PciList currentList;
     PciList deviceList;

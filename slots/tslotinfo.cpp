@@ -1,3 +1,5 @@
+// The system slots in the SMBIOS table, as paths and instances.
+// Tests: tests/unit/slots_test.cpp, tests/unit/slotfailures_test.cpp.
 #include "slots/tslotinfo.h"
 
 #include <syslog.h>
@@ -7,6 +9,8 @@
 #include <vector>
 
 #include "ipmi/IpmiDataStore.h"
+#include "utils/delivery.h"
+#include "utils/littleendian.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
@@ -37,12 +41,12 @@ bool readTable(ByteVector& table) {
  * announces is looked at: the last one ends the table. A structure that runs past the storage ends the walk.
  */
 template <typename Visit>
-void forEachSlot(Visit visit) {
+void forEachSlotRecord(Visit visit) {
     ByteVector table(64);
     if (!readTable(table)) return;
     const std::uint8_t* bytes = table.data();
     const std::uint8_t* end = bytes + kFileArea;
-    const int count = bytes[kStructureCountOffset] | bytes[kStructureCountOffset + 1] << 8;
+    const int count = little16(bytes + kStructureCountOffset);
     const std::uint8_t* structure = bytes + kFirstStructureOffset;
     for (int visited = 1; visited < count; ++visited) {
         const std::uint8_t* next = get_next_struct_address(structure, end);
@@ -82,14 +86,14 @@ void TSlotInfo::GetCIMInstances(const CMPIBroker* broker, const CMPIResult* resu
 }
 
 void TSlotInfo::GetSlotInfo(const CMPIBroker* broker, const CMPIResult* result, bool namesOnly) {
-    forEachSlot([&](const DMIType9& record, const std::uint8_t* structure, const std::uint8_t* end) {
+    forEachSlotRecord([&](const DMIType9& record, const std::uint8_t* structure, const std::uint8_t* end) {
         DumpSlotInfo(record, result, structure, end, broker, namesOnly);
     });
 }
 
 std::uint16_t TSlotInfo::GetMaxSystemSlot() {
     std::uint16_t highest = 0;
-    forEachSlot([&](const DMIType9& record, const std::uint8_t*, const std::uint8_t*) {
+    forEachSlotRecord([&](const DMIType9& record, const std::uint8_t*, const std::uint8_t*) {
         if (record.number() > highest) highest = record.number();
     });
     return highest;
@@ -101,12 +105,8 @@ void TSlotInfo::DumpSlotInfo(const DMIType9& record, const CMPIResult* result, c
     CMPIObjectPath* path = getObjectPath(broker, kSystemSlotClass, kNameSpace, record.number());
     if (path == nullptr) return;
     syslog(LOG_ERR, "DumpSlotInfo got object path");
-    CMPICIMInst cim;
-    if (namesOnly) {
-        cim.returnObjectPath(result, path);
-    } else {
-        cim.returnInstance(result, createInstance(broker, path, record, structure, end));
-    }
+    const Delivery to = {broker, nullptr, result, namesOnly};
+    to.deliver([&] { return path; }, [&] { return createInstance(broker, path, record, structure, end); });
 }
 
 /** The instance on `path` with every property, in the order in which they are published; null when it cannot be made.
@@ -130,7 +130,7 @@ CMPIInstance* TSlotInfo::createInstance(const CMPIBroker* broker, CMPIObjectPath
     cim.setProperty(broker, instance, "OperationalStatus", std::vector<unsigned short>{usage.operationalStatus});
     cim.setProperty(broker, instance, "ConnectorType", std::vector<unsigned short>{record.slotType});
     cim.setProperty(instance, "MaxDataWidth", static_cast<unsigned short>(record.dataBusWidth));
-    // The PME bit stands in characteristics 2; clients know this property as bit 0 of characteristics 1.
+    // The PME bit stands in characteristics 2; this property is published from bit 0 of characteristics 1 all the same.
     cim.setBoolProperty(instance, "PMESignal", bit(record.characteristics1, 0));
     cim.setBoolProperty(instance, "Shared", bit(record.characteristics1, 3));
 

@@ -38,7 +38,8 @@ struct SlotUsage {
 
 /**
  * The system slots that the SMBIOS table describes, as "QELTA_SystemSlot" paths and instances. The table is fetched
- * from the BMC's data store at every call; when it cannot be had there are no slots, and nothing is logged.
+ * from the BMC's data store at every call; when it cannot be had there are no slots, and no log line tells of
+ * it.
  */
 class TSlotInfo {
  public:
@@ -49,7 +50,7 @@ class TSlotInfo {
     void GetSlotInfo(const CMPIBroker* broker, const CMPIResult* result, bool namesOnly);
 
     /**
-     * Delivers one slot. `structure` points to the record's bytes and the strings behind them, `end` to the end of the
+     * Delivers one slot. `structure` points to the record's bytes and the strings after them, `end` to the end of the
      * storage.
      */
     void DumpSlotInfo(const DMIType9& record, const CMPIResult* result, const std::uint8_t* structure,
@@ -73,8 +74,8 @@ class TSlotInfo {
     static int GetSlotDataBusWidth(std::uint8_t code);
 
     /**
-     * Text of string `index` as an older reader sees it: the formatted area's length is a signed byte, and the walk to
-     * a string number above 1 does not stop at the end of the set, but at `end`. "(null string)" when no string set
+     * Text of string `index`, read without regard to the end of the string set: the formatted area's length is taken
+     * as a signed byte, and the walk to a string number above 1 goes on to `end`. "(null string)" when no string set
      * follows or when it would lie outside the storage from `begin` to `end`.
      */
     static std::string GetString(int index, const std::uint8_t* structure, const std::uint8_t* begin,
