@@ -3,6 +3,7 @@
 
 #include <syslog.h>
 
+#include "utils/contained.h"
 #include "utils/delivery.h"
 #include "utils/providerutils.h"
 
@@ -35,8 +36,11 @@ CMPIInstance* TSysBrd::PopulateSysbrdProperties(const CMPIBroker* broker, const 
 
 void TSysBrd::MakeDeviceBoardAssociation(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
                                          bool namesOnly) {
-    contained([&] { associateBoard({broker, context, result, namesOnly}); },
-              "MakeDeviceBoardAssociation in the catch statement");
+    contained(
+        [&] {
+            associateBoard({broker, context, result, namesOnly});
+        },
+        "MakeDeviceBoardAssociation in the catch statement");
 }
 
 void TSysBrd::associateBoard(const Delivery& to) {

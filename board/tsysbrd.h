@@ -6,9 +6,9 @@
 
 #include <string>
 
-#include "utils/delivery.h"
-
 namespace tPCIInfo {
+
+struct Delivery;
 
 /**
  * The host's one system board as "QELTA_SystemBoard", and the association "QELTA_OnBoardDevice" from the board
@@ -17,7 +17,7 @@ namespace tPCIInfo {
  */
 class TSysBrd {
  public:
-    /** Delivers what the class has; nothing for a class of others. The result is always 0. */
+    /** Delivers what the class has; nothing for any other class. The result is always 0. */
     int GetCIMInstances(const CMPIBroker* broker, const CMPIResult* result, const CMPIContext* context,
                         const std::string& className, bool namesOnly);
 

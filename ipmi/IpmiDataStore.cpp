@@ -18,7 +18,7 @@ std::uint16_t MAX_KCS_BUFF_SIZE = 200;
 namespace {
 
 constexpr std::uint16_t kChunk = 200;
-constexpr std::uint16_t kSmallChunk = 58;  // what a BMC with a small message buffer still takes
+constexpr std::uint16_t kSmallChunk = 58;  // fallen back to where a larger one goes wrong
 constexpr std::uint8_t kPastEnd = 0xA0;    // completion code that ends a file without being a refusal of the chunk
 constexpr unsigned kMaxEmptyAnswers = 16;
 constexpr unsigned kMaxStalledWrites = 16;
@@ -95,9 +95,9 @@ struct IpmiDataStore::Answer {
 
 /** What became of a transfer's latest chunk. */
 struct IpmiDataStore::Outcome {
-    std::int32_t result = 0;  // the number of bytes, unless it failed
-    std::uint8_t completionCode = DS_STATUS_OK;
-    bool answered = true;  // false where the exchange brought no response: its result 1 counts no byte
+    std::int32_t result = 0;       // the number of bytes, unless it failed
+    std::uint8_t& completionCode;  // the caller's
+    bool answered = true;          // false where the exchange brought no response: its result 1 counts no byte
 
     bool failed() const { return !answered || result < 0; }
     bool refused() const { return completionCode != DS_STATUS_OK; }
@@ -261,9 +261,8 @@ std::int32_t IpmiDataStore::ReadFile(std::uint8_t& completionCode, const std::st
 
     data.resize(kFileArea);
     data.clear();
-    const Outcome outcome = readChunks(data.data(), stopIfBlank);
+    const Outcome outcome = readChunks(completionCode, data.data(), stopIfBlank);
     result = outcome.result;
-    completionCode = outcome.completionCode;
 
     std::uint8_t closeCode = DS_STATUS_OK;
     const std::int32_t closeResult = Close(closeCode);
@@ -281,9 +280,8 @@ std::int32_t IpmiDataStore::WriteFile(std::uint8_t& completionCode, const std::s
     std::int32_t result = Open(completionCode, kAccessWrite, static_cast<characteristics>(characteristic),
                                static_cast<std::uint16_t>(data.size()), kCreate, openOption, name);
     if (completionCode != DS_STATUS_OK || result != 0) return result;
-    const Outcome outcome = writeChunks(data);
+    const Outcome outcome = writeChunks(completionCode, data);
     result = outcome.result;
-    completionCode = outcome.completionCode;
 
     std::uint8_t closeCode = DS_STATUS_OK;
     const std::int32_t closeResult = Close(closeCode);
@@ -296,14 +294,14 @@ std::int32_t IpmiDataStore::WriteFile(std::uint8_t& completionCode, const std::s
 }
 
 /**
- * Runs `transfer` (bytes wanted, completion code -> result) for the next chunk, again with a small one where a large
+ * Runs `transfer` (bytes wanted -> result) for the next chunk, again with a small one where a large
  * one went wrong.
  */
 template <typename Transfer>
 void IpmiDataStore::transferChunk(Outcome& outcome, Chunks& chunks, Transfer transfer) {
     answered = true;
     const auto attempt = [&] {
-        outcome.result = transfer(chunks.next(), outcome.completionCode);
+        outcome.result = transfer(chunks.next());
         outcome.answered = answered;
     };
     attempt();
@@ -313,12 +311,12 @@ void IpmiDataStore::transferChunk(Outcome& outcome, Chunks& chunks, Transfer tra
     attempt();
 }
 
-IpmiDataStore::Outcome IpmiDataStore::readChunks(std::uint8_t* area, bool stopIfBlank) {
+IpmiDataStore::Outcome IpmiDataStore::readChunks(std::uint8_t& completionCode, std::uint8_t* area, bool stopIfBlank) {
     Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, kFileArea};
-    Outcome outcome;
+    Outcome outcome{0, completionCode};
     unsigned emptyAnswers = 0;
     while (chunks.offset < chunks.total) {
-        transferChunk(outcome, chunks, [&](std::uint8_t count, std::uint8_t& completionCode) {
+        transferChunk(outcome, chunks, [&](std::uint8_t count) {
             return Read(completionCode, area + chunks.offset, count, static_cast<std::uint16_t>(chunks.offset));
         });
         if (outcome.failed() || outcome.refused()) break;
@@ -330,12 +328,12 @@ IpmiDataStore::Outcome IpmiDataStore::readChunks(std::uint8_t* area, bool stopIf
     return outcome;
 }
 
-IpmiDataStore::Outcome IpmiDataStore::writeChunks(const ByteVector& data) {
+IpmiDataStore::Outcome IpmiDataStore::writeChunks(std::uint8_t& completionCode, const ByteVector& data) {
     Chunks chunks{kcsBuffAdaptive ? chunkLimit() : kChunk, data.size()};
-    Outcome outcome;
+    Outcome outcome{0, completionCode};
     unsigned stalledWrites = 0;
     while (chunks.offset < chunks.total) {
-        transferChunk(outcome, chunks, [&](std::uint8_t count, std::uint8_t& completionCode) {
+        transferChunk(outcome, chunks, [&](std::uint8_t count) {
             return Write(completionCode, data.data() + chunks.offset, count, static_cast<std::uint16_t>(chunks.offset));
         });
         if (outcome.failed()) break;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+// Users of the data store read the device's errors and the table's structures as well.
 #include "ipmi/kcs.h"
 #include "ipmi/smbios.h"
 
@@ -46,8 +47,8 @@ struct StorageAllocator {
 using ByteVector = std::vector<std::uint8_t, StorageAllocator<std::uint8_t>>;
 
 /**
- * Bytes of one read or write; lowered to 58 for the rest of the process by the first BMC that refuses more. Not to be
- * read or set beside transfers of other threads.
+ * Bytes of one read or write; lowered to 58 for the rest of the process by the first larger chunk that goes wrong. Not
+ * to be read or set beside transfers of other threads.
  */
 extern std::uint16_t MAX_KCS_BUFF_SIZE;
 
@@ -132,7 +133,8 @@ class IpmiDataStore {
      * Reads a whole file into the storage of `data`, from its first byte; the vector's length is 0 afterwards and its
      * storage at least kFileArea bytes. The result is 0 for a file read to its end, and for one that the completion
      * code A0h ended earlier; the number of bytes read is not told. A file that could not be opened leaves `data`
-     * as it was and the device open; the next connect_kcs closes it. Where no device could be opened, the transfer
+     * as it was, and one whose size could not be asked for too; the device stays open then, until the next
+     * connect_kcs closes it. Where no device could be opened, the transfer
      * goes without one to its end: it fails with the first exchange.
      */
     virtual std::int32_t ReadFile(std::uint8_t& completionCode, const std::string& name, ByteVector& data,
@@ -162,13 +164,13 @@ class IpmiDataStore {
     struct Chunks;
     class TransferScope;
 
-    bool answered = true;        // whether the last exchange brought a response
+    bool answered = true;        // false once an exchange of the chunk under way brought no response
     bool withoutDevice = false;  // for the length of a transfer that found no device
 
     Answer exchange(std::uint8_t& completionCode, std::vector<std::uint8_t>& request);
     std::int32_t finish(std::uint8_t& completionCode, std::uint8_t operation);
-    Outcome readChunks(std::uint8_t* area, bool stopIfBlank);
-    Outcome writeChunks(const ByteVector& data);
+    Outcome readChunks(std::uint8_t& completionCode, std::uint8_t* area, bool stopIfBlank);
+    Outcome writeChunks(std::uint8_t& completionCode, const ByteVector& data);
     template <typename Transfer>
     void transferChunk(Outcome& outcome, Chunks& chunks, Transfer transfer);
 };

@@ -18,7 +18,7 @@ namespace tPCIInfo {
 // another thread's connect_kcs, disconnect_kcs or ReadFile can close the device or open it anew: what follows then
 // fails as without a device, or finds a BMC that has been asked other things since. A caller who needs several calls in
 // a row keeps other threads away meanwhile. ReadFile alone opens the device within its one call, and closes it there
-// unless the file could not be opened.
+// unless the file could not be opened or its size asked for.
 
 /** The open descriptor of the IPMI device, -1 when none is open. The process has one; not to be read beside calls. */
 extern std::int32_t kcs_fd;

@@ -12,7 +12,7 @@ namespace tPCIInfo {
 
 namespace {
 
-/** The decimal number at a place of a text, up to the first character that is no digit, within int's range; else 0. */
+/** The decimal number at a place of a text as strtol reads it, within int's range; 0 where there is none. */
 int numberAt(const std::string& text, std::size_t place) {
     constexpr long kLowest = std::numeric_limits<int>::min();
     constexpr long kHighest = std::numeric_limits<int>::max();

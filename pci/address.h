@@ -19,7 +19,7 @@ struct FunctionAddress {
 
     /** From the first field of a line of /proc/bus/pci/devices: the bus above the eight bits of device and function. */
     static FunctionAddress fromBusDevfn(unsigned long field);
-    /** From a DeviceID: 0 for each number whose label it lacks. The bus is read at one place wherever its label is. */
+    /** From a DeviceID: 0 for what it does not tell. The bus is read at one place wherever its label is. */
     static FunctionAddress fromDeviceId(const std::string& deviceId);
 
     /** "PCI Bus 0, device 31, function 3". */

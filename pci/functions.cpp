@@ -140,7 +140,7 @@ CMPIInstance* TPciDevInfo::PopulatePciBridgeProperties(const CMPIBroker* broker,
 
 CMPIInstance* TPciDevInfo::GetPciInfo(const CMPIBroker* broker, const sPciDevices* record) {
     unsigned char flag = 1;
-    const bool bridge = record != nullptr && record->hwClass == kBridgeClass;
+    const bool bridge = record != nullptr && record->hwClass == kBridgeBaseClass;
     return bridge ? PopulatePciBridgeProperties(broker, record, &flag)
                   : PopulatePciDeviceProperties(broker, record, &flag);
 }

@@ -38,7 +38,7 @@ void TPciDevInfo::GetCIMInstance(const CMPIBroker* broker, const CMPIContext* co
     if (cursor.list != &currentList) return;
     const Delivery to = {broker, context, result, namesOnly};
     for (; const sPciDevices* record = cursor.record(); ++cursor.index) {
-        if ((record->hwClass == kBridgeClass) != bridgesWanted) continue;
+        if ((record->hwClass == kBridgeBaseClass) != bridgesWanted) continue;
         to.deliver([&] { return getObjectPath(broker, kNameSpace, name, nullptr); },
                    [&] { return GetPciInfo(broker, record); });
     }

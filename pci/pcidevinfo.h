@@ -12,9 +12,10 @@
 #include <vector>
 
 #include "pci/address.h"
-#include "utils/delivery.h"
 
 namespace tPCIInfo {
+
+struct Delivery;
 
 /** One PCI function, as one line of /proc/bus/pci/devices and the first 64 bytes of its configuration space tell. */
 struct sPciDevices {
@@ -24,7 +25,7 @@ struct sPciDevices {
     std::uint16_t vendorId = 0;
     std::uint16_t deviceId = 0;
     std::uint16_t subsystemId = 0;
-    std::uint16_t subsystemVendorId = 0;  // 2 when the configuration space could be read in part only
+    std::uint16_t subsystemVendorId = 0;  // 2 when fewer than 64 bytes of configuration space came
     std::uint16_t irq = 0;                // the kernel's, not configuration byte 3Ch
     std::uint32_t memAddr[6] = {};        // per BAR, without its low byte; 0 where none
     std::uint16_t ioAddr[6] = {};         // per BAR; 0 where none
@@ -75,8 +76,8 @@ class TPciDevInfo : public TPci {
     // --- scan ---
 
     /**
-     * Scans the bus once more. Bridges and the working list are begun anew, devices are not: after a second scan each
-     * is in its list twice.
+     * Scans the bus. Empties the bridge list and the working list first, but not the device list: after a second scan
+     * every device is listed twice.
      */
     void ScanPciDevices();
     /** 1 when the list of functions was read to its end, 0 when it could not be opened. */
@@ -195,7 +196,7 @@ class TPciDevInfo : public TPci {
         }
     };
 
-    static constexpr std::uint8_t kBridgeClass = 0x06;  // PCI base class of bridges
+    static constexpr std::uint8_t kBridgeBaseClass = 0x06;  // PCI base class of bridges
     static const Kind kDevices;
     static const Kind kBridges;
 

@@ -131,7 +131,7 @@ const std::string& TPciDevInfo::Scan::name(Names& known, const char* key, int id
 const std::string& TPciDevInfo::Scan::classText() {
     const auto place = classTexts_.try_emplace(record_.hwClass << 8 | record_.subclass);
     if (place.second) {
-        const char* defaultName = record_.hwClass == kBridgeClass ? "PCI Bridge:" : "PIC:";
+        const char* defaultName = record_.hwClass == kBridgeBaseClass ? "PCI Bridge:" : "PIC:";
         assignClassID(classes_.get(), record_.hwClass, record_.subclass, defaultName, place.first->second);
     }
     return place.first->second;
@@ -208,7 +208,7 @@ int TPciDevInfo::getAltHDList() {
     std::array<char, kLineSize> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), list.get()) != nullptr) {
         if (!scan.read(line.data())) continue;
-        (scan.record().hwClass == kBridgeClass ? bridgeList : deviceList).push_back(scan.record());
+        (scan.record().hwClass == kBridgeBaseClass ? bridgeList : deviceList).push_back(scan.record());
     }
     return 1;
 }

@@ -9,6 +9,7 @@
 #include "board/tsysbrd.h"
 #include "pci/address.h"
 #include "pci/pcidevinfo.h"
+#include "utils/contained.h"
 #include "utils/delivery.h"
 #include "utils/providerutils.h"
 
@@ -33,10 +34,10 @@ unsigned short slotNumberOf(const CMPIInstance* slot) {
 
 /** Calls visit(slot) for every system slot that the object manager knows, until it says that it has seen enough. */
 template <typename Visit>
-void forEachSlotInstance(const Delivery& to, Visit visit) {
+void forEachSlotInstance(const CMPIBroker* broker, const CMPIContext* context, Visit visit) {
     CMPICIMInst cim;
-    CMPIEnumeration* slots = cim.enumerateInstances(to.broker, to.context, kNameSpace, kSystemSlotClass);
-    while (CMPIInstance* slot = cim.getNextInstance(to.broker, to.context, slots)) {
+    CMPIEnumeration* slots = cim.enumerateInstances(broker, context, kNameSpace, kSystemSlotClass);
+    while (CMPIInstance* slot = cim.getNextInstance(broker, context, slots)) {
         if (!visit(slot)) return;
     }
 }
@@ -54,16 +55,19 @@ std::optional<std::uint16_t> requestedSlot(const CMPIObjectPath* slotPath) {
 /** Logs which of its three labels a DeviceID has. */
 void logLabels(const std::string& deviceId) {
     constexpr struct {
+        const char* label;
         const char* found;
         const char* missing;
     } kLines[] = {
-        {"GetDeviceFromSlotAssocInstances found PCI Bus", "GetDeviceFromSlotAssocInstances could not find PCI Bus"},
-        {"GetDeviceFromSlotAssocInstances found device", "GetDeviceFromSlotAssocInstances not found device"},
-        {"GetDeviceFromSlotAssocInstances found function", "GetDeviceFromSlotAssocInstances not found function"},
+        {FunctionAddress::kLabels[0], "GetDeviceFromSlotAssocInstances found PCI Bus",
+         "GetDeviceFromSlotAssocInstances could not find PCI Bus"},
+        {FunctionAddress::kLabels[1], "GetDeviceFromSlotAssocInstances found device",
+         "GetDeviceFromSlotAssocInstances not found device"},
+        {FunctionAddress::kLabels[2], "GetDeviceFromSlotAssocInstances found function",
+         "GetDeviceFromSlotAssocInstances not found function"},
     };
-    const char* const* label = FunctionAddress::kLabels;
     for (const auto& line : kLines) {
-        const bool found = deviceId.find(*label++) != std::string::npos;
+        const bool found = deviceId.find(line.label) != std::string::npos;
         syslog(LOG_ERR, "%s", found ? line.found : line.missing);
     }
 }
@@ -195,7 +199,7 @@ void TPciDevInfo::GetAssocRefFromSlotInstances(const CMPIBroker* broker, const C
         }
         return true;  // every slot with the number counts
     };
-    if (requested) contained([&] { forEachSlotInstance({broker, context, result, namesOnly}, associateSlot); });
+    if (requested) contained([&] { forEachSlotInstance(broker, context, associateSlot); });
     syslog(LOG_ERR, "GetDeviceFromSlotAssocInstances leaving routine");
 }
 
@@ -205,6 +209,7 @@ void TPciDevInfo::GetDeviceFromSlotAssocInstances(const CMPIBroker* broker, cons
     syslog(LOG_ERR, "GetDeviceFromSlotAssocInstances in the routine routine");
     const auto deliverSlot = [&](CMPIInstance* slot) {
         syslog(LOG_ERR, "GetDeviceFromSlotAssocInstances got next intance");
+        CMPICIMInst().getObjectPathFromInstance(slot);  // asked for as in the other walks, and not needed
         const unsigned short number = slotNumberOf(slot);
         syslog(LOG_ERR, "GetDeviceFromSlotAssocInstances got slot number of %d", number);
         EnumDevBridgeInstances(broker, result, number, namesOnly);
@@ -212,11 +217,8 @@ void TPciDevInfo::GetDeviceFromSlotAssocInstances(const CMPIBroker* broker, cons
     };
     if (slotPath == nullptr) {
         syslog(LOG_ERR, "GetDeviceFromSlotAssocInstances creating path");
-        contained(
-            [&] {
-                forEachSlotInstance({broker, context, result, namesOnly}, deliverSlot);
-            },
-            "GetDeviceFromSlotAssocInstances system slots failed");
+        contained([&] { forEachSlotInstance(broker, context, deliverSlot); },
+                  "GetDeviceFromSlotAssocInstances system slots failed");
     } else if (const std::optional<std::uint16_t> requested = requestedSlot(slotPath)) {
         EnumDevBridgeInstances(broker, result, *requested, namesOnly);
     }
@@ -246,7 +248,7 @@ void TPciDevInfo::GetSlotFromDeviceAssocInstances(const CMPIBroker* broker, cons
         if (number == slotNumber) holder = slot;
         return holder == nullptr;
     };
-    if (slotNumber != 0) contained([&] { forEachSlotInstance(to, findHolder); });
+    if (slotNumber != 0) contained([&] { forEachSlotInstance(broker, context, findHolder); });
     to.deliver([&] { return CMPICIMInst().getObjectPathFromInstance(holder); }, [&] { return holder; });
     syslog(LOG_ERR, "GetSlotFromDeviceAssocInstances returning from the routine");
 }
@@ -308,7 +310,7 @@ TPciDevInfo::Association TPciDevInfo::associateWithSlot(const Delivery& to, int 
         }
         return true;
     };
-    contained([&] { forEachSlotInstance(to, associate); });
+    contained([&] { forEachSlotInstance(to.broker, to.context, associate); });
     return association;
 }
 

@@ -35,7 +35,7 @@ CMPIStatus PCI_Cleanup(CMPIInstanceMI*, const CMPIContext*, CMPIBoolean) {
 
 CMPIStatus PCI_EnumInstanceNames(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                                  const CMPIObjectPath* path) {
-    return serve({_broker, context, result, true}, classNameOf(path));
+    return serveInstances({_broker, context, result, true}, classNameOf(path));
 }
 
 CMPIStatus PCI_EnumInstances(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
@@ -43,12 +43,12 @@ CMPIStatus PCI_EnumInstances(CMPIInstanceMI*, const CMPIContext* context, const 
     std::fputs("enumerating instances\n", stdout);
     const std::string className = classNameOf(path);
     syslog(LOG_ERR, "PCI_enuminstances - in the routine with classname [%s]", className.c_str());
-    return serve({_broker, context, result, false}, className);
+    return serveInstances({_broker, context, result, false}, className);
 }
 
 CMPIStatus PCI_GetInstance(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                            const CMPIObjectPath* path, const char**) {
-    return serve({_broker, context, result, false}, classNameOf(path));
+    return serveInstances({_broker, context, result, false}, classNameOf(path));
 }
 
 CMPIStatus PCI_CreateInstance(CMPIInstanceMI*, const CMPIContext*, const CMPIResult*, const CMPIObjectPath*,

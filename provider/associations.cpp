@@ -9,6 +9,8 @@
 #include "board/tsysbrd.h"
 #include "pci/pcidevinfo.h"
 #include "provider/dispatch.h"
+#include "utils/contained.h"
+#include "utils/delivery.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
@@ -46,7 +48,7 @@ bool isPciFunction(const std::string& source) {
     return false;
 }
 
-/** Runs an association request and closes its result, whatever became of it. */
+/** Runs an association request and closes its result, whatever standard exception ended it. */
 template <typename Work>
 CMPIStatus answer(const Delivery& to, const CMPIObjectPath* path, Work work) {
     CMPIStatus status = kOk;
@@ -67,7 +69,7 @@ std::string wantedRole(const char* resultRole) {
 }
 
 /** The class at a PCI function's other end that the association class leads to; empty for an unknown one. */
-std::string classOfAssociation(const char* assocClass) {
+std::string otherEndOfAssociation(const char* assocClass) {
     syslog(LOG_ERR, "PCI_Associators - association class found");
     const std::string association = lower(assocClass);
     if (contains(association, kDeviceInSlotClass)) return lower(kSystemSlotClass);
@@ -76,7 +78,7 @@ std::string classOfAssociation(const char* assocClass) {
 }
 
 /** The class that a PCI function leads to without filters: its slot only for the view from a slot, else the board. */
-std::string classOfSource(const std::string& source) {
+std::string otherEndOfSource(const std::string& source) {
     syslog(LOG_ERR, "PCI_Associators - association class not found");
     if (contains(source, kPciBridgeClass) || contains(source, kPciDeviceClass)) return lower(kSystemBoardClass);
     if (contains(source, kSlotControllerClass)) return lower(kSystemSlotClass);
@@ -92,7 +94,7 @@ std::string wantedClass(const std::string& source, const AssociatorFilters& filt
         return wanted;
     }
     syslog(LOG_ERR, "PCI_Associators - resultClass not found");
-    return filters.assocClass != nullptr ? classOfAssociation(filters.assocClass) : classOfSource(source);
+    return filters.assocClass != nullptr ? otherEndOfAssociation(filters.assocClass) : otherEndOfSource(source);
 }
 
 void associatePciFunction(const AssociationRequest& request, const AssociatorFilters& filters) {
@@ -201,9 +203,10 @@ CMPIStatus createPCIReferences(const CMPIContext* context, const CMPIResult* res
         if (isPciFunction(request.source)) {
             referencePciFunction(request, resultClass);
         } else if (contains(request.source, kSystemBoardClass)) {
-            TSysBrd().GetCIMInstances(to.broker, result, context, kOnBoardDeviceClass, namesOnly);
+            TSysBrd().GetCIMInstances(to.broker, to.result, to.context, kOnBoardDeviceClass, to.namesOnly);
         } else if (contains(request.source, kSystemSlotClass)) {
-            pciInfoForSlots(request)->GetAssocRefFromSlotInstances(to.broker, context, result, path, namesOnly);
+            pciInfoForSlots(request)->GetAssocRefFromSlotInstances(to.broker, to.context, to.result, request.path,
+                                                                   to.namesOnly);
         } else {
             return kInvalidClass;
         }

@@ -10,21 +10,20 @@
 
 namespace tPCIInfo {
 
-constexpr CMPIStatus kOk = {CMPI_RC_OK, nullptr};
 constexpr CMPIStatus kInvalidClass = {CMPI_RC_ERR_INVALID_CLASS, nullptr};
 
-/** The broker that the latest factory call brought. */
+/** The broker that the latest factory call brought; null before the first. */
 const CMPIBroker* currentBroker();
 
 /**
  * Serves one instance request: every object of the class, whatever the path's keys. A standard exception ends it with
  * what was delivered so far, the status as it stands and the result left open.
  */
-CMPIStatus serve(const Delivery& to, const std::string& className);
+CMPIStatus serveInstances(const Delivery& to, const std::string& className);
 
 /**
  * Serves associators and associatorNames. Filters are null where the client gave none; the role is not looked at. The
- * result is closed whatever becomes of the request.
+ * result is closed whatever becomes of the request, unless an exception that is no standard one passes.
  */
 CMPIStatus processAssociators(const CMPIContext* context, const CMPIResult* result, const CMPIObjectPath* path,
                               const char* assocClass, const char* resultClass, const char* role, const char* resultRole,

@@ -6,6 +6,8 @@
 #include "pci/pcidevinfo.h"
 #include "provider/dispatch.h"
 #include "slots/tslotinfo.h"
+#include "utils/contained.h"
+#include "utils/delivery.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
@@ -54,15 +56,16 @@ constexpr ServedClass kServedClasses[] = {
 };
 
 const ServedClass* findClass(const std::string& className) {
+    const std::string wanted = lower(className);
     for (const ServedClass& served : kServedClasses) {
-        if (lower(className) == lower(served.name)) return &served;
+        if (wanted == lower(served.name)) return &served;
     }
     return nullptr;
 }
 
 }  // namespace
 
-CMPIStatus serve(const Delivery& to, const std::string& className) {
+CMPIStatus serveInstances(const Delivery& to, const std::string& className) {
     CMPIStatus status = kOk;
     containedStandard([&] {
         if (const ServedClass* served = findClass(className)) {

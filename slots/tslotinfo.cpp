@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ipmi/IpmiDataStore.h"
+#include "ipmi/smbios.h"
 #include "utils/delivery.h"
 #include "utils/littleendian.h"
 #include "utils/providerutils.h"

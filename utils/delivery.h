@@ -3,9 +3,6 @@
 
 #include <cmpi/cmpidt.h>
 #include <cmpi/cmpift.h>
-#include <syslog.h>
-
-#include <exception>
 
 #include "utils/providerutils.h"
 
@@ -36,26 +33,6 @@ struct Delivery {
         }
     }
 };
-
-/** Runs a part of a request. An exception of any type ends the part and goes no further; `log` tells of it, if any. */
-template <typename Part>
-void contained(Part part, const char* log = nullptr) {
-    try {
-        part();
-    } catch (...) {
-        if (log != nullptr) syslog(LOG_ERR, "%s", log);
-    }
-}
-
-/** The same for standard exceptions, without a word; any other passes. */
-template <typename Part>
-void containedStandard(Part part) {
-    try {
-        part();
-    } catch (const std::exception&) {
-        return;
-    }
-}
 
 }  // namespace tPCIInfo
 

@@ -2,17 +2,15 @@
 // cimreaders_test.cpp there.
 #include <syslog.h>
 
-#include <cctype>
-#include <cstdint>
+#include <cstddef>
 
-#include "utils/delivery.h"
+#include "utils/contained.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
 
 namespace {
 
-constexpr CMPIStatus kOk = {CMPI_RC_OK, nullptr};
 constexpr CMPIStatus kFailed = {CMPI_RC_ERR_FAILED, nullptr};
 
 /** A value with every byte of the union defined, whichever member an object manager reads. */
@@ -198,20 +196,6 @@ void readText(const CMPIData& data, std::string& text) {
 
 }  // namespace
 
-std::string lower(std::string text) {
-    for (char& character : text) character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-    return text;
-}
-
-std::string textOf(const CMPIString* string) {
-    const char* characters = string != nullptr ? string->ft->getCharPtr(string, nullptr) : nullptr;
-    return characters != nullptr ? characters : "";
-}
-
-std::string classNameOf(const CMPIObjectPath* path) {
-    return path != nullptr ? textOf(path->ft->getClassName(path, nullptr)) : "";
-}
-
 std::string keyText(const CMPIObjectPath* path, const std::string& name) {
     std::string text;
     if (path != nullptr) readText(path->ft->getKey(path, name.c_str(), nullptr), text);
@@ -328,8 +312,10 @@ CMPIStatus CMPICIMInst::getPropertyVal(const CMPIInstance* instance, const std::
         syslog(LOG_ERR, "getPropertyVal uint8 getting the property value");
         const CMPIData data = getProperty(instance, name, status);
         syslog(LOG_ERR, "getPropertyVal uint8 got property value");
-        if (!readNumber(data, value)) return;
+        unsigned char number = 0;
+        if (!readNumber(data, number)) return;
         syslog(LOG_ERR, "getPropertyVal uint8 the value is not null");
+        value = number;
         syslog(LOG_ERR, "getPropertyVal uint8 the value is not null2");
     };
     contained(read, "getPropertyVal uint8 catch block found");

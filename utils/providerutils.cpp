@@ -1,10 +1,13 @@
-// Making, returning and walking through CMPI objects; the host name. Tests: tests/unit/cimobjects_test.cpp.
+// Making, returning and walking through CMPI objects; their names; the host name. Tests:
+// tests/unit/cimobjects_test.cpp.
 #include "utils/providerutils.h"
 
 #include <syslog.h>
 #include <unistd.h>
 
 #include <array>
+#include <cctype>
+#include <cstddef>
 
 namespace tPCIInfo {
 
@@ -27,6 +30,20 @@ auto enumInstancesSlot(const BrokerTable& table, long) -> decltype(table.enumIns
 
 }  // namespace
 
+std::string lower(std::string text) {
+    for (char& character : text) character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    return text;
+}
+
+std::string textOf(const CMPIString* string) {
+    const char* characters = string != nullptr ? string->ft->getCharPtr(string, nullptr) : nullptr;
+    return characters != nullptr ? characters : "";
+}
+
+std::string classNameOf(const CMPIObjectPath* path) {
+    return path != nullptr ? textOf(path->ft->getClassName(path, nullptr)) : "";
+}
+
 std::string hostName() {
     std::string name;
     CMPICIMInst().getHostName(name);
@@ -37,20 +54,20 @@ std::string hostName() {
 
 CMPIInstance* CMPICIMInst::createCIMInstance(const CMPIBroker* broker, CMPIObjectPath* path) {
     if (broker == nullptr || path == nullptr) return nullptr;
-    CMPIStatus ignored = {CMPI_RC_OK, nullptr};
+    CMPIStatus ignored = kOk;
     return broker->eft->newInstance(broker, path, &ignored);
 }
 
 CMPIObjectPath* CMPICIMInst::getObjectPathFromInstance(const CMPIInstance* instance) {
     if (instance == nullptr) return nullptr;
-    CMPIStatus ignored = {CMPI_RC_OK, nullptr};
+    CMPIStatus ignored = kOk;
     return instance->ft->getObjectPath(instance, &ignored);
 }
 
 CMPIObjectPath* CMPICIMInst::createObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                               const std::string& className) {
     if (broker == nullptr || className.empty()) return nullptr;
-    CMPIStatus ignored = {CMPI_RC_OK, nullptr};
+    CMPIStatus ignored = kOk;
     return broker->eft->newObjectPath(broker, nameSpace.c_str(), className.c_str(), &ignored);
 }
 
@@ -83,7 +100,7 @@ CMPIEnumeration* CMPICIMInst::enumerateInstances(const CMPIBroker* broker, const
                                                  const CMPIObjectPath* classPath) {
     if (broker == nullptr || broker->bft == nullptr || classPath == nullptr) return nullptr;
     const auto enumInstances = enumInstancesSlot(*broker->bft, 0);
-    CMPIStatus ignored = {CMPI_RC_OK, nullptr};
+    CMPIStatus ignored = kOk;
     return enumInstances != nullptr ? enumInstances(broker, context, classPath, nullptr, &ignored) : nullptr;
 }
 

@@ -25,6 +25,8 @@ constexpr char kBoardControllerClass[] = "QELTA_OBDPCIController";
 /** The class that every "SystemCreationClassName" key names: the host's own class. */
 constexpr char kSystemCreationClass[] = "QELTA_ASSETID";
 
+constexpr CMPIStatus kOk = {CMPI_RC_OK, nullptr};
+
 /** A copy of `text` in which every character has been through tolower. */
 std::string lower(std::string text);
 

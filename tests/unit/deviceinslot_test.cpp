@@ -478,8 +478,9 @@ TEST_F(DeviceInSlot, FunctionsOfAllSlotsAreNoneWithoutAnEnumeration) {
 
 TEST_F(DeviceInSlot, ExceptionsInTheWalkOverAllSlotsAreLogged) {
     answer(kSlotClass, {slotInstance(3)});
-    for (const char* function : {"eft.newObjectPath", "bft.enumerateInstances", "enumeration.hasNext",
-                                 "enumeration.getNext", "instance.getProperty", "result.returnObjectPath"}) {
+    for (const char* function :
+         {"eft.newObjectPath", "bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
+          "instance.getObjectPath", "instance.getProperty", "result.returnObjectPath"}) {
         for (const bool standard : {true, false}) {
             const auto info = scan();
             manager.throwAt(function, 1, standard);
