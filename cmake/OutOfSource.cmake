@@ -1,4 +1,4 @@
-# Refuses to configure the tree inside itself. CMake would leave CMakeCache.txt and CMakeFiles even behind an error, and a
+# Refuses to configure the tree inside itself. CMake would leave CMakeCache.txt and CMakeFiles even after an error, and a
 # later `cmake ..` would take the cache for the build folder's; so cmake is ended before it writes them.
 file(REAL_PATH ${CMAKE_SOURCE_DIR} source_dir)
 file(REAL_PATH ${CMAKE_BINARY_DIR} binary_dir)

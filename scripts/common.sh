@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 mkdir -p build
 
 # Steps that there will be, or 0 where nobody said, and those begun; titles of the ones that failed, and whether the
-# script goes on behind one.
+# script goes on after one.
 steps=0
 steps_begun=0
 failed_steps=()
@@ -77,7 +77,7 @@ step() {
     : >"$log"
     report_step "$number $title" "$log" </dev/null &
     report=$!
-    # Not as part of a condition: there bash would carry on behind a command that fails inside the function called.
+    # Not as part of a condition: there bash would carry on after a command that fails inside the function called.
     set +e
     (set -e; "$@") </dev/null >"$log" 2>&1
     status=$?

@@ -14,7 +14,7 @@ _cimhost()
             ?*) COMPREPLY+=("${line%%$'\t'*}") ;;
         esac
     done < <("${words[0]/#\~/$HOME}" complete "${words[@]:1:cword}" 2>/dev/null)
-    # readline takes what stands behind the = for the word.
+    # readline takes what stands after the = for the word.
     [[ $cur == --*=* ]] && COMPREPLY=("${COMPREPLY[@]#"${cur%%=*}="}")
     __ltrim_colon_completions "$cur"
 } &&
