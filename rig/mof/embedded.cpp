@@ -1,3 +1,5 @@
+// The MOF files that are shipped, as this build has them.
+// Tests: tests/schema/schema_test.cpp.
 #include "mof/embedded.h"
 
 #include "schema_texts/texts.h"

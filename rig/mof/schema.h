@@ -1,7 +1,8 @@
 #ifndef PCIINFO_MOF_SCHEMA_H
 #define PCIINFO_MOF_SCHEMA_H
 
-#include <cstddef>
+#include <cmpi/cmpidt.h>
+
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -11,62 +12,38 @@
 /** Class declarations, read from MOF texts (DSP0004, the subset that our schema and its qualifiers use). */
 namespace mof {
 
-enum class Type {
-    boolean,
-    char16,
-    uint8,
-    sint8,
-    uint16,
-    sint16,
-    uint32,
-    sint32,
-    uint64,
-    sint64,
-    real32,
-    real64,
-    datetime,
-    string,
-    reference
-};
-
-/** The CIM name of a type: "uint8", "string", "reference"... */
-std::string typeName(Type type);
-
-/**
- * A literal as text: strings unescaped and joined, numbers and booleans as written ("true", "false" in lower case).
- * A scalar has one element; no value at all stands for NULL.
- */
-using Literal = std::optional<std::vector<std::string>>;
+/** The type of that CIM name, "uint8" or "reference", arrays left aside; none for another name. */
+std::optional<CMPIType> typeNamed(const std::string& name);
 
 /** A qualifier as it applies to an element, with the type and flavor of its declaration. */
 struct Qualifier {
     std::string name;
-    Type type = Type::boolean;
+    CMPIType type = CMPI_boolean;
     bool array = false;
-    Literal value;
+    /** A single value has one element: the text of a string, a number as it is written, "true" or "false". */
+    std::optional<std::vector<std::string>> value;
     bool overridable = true;
     bool toSubclass = true;
     bool translatable = false;
     bool propagated = false;  // comes from the superclass
 };
 
-/** What a qualifier may stand at. Of these a schema that was read has no methods, and so no parameters. */
-enum class Element { classElement, association, indication, property, reference, method, parameter };
+/** What a qualifier may stand at, in the order of DSP0201. A schema that was read has no methods, so no parameters. */
+constexpr const char* kElements[] = {"CLASS",  "ASSOCIATION", "REFERENCE", "PROPERTY",
+                                     "METHOD", "PARAMETER",   "INDICATION"};
 
 /** A qualifier as it is declared: its default value, type and flavor, and what it may stand at. */
 struct QualifierDeclaration {
     std::string name;
     Qualifier defaults;
-    std::set<Element> scope;
+    std::set<std::string> scope;  // of kElements
 };
 
 struct Property {
     std::string name;
-    Type type = Type::string;
-    std::string referenceClass;  // of references only
+    CMPIType type = CMPI_string;  // of an array: that of its elements
     bool array = false;
-    std::optional<std::size_t> arraySize;
-    Literal defaultValue;
+    std::string referenceClass;  // of references only
     std::vector<Qualifier> qualifiers;
     std::string classOrigin;  // the class that introduces it
     bool propagated = false;  // comes from the superclass
@@ -103,13 +80,10 @@ struct Source {
 class Schema {
  public:
     /**
-     * Reads the texts one behind the other. Throws Error as real MOF compilers do: for what is no MOF, a qualifier
-     * that is not declared or does not apply there, an unknown superclass or reference class, a class or property that
-     * is declared twice, a value that its type cannot hold, a class name without "Prefix_", an association with fewer
-     * than two references, a class that is not abstract and has no key. What is left out of the subset is refused as
-     * well: instances, methods, overriding of properties, NULL as an element of an array, references with a default,
-     * #pragma include. So is a schema of more than 1 MiB of text, 256 classes, 1024 properties in a class or 512
-     * qualifiers.
+     * Reads the texts in their order. What they refer to has to stand before. Throws Error for everything that is not
+     * in a schema such as ours: methods, instances, default values of properties, overriding of properties, flavors
+     * where a qualifier is used, escapes other than \" and \\, comments other than to the end of the line. That the
+     * declarations make sense to an object manager is not looked at: the tests of the schema do that.
      */
     static Schema read(const std::vector<Source>& sources);
 
@@ -123,6 +97,7 @@ class Schema {
     std::vector<const Class*> subclasses(const std::string& className, bool deep) const;
 
  private:
+    friend class Reader;
     std::vector<Class> classes_;
     std::vector<QualifierDeclaration> qualifiers_;
 };

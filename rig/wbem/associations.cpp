@@ -92,7 +92,7 @@ void addOnce(Classes& classes, const mof::Class& found) {
 void addFarEnds(const mof::Schema& schema, const mof::Class& association, const mof::Property& near,
                 const Filters& filters, Classes& ends) {
     for (const mof::Property& far : association.properties) {
-        if (&far == &near || far.type != mof::Type::reference || !passes(filters.resultRole, far)) continue;
+        if (&far == &near || far.type != CMPI_ref || !passes(filters.resultRole, far)) continue;
         const mof::Class& end = *schema.find(far.referenceClass);
         if (passes(schema, filters.resultClass, end)) addOnce(ends, end);
     }
@@ -109,7 +109,7 @@ Classes associatedClasses(const Operation& operation, const Question& question, 
         const bool wanted =
             passes(schema, sought == Sought::references ? filters.resultClass : filters.assocClass, association);
         for (const mof::Property& near : association.properties) {
-            const bool fits = near.type == mof::Type::reference && schema.isA(source, near.referenceClass);
+            const bool fits = near.type == CMPI_ref && schema.isA(source, near.referenceClass);
             if (!wanted || !fits || !passes(filters.role, near)) continue;
             if (sought == Sought::references)
                 addOnce(found, association);

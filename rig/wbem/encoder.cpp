@@ -50,12 +50,12 @@ void addFlag(pugi::xml_node element, const char* name, bool value, bool byDefaul
     if (value != byDefault) addAttribute(element, name, value ? "true" : "false");
 }
 
-/** A value of a declaration; texts of booleans are lower case there, upper case in a message. */
-void addLiteral(pugi::xml_node parent, const mof::Literal& literal, mof::Type type, bool array) {
-    if (!literal) return;
-    pugi::xml_node place = array ? addElement(parent, "VALUE.ARRAY") : parent;
-    for (const std::string& text : *literal)
-        addText(place, "VALUE", type != mof::Type::boolean ? text : text == "true" ? "TRUE" : "FALSE");
+/** The value of a qualifier, if it has one; texts of booleans are lower case there, upper case in a message. */
+void addLiteral(pugi::xml_node parent, const mof::Qualifier& qualifier) {
+    if (!qualifier.value) return;
+    pugi::xml_node place = qualifier.array ? addElement(parent, "VALUE.ARRAY") : parent;
+    for (const std::string& text : *qualifier.value)
+        addText(place, "VALUE", qualifier.type != CMPI_boolean ? text : text == "true" ? "TRUE" : "FALSE");
 }
 
 /** What tells how a qualifier behaves; an attribute that is left out stands for the usual. */
@@ -71,37 +71,22 @@ void addQualifiers(pugi::xml_node parent, const std::vector<mof::Qualifier>& qua
         if (view.localOnly && qualifier.propagated) continue;
         pugi::xml_node element = addElement(parent, "QUALIFIER");
         addAttribute(element, "NAME", qualifier.name);
-        addAttribute(element, "TYPE", mof::typeName(qualifier.type));
+        addAttribute(element, "TYPE", broker::typeName(qualifier.type));
         addFlag(element, "PROPAGATED", qualifier.propagated, false);
         addFlavors(element, qualifier);
-        addLiteral(element, qualifier.value, qualifier.type, qualifier.array);
+        addLiteral(element, qualifier);
     }
 }
 
-pugi::xml_node addDeclaredProperty(pugi::xml_node parent, const mof::Property& property) {
-    const bool reference = property.type == mof::Type::reference;
-    pugi::xml_node element = addElement(parent, reference        ? "PROPERTY.REFERENCE"
-                                                : property.array ? "PROPERTY.ARRAY"
-                                                                 : "PROPERTY");
-    addAttribute(element, "NAME", property.name);
-    if (reference)
-        addAttribute(element, "REFERENCECLASS", property.referenceClass);
-    else
-        addAttribute(element, "TYPE", mof::typeName(property.type));
-    if (property.arraySize) addAttribute(element, "ARRAYSIZE", std::to_string(*property.arraySize));
+pugi::xml_node addProperty(pugi::xml_node parent, const std::string& name, CMPIType type, bool array) {
+    const bool reference = type == CMPI_ref;
+    pugi::xml_node element = addElement(parent, reference ? "PROPERTY.REFERENCE"
+                                                : array   ? "PROPERTY.ARRAY"
+                                                          : "PROPERTY");
+    addAttribute(element, "NAME", name);
+    if (!reference) addAttribute(element, "TYPE", broker::typeName(type));
     return element;
 }
-
-struct ScopeAttribute {
-    mof::Element element;
-    const char* name;
-};
-constexpr ScopeAttribute kScopeAttributes[] = {
-    {mof::Element::classElement, "CLASS"},    {mof::Element::association, "ASSOCIATION"},
-    {mof::Element::reference, "REFERENCE"},   {mof::Element::property, "PROPERTY"},
-    {mof::Element::method, "METHOD"},         {mof::Element::parameter, "PARAMETER"},
-    {mof::Element::indication, "INDICATION"},
-};
 
 }  // namespace
 
@@ -145,26 +130,20 @@ void Encoder::classElement(pugi::xml_node parent, const mof::Class& declaration,
     addQualifiers(element, declaration.qualifiers, view);
     for (const mof::Property& each : declaration.properties) {
         if (!wanted(view, each.name) || (view.localOnly && each.propagated)) continue;
-        pugi::xml_node child = addDeclaredProperty(element, each);
+        pugi::xml_node child = addProperty(element, each.name, each.type, each.array);
+        if (!each.referenceClass.empty()) addAttribute(child, "REFERENCECLASS", each.referenceClass);
         if (view.classOrigin) addAttribute(child, "CLASSORIGIN", each.classOrigin);
         addFlag(child, "PROPAGATED", each.propagated, false);
         addQualifiers(child, each.qualifiers, view);
-        addLiteral(child, each.defaultValue, each.type, each.array);
     }
 }
 
 void Encoder::property(pugi::xml_node parent, const broker::Property& property, const std::string& origin) const {
-    const Value& value = property.value;
-    const auto elementType = static_cast<CMPIType>(value.type & ~CMPI_ARRAY);
-    const bool array = elementType != value.type;
-    const bool isReference = value.type == CMPI_ref;
-    pugi::xml_node element = addElement(parent, isReference ? "PROPERTY.REFERENCE"
-                                                : array     ? "PROPERTY.ARRAY"
-                                                            : "PROPERTY");
-    addAttribute(element, "NAME", property.name);
-    if (!isReference) addAttribute(element, "TYPE", broker::typeName(elementType));
+    const CMPIType type = property.value.type;
+    const auto elementType = static_cast<CMPIType>(type & ~CMPI_ARRAY);
+    pugi::xml_node element = addProperty(parent, property.name, elementType, elementType != type);
     if (!origin.empty()) addAttribute(element, "CLASSORIGIN", origin);
-    this->value(element, value);
+    value(element, property.value);
 }
 
 void Encoder::value(pugi::xml_node parent, const Value& value) const {
@@ -189,13 +168,12 @@ void Encoder::qualifierDeclaration(pugi::xml_node parent, const mof::QualifierDe
     const mof::Qualifier& defaults = declaration.defaults;
     pugi::xml_node element = addElement(parent, "QUALIFIER.DECLARATION");
     addAttribute(element, "NAME", declaration.name);
-    addAttribute(element, "TYPE", mof::typeName(defaults.type));
+    addAttribute(element, "TYPE", broker::typeName(defaults.type));
     addFlag(element, "ISARRAY", defaults.array, false);
     addFlavors(element, defaults);
     pugi::xml_node scope = addElement(element, "SCOPE");
-    for (const ScopeAttribute& each : kScopeAttributes)
-        addFlag(scope, each.name, declaration.scope.count(each.element) > 0, false);
-    addLiteral(element, defaults.value, defaults.type, defaults.array);
+    for (const char* each : mof::kElements) addFlag(scope, each, declaration.scope.count(each) > 0, false);
+    addLiteral(element, defaults);
 }
 
 void Encoder::place(pugi::xml_node parent, const std::string& nameSpace) const {

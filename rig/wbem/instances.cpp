@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sstream>
 #include <utility>
 
 #include "broker/matching.h"
@@ -70,23 +69,10 @@ Instance instanceNamed(const Operation& operation, const ObjectPath& name) {
     return *instance;
 }
 
-/** The properties that are keys in the schema, as keys of the path. */
-void addKeys(Instance& instance, const mof::Class& declaration) {
-    for (const broker::Property& each : instance.properties) {
-        const mof::Property* declared = declaration.property(each.name);
-        if (declared != nullptr && declared->isKey()) instance.path.keys.push_back(each);
-    }
-}
-
-/** The class that a query selects from: the name behind FROM; empty where there is none. */
-std::string queriedClass(const std::string& query) {
-    std::istringstream words(query);
-    std::string word;
-    while (words >> word && !cim::sameName(word, "from")) {
-    }
-    std::string name;
-    words >> name;
-    return name;
+/** Refuses a request that would change instances of a class; there is none that this server would pass on. */
+[[noreturn]] void refuseChange(const Operation& operation, const std::string& className) {
+    requireClass(operation, className);
+    throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
 }
 
 }  // namespace
@@ -155,41 +141,30 @@ void getProperty(Operation& operation) {
 }
 
 void createInstance(Operation& operation) {
-    Instance instance = operation.parameters.requiredInstance("NewInstance");
+    const std::string className = operation.parameters.requiredInstance("NewInstance").path.className;
     operation.parameters.refuseOthers();
-    addKeys(instance, requireClass(operation, instance.path.className));
-    const Response answer =
-        askProvider(operation, [&](Broker& manager) { return manager.createInstance(instance.path, instance); });
-    const ObjectPath& created = answer.paths.empty() ? instance.path : answer.paths.front();
-    operation.encoder.instanceName(operation.returnValue(), created);
+    refuseChange(operation, className);
 }
 
 void modifyInstance(Operation& operation) {
-    const Instance instance = operation.parameters.requiredNamedInstance("ModifiedInstance");
+    const std::string className = operation.parameters.requiredNamedInstance("ModifiedInstance").path.className;
     operation.parameters.flag("IncludeQualifiers", true);
     operation.parameters.propertyList();
     operation.parameters.refuseOthers();
-    requireClass(operation, instance.path.className);
-    askProvider(operation, [&](Broker& manager) { return manager.modifyInstance(instance.path, instance); });
+    refuseChange(operation, className);
 }
 
 void deleteInstance(Operation& operation) {
-    const ObjectPath name = operation.parameters.requiredInstanceName("InstanceName");
+    const std::string className = operation.parameters.requiredInstanceName("InstanceName").className;
     operation.parameters.refuseOthers();
-    requireClass(operation, name.className);
-    askProvider(operation, [&](Broker& manager) { return manager.deleteInstance(name); });
+    refuseChange(operation, className);
 }
 
 void execQuery(Operation& operation) {
-    const std::string language = operation.parameters.requiredText("QueryLanguage");
-    const std::string query = operation.parameters.requiredText("Query");
+    operation.parameters.requiredText("QueryLanguage");
+    operation.parameters.requiredText("Query");
     operation.parameters.refuseOthers();
-    const ObjectPath source{operation.nameSpace, queriedClass(query), {}};
-    const Response answer =
-        askProvider(operation, [&](Broker& manager) { return manager.execQuery(source, query, language); });
-    const pugi::xml_node result = operation.returnValue();
-    for (const Instance& instance : answer.instances)
-        operation.encoder.instance(addElement(result, "VALUE.OBJECT"), instance, {});
+    throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
 }
 
 }  // namespace wbem

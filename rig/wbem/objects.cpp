@@ -4,8 +4,9 @@
 #include <utility>
 #include <vector>
 
+#include "mof/schema.h"
 #include "wbem/cimerror.h"
-#include "wbem/values.h"
+#include "wbem/readvalue.h"
 #include "wbem/xml.h"
 
 namespace wbem {
@@ -51,7 +52,7 @@ Value readKey(pugi::xml_node binding, const std::string& nameSpace) {
 
 CMPIType declaredType(pugi::xml_node property) {
     const std::string name = property.attribute("TYPE").value();
-    const std::optional<CMPIType> type = typeNamed(name);
+    const std::optional<CMPIType> type = mof::typeNamed(name);
     if (!type) throw invalidParameter("\"" + name + "\" is no type");
     return *type;
 }

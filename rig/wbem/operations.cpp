@@ -4,11 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "mof/declaration.h"
 #include "cim/names.h"
+#include "mof/declaration.h"
 #include "wbem/cimerror.h"
 #include "wbem/operation.h"
-#include "wbem/values.h"
 
 namespace wbem {
 

@@ -3,7 +3,7 @@
 #include "cim/names.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
-#include "wbem/values.h"
+#include "wbem/readvalue.h"
 #include "wbem/xml.h"
 
 namespace wbem {

@@ -53,8 +53,7 @@ std::optional<std::string> headerParameter(const std::vector<std::string>& heade
 }
 
 bool oneOf(const std::string& text, std::initializer_list<const char*> choices) {
-    return std::any_of(choices.begin(), choices.end(),
-                       [&](const char* choice) { return cim::sameName(text, choice); });
+    return std::any_of(choices.begin(), choices.end(), [&](const char* choice) { return cim::sameName(text, choice); });
 }
 
 ProtocolError httpError(unsigned status, const std::string& what) {

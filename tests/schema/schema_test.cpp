@@ -1,3 +1,4 @@
+// The shipped MOF and registration files: whether they hold together, and tell what the provider delivers.
 #include <algorithm>
 #include <cstdint>
 #include <iomanip>
@@ -7,9 +8,12 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "cim/names.h"
+#include "cim/utf8.h"
 #include "emulator/emulatedhost.h"
 #include "mof/embedded.h"
 #include "tests/samples/reference.h"
@@ -36,7 +40,7 @@ const mof::Schema& declared() {
 
 /** A type as broker::typeName writes it. */
 std::string typeOf(const mof::Property& property) {
-    return mof::typeName(property.type) + (property.array ? "[]" : "");
+    return broker::typeName(property.type) + (property.array ? "[]" : "");
 }
 
 const mof::Property& declaredProperty(const std::string& className, const std::string& name) {
@@ -102,7 +106,7 @@ class Inspection {
         EXPECT_EQ(broker::typeName(delivered.value.type), typeOf(property));
         if (const auto* elements = std::get_if<std::vector<broker::Value>>(&delivered.value.data)) {
             for (const broker::Value& element : *elements) inspectCode(property, element);
-        } else if (property.type == mof::Type::reference) {
+        } else if (property.type == CMPI_ref) {
             const auto& path = *std::get<std::shared_ptr<broker::ObjectPath>>(delivered.value.data);
             EXPECT_TRUE(declared().isA(path.className, property.referenceClass)) << path.className;
             inspect(path);
@@ -113,7 +117,7 @@ class Inspection {
 
     /** A single value is of the type without "[]", and has a name where the property's values have names. */
     static void inspectCode(const mof::Property& property, const broker::Value& value) {
-        EXPECT_EQ(broker::typeName(value.type), mof::typeName(property.type));
+        EXPECT_EQ(value.type, property.type);
         const std::vector<std::string> codes = valuesOf(property, "ValueMap");
         if (codes.empty()) return;
         EXPECT_EQ(std::count(codes.begin(), codes.end(), broker::toString(value)), 1) << broker::toString(value);
@@ -178,18 +182,10 @@ std::vector<std::map<std::string, std::string>> instancesOf(const std::string& m
     return instances;
 }
 
-void write(std::ostream& text, const mof::Literal& value) {
-    if (!value) {
-        text << "NULL\n";
-        return;
-    }
-    for (const std::string& element : *value) text << element.size() << ':' << element << '\n';
-}
-
 void write(std::ostream& text, const mof::Qualifier& qualifier) {
-    text << "qualifier " << qualifier.name << ' ' << mof::typeName(qualifier.type) << ' ' << qualifier.array
+    text << "qualifier " << qualifier.name << ' ' << broker::typeName(qualifier.type) << ' ' << qualifier.array
          << qualifier.overridable << qualifier.toSubclass << qualifier.translatable << qualifier.propagated << '\n';
-    write(text, qualifier.value);
+    for (const std::string& element : qualifier.value.value()) text << element.size() << ':' << element << '\n';
 }
 
 /** All that a class declares, inherited properties included, but its version. */
@@ -199,9 +195,8 @@ std::string contents(const mof::Class& one) {
     for (const mof::Qualifier& qualifier : one.qualifiers)
         if (qualifier.name != "Version") write(text, qualifier);
     for (const mof::Property& property : one.properties) {
-        text << "property " << property.name << ' ' << typeOf(property) << ' ' << property.referenceClass << ' '
-             << property.arraySize.value_or(0) << ' ' << property.classOrigin << ' ' << property.propagated << '\n';
-        write(text, property.defaultValue);
+        text << "property " << property.name << ' ' << typeOf(property) << ' ' << property.referenceClass << ' ' << "0 "
+             << property.classOrigin << ' ' << property.propagated << "\nNULL\n";  // no size, no default value
         for (const mof::Qualifier& qualifier : property.qualifiers) write(text, qualifier);
     }
     return text.str();
@@ -299,6 +294,72 @@ TEST(Schema, FitsEverythingThatTheProviderDeliversOfTheSampleMachines) {
     EXPECT_EQ(unseen, (Names{"QELTA_PCIDevice.IOLength", "QELTA_PCIDevice.MEMLength"}));
 }
 
+/** What compilers of MOF refuse: words that mean something else, names that stand for two things. */
+TEST(Schema, HasNamesOfItsOwn) {
+    Names taken = {"any",       "as",         "association", "class",    "disableoverride", "enableoverride",
+                   "false",     "flavor",     "indication",  "instance", "method",          "null",
+                   "of",        "parameter",  "pragma",      "property", "qualifier",       "ref",
+                   "reference", "restricted", "schema",      "scope",    "tosubclass",      "translatable",
+                   "true",      "void"};
+    for (const mof::Class& one : declared().classes()) {
+        EXPECT_TRUE(taken.insert(cim::foldedName(one.name)).second) << one.name;
+        const std::size_t underscore = one.name.find('_');
+        EXPECT_TRUE(underscore > 0 && underscore < one.name.size() - 1) << one.name << ": no schema's name before '_'";
+        for (const mof::Property& property : one.properties) {
+            EXPECT_EQ(taken.count(cim::foldedName(property.name)), 0U) << property.name;
+            EXPECT_EQ(mof::typeNamed(cim::foldedName(property.name)), std::nullopt) << property.name;
+        }
+    }
+    Names qualifiers;
+    for (const mof::QualifierDeclaration& one : declared().qualifiers())
+        EXPECT_TRUE(qualifiers.insert(cim::foldedName(one.name)).second) << one.name;
+    for (const mof::Source& source : {schema::qualifiers(), schema::classes()})
+        for (std::string_view rest = source.text; !rest.empty(); rest.remove_prefix(cim::firstPiece(rest).length))
+            ASSERT_TRUE(cim::firstPiece(rest).valid) << source.name << " is no UTF-8: " << rest.substr(0, 40);
+}
+
+TEST(Schema, HasKeysAndReferencesWhereTheyBelong) {
+    for (const mof::Class& one : declared().classes()) {
+        SCOPED_TRACE(one.name);
+        const auto count = [&](const auto& which) {
+            return std::count_if(one.properties.begin(), one.properties.end(), which);
+        };
+        const auto references = count([](const mof::Property& each) { return each.type == CMPI_ref; });
+        EXPECT_TRUE(one.isAbstract() || count([](const mof::Property& each) { return each.isKey(); }) > 0) << "no key";
+        EXPECT_EQ(count([](const mof::Property& each) { return each.isKey() && each.array; }), 0);
+        EXPECT_EQ(count([](const mof::Property& each) { return each.type == CMPI_ref && each.array; }), 0);
+        EXPECT_TRUE(one.isAssociation() ? references >= 2 : references == 0) << references << " references";
+        const mof::Class* base = declared().find(one.superclass);
+        if (one.isAssociation() && base == nullptr) {
+            EXPECT_EQ(one.qualifiers.front().name, "Association");
+        }
+        if (base == nullptr) continue;
+        EXPECT_TRUE(base->isAbstract() || !one.isAbstract()) << "abstract, its superclass is not";
+        EXPECT_EQ(one.isAssociation(), base->isAssociation());
+    }
+}
+
+/** Where they may stand, once, and with the values that a superclass does not let them change. */
+TEST(Schema, UsesQualifiersAsTheyAreDeclared) {
+    const auto expectAllowed = [](const std::vector<mof::Qualifier>& qualifiers, const std::string& element) {
+        Names names;
+        for (const mof::Qualifier& each : qualifiers) {
+            EXPECT_TRUE(names.insert(each.name).second) << each.name << " stands here twice";
+            EXPECT_EQ(declared().findQualifier(each.name)->scope.count(element), 1U) << each.name << " of " << element;
+        }
+    };
+    for (const mof::Class& one : declared().classes()) {
+        SCOPED_TRACE(one.name);
+        expectAllowed(one.qualifiers, one.isAssociation() ? "ASSOCIATION" : "CLASS");
+        for (const mof::Property& property : one.properties)
+            expectAllowed(property.qualifiers, property.type == CMPI_ref ? "REFERENCE" : "PROPERTY");
+        const mof::Class* base = declared().find(one.superclass);
+        if (base == nullptr) continue;
+        for (const mof::Qualifier& each : base->qualifiers)
+            EXPECT_TRUE(!each.toSubclass || each.overridable || one.qualifier(each.name)->value == each.value);
+    }
+}
+
 TEST(Schema, DescribesEveryClassAndPropertyAndNamesCodesInOrder) {
     for (const mof::Class& one : declared().classes()) {
         EXPECT_NE(one.qualifier("Version"), nullptr) << one.name;
@@ -309,7 +370,7 @@ TEST(Schema, DescribesEveryClassAndPropertyAndNamesCodesInOrder) {
             const std::vector<std::string> description = valuesOf(property, "Description");
             ASSERT_EQ(description.size(), 1U);
             EXPECT_EQ(description[0].back(), '.');
-            EXPECT_EQ(property.qualifier("Read") != nullptr, property.type != mof::Type::reference);
+            EXPECT_EQ(property.qualifier("Read") != nullptr, property.type != CMPI_ref);
             EXPECT_EQ(property.qualifier("ArrayType") != nullptr, property.array);
             EXPECT_EQ(property.qualifier("ValueMap") != nullptr, property.qualifier("Values") != nullptr);
             const std::vector<std::string> codes = valuesOf(property, "ValueMap");
@@ -319,7 +380,6 @@ TEST(Schema, DescribesEveryClassAndPropertyAndNamesCodesInOrder) {
     }
 }
 
-/** Older clients know the one qualifier, newer ones the other. */
 // A manager that has a class already takes the changed one for its higher version only.
 TEST(Schema, RaisesTheVersionOfAClassThatChanges) {
     const auto published = publishedVersions();
@@ -351,6 +411,7 @@ TEST(Schema, RaisesTheVersionOfAClassThatChanges) {
     }
 }
 
+// Older clients know the one qualifier, newer ones the other.
 TEST(Schema, TellsUnitsInBothForms) {
     std::map<std::string, std::string> units;
     for (const mof::Class& one : declared().classes())

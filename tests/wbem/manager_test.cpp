@@ -197,7 +197,7 @@ TEST_F(Server, QualifiersAreDeclaredAsTheSchemaHasThem) {
         const mof::QualifierDeclaration& declared = schema.qualifiers()[i];
         EXPECT_STREQ(elements[i].name(), "QUALIFIER.DECLARATION");
         EXPECT_EQ(elements[i].attribute("NAME").value(), declared.name);
-        EXPECT_EQ(elements[i].attribute("TYPE").value(), mof::typeName(declared.defaults.type));
+        EXPECT_EQ(elements[i].attribute("TYPE").value(), broker::typeName(declared.defaults.type));
         EXPECT_EQ(elements[i].attribute("ISARRAY").as_bool(), declared.defaults.array);
         EXPECT_EQ(elements[i].attribute("TOSUBCLASS").as_bool(true), declared.defaults.toSubclass);
     }

@@ -1,5 +1,5 @@
-#ifndef PCIINFO_WBEM_VALUES_H
-#define PCIINFO_WBEM_VALUES_H
+#ifndef PCIINFO_WBEM_READVALUE_H
+#define PCIINFO_WBEM_READVALUE_H
 
 #include <optional>
 #include <string>
@@ -7,9 +7,6 @@
 #include "broker/broker.h"
 
 namespace wbem {
-
-/** The type of that CIM name, "uint8" or "reference", arrays left aside; none for a name that is no type's. */
-std::optional<CMPIType> typeNamed(const std::string& name);
 
 /** A boolean as messages write it, in any letter case; none for another text. */
 std::optional<bool> readBoolean(const std::string& text);
@@ -20,7 +17,7 @@ std::optional<bool> readBoolean(const std::string& text);
  */
 std::optional<broker::Value> readValue(CMPIType type, const std::string& text);
 
-/** A key's number without more known of its type: uint64, sint64 below zero, else real64; none for no number. */
+/** A key's number without more known of its type: uint64, sint64 below zero, else real64; none for other texts. */
 std::optional<broker::Value> readNumber(const std::string& text);
 
 }  // namespace wbem
