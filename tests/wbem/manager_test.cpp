@@ -41,17 +41,6 @@ std::string resultClass(const std::string& name) {
 
 // --- filters by class ---
 
-TEST_F(Rack, AFilterClassThatIsNoAssociationLeavesNothing) {
-    for (const ObjectPath& source : {slotPath(3), boardPath(), devicePath(3, 3, 0)})
-        for (const char* name : {"QELTA_PCIDevice", "qelta_systemboard", "QELTA_Controller", "QELTA_SSPCIController"}) {
-            for (const char* operation : kAssociatorOperations)
-                EXPECT_THAT(children(ask(operation, from(source) + assocClass(name)).result), IsEmpty()) << operation;
-            for (const char* operation : kReferenceOperations)
-                EXPECT_THAT(children(ask(operation, from(source) + resultClass(name)).result), IsEmpty()) << operation;
-        }
-    EXPECT_THAT(namesIn(ask("AssociatorNames", from(boardPath()) + assocClass("QELTA_OnBoardDevice"))), Not(IsEmpty()));
-}
-
 TEST_F(AnyProvider, IsNotAskedWhereTheFilterClassesLeaveNothing) {
     unsigned asked = 0;
     tiny::behave([&](const tiny::Asked&) {
@@ -259,31 +248,27 @@ TEST_F(Rack, TheManualNamesTheOperationsThatAreNotRefusedAtOnce) {
 // --- methods ---
 
 TEST_F(Server, MethodsAreNotFoundInClassesThatThereAre) {
-    const auto call = [&](const std::string& className, const std::string& nameSpace) {
-        const std::string target = "<LOCALCLASSPATH><LOCALNAMESPACEPATH><NAMESPACE NAME=\"" + nameSpace +
-                                   "\"/><NAMESPACE NAME=\"kavix\"/></LOCALNAMESPACEPATH><CLASSNAME NAME=\"" +
-                                   className + "\"/></LOCALCLASSPATH>";
+    const auto call = [&](const std::string& nameSpace, const std::string& form, const std::string& target,
+                          const std::string& object) {
+        const std::string local = "<LOCAL" + form + "PATH><LOCALNAMESPACEPATH><NAMESPACE NAME=\"" + nameSpace +
+                                  "\"/><NAMESPACE NAME=\"kavix\"/></LOCALNAMESPACEPATH>" + target + "</LOCAL" + form +
+                                  "PATH>";
         wbem::HttpRequest request = client::post(
-            client::envelope("<SIMPLEREQ><METHODCALL NAME=\"Reset\">" + target + "</METHODCALL></SIMPLEREQ>"), "Reset");
-        request.headers[3].second = nameSpace + "/kavix:" + className;
+            client::envelope("<SIMPLEREQ><METHODCALL NAME=\"Reset\">" + local + "</METHODCALL></SIMPLEREQ>"), "Reset");
+        request.headers[3].second = nameSpace + "/kavix:" + object;
         const wbem::HttpResponse response = responder.answer(request);
         EXPECT_THAT(response.body, HasSubstr("<METHODRESPONSE NAME=\"Reset\">"));
         return client::read(response.body).error;
     };
-    EXPECT_EQ(call("QELTA_SystemSlot", "root"), CMPI_RC_ERR_METHOD_NOT_FOUND);
-    EXPECT_EQ(call("QELTA_None", "root"), CMPI_RC_ERR_NOT_FOUND);
-    EXPECT_EQ(call("QELTA_SystemSlot", "other"), CMPI_RC_ERR_INVALID_NAMESPACE);
-}
-
-TEST_F(Server, MethodsOfInstancesAreNotFoundEither) {
-    const std::string target =
-        "<LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"kavix\"/>"
-        "</LOCALNAMESPACEPATH>" +
-        client::nameElement(slotPath(3)) + "</LOCALINSTANCEPATH>";
-    wbem::HttpRequest request = client::post(
-        client::envelope("<SIMPLEREQ><METHODCALL NAME=\"Reset\">" + target + "</METHODCALL></SIMPLEREQ>"), "Reset");
-    request.headers[3].second = broker::toString(slotPath(3));
-    EXPECT_EQ(client::read(responder.answer(request).body).error, CMPI_RC_ERR_METHOD_NOT_FOUND);
+    const auto callClass = [&](const std::string& nameSpace, const std::string& className) {
+        return call(nameSpace, "CLASS", "<CLASSNAME NAME=\"" + className + "\"/>", className);
+    };
+    EXPECT_EQ(callClass("root", "QELTA_SystemSlot"), CMPI_RC_ERR_METHOD_NOT_FOUND);
+    EXPECT_EQ(callClass("root", "QELTA_None"), CMPI_RC_ERR_NOT_FOUND);
+    EXPECT_EQ(callClass("other", "QELTA_SystemSlot"), CMPI_RC_ERR_INVALID_NAMESPACE);
+    const std::string slot = broker::toString(slotPath(3));
+    EXPECT_EQ(call("root", "INSTANCE", client::nameElement(slotPath(3)), slot.substr(slot.find(':') + 1)),
+              CMPI_RC_ERR_METHOD_NOT_FOUND);
 }
 
 // --- finding the namespace ---

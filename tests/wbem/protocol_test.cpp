@@ -1,36 +1,24 @@
 // What DSP0200 demands of requests around the operation: HTTP headers, XML, versions.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <functional>
 
-#include "client.h"
-#include "mof/embedded.h"
+#include "server.h"
 #include "tests/support/casename.h"
-#include "wbem/operations.h"
-#include "wbem/responder.h"
 #include "wbem/xml.h"
 
 namespace {
 
-using testing::Contains;
-using testing::Pair;
 using testsupport::CaseName;
 using wbem::HttpRequest;
 using wbem::HttpResponse;
 
-class Protocol : public testing::Test {
+class Protocol : public client::Server {
  protected:
     static std::string header(const HttpResponse& response, const std::string& name) {
         for (const auto& [each, value] : response.headers)
             if (each == name) return value;
         return "none";
     }
-
-    broker::Broker manager;
-    wbem::Operations operations{manager, schema::declared(), "root/kavix"};
-    wbem::Responder responder{operations, "127.0.0.1:5988"};
 };
 
 HttpRequest good() {

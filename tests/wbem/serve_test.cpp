@@ -49,6 +49,14 @@ class Serve : public testing::Test {
         return client::read(client::bodyOf(connection.receiveResponse()));
     }
 
+    /** What it said, once it was told to end. */
+    static Outcome ended(RunningCimhost& program) {
+        program.signal(SIGTERM);
+        const Outcome outcome = program.end();
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome;
+    }
+
     static std::size_t countSlots(std::uint16_t port) {
         const client::Answer answer =
             ask(port, "EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot"));
@@ -113,8 +121,7 @@ TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
                                                client::className("AssocClass", "QELTA_DeviceInSlot")),
                   row.functionsByTheWay);
         EXPECT_EQ(count("EnumerateInstances", client::className("ClassName", "QELTA_Controller")), row.functions);
-        program.signal(SIGTERM);
-        EXPECT_EQ(program.end().exitCode, 0);
+        ended(program);
     }
 }
 
@@ -148,8 +155,7 @@ TEST_F(Serve, SfcbLeavesPropertyListsToTheProvider) {
         EXPECT_EQ(properties("Associators", client::className("ObjectName", "QELTA_SystemSlot") +
                                                 client::list("PropertyList", {"NoSuch"})),
                   0U);
-        program.signal(SIGTERM);
-        EXPECT_EQ(program.end().exitCode, 0);
+        ended(program);
     }
 }
 
@@ -157,8 +163,7 @@ TEST_F(Serve, TheTraceTellsEachTimeWhatAStrictManagerRefuses) {
     RunningCimhost program(arguments({"--manners", "strict", "--trace"}));
     const std::uint16_t port = portOf(program);
     for (int i = 0; i < 2; ++i) ask(port, "GetInstance", client::instanceName("InstanceName", slotPath(9)));
-    program.signal(SIGTERM);
-    const std::string text = program.end().err;
+    const std::string text = ended(program).err;
     const std::string line = "refused: result.returnInstance: a second instance for a get\n";
     const std::size_t first = text.find(line);
     ASSERT_NE(first, std::string::npos) << text;
@@ -170,9 +175,7 @@ TEST_F(Serve, TheTraceShowsWhatTheProviderDoesAndWhatWasAnswered) {
     const std::uint16_t port = portOf(program);
     EXPECT_EQ(countSlots(port), 3U);
     EXPECT_EQ(ask(port, "Frobnicate", "").error, CMPI_RC_ERR_NOT_SUPPORTED);
-    program.signal(SIGTERM);
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.exitCode, 0);
+    const Outcome outcome = ended(program);
     EXPECT_THAT(outcome.out, testing::StartsWith("Listening on "));
     EXPECT_THAT(outcome.out, testing::Not(HasSubstr("enumerating")));
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("enumerating instances\n"), HasSubstr("\nipmi > "),
@@ -216,9 +219,7 @@ TEST_F(Serve, TheLogHasOneLineForEachRequestAndNothingOfTheProvider) {
     sendBadly("POST", "<CIM");
     sendBadly("POST", std::string((1U << 20U) + 1, ' '));
     sendBadly("POST", std::string((1U << 21U) + 2, ' '));
-    program.signal(SIGTERM);
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.exitCode, 0);
+    const Outcome outcome = ended(program);
     const std::vector<std::string> entries = logged(outcome.err);
     ASSERT_EQ(entries.size(), 10U) << outcome.err;
     EXPECT_EQ(entries[0], "EnumerateInstances root/kavix:QELTA_SystemSlot: status 0, 3 objects");
@@ -237,9 +238,7 @@ TEST_F(Serve, TheLogHasOneLineForEachRequestAndNothingOfTheProvider) {
 TEST_F(Serve, AHostNameIsAnAddressAndOneThatIsNoneIsTold) {
     RunningCimhost program(arguments({"--address", "localhost"}));
     EXPECT_EQ(countSlots(portOf(program)), 3U);
-    program.signal(SIGTERM);
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.exitCode, 0);
+    const Outcome outcome = ended(program);
     EXPECT_THAT(outcome.err, IsEmpty());  // no warning: it is this machine's alone
 
     // A label of more than 63 characters, or none, is no name: nobody is asked for it.
@@ -297,9 +296,7 @@ TEST_F(Serve, ThePortIsTheOneOfCimOperationsUnlessAnotherIsNamed) {
                                 "." + std::to_string(1 + process / 62500 % 250);
     RunningCimhost program({"serve", "--address", address, "--host", files.directory(), "--library", PROVIDER_LIBRARY});
     EXPECT_EQ(program.firstLine(), "Listening on http://" + address + ":5988\n");
-    program.signal(SIGTERM);
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.exitCode, 0);
+    const Outcome outcome = ended(program);
     EXPECT_THAT(outcome.err, IsEmpty());  // no warning: it is this machine's alone
 }
 
