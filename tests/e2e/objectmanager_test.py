@@ -16,7 +16,7 @@ import wbem
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 # Of each kind what object managers do in other ways than our server: gets, key orders, property lists, filters.
-TESTS = ("Enumerations", "Gets", "Associations.test_references_are_those_that_the_provider_gives")
+TESTS = ("Enumerations", "Gets", "ClassRequests", "Associations.test_references_are_those_that_the_provider_gives")
 NAMESPACES = objectmanager.apart()[0]
 INSIDE = "PCIINFO_INSIDE_NAMESPACES"  # set where this runs in some of its own
 
