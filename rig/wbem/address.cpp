@@ -1,3 +1,5 @@
+// Addresses of the Internet as text.
+// Tests: tests/wbem/serve_test.cpp.
 #include "wbem/address.h"
 
 #include <netdb.h>
@@ -14,7 +16,7 @@ struct AddressDeleter {
     void operator()(addrinfo* list) const { freeaddrinfo(list); }
 };
 
-/** The first address of that family; empty where there is none, with getaddrinfo's error. */
+/** The first address of that family, or an empty text and getaddrinfo's error. */
 std::string firstAddress(const std::string& name, int family, int& error) {
     addrinfo hints{};
     hints.ai_family = family;

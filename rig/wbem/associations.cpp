@@ -1,5 +1,5 @@
-// Associators and references, of instances and of classes.
-
+// The operations Associators and References, with names or objects, of instances and of classes.
+// Tests: tests/wbem/operations_test.cpp, manager_test.cpp.
 #include <algorithm>
 #include <optional>
 #include <string>

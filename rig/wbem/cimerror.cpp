@@ -1,3 +1,5 @@
+// What clients read of each CIM status code.
+// Tests: tests/wbem/operations_test.cpp.
 #include "wbem/cimerror.h"
 
 namespace wbem {

@@ -1,5 +1,5 @@
-// Operations on classes and qualifier declarations.
-
+// The operations on classes and qualifier declarations.
+// Tests: tests/wbem/operations_test.cpp, manager_test.cpp.
 #include "wbem/cimerror.h"
 #include "wbem/operation.h"
 

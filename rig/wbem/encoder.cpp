@@ -1,3 +1,5 @@
+// Objects as elements of a message.
+// Tests: tests/wbem/operations_test.cpp.
 #include "wbem/encoder.h"
 
 #include <algorithm>

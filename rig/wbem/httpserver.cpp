@@ -1,3 +1,5 @@
+// The HTTP server: sockets, connections, its end; HTTP itself is libmicrohttpd's.
+// Tests: tests/wbem/httpserver_test.cpp.
 #include "wbem/httpserver.h"
 
 #include <microhttpd.h>
@@ -178,7 +180,7 @@ struct HttpServer::State {
         return announcedLength(connection) / 2 > options.bodyLimit ? answer(connection, arrival) : MHD_YES;
     }
 
-    /** False: the connection is to be closed, as there is no end to what comes. */
+    /** False: the body is far too long, the connection is to be closed. */
     bool takeBody(std::string_view data, Arrival& arrival) const {
         arrival.received += data.size();
         bool& tooLong = arrival.request.bodyTooLong;

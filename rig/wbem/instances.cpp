@@ -1,5 +1,5 @@
-// Operations on instances.
-
+// The operations on instances.
+// Tests: tests/wbem/operations_test.cpp.
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -69,7 +69,7 @@ Instance instanceNamed(const Operation& operation, const ObjectPath& name) {
     return *instance;
 }
 
-/** Refuses a request that would change instances of a class; there is none that this server would pass on. */
+/** Refuses a request that would change instances of a class: the provider only reads. */
 [[noreturn]] void refuseChange(const Operation& operation, const std::string& className) {
     requireClass(operation, className);
     throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);

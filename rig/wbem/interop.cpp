@@ -1,5 +1,5 @@
 // The Interop namespaces: their classes and instances.
-
+// Tests: tests/wbem/manager_test.cpp (Interop).
 #include <unistd.h>
 
 #include <array>

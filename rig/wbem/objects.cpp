@@ -1,3 +1,5 @@
+// Object paths and instances out of the elements of a message.
+// Tests: tests/wbem/operations_test.cpp.
 #include "wbem/objects.h"
 
 #include <optional>

@@ -1,3 +1,5 @@
+// What several operations need: the class, the provider's answer, what of an object is shown.
+// Tests: tests/wbem/operations_test.cpp.
 #include "wbem/operation.h"
 
 #include <exception>

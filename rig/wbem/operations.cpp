@@ -1,3 +1,5 @@
+// Which function performs an operation, in which namespace.
+// Tests: tests/wbem/operations_test.cpp, manager_test.cpp.
 #include "wbem/operations.h"
 
 #include <algorithm>
@@ -38,14 +40,14 @@ constexpr Intrinsic kIntrinsics[] = {
     {"GetQualifier", getQualifier},
 };
 
-/** Null where there is no such operation, or it is not supported. */
+/** Null for an operation that is unknown or not supported. */
 const Intrinsic* intrinsicNamed(const std::string& name) {
     for (const Intrinsic& each : kIntrinsics)
         if (cim::sameName(each.name, name)) return &each;
     return nullptr;
 }
 
-/** No class here declares a method, so none is found in any that there is; whether the instance exists is no matter. */
+/** No class here declares a method. Whether the instance exists is not looked at. */
 [[noreturn]] void refuseMethod(const mof::Schema& schema, const Call& call) {
     if (schema.find(call.targetClass()) == nullptr) throw CimError(CMPI_RC_ERR_NOT_FOUND, "The class does not exist");
     throw CimError(CMPI_RC_ERR_METHOD_NOT_FOUND);

@@ -1,3 +1,5 @@
+// The parameters of an operation.
+// Tests: tests/wbem/operations_test.cpp (Errors).
 #include "wbem/parameters.h"
 
 #include "cim/names.h"

@@ -13,7 +13,7 @@ std::optional<bool> readBoolean(const std::string& text);
 
 /**
  * The value of a property of that type, as a VALUE element writes it: numbers in decimal or, without a fraction, in
- * hexadecimal. None for a text that is no value of the type, or for a number that the type cannot hold.
+ * hexadecimal. None for another text, or for a number that the type cannot hold.
  */
 std::optional<broker::Value> readValue(CMPIType type, const std::string& text);
 

@@ -1,3 +1,5 @@
+// A request message: its versions, and the operation that it asks for.
+// Tests: tests/wbem/protocol_test.cpp.
 #include "wbem/request.h"
 
 #include <utility>

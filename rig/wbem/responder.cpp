@@ -1,3 +1,5 @@
+// HTTP requests and responses around a CIM message: headers, errors, the summary for the log.
+// Tests: tests/wbem/protocol_test.cpp.
 #include "wbem/responder.h"
 
 #include <algorithm>
@@ -63,9 +65,9 @@ ProtocolError httpError(unsigned status, const std::string& what) {
 /** The byte that two hexadecimal digits stand for; none for anything else. */
 std::optional<unsigned char> hexByte(const std::string& digits) {
     unsigned char byte = 0;
-    const char* const behind = digits.data() + digits.size();
-    const auto [end, error] = std::from_chars(digits.data(), behind, byte, 16);
-    if (digits.size() != 2 || error != std::errc() || end != behind) return std::nullopt;
+    const char* const last = digits.data() + digits.size();
+    const auto [end, error] = std::from_chars(digits.data(), last, byte, 16);
+    if (digits.size() != 2 || error != std::errc() || end != last) return std::nullopt;
     return byte;
 }
 

@@ -31,7 +31,7 @@ struct HttpResponse {
 
 /**
  * Answers HTTP requests as DSP0200 has a CIM server do it: operations with 200 and a CIM message, also where they fail;
- * everything that is no such request with another status, a CIMError header where there is one for it, and a line of
+ * all other requests with another status, a CIMError header where DSP0200 has one, and a line of
  * text. No request makes it throw but for want of memory. May be used from any number of threads at once.
  */
 class Responder {

@@ -1,3 +1,5 @@
+// The DTD of CIM messages, and whether a message is built by it.
+// Tests: tests/wbem/protocol_test.cpp.
 #include "wbem/validity.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// XML in and out: Expat reads, pugixml holds the tree.
+// Tests: tests/wbem/protocol_test.cpp.
 #include "wbem/xml.h"
 
 #include <expat.h>

@@ -23,7 +23,7 @@ pugi::xml_document parseXml(const std::string& text);
 /** The document without any white space of its own. */
 std::string toText(const pugi::xml_document& document);
 
-/** Text that XML can hold: each byte that is no UTF-8 and each character that XML forbids becomes U+FFFD. */
+/** Text that XML can hold: each byte that is not UTF-8 and each character that XML forbids becomes U+FFFD. */
 std::string xmlText(const std::string& bytes);
 
 // --- building ---

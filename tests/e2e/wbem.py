@@ -14,7 +14,7 @@ import subprocess
 
 TIME_LIMIT = 90  # seconds for one command, far above what any takes
 NAMESPACE = "root/kavix"
-# wbemcli prints paths within values without the colon behind the namespace.
+# wbemcli prints paths within values without the colon after the namespace.
 _PLACE = re.compile(r'[^\s"=,/]*/?' + NAMESPACE + ":?(?=QELTA_)", re.IGNORECASE)
 
 _PATH = re.compile(r"QELTA_\w+\.")
@@ -79,7 +79,7 @@ class Answer:
         return sorted(canonical(_without_place(line)) for line in self._checked_lines())
 
     def instances(self):
-        """Out of the output of -nl: a path per line, with a line "-name=value" for each property behind it."""
+        """Out of the output of -nl: a path per line, with a line "-name=value" for each property after it."""
         found = []
         for line in self._checked_lines():
             if not line.startswith("-"):
@@ -102,7 +102,7 @@ def _without_place(text):
 def canonical(text):
     """A path with its keys sorted, those of the references in it as well; a text that is no path as it is.
 
-    Keys behind a reference are those of what it refers to, up to the next reference: wbemcli does not tell them apart.
+    Keys after a reference are those of what it refers to, up to the next reference: wbemcli does not tell them apart.
     """
     if not _PATH.match(text):
         return text

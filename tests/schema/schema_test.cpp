@@ -126,7 +126,7 @@ class Inspection {
     Names seen_;
 };
 
-/** Slots of these, numbered from 1, as dmidecode names their parts; those behind the end of the table left out. */
+/** Slots of these, numbered from 1, as dmidecode names their parts; those after the end of the table left out. */
 std::vector<reference::Slot> dmidecoded(const std::vector<testsupport::Slot>& slots) {
     testsupport::SmbiosBuilder table;
     for (const testsupport::Slot& slot : slots) table.addSlot(slot);

@@ -1,3 +1,4 @@
+// Requests as a client writes them, and answers as it reads them. Used by all tests of the server.
 #include "client.h"
 
 #include <algorithm>

@@ -43,7 +43,7 @@ class Connection {
         return true;
     }
 
-    /** Everything until the server closes the connection; "open" behind it when it does not within ten seconds. */
+    /** Everything until the server closes the connection; and "open" after it when it does not within ten seconds. */
     std::string receiveAll() {
         while (receiveMore()) {
         }

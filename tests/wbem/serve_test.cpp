@@ -183,7 +183,7 @@ TEST_F(Serve, TheTraceShowsWhatTheProviderDoesAndWhatWasAnswered) {
                                    HasSubstr(" Frobnicate root/kavix: status 7 ")));
 }
 
-/** What a line says behind its time and client, without the number of milliseconds. */
+/** What lines say after time and client, without the number of milliseconds. */
 std::vector<std::string> logged(const std::string& text) {
     static const std::regex form(
         "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[-+][0-9]{4} 127\\.0\\.0\\.1 (.*), [0-9]+ ms");
