@@ -57,10 +57,10 @@ class EndToEnd(unittest.TestCase):
 
     def serve(self, sample):
         host = wbem.sample(sample)
-        self.cimhost = wbem.Cimhost(wbem.cimhost_program(), host)
+        self.cimhost = wbem.Cimhost(host)
         self.url = os.environ.get("PCIINFO_SERVER_URL")
         if self.own_server:
-            self.url = self.enterContext(wbem.Server(wbem.cimhost_program(), host)).url
+            self.url = self.enterContext(wbem.serving(host))
 
     def ask(self, operation, path, *options, arguments=()):
         return wbem.wbemcli(self.url, operation, f"{wbem.NAMESPACE}:{path}", *options, arguments=arguments)

@@ -54,7 +54,7 @@ def misbehave(host):
 
 def expected(host):
     """What the provider says without HTTP of the host with a healthy BMC: (slots, names of the functions by slot)."""
-    cimhost = wbem.Cimhost(wbem.cimhost_program(), host.directory)
+    cimhost = wbem.Cimhost(host.directory)
     slots = cimhost.ask("enumerate", "QELTA_SystemSlot")["instances"]
     functions = {wbem.url_path(slot): cimhost.names("associator-names", slot["path"]["text"]) for slot in slots}
     return cimhost.instances("enumerate", "QELTA_SystemSlot"), functions
@@ -76,7 +76,7 @@ class Fleet(unittest.TestCase):
         self.urls = {}
         for host in self.hosts:
             misbehave(host)
-            self.urls[host.name] = servers.enter_context(wbem.Server(wbem.cimhost_program(), host.directory)).url
+            self.urls[host.name] = servers.enter_context(wbem.serving(host.directory))
 
     def test_all_slots_and_their_functions_of_all_hosts_are_collected(self):
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as clients:
@@ -90,8 +90,7 @@ class Fleet(unittest.TestCase):
         for condition in WITHOUT_SLOTS:
             host = next(host for host in self.hosts if host.condition == condition)
             told = wbem.wbemcli(self.urls[host.name], "ein", f"{wbem.NAMESPACE}:QELTA_PCIDevice").names()
-            self.assertEqual(told, wbem.Cimhost(wbem.cimhost_program(), host.directory).names("names",
-                                                                                            "QELTA_PCIDevice"))
+            self.assertEqual(told, wbem.Cimhost(host.directory).names("names", "QELTA_PCIDevice"))
             self.assertTrue(told)
 
 

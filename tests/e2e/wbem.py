@@ -5,11 +5,11 @@ the order of their names, as object managers give keys in any order; instances a
 have a value, sorted by name.
 """
 
+import contextlib
 import json
 import os
 import re
 import select
-import signal
 import subprocess
 
 TIME_LIMIT = 90  # seconds for one command, far above what any takes
@@ -22,46 +22,24 @@ _REFERENCE = re.compile(r"\w+=QELTA_\w+\.")
 _KEY = re.compile(r'(?:[^,"]|"(?:[^"\\]|\\.)*")+')
 
 
-class Server:
-    """`cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0 on SIGTERM."""
-
-    def __init__(self, cimhost, host):
-        self._command = [cimhost, "serve", "--port", "0", "--host", host]
-        self._process = None
-        self.port = 0
-
-    def __enter__(self):
-        self._process = subprocess.Popen(self._command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+@contextlib.contextmanager
+def serving(host):
+    """The URL of `cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0."""
+    command = [cimhost_program(), "serve", "--port", "0", "--host", host]
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as process:
         try:
-            self.port = self._announced_port()
-        except BaseException:
-            self._process.kill()
-            self._process.communicate()
-            raise
-        return self
-
-    def __exit__(self, kind, *_):
-        self._process.send_signal(signal.SIGTERM)
-        try:
-            self._process.communicate(timeout=TIME_LIMIT)
-        except subprocess.TimeoutExpired:
-            self._process.kill()
-            self._process.communicate()
-            raise
-        if kind is None and self._process.returncode != 0:
-            raise RuntimeError(f"the server ended with status {self._process.returncode}")
-
-    def _announced_port(self):
-        ready, _, _ = select.select([self._process.stdout], [], [], TIME_LIMIT)
-        line = self._process.stdout.readline() if ready else ""
-        announced = re.fullmatch(r"Listening on http://127\.0\.0\.1:(\d+)\n", line)
-        if not announced:
-            raise RuntimeError(f"{' '.join(self._command)}: said {line!r}")
-        return int(announced.group(1))
-
-    @property
-    def url(self):
-        return f"http://127.0.0.1:{self.port}"
+            ready, _, _ = select.select([process.stdout], [], [], TIME_LIMIT)
+            line = process.stdout.readline() if ready else ""
+            announced = re.fullmatch(r"Listening on (http://127\.0\.0\.1:\d+)\n", line)
+            if not announced:
+                raise RuntimeError(f"{' '.join(command)}: said {line!r}")
+            yield announced[1]
+            process.terminate()
+            process.communicate(timeout=TIME_LIMIT)
+        finally:
+            process.kill()
+    if process.returncode != 0:
+        raise RuntimeError(f"the server ended with status {process.returncode}")
 
 
 class Answer:
@@ -129,12 +107,11 @@ def wbemcli(url, operation, path, *options, arguments=()):
 class Cimhost:
     """The provider's answers to the same questions, asked by cimhost itself."""
 
-    def __init__(self, program, host):
-        self._command = [program]
+    def __init__(self, host):
         self._options = ["--host", host, "--format", "json"]
 
     def ask(self, *question):
-        done = subprocess.run([*self._command, *question, *self._options], capture_output=True, text=True,
+        done = subprocess.run([cimhost_program(), *question, *self._options], capture_output=True, text=True,
                               timeout=TIME_LIMIT, check=False)
         return json.loads(done.stdout)
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -225,22 +226,15 @@ TEST_F(Rack, TheManualNamesTheOperationsThatAreNotRefusedAtOnce) {
     text = text.substr(begin, text.find(".Ss", begin + 1) - begin);
     const std::size_t others = text.find("\nAll others, ");
     ASSERT_NE(others, std::string::npos);
-    for (const char* name : {"GetClass",         "GetInstance",
-                             "DeleteClass",      "DeleteInstance",
-                             "CreateClass",      "CreateInstance",
-                             "ModifyClass",      "ModifyInstance",
-                             "EnumerateClasses", "EnumerateClassNames",
-                             "ExecQuery",        "EnumerateInstances",
-                             "Associators",      "EnumerateInstanceNames",
-                             "AssociatorNames",  "References",
-                             "ReferenceNames",   "GetProperty",
-                             "SetProperty",      "GetQualifier",
-                             "SetQualifier",     "EnumerateQualifiers",
-                             "DeleteQualifier",  "OpenEnumerateInstances",
-                             "CloseEnumeration"}) {
+    std::istringstream names(
+        "GetClass GetInstance DeleteClass DeleteInstance CreateClass CreateInstance ModifyClass ModifyInstance "
+        "EnumerateClasses EnumerateClassNames ExecQuery EnumerateInstances EnumerateInstanceNames Associators "
+        "AssociatorNames References ReferenceNames GetProperty SetProperty GetQualifier SetQualifier "
+        "EnumerateQualifiers DeleteQualifier OpenEnumerateInstances CloseEnumeration");
+    for (std::string name; names >> name;) {
         // Without parameters an operation that there is complains of these.
         const bool refused = ask(name, "").error == CMPI_RC_ERR_NOT_SUPPORTED;
-        const std::regex whole("(^|[^A-Za-z])" + std::string(name) + "([^A-Za-z]|$)");
+        const std::regex whole("(^|[^A-Za-z])" + name + "([^A-Za-z]|$)");
         EXPECT_EQ(std::regex_search(text.substr(0, others), whole), !refused) << name;
     }
 }

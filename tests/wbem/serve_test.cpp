@@ -91,20 +91,20 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
     }
 }
 
-/** What clients are answered under the manners of an object manager. */
-struct MannersRow {
-    const char* manners;
-    const char* tagOfSlotNine;      // of the slot got as that with the number 9
-    std::size_t boardsOfADevice;    // with the board's class as result class
-    std::size_t functionsByTheWay;  // that the board has by the slots' association class
-    std::size_t functions;          // of the class above devices and bridges
-};
-
 TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
-    const MannersRow rows[] = {{"standard", "System Slot 9", 1, 4, 9},
-                               {"sfcb", "System Slot 5", 1, 4, 9},
-                               {"pegasus", "System Slot 5", 2, 0, 9}};
-    for (const MannersRow& row : rows) {
+    struct Row {
+        const char* manners;
+        const char* tagOfSlotNine;      // of the slot got as that with the number 9
+        std::size_t boardsOfADevice;    // with the board's class as result class
+        std::size_t functionsByTheWay;  // that the board has by the slots' association class
+        bool listsLeftUnread;           // property lists, by manager and provider
+    };
+    const Row rows[] = {{"standard", "System Slot 9", 1, 4, false},
+                        {"sfcb", "System Slot 5", 1, 4, true},
+                        {"pegasus", "System Slot 5", 2, 0, false},
+                        {"strict", "", 1, 4, false}};  // refuses all but the first object of a get
+    const std::string list = client::list("PropertyList", {"NoSuch"});
+    for (const Row& row : rows) {
         SCOPED_TRACE(row.manners);
         RunningCimhost program(arguments({"--manners", row.manners}));
         const std::uint16_t port = portOf(program);
@@ -120,41 +120,25 @@ TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
         EXPECT_EQ(count("AssociatorNames", client::instanceName("ObjectName", boardPath()) +
                                                client::className("AssocClass", "QELTA_DeviceInSlot")),
                   row.functionsByTheWay);
-        EXPECT_EQ(count("EnumerateInstances", client::className("ClassName", "QELTA_Controller")), row.functions);
-        ended(program);
-    }
-}
+        EXPECT_EQ(count("EnumerateInstances", client::className("ClassName", "QELTA_Controller")), 9U);
 
-TEST_F(Serve, SfcbLeavesPropertyListsToTheProvider) {
-    struct Asked {
-        const char* operation;
-        std::string object;
-    };
-    const std::vector<Asked> operations = {
-        {"GetInstance", client::instanceName("InstanceName", slotPath(3))},
-        {"EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")},
-        {"Associators", client::instanceName("ObjectName", slotPath(3))},
-        {"References", client::instanceName("ObjectName", slotPath(3))},
-    };
-    for (const char* manners : {"standard", "sfcb", "pegasus", "strict"}) {
-        SCOPED_TRACE(manners);
-        const bool unread = manners == std::string("sfcb");
-        RunningCimhost program(arguments({"--manners", manners}));
-        const std::uint16_t port = portOf(program);
         const auto properties = [port](const std::string& operation, const std::string& parameters) {
             return ask(port, operation, parameters).result.select_nodes(".//PROPERTY | .//PROPERTY.REFERENCE").size();
         };
-        for (const Asked& asked : operations) {
-            if (asked.operation == std::string("GetInstance") && manners == std::string("strict")) continue;  // none
-            const std::size_t all = properties(asked.operation, asked.object);
-            EXPECT_GT(all, 0U) << asked.operation;
-            const std::string none = client::list("PropertyList", {"NoSuch"});
-            EXPECT_EQ(properties(asked.operation, asked.object + none), unread ? all : 0U) << asked.operation;
+        const std::string source = client::instanceName("ObjectName", slotPath(3));
+        const std::pair<const char*, std::string> requests[] = {
+            {"GetInstance", client::instanceName("InstanceName", slotPath(3))},
+            {"EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")},
+            {"Associators", source},
+            {"References", source}};
+        for (const auto& [operation, object] : requests) {
+            const std::size_t all = properties(operation, object);
+            const bool refused = *row.tagOfSlotNine == '\0' && operation == std::string("GetInstance");
+            EXPECT_EQ(all == 0, refused) << operation;
+            EXPECT_EQ(properties(operation, object + list), row.listsLeftUnread ? all : 0U) << operation;
         }
         // Classes are the manager's own.
-        EXPECT_EQ(properties("Associators", client::className("ObjectName", "QELTA_SystemSlot") +
-                                                client::list("PropertyList", {"NoSuch"})),
-                  0U);
+        EXPECT_EQ(properties("Associators", client::className("ObjectName", "QELTA_SystemSlot") + list), 0U);
         ended(program);
     }
 }
