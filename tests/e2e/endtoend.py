@@ -5,7 +5,6 @@ The server is `cimhost serve`. PCIINFO_SERVER_URL names another one, with PCIINF
 on; see objectmanager.py.
 """
 
-import concurrent.futures
 import os
 import unittest
 
@@ -16,7 +15,6 @@ VIEWS = ("QELTA_SSPCIController", "QELTA_OBDPCIController")
 ASSOCIATIONS = ("QELTA_DeviceInSlot", "QELTA_OnBoardDevice")
 CLASSES = (*FUNCTIONS, *VIEWS, *ASSOCIATIONS, "QELTA_SystemSlot", "QELTA_SystemBoard")
 SAMPLES = ("dell-t440", "dell-r910", "lenovo-90g0")
-CLIENTS = 8
 
 # CIM status codes.
 INVALID_NAMESPACE, INVALID_CLASS, NOT_FOUND, NOT_SUPPORTED, NO_SUCH_PROPERTY, METHOD_NOT_FOUND = 3, 5, 6, 7, 12, 17
@@ -196,32 +194,6 @@ class Namespaces(EndToEnd):
             told = [line for line in answer.out.splitlines() if line.startswith("-Name=")]
             self.assertEqual(sorted(told), ['-Name="interop"', '-Name="root/interop"', f'-Name="{wbem.NAMESPACE}"'])
             self.assertIn('-SystemName="t440.example"', answer.out)
-
-
-class ParallelClients(EndToEnd):
-    """Several clients at once."""
-
-    def test_eight_clients_at_once_get_the_answers_that_one_gets(self):
-        slot = self.objects("QELTA_SystemSlot")[-1]
-        board = self.objects("QELTA_SystemBoard")[0]
-        function = self.objects("QELTA_PCIBridge")[-1]
-        questions = [(operation, class_name, None) for operation, *_ in ENUMERATIONS for class_name in CLASSES]
-        questions += [(operation, None, source) for operation in ("ain", "ai", "rin", "ri", "gi")
-                      for source in (slot, board, function)]
-
-        def answer(question):
-            operation, class_name, source = question
-            told = self.ask(operation, class_name) if source is None else self.ask_about(operation, source)
-            return sorted(told.out.splitlines()), told.err, told.code
-
-        alone = [answer(question) for question in questions]
-        self.assertEqual({(err, code) for _, err, code in alone}, {("", 0)})
-        with concurrent.futures.ThreadPoolExecutor(CLIENTS) as clients:
-            # Each client begins elsewhere, so that different requests meet.
-            shifted = [questions[3 * client:] + questions[:3 * client] for client in range(CLIENTS)]
-            together = list(clients.map(lambda mine: [answer(question) for question in mine], shifted))
-        for client, answers in enumerate(together):
-            self.assertEqual(answers, alone[3 * client:] + alone[:3 * client])
 
 
 if __name__ == "__main__":

@@ -1,5 +1,4 @@
 // The reader of MOF texts, with texts of its own. That it reads ours right is told by schema_test.cpp.
-#include <set>
 #include <string>
 #include <vector>
 
@@ -88,23 +87,6 @@ CLASS T_Base { [kEY, MaxLen (64)] string Name; [ValueMap {"1", "2"}] uint16 Code
     EXPECT_TRUE(link.isAssociation());
     EXPECT_EQ(link.properties[0].type, CMPI_ref);
     EXPECT_EQ(link.properties[1].referenceClass, "T_Own");
-}
-
-TEST(MofReader, KeepsTheDeclarationsOfQualifiers) {
-    const mof::Schema schema = read("Qualifier Q : uint16 = 2, Scope(method, class), Flavor(Restricted);");
-    EXPECT_EQ(schema.qualifiers().size(), 7U);
-    const mof::QualifierDeclaration* declared = schema.findQualifier("q");
-    ASSERT_NE(declared, nullptr);
-    EXPECT_EQ(declared, &schema.qualifiers().back());
-    EXPECT_EQ(declared->name, "Q");
-    EXPECT_EQ(declared->scope, (std::set<std::string>{"CLASS", "METHOD"}));
-    EXPECT_EQ(declared->defaults.value, Texts{"2"});
-    EXPECT_FALSE(declared->defaults.array);
-    EXPECT_FALSE(declared->defaults.toSubclass);
-    EXPECT_EQ(schema.findQualifier("Description")->scope.size(), 7U);  // all that there are
-    EXPECT_EQ(schema.findQualifier("ValueMap")->scope, (std::set<std::string>{"PROPERTY", "METHOD", "PARAMETER"}));
-    EXPECT_EQ(schema.findQualifier("ValueMap")->defaults.value, std::nullopt);
-    EXPECT_EQ(schema.findQualifier("NoSuch"), nullptr);
 }
 
 TEST(MofReader, KnowsWhichClassDerivesFromWhich) {

@@ -43,10 +43,14 @@ class Serve : public testing::Test {
         return line.empty() ? 0 : static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
     }
 
-    static client::Answer ask(std::uint16_t port, const std::string& operation, const std::string& parameters) {
+    static std::string told(std::uint16_t port, const std::string& operation, const std::string& parameters) {
         Connection connection(port);
         connection.send(client::wire(client::post(client::message(operation, parameters), operation)));
-        return client::read(client::bodyOf(connection.receiveResponse()));
+        return client::bodyOf(connection.receiveResponse());
+    }
+
+    static client::Answer ask(std::uint16_t port, const std::string& operation, const std::string& parameters) {
+        return client::read(told(port, operation, parameters));
     }
 
     /** What it said, once it was told to end. */
@@ -72,13 +76,7 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
         const std::uint16_t port = portOf(program);
         const client::Answer functions = ask(port, "AssociatorNames", client::instanceName("ObjectName", slotPath(3)));
         EXPECT_THAT(client::children(functions.result), SizeIs(2));
-        std::vector<std::thread> clients;
-        clients.reserve(6);
-        for (int i = 0; i < 6; ++i)
-            clients.emplace_back([port] {
-                for (int round = 0; round < 3; ++round) EXPECT_EQ(countSlots(port), 3U);
-            });
-        for (std::thread& each : clients) each.join();
+        EXPECT_EQ(countSlots(port), 3U);
         const int process = program.processId();
         program.signal(signal);
         const Outcome outcome = program.end();
@@ -89,6 +87,33 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
                                    std::to_string(process) + "\n");
         EXPECT_THAT(outcome.err, IsEmpty());
     }
+}
+
+TEST_F(Serve, EightClientsAtOnceGetTheAnswersThatOneGets) {
+    RunningCimhost program(arguments());
+    const std::uint16_t port = portOf(program);
+    std::vector<std::pair<const char*, std::string>> questions;
+    for (const char* name : {"QELTA_PCIDevice", "QELTA_SystemSlot", "QELTA_DeviceInSlot", "QELTA_OBDPCIController"})
+        for (const char* operation : {"EnumerateInstanceNames", "EnumerateInstances"})
+            questions.emplace_back(operation, client::className("ClassName", name));
+    for (const auto& source : {slotPath(3), boardPath(), bridgePath(5, 5, 0)})
+        for (const char* operation : {"Associators", "AssociatorNames", "References", "ReferenceNames"})
+            questions.emplace_back(operation, client::instanceName("ObjectName", source));
+    std::vector<std::string> alone;
+    for (const auto& [operation, parameters] : questions) {
+        alone.push_back(told(port, operation, parameters));
+        EXPECT_GT(client::children(client::read(alone.back()).result).size(), 0U) << operation << parameters;
+    }
+    std::vector<std::thread> clients;
+    for (std::size_t client = 0; client < 8; ++client)
+        clients.emplace_back([&, client] {
+            for (std::size_t i = 0; i < questions.size(); ++i) {  // each begins elsewhere, different requests meet
+                const std::size_t at = (i + 3 * client) % questions.size();
+                EXPECT_EQ(told(port, questions[at].first, questions[at].second), alone[at]);
+            }
+        });
+    for (std::thread& each : clients) each.join();
+    ended(program);
 }
 
 TEST_F(Serve, ClientsMeetTheMannersOfTheObjectManager) {
