@@ -19,6 +19,10 @@ struct Token {
     std::string text;  // of a string: its contents
 };
 
+bool isWordCharacter(char c) {
+    return cim::isLetter(c) || cim::isDigit(c);
+}
+
 /** Cuts a text into tokens, without blanks and comments. */
 class Lexer {
  public:
@@ -27,8 +31,8 @@ class Lexer {
     Token next() {
         skipBlanks();
         if (rest_.empty()) return {Kind::end, "the end of the text"};
-        if (cim::isLetter(rest_.front())) return {Kind::word, take(lengthOfWord())};
-        if (cim::isDigit(rest_.front())) return {Kind::number, take(lengthOfNumber())};
+        if (cim::isLetter(rest_.front())) return {Kind::word, takeWhile(isWordCharacter)};
+        if (cim::isDigit(rest_.front())) return {Kind::number, takeWhile(cim::isDigit)};
         if (rest_.front() == '"') return {Kind::string, string()};
         return {Kind::symbol, take(1)};
     }
@@ -55,13 +59,8 @@ class Lexer {
         }
     }
 
-    std::size_t lengthOfWord() const {
-        const auto belongs = [](char c) { return cim::isLetter(c) || cim::isDigit(c); };
-        return static_cast<std::size_t>(std::find_if_not(rest_.begin(), rest_.end(), belongs) - rest_.begin());
-    }
-
-    std::size_t lengthOfNumber() const {
-        return static_cast<std::size_t>(std::find_if_not(rest_.begin(), rest_.end(), cim::isDigit) - rest_.begin());
+    std::string takeWhile(bool (*belongs)(char)) {
+        return take(static_cast<std::size_t>(std::find_if_not(rest_.begin(), rest_.end(), belongs) - rest_.begin()));
     }
 
     std::string string() {
