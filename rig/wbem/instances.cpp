@@ -38,15 +38,9 @@ Response ask(const Operation& operation, const std::string& className,
     return askProvider(operation, request);
 }
 
-/** Whether the provider's object manager asks for the classes below another by itself. */
-bool managerDescends(const Namespace& space) {
-    return space.manager != nullptr && broker::manners::kEnumerationDescends.of(space.manager->manners());
-}
-
 /** The classes to ask for: the class and all below it, those left out that can have no instances. */
 std::vector<std::string> concreteClasses(const Operation& operation, const std::string& name) {
     const mof::Class& top = requireClass(operation, name);
-    if (managerDescends(operation.space)) return {name};
     std::vector<std::string> classes;
     if (!top.isAbstract()) classes.push_back(name);  // as the client spells it
     for (const mof::Class* below : operation.space.schema.subclasses(name, true))

@@ -96,7 +96,7 @@ std::optional<Value> readValue(CMPIType type, const std::string& text) {
 
 std::optional<Value> readNumber(const std::string& text) {
     for (const CMPIType type : std::initializer_list<CMPIType>{CMPI_uint64, CMPI_sint64, CMPI_real64})
-        if (const auto number = readValue(type, text)) return number;
+        if (auto number = readValue(type, text)) return number;
     return std::nullopt;
 }
 

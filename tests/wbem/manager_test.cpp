@@ -201,6 +201,7 @@ TEST_F(Server, AQualifierIsDeclaredWithItsScopeAndDefault) {
     const Answer description = get("Description");
     EXPECT_EQ(scopeOf(description.result.first_child()),
               "CLASS=true ASSOCIATION=true REFERENCE=true PROPERTY=true METHOD=true PARAMETER=true INDICATION=true ");
+    EXPECT_STREQ(description.result.first_child().attribute("TRANSLATABLE").value(), "true");
     EXPECT_FALSE(description.result.first_child().child("VALUE"));
     const Answer in = get("In");
     EXPECT_EQ(scopeOf(in.result.first_child()), "PARAMETER=true ");

@@ -420,6 +420,7 @@ TEST(NumbersInMessages, AreReadInEveryFormThatTheyMayHave) {
         {CMPI_sint16, " -0x8000\n", Value::sint(CMPI_sint16, -32768)},
         {CMPI_sint16, "-32769", std::nullopt},
         {CMPI_sint16, "-+1", std::nullopt},
+        {CMPI_sint16, "+-1", std::nullopt},
         {CMPI_sint64, "-9223372036854775808", Value::sint(CMPI_sint64, std::numeric_limits<std::int64_t>::min())},
         {CMPI_sint64, "9223372036854775808", std::nullopt},
         {CMPI_sint64, "-9223372036854775809", std::nullopt},

@@ -166,6 +166,10 @@ INSTANTIATE_TEST_SUITE_P(
                   "<IPARAMVALUE NAME=\"a\"><VALUE/><VALUE/></IPARAMVALUE></IMETHODCALL>", 400, kInvalid),
         replacing("NamespaceBehindParameters", "<LOCALNAMESPACEPATH>", "<IPARAMVALUE NAME=\"a\"/><LOCALNAMESPACEPATH>",
                   400, kInvalid),
+        replacing("KeyWithoutValue", "</IMETHODCALL>",
+                  "<IPARAMVALUE NAME=\"a\"><INSTANCENAME CLASSNAME=\"a\"><KEYBINDING NAME=\"a\"/></INSTANCENAME>"
+                  "</IPARAMVALUE></IMETHODCALL>",
+                  400, kInvalid),
         replacing("KeysOfTwoKinds", "</IMETHODCALL>",
                   "<IPARAMVALUE NAME=\"a\"><INSTANCENAME CLASSNAME=\"a\"><KEYVALUE/><KEYBINDING NAME=\"a\"><KEYVALUE/>"
                   "</KEYBINDING></INSTANCENAME></IPARAMVALUE></IMETHODCALL>",
