@@ -1,3 +1,4 @@
+// The BMC model: operations on its files, and what faults make of the answers. Held by tests/emulator/bmc_test.cpp.
 #include "emulator/bmc.h"
 
 #include <algorithm>
@@ -21,23 +22,6 @@ constexpr std::uint8_t kNoDefaults = 0x0E;
 
 constexpr std::uint8_t kForWriting = 3;  // access type
 constexpr std::size_t kNameOffset = 12;  // in an open request
-
-struct Operation {
-    std::uint8_t code;
-    Occasion occasion;
-    std::size_t shortest;  // request, in bytes
-};
-
-constexpr Operation kOperations[] = {
-    {1, Occasion::open, 44}, {2, Occasion::read, 14},     {3, Occasion::write, 12}, {4, Occasion::writeDefaults, 8},
-    {5, Occasion::close, 8}, {6, Occasion::querySize, 5}, {7, Occasion::remove, 5},
-};
-
-const Operation* findOperation(std::uint8_t code) {
-    const auto* found = std::find_if(std::begin(kOperations), std::end(kOperations),
-                                     [code](const Operation& operation) { return operation.code == code; });
-    return found == std::end(kOperations) ? nullptr : found;
-}
 
 std::uint16_t get16(const Bytes& bytes, std::size_t offset) {
     return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
@@ -65,23 +49,6 @@ Bytes done() {
     Bytes answer = header(kOk);
     append(answer, 0, 4);
     return answer;
-}
-
-/** What is known of a message before it is carried out: the operation, or the answer that refuses it. */
-struct Parsed {
-    const Operation* operation = nullptr;
-    Bytes refusal;
-};
-
-Parsed parse(const Request& request) {
-    const Bytes& data = request.data;
-    if (request.netfn != Bmc::kNetfn || request.command != Bmc::kCommand) return {nullptr, {kInvalidCommand}};
-    if (data.size() < kHeader) return {nullptr, {kWrongLength}};
-    if (!std::equal(std::begin(kIana), std::end(kIana), data.begin())) return {nullptr, {kInvalidCommand}};
-    const Operation* operation = findOperation(data[kHeader - 1]);
-    if (operation == nullptr) return {nullptr, header(kInvalidCommand)};
-    if (data.size() < operation->shortest) return {nullptr, header(kWrongLength)};
-    return {operation, {}};
 }
 
 bool preventsOperation(const Fault* fault) {
@@ -125,28 +92,47 @@ void Bmc::putDefaults(const std::string& name, Bytes content) {
     defaults_[name] = std::move(content);
 }
 
-void Bmc::removeFile(const std::string& name) {
-    files_.erase(name);
-}
-
 std::optional<Bytes> Bmc::file(const std::string& name) const {
     const auto found = files_.find(name);
     if (found == files_.end()) return std::nullopt;
     return found->second;
 }
 
+const Bmc::Operation* Bmc::operationOf(std::uint8_t code) {
+    static constexpr Operation kOperations[] = {
+        {1, Occasion::open, 44, &Bmc::open},    {2, Occasion::read, 14, &Bmc::read},
+        {3, Occasion::write, 12, &Bmc::write},  {4, Occasion::writeDefaults, 8, &Bmc::writeDefaults},
+        {5, Occasion::close, 8, &Bmc::close},   {6, Occasion::querySize, 5, &Bmc::querySize},
+        {7, Occasion::remove, 5, &Bmc::remove},
+    };
+    const auto* found = std::find_if(std::begin(kOperations), std::end(kOperations),
+                                     [code](const Operation& operation) { return operation.code == code; });
+    return found == std::end(kOperations) ? nullptr : found;
+}
+
+const Bmc::Operation* Bmc::parse(const Request& request, Bytes& refusal) {
+    const Bytes& data = request.data;
+    refusal = {kInvalidCommand};
+    if (request.netfn != kNetfn || request.command != kCommand) return nullptr;
+    if (data.size() < kHeader) refusal = {kWrongLength};
+    if (data.size() < kHeader || !std::equal(std::begin(kIana), std::end(kIana), data.begin())) return nullptr;
+    const Operation* operation = operationOf(data[kHeader - 1]);
+    const bool tooShort = operation != nullptr && data.size() < operation->shortest;
+    refusal = header(tooShort ? kWrongLength : kInvalidCommand);
+    return tooShort ? nullptr : operation;
+}
+
 Answer Bmc::answer(const Request& request) {
-    const Parsed parsed = parse(request);
-    const std::vector<const Fault*> faults = parsed.operation != nullptr
-                                                 ? faultsDue({Occasion::any, parsed.operation->occasion})
-                                                 : faultsDue({Occasion::any});
     Answer answer;
+    const Operation* operation = parse(request, answer.data);
+    const std::vector<const Fault*> faults =
+        operation != nullptr ? faultsDue({Occasion::any, operation->occasion}) : faultsDue({Occasion::any});
     answer.netfn = static_cast<std::uint8_t>(request.netfn | 1);
     answer.command = request.command;
-    if (parsed.operation == nullptr)
-        answer.data = parsed.refusal;
-    else if (std::none_of(faults.begin(), faults.end(), preventsOperation))
-        answer.data = perform(parsed.operation->occasion, request.data);
+    if (operation != nullptr) {
+        const bool prevented = std::any_of(faults.begin(), faults.end(), preventsOperation);
+        answer.data = prevented ? Bytes() : (this->*operation->perform)(request.data);
+    }
     for (const Fault* fault : faults) apply(*fault, answer);
     return answer;
 }
@@ -166,29 +152,6 @@ std::vector<const Fault*> Bmc::faultsDue(std::initializer_list<Occasion> occasio
         if (scripted.seen >= fault.from && !over) due.push_back(&fault);
     }
     return due;
-}
-
-Bytes Bmc::perform(Occasion operation, const Bytes& request) {
-    switch (operation) {
-        case Occasion::open:
-            return open(request);
-        case Occasion::read:
-            return read(request);
-        case Occasion::write:
-            return write(request);
-        case Occasion::writeDefaults:
-            return writeDefaults(request);
-        case Occasion::close:
-            return close(request);
-        case Occasion::querySize:
-            return querySize(request);
-        case Occasion::remove:
-            return remove(request);
-        case Occasion::any:
-        case Occasion::deviceOpen:
-            break;
-    }
-    return header(kInvalidCommand);
 }
 
 Bytes Bmc::open(const Bytes& request) {
@@ -261,7 +224,7 @@ Bytes Bmc::close(const Bytes& request) {
     return open_.erase(get32(request, kHeader)) == 0 ? header(kAccessDenied) : done();
 }
 
-Bytes Bmc::querySize(const Bytes& request) const {
+Bytes Bmc::querySize(const Bytes& request) {
     const auto found = files_.find(nameAt(request, kHeader));
     if (found == files_.end()) return header(kReadFailed);
     Bytes answer = header(kOk);

@@ -44,7 +44,7 @@ enum class Occasion { open, read, write, writeDefaults, close, querySize, remove
  * One line of the fault script: from the `from`-th occasion on (counted from 1), `times` times (0: for ever), the
  * answer that the model would give is changed by every member that is set: first its data (completionCode, countField,
  * data, length, in this order), then the rest. An operation that is refused, timed out or cut off by the device's
- * vanishing is not carried out; behind every other fault it is. Several faults may meet one message; they apply in the
+ * vanishing is not carried out; with every other fault it is. Several faults may meet one message; they apply in the
  * order in which they were added, and each counts its own occasions.
  */
 struct Fault {
@@ -52,7 +52,7 @@ struct Fault {
     unsigned from = 1;
     unsigned times = 1;
 
-    std::optional<std::uint8_t> completionCode;  // the operation is refused: this code, nothing behind the header
+    std::optional<std::uint8_t> completionCode;  // the operation is refused: this code, nothing after the header
     std::optional<std::size_t> length;           // the answer is cut or zero-extended to so many bytes
     std::optional<std::uint8_t> netfn;
     std::optional<std::uint8_t> command;
@@ -70,14 +70,14 @@ struct Fault {
 
 /**
  * A BMC with a data store, as a model: requests in, answers out. It makes no system call, reads no clock and takes no
- * lock; whoever puts it behind a device or a socket serialises the calls and does the waiting.
+ * lock; whoever lets it answer for a device or a socket serialises the calls and does the waiting.
  *
  * The data store answers network function 2Eh, command 90h with the enterprise number D9 7E 00: open, read, write,
  * write defaults, close, query size and delete, on any number of named files. Everything else is refused with
  * completion code C1h, a request that is too short for its operation with C7h.
  *
  * A file is a fixed area of 64 KiB of which the content fills the beginning: a read delivers all the bytes that it
- * wants, zeros behind the content, up to the end of the area; there and beyond, it is answered with A0h. See
+ * wants, zeros after the content, up to the end of the area; there and beyond, it is answered with A0h. See
  * setEndOfFile for stores that end where the content ends.
  *
  * An answer starts with the completion code and the enterprise number, a refusal has nothing else. Open goes on with
@@ -95,7 +95,6 @@ class Bmc {
 
     void putFile(const std::string& name, Bytes content);
     void putDefaults(const std::string& name, Bytes content);  // what "write defaults" puts back
-    void removeFile(const std::string& name);
     std::optional<Bytes> file(const std::string& name) const;
 
     /** Reads that ask for more bytes are refused; 0: no limit. */
@@ -127,14 +126,24 @@ class Bmc {
         unsigned seen = 0;
     };
 
+    /** One of the data store's operations, by its code in the request. */
+    struct Operation {
+        std::uint8_t code;
+        Occasion occasion;
+        std::size_t shortest;  // request, in bytes
+        Bytes (Bmc::*perform)(const Bytes& request);
+    };
+
+    static const Operation* operationOf(std::uint8_t code);
+    /** What a request asks for; null, with the answer's data in `refusal`, where it is refused. */
+    static const Operation* parse(const Request& request, Bytes& refusal);
     std::vector<const Fault*> faultsDue(std::initializer_list<Occasion> occasions);
-    Bytes perform(Occasion operation, const Bytes& request);
     Bytes open(const Bytes& request);
     Bytes read(const Bytes& request);
     Bytes write(const Bytes& request);
     Bytes writeDefaults(const Bytes& request);
     Bytes close(const Bytes& request);
-    Bytes querySize(const Bytes& request) const;
+    Bytes querySize(const Bytes& request);
     Bytes remove(const Bytes& request);
     /** The open file that the request's handle stands for; null when there is none, or its file was deleted. */
     const OpenFile* openFile(const Bytes& request) const;

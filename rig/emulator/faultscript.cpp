@@ -1,3 +1,4 @@
+// The reader of fault scripts and of the folder bmc/ of a host directory. Held by tests/emulator/faultscript_test.cpp.
 #include "emulator/faultscript.h"
 
 #include <fmt/format.h>
@@ -47,31 +48,6 @@ std::uint64_t hexadecimal(const std::string& text, const std::string& key) {
     return number;
 }
 
-template <class Number>
-Number number(const json& value, const std::string& key) {
-    std::uint64_t result = 0;
-    if (value.is_string())
-        result = hexadecimal(value.get<std::string>(), key);
-    else if (value.is_number_unsigned())
-        result = value.get<std::uint64_t>();
-    else
-        fail(key, "must be a number from 0 on");
-    if (result > static_cast<std::uint64_t>(std::numeric_limits<Number>::max())) fail(key, "number too large");
-    return static_cast<Number>(result);
-}
-
-bool boolean(const json& value, const std::string& key) {
-    if (!value.is_boolean()) fail(key, "must be true or false");
-    return value.get<bool>();
-}
-
-Bytes byteArray(const json& value, const std::string& key) {
-    if (!value.is_array()) fail(key, "must be an array of bytes");
-    Bytes bytes;
-    for (const json& element : value) bytes.push_back(number<std::uint8_t>(element, key));
-    return bytes;
-}
-
 Occasion occasion(const json& value, const std::string& key) {
     static const std::map<std::string, Occasion> kOccasions = {
         {"open", Occasion::open},
@@ -89,36 +65,46 @@ Occasion occasion(const json& value, const std::string& key) {
     return found->second;
 }
 
-template <class Number, std::enable_if_t<std::is_unsigned_v<Number>, int> = 0>
+std::uint64_t number(const json& value, const std::string& key) {
+    if (value.is_string()) return hexadecimal(value.get<std::string>(), key);
+    if (!value.is_number_unsigned()) fail(key, "must be a number from 0 on");
+    return value.get<std::uint64_t>();
+}
+
+template <typename Number>
 void assign(Number& to, const json& value, const std::string& key) {
-    to = number<Number>(value, key);
+    const std::uint64_t given = number(value, key);
+    if (given > static_cast<std::uint64_t>(std::numeric_limits<Number>::max())) fail(key, "number too large");
+    to = static_cast<Number>(given);
 }
 void assign(bool& to, const json& value, const std::string& key) {
-    to = boolean(value, key);
+    if (!value.is_boolean()) fail(key, "must be true or false");
+    to = value.get<bool>();
 }
 void assign(Occasion& to, const json& value, const std::string& key) {
     to = occasion(value, key);
 }
-void assign(std::optional<Bytes>& to, const json& value, const std::string& key) {
-    to = byteArray(value, key);
+void assign(Bytes& to, const json& value, const std::string& key) {
+    if (!value.is_array()) fail(key, "must be an array of bytes");
+    for (const json& element : value) assign(to.emplace_back(), element, key);
 }
-template <class Number>
-void assign(std::optional<Number>& to, const json& value, const std::string& key) {
-    to = number<Number>(value, key);
+template <typename Value>
+void assign(std::optional<Value>& to, const json& value, const std::string& key) {
+    assign(to.emplace(), value, key);
 }
 
 /** What one key of an object of type Target does with its value. */
-template <class Target>
+template <typename Target>
 using Setter = std::function<void(Target&, const json& value, const std::string& key)>;
 
-template <class Target, class Member>
+template <typename Target, typename Member>
 Setter<Target> member(Member Target::*pointer) {
     return
         [pointer](Target& target, const json& value, const std::string& key) { assign(target.*pointer, value, key); };
 }
 
 /** `place`: the object's own key in front of its members' keys, empty at the top. */
-template <class Target>
+template <typename Target>
 Target readObject(const json& object, const std::map<std::string, Setter<Target>>& setters, const std::string& place) {
     if (!object.is_object()) fail(place.empty() ? "top level" : place, "must be an object");
     Target target;
@@ -164,7 +150,7 @@ void readFaults(FaultScript& script, const json& value, const std::string& key) 
         script.faults.push_back(readFault(object, fmt::format("{}[{}]", key, script.faults.size())));
 }
 
-template <class Put>
+template <typename Put>
 void eachFile(const fs::path& folder, const Put& put) {
     if (!fs::is_directory(folder)) return;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder))

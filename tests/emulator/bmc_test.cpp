@@ -188,9 +188,6 @@ TEST_F(BmcTest, SeveralFilesKeepApart) {
     const std::uint32_t other = openForReading("other");
     EXPECT_EQ(ask(datastore::read(other, 0, 2)), Bytes({0x00, 0xD9, 0x7E, 0x00, 2, 0, 7, 8}));
     EXPECT_EQ(ask(datastore::read(smbios, 0, 2)), Bytes({0x00, 0xD9, 0x7E, 0x00, 2, 0, '_', 'S'}));
-    bmc.removeFile("other");
-    EXPECT_EQ(bmc.file("other"), std::nullopt);
-    EXPECT_NE(bmc.file("smbios-table"), std::nullopt);
 }
 
 TEST_F(BmcTest, AFileIsCutToItsArea) {
