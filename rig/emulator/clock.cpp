@@ -1,3 +1,4 @@
+// The emulated clock, and the waits that move it on. Held by tests/emulator/device_test.cpp.
 #include "emulator/clock.h"
 
 #include <fcntl.h>
@@ -15,7 +16,6 @@
 #include <string>
 #include <system_error>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "emulator/mutex.h"
@@ -33,7 +33,7 @@ constexpr Duration kPause = std::chrono::milliseconds(1);  // between looks at t
 std::atomic<std::int64_t> aheadNs{0};
 std::atomic<unsigned> resets{0};
 
-/** Guards the list of waits. Both are constant-initialised: the thread sanitizer sees no guard inside of our poll(). */
+/** Guards the list of waits. Neither is local: the thread sanitizer does not see a local one's guard in our poll(). */
 Mutex waitsMutex;
 
 /** Locks the list without ever sleeping for it: a thread that is about to wait must not look like one at rest. */
@@ -46,42 +46,32 @@ std::unique_lock<Mutex> lockWaits() {
     return lock;
 }
 
-/** A thread's wait, on the list of all from its beginning to its end. */
+class Waiting;
+
+/** Every wait from its beginning to its end. Never destroyed: waits come until the very end of the process. */
+std::map<pid_t, const Waiting*>& waits = *new std::map<pid_t, const Waiting*>;
+
+/** A thread's wait, on the list of all. */
 class Waiting {
  public:
     explicit Waiting(Duration duration) : end_(now() + duration) {
         const auto lock = lockWaits();
-        next_ = std::exchange(first, this);
+        waits[gettid()] = this;
     }
     ~Waiting() {
         const auto lock = lockWaits();
-        Waiting** place = &first;
-        while (*place != this) place = &(*place)->next_;
-        *place = next_;
+        waits.erase(gettid());
     }
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
-
-    /** The wait of a thread, or null. The list is locked. */
-    static const Waiting* of(pid_t thread) {
-        const Waiting* wait = first;
-        while (wait != nullptr && wait->thread_ != thread) wait = wait->next_;
-        return wait;
-    }
 
     Duration end() const { return end_; }
     bool over() const { return now() >= end_ || resets != resets_; }
 
  private:
-    static Waiting* first;
-
-    const pid_t thread_ = gettid();
     const Duration end_;
     const unsigned resets_ = resets;
-    Waiting* next_ = nullptr;
 };
-
-Waiting* Waiting::first = nullptr;
 
 /** Every thread of the process but the calling one; none where the kernel does not tell. */
 std::vector<pid_t> otherThreads() {
@@ -98,7 +88,7 @@ std::vector<pid_t> otherThreads() {
 std::string statusOf(pid_t thread) {
     const std::string path = std::string(kThreads) + "/" + std::to_string(thread) + "/status";
     std::string text(4096, '\0');
-    const int file = real::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = real::openat(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) return "";
     const ssize_t length = read(file, text.data(), text.size());
     real::close(file);
@@ -106,20 +96,14 @@ std::string statusOf(pid_t thread) {
     return text;
 }
 
-/** What stands behind a name in a thread's status. */
-std::string field(const std::string& status, const std::string& name) {
-    const std::size_t line = status.find("\n" + name + ":\t");
-    if (line == std::string::npos) return "";
-    const std::size_t begin = line + name.size() + 3;
-    return status.substr(begin, status.find('\n', begin) - begin);
-}
-
 /** How often a thread that is asleep, or gone, has run; nothing for one that runs, may run, or waits for a disk. */
 std::optional<std::string> timesRun(pid_t thread) {
     const std::string status = statusOf(thread);
     if (status.empty()) return "";
-    if (std::string("SIZX").find(field(status, "State").substr(0, 1)) == std::string::npos) return std::nullopt;
-    return field(status, "voluntary_ctxt_switches") + " " + field(status, "nonvoluntary_ctxt_switches");
+    const std::string name = "\nState:\t";
+    const char state = status.at(status.find(name) + name.size());
+    if (std::string("SIZX").find(state) == std::string::npos) return std::nullopt;
+    return status.substr(status.find("voluntary_ctxt_switches"));  // and the involuntary ones, at the end
 }
 
 /**
@@ -130,9 +114,9 @@ std::optional<Duration> firstEnd(Duration own, std::map<pid_t, std::string>& oth
     others.clear();
     Duration first = own;
     for (const pid_t thread : otherThreads()) {
-        if (const Waiting* wait = Waiting::of(thread); wait != nullptr) {
-            if (wait->over()) return std::nullopt;
-            first = std::min(first, wait->end());
+        if (const auto wait = waits.find(thread); wait != waits.end()) {
+            if (wait->second->over()) return std::nullopt;
+            first = std::min(first, wait->second->end());
         } else if (const auto times = timesRun(thread)) {
             others[thread] = *times;
         } else {

@@ -1,3 +1,4 @@
+// The emulated IPMI device, and the machine's own one. Held by tests/emulator/device_test.cpp.
 #include "emulator/device.h"
 
 #include <algorithm>
@@ -41,6 +42,11 @@ Request toRequest(const ipmi_msg& message) {
     return request;
 }
 
+int failed(int error) {
+    errno = error;
+    return -1;
+}
+
 /** Puts a message into the record as far as it has room. */
 void fill(ipmi_recv& record, const Answer& answer, long msgid) {
     ipmi_system_interface_addr address{};
@@ -78,17 +84,8 @@ Reception MachineSession::receive(ipmi_recv& record, bool truncate) {
     return reception;
 }
 
-Wait MachineSession::wait(short events, int timeoutMs) {
-    pollfd item{descriptor_, events, 0};
-    Wait wait;
-    wait.ready = real::poll(&item, nfds_t{1}, timeoutMs);
-    if (wait.ready < 0) wait.error = errno;
-    wait.revents = item.revents;
-    return wait;
-}
-
-int MachineSession::control(unsigned long request, void* argument) {
-    return real::ioctl(descriptor_, request, argument);
+int MachineSession::poll(pollfd& item, int timeoutMs) {
+    return real::poll(&item, nfds_t{1}, timeoutMs);
 }
 
 class EmulatedDevice::Session : public DeviceSession {
@@ -101,9 +98,7 @@ class EmulatedDevice::Session : public DeviceSession {
 
     int send(const ipmi_req& request) override;
     Reception receive(ipmi_recv& record, bool truncate) override;
-    Wait wait(short events, int timeoutMs) override;
-    clock::Duration arrival(short events) override;
-    int control(unsigned long, void*) override;
+    int poll(pollfd& item, int timeoutMs) override;
 
  private:
     bool gone() const { return generation_ != device_->generation_; }
@@ -167,34 +162,26 @@ int EmulatedDevice::Session::obstacle(const ipmi_recv& record, bool truncate) {
     return answer.data.size() > record.msg.data_len && !truncate ? EMSGSIZE : 0;
 }
 
-Wait EmulatedDevice::Session::wait(short events, int timeoutMs) {
+int EmulatedDevice::Session::poll(pollfd& item, int timeoutMs) {
     using clock::kNever;
     std::unique_lock<Mutex> lock(device_->mutex_);
-    if (gone()) return {1, POLLERR | POLLHUP, 0};
-    if (pollErrno_ != 0) return {-1, 0, std::exchange(pollErrno_, 0)};
+    item.revents = gone() ? POLLERR | POLLHUP : 0;
+    if (gone()) return 1;
+    if (pollErrno_ != 0) return failed(std::exchange(pollErrno_, 0));
 
     const clock::Duration now = clock::now();
-    const bool coming = (events & POLLIN) != 0 && !arrived_.empty();
+    const bool coming = (item.events & POLLIN) != 0 && !arrived_.empty();
     const clock::Duration ready = coming ? std::max(arrived_.front().readyAt, now) : kNever;
     const clock::Duration deadline = timeoutMs < 0 ? kNever : now + milliseconds(timeoutMs);
     if (coming && ready <= deadline) {
         device_->passTime(ready - now, lock);
-        return {1, POLLIN, 0};
+        item.revents = POLLIN;
+        return 1;
     }
-    if (deadline == kNever) return {-1, 0, EINTR};  // a wait without end, for nothing: better an error than to hang
+    if (deadline == kNever) return failed(EINTR);  // a wait without end, for nothing: better an error than to hang
     device_->exchanging_ = {};
     device_->passTime(deadline - now, lock);
-    return {0, 0, 0};
-}
-
-clock::Duration EmulatedDevice::Session::arrival(short events) {
-    const std::lock_guard<Mutex> lock(device_->mutex_);
-    return (events & POLLIN) != 0 && !arrived_.empty() ? arrived_.front().readyAt : clock::kNever;
-}
-
-int EmulatedDevice::Session::control(unsigned long, void*) {
-    errno = ENOTTY;
-    return -1;
+    return 0;
 }
 
 void EmulatedDevice::remove(bool removed) {
@@ -223,7 +210,7 @@ void EmulatedDevice::noteExchange() {
     if (exchanging_ != std::thread::id() && exchanging_ != std::this_thread::get_id()) ++interleaved_;
 }
 
-/** Lets a wait take its time with the device unlocked, on the emulated clock or in earnest. */
+/** Lets a wait take its time with the device unlocked, on the emulated clock or really. */
 void EmulatedDevice::passTime(clock::Duration duration, std::unique_lock<Mutex>& lock) const {
     lock.unlock();
     if (realWaits_)

@@ -2,6 +2,7 @@
 #define PCIINFO_EMULATOR_DEVICE_H
 
 #include <linux/ipmi.h>
+#include <poll.h>
 
 #include <atomic>
 #include <deque>
@@ -22,14 +23,7 @@ struct Reception {
     std::optional<Answer> message;
 };
 
-/** What a poll() on one descriptor comes to: ready is its result, error the errno value behind a -1. */
-struct Wait {
-    int ready = 0;
-    short revents = 0;
-    int error = 0;
-};
-
-/** One open descriptor of an IPMI device, as the driver serves it. Error results are errno values, 0 is success. */
+/** One open descriptor of an IPMI device, as the driver serves it. Results are errno values, 0 is success. */
 class DeviceSession {
  public:
     DeviceSession() = default;
@@ -40,11 +34,8 @@ class DeviceSession {
     virtual int send(const ipmi_req& request) = 0;
     /** truncate: IPMICTL_RECEIVE_MSG_TRUNC instead of IPMICTL_RECEIVE_MSG. */
     virtual Reception receive(ipmi_recv& record, bool truncate) = 0;
-    virtual Wait wait(short events, int timeoutMs) = 0;
-    /** When a wait for `events` will find some, on the emulated clock; clock::kNever where nothing is coming. */
-    virtual clock::Duration arrival(short events) = 0;
-    /** Any other ioctl: its result, with errno set. */
-    virtual int control(unsigned long request, void* argument) = 0;
+    /** As poll() on the descriptor alone. */
+    virtual int poll(pollfd& item, int timeoutMs) = 0;
 };
 
 /** A descriptor of the machine's own device: everything is passed on. */
@@ -54,9 +45,7 @@ class MachineSession : public DeviceSession {
 
     int send(const ipmi_req& request) override;
     Reception receive(ipmi_recv& record, bool truncate) override;
-    Wait wait(short events, int timeoutMs) override;
-    clock::Duration arrival(short) override { return clock::kNever; }
-    int control(unsigned long request, void* argument) override;
+    int poll(pollfd& item, int timeoutMs) override;
 
  private:
     int descriptor_;

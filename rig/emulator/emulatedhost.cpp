@@ -1,19 +1,21 @@
+// The face of the emulated host: its settings, and the events that it kept. Held by tests/emulator/host_test.cpp and
+// device_test.cpp.
 #include "emulator/emulatedhost.h"
+
+#include <utility>
 
 #include "emulator/host.h"
 
 namespace emulator {
 
-struct EmulatedHost::State : Host {
-    using Host::Host;
-};
+using Lock = std::lock_guard<Mutex>;
 
-EmulatedHost::EmulatedHost(const std::string& directory) : state_(std::make_shared<State>(directory)) {
-    Host::activate(state_);
+EmulatedHost::EmulatedHost(const std::string& directory) : host_(std::make_shared<Host>(directory)) {
+    Host::activate(host_);
 }
 
-EmulatedHost::EmulatedHost() : state_(std::make_shared<State>()) {
-    Host::activate(state_);
+EmulatedHost::EmulatedHost() : host_(std::make_shared<Host>()) {
+    Host::activate(host_);
 }
 
 EmulatedHost::~EmulatedHost() {
@@ -21,51 +23,60 @@ EmulatedHost::~EmulatedHost() {
 }
 
 Bmc& EmulatedHost::bmc() {
-    return state_->bmc();
+    return host_->device_->bmc();
 }
 
 void EmulatedHost::setHostName(const std::string& name) {
-    state_->setHostName(name);
+    const Lock lock(host_->mutex_);
+    host_->hostName_ = name;
 }
 
 void EmulatedHost::failHostName(bool fails) {
-    state_->failHostName(fails);
+    const Lock lock(host_->mutex_);
+    host_->hostNameFails_ = fails;
 }
 
 void EmulatedHost::useSecondDevice(bool second) {
-    state_->useSecondDevice(second);
+    const Lock lock(host_->mutex_);
+    host_->secondDevice_ = second;
 }
 
 void EmulatedHost::removeDevice(bool removed) {
-    state_->device().remove(removed);
+    host_->device_->remove(removed);
 }
 
 void EmulatedHost::setRealWaits(bool real) {
-    state_->device().setRealWaits(real);
+    host_->device_->setRealWaits(real);
 }
 
 void EmulatedHost::setCatalogue(const std::string& directory) {
-    state_->setCatalogue(directory);
+    const Lock lock(host_->mutex_);
+    host_->catalogue_ = directory;
 }
 
 void EmulatedHost::onEvent(std::function<void(const Event&)> listener) {
-    state_->onEvent(std::move(listener));
+    const Lock lock(host_->mutex_);
+    host_->listener_ = std::make_shared<const Host::Listener>(std::move(listener));
 }
 
 void EmulatedHost::onFileOpen(std::function<void(const std::string&)> hook) {
-    state_->onFileOpen(std::move(hook));
+    const Lock lock(host_->mutex_);
+    host_->hook_ = std::make_shared<const Host::Hook>(std::move(hook));
 }
 
 std::vector<Event> EmulatedHost::events() const {
-    return state_->events();
+    const Lock lock(host_->mutex_);
+    return host_->events_;
 }
 
 void EmulatedHost::clearEvents() {
-    state_->clearEvents();
+    const Lock lock(host_->mutex_);
+    host_->events_.clear();
 }
 
 void EmulatedHost::keepEvents(bool keep) {
-    state_->keepEvents(keep);
+    const Lock lock(host_->mutex_);
+    host_->keepEvents_ = keep;
 }
 
 std::vector<std::string> EmulatedHost::logTexts() const {
@@ -75,11 +86,12 @@ std::vector<std::string> EmulatedHost::logTexts() const {
 }
 
 unsigned EmulatedHost::interleavedExchanges() const {
-    return state_->device().interleavedExchanges();
+    return host_->device_->interleavedExchanges();
 }
 
 std::size_t EmulatedHost::openFiles() const {
-    return state_->openFiles();
+    const Lock lock(host_->mutex_);
+    return host_->streams_.size() + host_->sessions_.size();
 }
 
 }  // namespace emulator

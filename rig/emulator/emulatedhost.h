@@ -12,6 +12,8 @@
 
 namespace emulator {
 
+class Host;
+
 /** One syslog call: priority as given (3 is LOG_ERR), text as formatted, without a line end. */
 struct LogLine {
     int priority = 0;
@@ -64,16 +66,18 @@ struct Received {
 };
 
 /**
- * Receive calls that failed with `error` (an errno value), `count` of them in a row with nothing between. The listener
- * hears of the first one only.
+ * Receive calls that failed with `error` (an errno value), `count` of them in a row with no other event between. The
+ * listener hears of the first one only.
  */
 struct ReceiveFailed {
     int error = 0;
     unsigned count = 1;
 };
 
-/** A poll() on the device, or on no device after the thread's attempt to open it failed. ready: 1 something to receive,
- * 0 time-out, -1 error. */
+/**
+ * A poll() on the device, or on descriptor -1 after the thread's attempt to open it failed. ready: 1 something to
+ * receive, 0 time-out, -1 error.
+ */
 struct Waited {
     int timeoutMs = 0;
     short events = 0;
@@ -88,38 +92,37 @@ std::string describe(const Event& event);
 
 /**
  * An emulated host under code that knows nothing of it. While an object of this class lives, the calls of the process
- * (fopen, stat, open, opendir, ioctl, poll, select, dup, close, gethostname, syslog, clock_gettime and their kin) are
- * answered as on that host:
+ * (fopen, stat, open, opendir, ioctl, poll, close, gethostname, syslog, clock_gettime and their kin) are answered as on
+ * that host:
  *
  *  - /proc/bus/pci/... and /etc/vmware/..., files and directories, are looked up below the host's directory;
- *  - /dev/ipmi0 (and /dev/ipmidev/0, see useSecondDevice) is an IPMI device with a Bmc behind it, whose data store
+ *  - /dev/ipmi0 (and /dev/ipmidev/0, see useSecondDevice) is an IPMI device that a Bmc answers for. Its data store
  *    holds every file of the directory's bmc/ folder; the fault script is bmc/faults.json;
  *  - gethostname answers the first line of the file `hostname`, else the directory's own name;
  *  - syslog lines are recorded and go nowhere else.
  *
  * Everything else reaches the machine. Waits are virtual unless setRealWaits says otherwise: they are recorded and move
- * the emulated CLOCK_MONOTONIC on, nobody sleeps through them. Waits of several threads at the same time overlap as
+ * the emulated CLOCK_MONOTONIC on, no thread sleeps through them. Waits of several threads at the same time overlap as
  * real ones do (emulator/clock.h says how). Every receive call that fails moves it on by 1 ms, so that code which
  * repeats such calls for a certain time gets to its end at once. The clock goes back to the machine's with the object;
  * waits of the kernel for a point in time (condition variables, futures) know only the machine's clock.
  * At most one object lives at a time (std::logic_error). All members may be called from any thread.
  *
- * The device's descriptors can be polled and selected together with others, which a virtual wait looks at but does not
- * wait for, unless it has no end. They cannot be had with epoll or O_ASYNC: that fails with ENOTSUP and a line on the
- * standard error. Paths are known by their beginning only: those that go through `..`, through a symbolic link or from
- * an ordinary directory's descriptor reach the machine, as do system calls made without the C library.
+ * A descriptor of the device can be polled by itself, no more: poll of several, ppoll, select, epoll, O_ASYNC, dup and
+ * their kin fail for it with ENOTSUP and a line on the standard error. It knows of close() alone, not of close_range()
+ * or a stream's fclose(). Paths are known by their beginning only: those that go through `..`, through a symbolic link
+ * or from an ordinary directory's descriptor reach the machine, as do scandir() and system calls made without the C
+ * library.
  *
  * A device that vanished, or was removed, is gone for the descriptors that are open on it: poll reports POLLERR and
  * POLLHUP, send and receive fail with ENODEV. Closing and opening again finds it back unless it is still removed.
  *
- * Preloaded into a foreign process, the library makes such an object by itself from the environment: EMULATED_HOST is
- * the directory, EMULATED_HOST_TRACE a file to which every event is appended as it happens (one line each), and
- * EMULATED_HOST_WAITS says `real` or `virtual`. No events are kept then, so that the process can live as long as it
- * likes.
+ * Preloaded into a foreign process, the library makes such an object by itself from the environment, as
+ * docs/host-directory.md says. It keeps no events, so that the process can live as long as it likes.
  */
 class EmulatedHost {
  public:
-    /** Throws std::runtime_error when the directory does not exist or its fault script is no good. */
+    /** Throws std::runtime_error when the directory does not exist or its fault script is wrong. */
     explicit EmulatedHost(const std::string& directory);
     /**
      * This machine as it is: nothing is redirected, waits are real and syslog lines reach the log, but events are
@@ -130,7 +133,7 @@ class EmulatedHost {
     EmulatedHost(const EmulatedHost&) = delete;
     EmulatedHost& operator=(const EmulatedHost&) = delete;
 
-    /** The model behind the device. The caller sees to it that no request runs meanwhile. */
+    /** The model that answers for the device. The caller sees to it that no request runs meanwhile. */
     Bmc& bmc();
 
     void setHostName(const std::string& name);
@@ -156,11 +159,11 @@ class EmulatedHost {
     /** All of them since the start or the last clearEvents(), or the last one only, see keepEvents. */
     std::vector<Event> events() const;
     void clearEvents();
-    /** false: no event but the last is kept, for a host that lives long and whose events nobody asks for. */
+    /** false: only the last event is kept, for a host that lives long and is not asked for its events. */
     void keepEvents(bool keep);
 
     /** The events of one kind, in order. */
-    template <class Kind>
+    template <typename Kind>
     std::vector<Kind> eventsOf() const {
         std::vector<Kind> chosen;
         for (const Event& event : events())
@@ -176,8 +179,7 @@ class EmulatedHost {
     std::size_t openFiles() const;
 
  private:
-    struct State;
-    std::shared_ptr<State> state_;
+    const std::shared_ptr<Host> host_;
 };
 
 }  // namespace emulator

@@ -1,3 +1,5 @@
+// The host that answers the calls of this process. tests/emulator/host_test.cpp (files, names, log) and device_test.cpp
+// (the device) hold it.
 #include "emulator/host.h"
 
 #include <sys/epoll.h>
@@ -6,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -50,6 +53,18 @@ Registry& registry() {
     static auto* instance = new Registry;
     return *instance;
 }
+
+/** Keeps errno as it is over whatever a scope does. */
+class ErrnoKeeper {
+ public:
+    ErrnoKeeper() : kept_(errno) {}
+    ~ErrnoKeeper() { errno = kept_; }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+ private:
+    const int kept_;
+};
 
 /** While a listener runs: what it does itself is not the emulated host's business. */
 class ListenerScope {
@@ -108,28 +123,18 @@ int toResult(int error) {
     return -1;
 }
 
-// The analyzer takes a va_list that was handed over for one that was never started.
-// NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+/** A log line as it is read, without its line end. */
 std::string formatted(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    if (length < 0) return format;
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    text.pop_back();
+    char* made = nullptr;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by the caller
+    if (vasprintf(&made, format, arguments) < 0) return format;
+    const std::unique_ptr<char, decltype(&std::free)> owner(made, std::free);
+    std::string text = made;
     if (!text.empty() && text.back() == '\n') text.pop_back();
     return text;
 }
-// NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 }  // namespace
-
-ErrnoKeeper::ErrnoKeeper() : kept_(errno) {}
-ErrnoKeeper::~ErrnoKeeper() {
-    errno = kept_;
-}
 
 Host::Host() : device_(std::make_shared<EmulatedDevice>()) {
     device_->setRealWaits(true);
@@ -139,7 +144,7 @@ Host::Host(const std::string& directory)
     : directory_(existingDirectory(directory)),
       device_(std::make_shared<EmulatedDevice>()),
       hostName_(hostNameOf(directory_)) {
-    loadDataStore(bmc(), directory_ + "/bmc");
+    loadDataStore(device_->bmc(), directory_ + "/bmc");
 }
 
 void Host::activate(const std::shared_ptr<Host>& host) {
@@ -152,7 +157,7 @@ void Host::activate(const std::shared_ptr<Host>& host) {
 
 void Host::deactivate() {
     Registry& all = registry();
-    std::shared_ptr<Host> last;  // goes away behind the lock
+    std::shared_ptr<Host> last;  // goes away after the lock
     const std::lock_guard<Mutex> lock(all.mutex);
     activeSerial.store(0);
     for (std::atomic<bool>& mark : sessionMarks) mark.store(false);
@@ -168,28 +173,28 @@ std::shared_ptr<Host> Host::active() {
     return all.host;
 }
 
-bool Host::covers(const char* path) {
-    return activeSerial.load() != 0 && path != nullptr && (isBelow(path, kProcPci) || isBelow(path, kCatalogues));
+std::shared_ptr<Host> Host::ofFile(const char* path) {
+    return path != nullptr && (isBelow(path, kProcPci) || isBelow(path, kCatalogues)) ? active() : nullptr;
 }
 
-bool Host::isDevicePath(const char* path) {
-    return activeSerial.load() != 0 && path != nullptr &&
-           (std::strcmp(path, kFirstDevice) == 0 || std::strcmp(path, kSecondDevice) == 0);
+std::shared_ptr<Host> Host::ofDevice(const char* path) {
+    const bool known =
+        path != nullptr && (std::strcmp(path, kFirstDevice) == 0 || std::strcmp(path, kSecondDevice) == 0);
+    return known ? active() : nullptr;
 }
 
-bool Host::mayBeSession(int descriptor) {
-    if (activeSerial.load() == 0 || descriptor < 0) return false;
+std::shared_ptr<Host> Host::ofDescriptor(int descriptor) {
     const auto number = static_cast<std::size_t>(descriptor);
-    return number >= sessionMarks.size() || sessionMarks[number].load();
+    const bool possible = descriptor >= 0 && (number >= sessionMarks.size() || sessionMarks[number].load());
+    return possible ? active() : nullptr;
 }
 
-bool Host::anyStream() {
-    return streamCount.load() != 0;
+std::shared_ptr<Host> Host::ofStream() {
+    return streamCount.load() != 0 ? active() : nullptr;
 }
 
-bool Host::waitsForNothing() {
-    const unsigned serial = activeSerial.load();
-    return serial != 0 && failedOpenSerial == serial;
+std::shared_ptr<Host> Host::ofFailedOpen() {
+    return failedOpenSerial == activeSerial.load() ? active() : nullptr;
 }
 
 std::string Host::realPath(const char* path) const {
@@ -210,7 +215,7 @@ FILE* Host::fopen(const char* path, const char* mode) {
         const std::lock_guard<Mutex> lock(mutex_);
         hook = hook_;
     }
-    if (hook) (*hook)(path);
+    if (*hook) (*hook)(path);
 
     const std::string place = realPath(path);
     ProcFile::Opened opened;
@@ -244,7 +249,7 @@ DIR* Host::opendir(const char* path) {
 }
 
 int Host::open(const char* path, int flags, unsigned mode) {
-    const int descriptor = real::open(realPath(path).c_str(), flags, mode);
+    const int descriptor = real::openat(AT_FDCWD, realPath(path).c_str(), flags, mode);
     const int access = flags & O_ACCMODE;
     record(FileOpened{path,
                       access == O_RDONLY   ? "O_RDONLY"
@@ -270,14 +275,14 @@ int Host::openDevice(const char* path, int flags) {
 
 int Host::openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session) {
     if (isMachine()) {
-        const int descriptor = real::open(path, flags);
+        const int descriptor = real::openat(AT_FDCWD, path, flags);
         if (descriptor >= 0) session = std::make_shared<MachineSession>(descriptor);
         return descriptor;
     }
     if (isDevice(path)) session = device_->open();
     if (!session) return toResult(ENOENT);
-    // Only the number counts: it is nobody else's until it is closed, and the C library's close() gives it back. Like
-    // the device, an epoll descriptor refuses to be read and written with EINVAL.
+    // Only the number counts: no other descriptor has it until it is closed, and the C library's close() gives it back.
+    // Like the device, an epoll descriptor refuses to be read and written with EINVAL.
     return epoll_create1((flags & O_CLOEXEC) != 0 ? EPOLL_CLOEXEC : 0);
 }
 
@@ -292,39 +297,17 @@ std::shared_ptr<DeviceSession> Host::session(int descriptor) const {
     return found == sessions_.end() ? nullptr : found->second;
 }
 
-void Host::shareSession(const std::shared_ptr<DeviceSession>& session, int descriptor) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    sessions_[descriptor] = isMachine() ? std::make_shared<MachineSession>(descriptor) : session;
-    markSession(descriptor, true);
-}
-
 void Host::closeSession(int descriptor) {
-    std::shared_ptr<DeviceSession> ended;
+    decltype(sessions_)::node_type ended;  // goes away after the lock
     {
         const std::lock_guard<Mutex> lock(mutex_);
-        const auto found = sessions_.find(descriptor);
-        if (found == sessions_.end()) return;
-        ended = std::move(found->second);
-        sessions_.erase(found);
+        ended = sessions_.extract(descriptor);
         markSession(descriptor, false);
-        for (const auto& [other, session] : sessions_)
-            if (session == ended) return;
     }
-    record(DeviceClosed{});
+    if (!ended.empty()) record(DeviceClosed{});
 }
 
-void Host::closeSessions(unsigned first, unsigned last) {
-    std::vector<int> closed;
-    {
-        const std::lock_guard<Mutex> lock(mutex_);
-        for (const auto& [descriptor, session] : sessions_)
-            if (static_cast<unsigned>(descriptor) >= first && static_cast<unsigned>(descriptor) <= last)
-                closed.push_back(descriptor);
-    }
-    for (const int descriptor : closed) closeSession(descriptor);
-}
-
-int Host::ioctl(DeviceSession& session, unsigned long request, void* argument) {
+int Host::ioctl(int descriptor, DeviceSession& session, unsigned long request, void* argument) {
     switch (request) {
         case IPMICTL_SEND_COMMAND:
             return send(session, *static_cast<const ipmi_req*>(argument));
@@ -333,7 +316,7 @@ int Host::ioctl(DeviceSession& session, unsigned long request, void* argument) {
         case IPMICTL_RECEIVE_MSG_TRUNC:
             return receive(session, *static_cast<ipmi_recv*>(argument), true);
         default:
-            return session.control(request, argument);
+            return isMachine() ? real::ioctl(descriptor, request, argument) : toResult(ENOTTY);
     }
 }
 
@@ -353,37 +336,25 @@ int Host::receive(DeviceSession& session, ipmi_recv& into, bool truncate) {
 }
 
 int Host::poll(DeviceSession* session, pollfd& item, int timeoutMs) {
-    const Wait wait = session != nullptr ? session->wait(item.events, timeoutMs) : waitForNothing(item, timeoutMs);
-    item.revents = wait.revents;
-    record(Waited{timeoutMs, item.events, wait.ready});
-    if (wait.ready < 0) errno = wait.error;
-    return wait.ready;
+    const int ready = session != nullptr ? session->poll(item, timeoutMs) : waitForNothing(item, timeoutMs);
+    record(Waited{timeoutMs, item.events, ready});
+    return ready;
 }
 
 /** Only a time-out ends a wait on descriptor -1. */
-Wait Host::waitForNothing(pollfd& item, int timeoutMs) const {
-    if (timeoutMs < 0 || device_->realWaits()) {
-        const int ready = real::poll(&item, nfds_t{1}, timeoutMs);
-        return {ready, item.revents, ready < 0 ? errno : 0};
-    }
+int Host::waitForNothing(pollfd& item, int timeoutMs) const {
+    if (device_->realWaits()) return real::poll(&item, nfds_t{1}, timeoutMs);
     clock::wait(std::chrono::milliseconds(timeoutMs));
-    return {};
-}
-
-std::optional<std::string> Host::hostName() const {
-    const std::lock_guard<Mutex> lock(mutex_);
-    return hostName_;
+    item.revents = 0;
+    return 0;
 }
 
 int Host::gethostname(char* name, std::size_t size) {
-    {
-        const std::lock_guard<Mutex> lock(mutex_);
-        if (hostNameFails_) return toResult(EINVAL);
-    }
-    const std::optional<std::string> own = hostName();
-    if (!own) return real::gethostname(name, size);
-    std::memcpy(name, own->c_str(), std::min(size, own->size() + 1));
-    return toResult(size > own->size() ? 0 : ENAMETOOLONG);
+    const std::lock_guard<Mutex> lock(mutex_);
+    if (hostNameFails_) return toResult(EINVAL);
+    if (!hostName_) return real::gethostname(name, size);
+    std::memcpy(name, hostName_->c_str(), std::min(size, hostName_->size() + 1));
+    return toResult(size > hostName_->size() ? 0 : ENAMETOOLONG);
 }
 
 void Host::vsyslog(int priority, const char* format, va_list arguments) {
@@ -411,59 +382,9 @@ void Host::record(const Event& event) {
         events_.push_back(event);
         listener = listener_;
     }
-    if (!listener) return;
+    if (!*listener) return;
     const ListenerScope scope;
     (*listener)(event);
-}
-
-void Host::setHostName(const std::string& name) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    hostName_ = name;
-}
-
-void Host::failHostName(bool fails) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    hostNameFails_ = fails;
-}
-
-void Host::useSecondDevice(bool second) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    secondDevice_ = second;
-}
-
-void Host::setCatalogue(const std::string& directory) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    catalogue_ = directory;
-}
-
-void Host::onEvent(Listener listener) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    listener_ = listener ? std::make_shared<const Listener>(std::move(listener)) : nullptr;
-}
-
-void Host::onFileOpen(Hook hook) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    hook_ = hook ? std::make_shared<const Hook>(std::move(hook)) : nullptr;
-}
-
-std::vector<Event> Host::events() const {
-    const std::lock_guard<Mutex> lock(mutex_);
-    return events_;
-}
-
-void Host::clearEvents() {
-    const std::lock_guard<Mutex> lock(mutex_);
-    events_.clear();
-}
-
-void Host::keepEvents(bool keep) {
-    const std::lock_guard<Mutex> lock(mutex_);
-    keepEvents_ = keep;
-}
-
-std::size_t Host::openFiles() const {
-    const std::lock_guard<Mutex> lock(mutex_);
-    return streams_.size() + sessions_.size();
 }
 
 }  // namespace emulator

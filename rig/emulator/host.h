@@ -23,8 +23,8 @@ namespace emulator {
 class ProcFile;
 
 /**
- * The host that answers the calls of this process: what stands behind an EmulatedHost. The members that are named like
- * functions of the C library behave like these, errno included.
+ * The host that answers the calls of this process, shared by the EmulatedHost that it belongs to and the calls that are
+ * under way. The members that are named like functions of the C library behave like these, errno included.
  */
 class Host : public std::enable_shared_from_this<Host> {
  public:
@@ -38,15 +38,17 @@ class Host : public std::enable_shared_from_this<Host> {
     /** The host that answers the calling thread; null when there is none, or inside of a listener. */
     static std::shared_ptr<Host> active();
 
-    // Quick answers for calls that are mostly none of the host's business: no lock, no allocation.
-    /** A path below one of the redirected directories. */
-    static bool covers(const char* path);
-    static bool isDevicePath(const char* path);
-    /** False for every descriptor that is no device's, or (of very high ones only) true for some that are not. */
-    static bool mayBeSession(int descriptor);
-    static bool anyStream();
-    /** This thread's last attempt to open the device failed, so a wait on descriptor -1 is a wait for it. */
-    static bool waitsForNothing();
+    // The same, if a call may be the host's business. Most calls are not, and take no lock and no memory here.
+    /** For a path below one of the redirected directories. */
+    static std::shared_ptr<Host> ofFile(const char* path);
+    /** For one of the two paths of the device. */
+    static std::shared_ptr<Host> ofDevice(const char* path);
+    /** For a descriptor that may be one of the device. */
+    static std::shared_ptr<Host> ofDescriptor(int descriptor);
+    /** For a stream, if any redirected one is open. */
+    static std::shared_ptr<Host> ofStream();
+    /** For a wait on descriptor -1, if the thread's last attempt to open the device failed: it is a wait for it. */
+    static std::shared_ptr<Host> ofFailedOpen();
 
     /** Where a covered path really is. */
     std::string realPath(const char* path) const;
@@ -54,20 +56,16 @@ class Host : public std::enable_shared_from_this<Host> {
     std::string devicePlace(const char* path) const;
 
     FILE* fopen(const char* path, const char* mode);
-    /** What stands behind a stream below /proc/bus/pci, or null. */
+    /** The file that a stream below /proc/bus/pci reads; null for other streams. */
     ProcFile* procFile(FILE* stream) const;
     void forgetStream(FILE* stream);
     DIR* opendir(const char* path);
     int open(const char* path, int flags, unsigned mode);
     int openDevice(const char* path, int flags);
-    /** The session behind a descriptor, or null. */
+    /** The device session of a descriptor, or null. */
     std::shared_ptr<DeviceSession> session(int descriptor) const;
-    /** `descriptor` is a new one for what another descriptor of that session stands for. */
-    void shareSession(const std::shared_ptr<DeviceSession>& session, int descriptor);
-    /** A session ends with the last of its descriptors. */
     void closeSession(int descriptor);
-    void closeSessions(unsigned first, unsigned last);
-    int ioctl(DeviceSession& session, unsigned long request, void* argument);
+    int ioctl(int descriptor, DeviceSession& session, unsigned long request, void* argument);
     /** session: null for a wait on descriptor -1. */
     int poll(DeviceSession* session, pollfd& item, int timeoutMs);
     int gethostname(char* name, std::size_t size);
@@ -75,30 +73,18 @@ class Host : public std::enable_shared_from_this<Host> {
 
     void record(const Event& event);
 
-    bool isMachine() const { return directory_.empty(); }
-    Bmc& bmc() { return device_->bmc(); }
-    EmulatedDevice& device() { return *device_; }
-    void setHostName(const std::string& name);
-    void failHostName(bool fails);
-    void useSecondDevice(bool second);
-    void setCatalogue(const std::string& directory);
-    void onEvent(std::function<void(const Event&)> listener);
-    void onFileOpen(std::function<void(const std::string&)> hook);
-    std::vector<Event> events() const;
-    void clearEvents();
-    void keepEvents(bool keep);
-    std::size_t openFiles() const;
-
  private:
+    friend class EmulatedHost;  // sets and reads the members below
+
     using Listener = std::function<void(const Event&)>;
     using Hook = std::function<void(const std::string&)>;
 
+    bool isMachine() const { return directory_.empty(); }
     bool isDevice(const char* path) const;
     int openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session);
     int send(DeviceSession& session, const ipmi_req& request);
     int receive(DeviceSession& session, ipmi_recv& record, bool truncate);
-    Wait waitForNothing(pollfd& item, int timeoutMs) const;
-    std::optional<std::string> hostName() const;
+    int waitForNothing(pollfd& item, int timeoutMs) const;
 
     const std::string directory_;  // empty: the machine itself
     const std::shared_ptr<EmulatedDevice> device_;
@@ -108,24 +94,22 @@ class Host : public std::enable_shared_from_this<Host> {
     bool hostNameFails_ = false;
     bool secondDevice_ = false;
     std::string catalogue_;  // empty: the host directory's own
-    std::shared_ptr<const Listener> listener_;
-    std::shared_ptr<const Hook> hook_;
+    std::shared_ptr<const Listener> listener_ = std::make_shared<const Listener>();
+    std::shared_ptr<const Hook> hook_ = std::make_shared<const Hook>();
     bool keepEvents_ = true;
     std::vector<Event> events_;
     std::map<int, std::shared_ptr<DeviceSession>> sessions_;
     std::map<FILE*, ProcFile*> streams_;  // null: an ordinary file
 };
 
-/** Keeps errno as it is over whatever a scope does. */
-class ErrnoKeeper {
- public:
-    ErrnoKeeper();
-    ~ErrnoKeeper();
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+/** The device session of a descriptor, kept alive for a call together with its host; null for other descriptors. */
+struct SessionTarget {
+    std::shared_ptr<Host> host;
+    std::shared_ptr<DeviceSession> session;
 
- private:
-    int kept_;
+    explicit SessionTarget(int descriptor) : host(Host::ofDescriptor(descriptor)) {
+        if (host) session = host->session(descriptor);
+    }
 };
 
 }  // namespace emulator

@@ -1,9 +1,7 @@
-/**
- * The functions of the C library that this library stands in front of: streams, log, host name and clock here, paths
- * and descriptors in files of their own. Each asks whether the call is the emulated host's business and passes it on to
- * the function behind it otherwise. Those of the ..._chk and __open_2 kind are what code compiled with _FORTIFY_SOURCE
- * calls.
- */
+// The functions of the C library that this library stands in front of: streams, log, host name and clock here, paths
+// and descriptors in files of their own. Each asks whether the call is the emulated host's business, and otherwise
+// passes it on to the function that it hides. Code compiled with _FORTIFY_SOURCE calls those of the ..._chk and
+// __open_2 kind. Held by tests/emulator/host_test.cpp and preload_test.cpp.
 #include <syslog.h>
 #include <unistd.h>
 
@@ -12,47 +10,30 @@
 #include <ctime>
 
 #include "emulator/clock.h"
-#include "emulator/devicetarget.h"
 #include "emulator/host.h"
 #include "emulator/procstream.h"
 #include "emulator/real.h"
 
 namespace {
 
-using emulator::DeviceTarget;
 using emulator::Host;
+using emulator::ProcFile;
 namespace real = emulator::real;
 
-template <class NextFunction>
+template <typename NextFunction>
 FILE* openStream(NextFunction& next, const char* path, const char* mode) {
-    if (Host::covers(path))
-        if (const auto host = Host::active()) return host->fopen(path, mode);
-    return next(path, mode);
+    const auto host = Host::ofFile(path);
+    return host ? host->fopen(path, mode) : next(path, mode);
 }
 
-/** The lock of a stream, which fread takes and fread_unlocked does not. */
-class StreamLock {
- public:
-    explicit StreamLock(FILE* stream) : stream_(stream) { flockfile(stream_); }
-    ~StreamLock() { funlockfile(stream_); }
-    StreamLock(const StreamLock&) = delete;
-    StreamLock& operator=(const StreamLock&) = delete;
-
- private:
-    FILE* stream_;
-};
-
-/** The file below /proc/bus/pci that a stream reads, kept alive together with its host; null for other streams. */
-struct StreamTarget {
-    std::shared_ptr<Host> host;
-    emulator::ProcFile* file = nullptr;
-
-    explicit StreamTarget(FILE* stream) {
-        if (!Host::anyStream()) return;
-        host = Host::active();
-        if (host) file = host->procFile(stream);
-    }
-};
+/** `next` reads from streams that are not the host's business. */
+template <typename NextFunction>
+size_t readStream(void* to, size_t size, size_t count, FILE* stream, const NextFunction& next) {
+    if (const auto host = Host::ofStream())
+        if (const ProcFile* file = host->procFile(stream); file != nullptr && ProcFile::readsDirectly(stream))
+            return file->fread(to, size, count, stream);
+    return next();
+}
 
 void writeLog(int priority, const char* format, va_list arguments) {
     if (const auto host = Host::active())
@@ -74,36 +55,25 @@ FILE* fopen64(const char* path, const char* mode) {
 }
 
 size_t fread(void* to, size_t size, size_t count, FILE* stream) {
-    const StreamTarget target(stream);
-    if (target.file == nullptr) return real::fread(to, size, count, stream);
-    const StreamLock lock(stream);
-    return target.file->fread(to, size, count, stream);
+    return readStream(to, size, count, stream, [=] { return real::fread(to, size, count, stream); });
 }
 
 size_t fread_unlocked(void* to, size_t size, size_t count, FILE* stream) {
-    const StreamTarget target(stream);
-    if (target.file == nullptr) return real::fread_unlocked(to, size, count, stream);
-    return target.file->fread(to, size, count, stream);
+    return readStream(to, size, count, stream, [=] { return real::fread_unlocked(to, size, count, stream); });
 }
 
 size_t __fread_chk(void* to, size_t room, size_t size, size_t count, FILE* stream) {
-    const StreamTarget target(stream);
-    if (target.file == nullptr || count * size > room) return real::fread_chk(to, room, size, count, stream);
-    const StreamLock lock(stream);
-    return target.file->fread(to, size, count, stream);
+    const auto next = [=] { return real::fread_chk(to, room, size, count, stream); };
+    return count * size > room ? next() : readStream(to, size, count, stream, next);
 }
 
 size_t __fread_unlocked_chk(void* to, size_t room, size_t size, size_t count, FILE* stream) {
-    const StreamTarget target(stream);
-    if (target.file == nullptr || count * size > room) return real::fread_unlocked_chk(to, room, size, count, stream);
-    return target.file->fread(to, size, count, stream);
+    const auto next = [=] { return real::fread_unlocked_chk(to, room, size, count, stream); };
+    return count * size > room ? next() : readStream(to, size, count, stream, next);
 }
 
 int fclose(FILE* stream) {
-    if (Host::anyStream())
-        if (const auto host = Host::active()) host->forgetStream(stream);
-    // Streams close their descriptors past our close().
-    if (const DeviceTarget target(stream->_fileno); target.session) target.host->closeSession(stream->_fileno);
+    if (const auto host = Host::ofStream()) host->forgetStream(stream);
     return real::fclose(stream);
 }
 

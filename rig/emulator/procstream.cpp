@@ -1,6 +1,8 @@
+// Streams of files below /proc/bus/pci. Held by tests/emulator/host_test.cpp.
 #include "emulator/procstream.h"
 
-#include <algorithm>
+#include <stdio_ext.h>
+
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -9,58 +11,16 @@
 
 namespace emulator {
 
-namespace {
-
-/** The open() flags of an fopen mode, or -1. */
-int openFlags(const char* mode) {
-    int flags = 0;
-    switch (*mode) {
-        case 'r':
-            break;
-        case 'w':
-            flags = O_CREAT | O_TRUNC;
-            break;
-        case 'a':
-            flags = O_CREAT | O_APPEND;
-            break;
-        default:
-            return -1;
-    }
-    const bool both = std::strchr(mode, '+') != nullptr;
-    flags |= both ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
-    if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
-    if (std::strchr(mode, 'x') != nullptr) flags |= O_EXCL;
-    return flags;
-}
-
-std::size_t buffered(const FILE* stream) {
-    return static_cast<std::size_t>(stream->_IO_read_end - stream->_IO_read_ptr);
-}
-
-std::size_t bufferSize(const FILE* stream) {
-    return static_cast<std::size_t>(stream->_IO_buf_end - stream->_IO_buf_base);
-}
-
-/** How much of a request that is no shorter than the buffer is read directly: all, or whole buffers of it. */
-std::size_t directPart(std::size_t wanted, std::size_t buffer) {
-    constexpr std::size_t kWorthwhile = 128;
-    return buffer >= kWorthwhile ? wanted - wanted % buffer : wanted;
-}
-
-}  // namespace
-
 ProcFile::Opened ProcFile::open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
                                 const char* mode) {
-    constexpr unsigned kPermissions = 0666;
-    const int flags = openFlags(mode);
-    if (flags < 0) {
-        errno = EINVAL;
+    if (*mode != 'r' || std::strchr(mode, '+') != nullptr) {
+        errno = EACCES;
         return {};
     }
-    const int descriptor = real::open(realPath.c_str(), flags, kPermissions);
+    const int descriptor = real::openat(AT_FDCWD, realPath.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return {};
     std::unique_ptr<ProcFile> file(new ProcFile(host, path, descriptor));
-    FILE* stream = fopencookie(file.get(), mode, {readCookie, writeCookie, seekCookie, closeCookie});
+    FILE* stream = fopencookie(file.get(), mode, {readCookie, nullptr, seekCookie, closeCookie});
     if (stream == nullptr) return {};
     ProcFile* owned = file.release();  // by the stream, until closeCookie
     std::setvbuf(stream, owned->buffer_.data(), _IOFBF, owned->buffer_.size());
@@ -74,30 +34,24 @@ ProcFile::~ProcFile() {
     real::close(descriptor_);
 }
 
-std::size_t ProcFile::fread(void* to, std::size_t size, std::size_t count, FILE* stream) {
+bool ProcFile::readsDirectly(FILE* stream) {
+    return __fbufsize(stream) <= 1 && stream->_IO_read_ptr == stream->_IO_read_end;
+}
+
+std::size_t ProcFile::fread(void* to, std::size_t size, std::size_t count, FILE* stream) const {
+    flockfile(stream);
+    const std::unique_ptr<FILE, decltype(&funlockfile)> lock(stream, funlockfile);
     const std::size_t wanted = size * count;
-    if (wanted == 0) return 0;
-    char* next = static_cast<char*>(to);
-    char* const end = next + wanted;
-    while (next != end) {
-        const auto left = static_cast<std::size_t>(end - next);
-        if (const std::size_t have = std::min(buffered(stream), left); have != 0) {
-            next += real::fread_unlocked(next, std::size_t{1}, have, stream);
-        } else if (left < bufferSize(stream)) {
-            const int first = getc_unlocked(stream);  // fills the buffer; NOLINT(concurrency-mt-unsafe)
-            if (first == EOF) break;
-            *next++ = static_cast<char>(first);
-        } else {
-            const ssize_t got = read(next, directPart(left, bufferSize(stream)));
-            if (got <= 0) {
-                stream->_flags |= got == 0 ? _IO_EOF_SEEN : _IO_ERR_SEEN;
-                break;
-            }
-            next += got;
+    std::size_t filled = 0;
+    while (filled < wanted) {
+        const ssize_t got = read(static_cast<char*>(to) + filled, wanted - filled);
+        if (got <= 0) {
+            stream->_flags |= got == 0 ? _IO_EOF_SEEN : _IO_ERR_SEEN;
+            break;
         }
+        filled += static_cast<std::size_t>(got);
     }
-    const auto got = static_cast<std::size_t>(next - static_cast<char*>(to));
-    return got == wanted ? count : got / size;
+    return wanted == 0 ? 0 : filled / size;
 }
 
 ssize_t ProcFile::read(char* to, std::size_t size) const {
@@ -108,11 +62,6 @@ ssize_t ProcFile::read(char* to, std::size_t size) const {
 
 ssize_t ProcFile::readCookie(void* cookie, char* to, std::size_t size) {
     return static_cast<ProcFile*>(cookie)->read(to, size);
-}
-
-ssize_t ProcFile::writeCookie(void* cookie, const char* from, std::size_t size) {
-    const ssize_t put = ::write(static_cast<ProcFile*>(cookie)->descriptor_, from, size);
-    return put < 0 ? 0 : put;  // fopencookie's way to tell an error
 }
 
 int ProcFile::seekCookie(void* cookie, off64_t* offset, int whence) {

@@ -10,7 +10,7 @@
 
 namespace emulator {
 
-/** What stands behind the stream of a file below /proc/bus/pci. Belongs to the stream and ends with its fclose. */
+/** A file below /proc/bus/pci that a stream reads. Belongs to the stream and ends with its fclose. */
 class ProcFile {
  public:
     struct Opened {
@@ -19,8 +19,9 @@ class ProcFile {
     };
 
     /**
-     * fopen, with a stream whose every read request is recorded with the host as it would reach the kernel. `path` is
-     * the path that was asked for, `realPath` where the file is. On failure both pointers are null and errno is set.
+     * fopen for reading, with a stream whose every read request is recorded with the host as it would reach the
+     * kernel. `path` is the path that was asked for, `realPath` where the file is. On failure both pointers are null
+     * and errno is set, for another mode to EACCES.
      */
     static Opened open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
                        const char* mode);
@@ -29,26 +30,26 @@ class ProcFile {
     ProcFile(const ProcFile&) = delete;
     ProcFile& operator=(const ProcFile&) = delete;
 
+    /** A stream without a buffer, and without a character that was pushed back. */
+    static bool readsDirectly(FILE* stream);
     /**
-     * fread on this file's stream, without its lock. glibc reads into the caller's area directly where the request
-     * has at least the length of the buffer, but not so for streams made by fopencookie: they would read an
-     * unbuffered request byte by byte.
+     * fread on such a stream of this file: straight into the caller's area, as glibc does for ordinary files. Those
+     * made by fopencookie it reads byte by byte.
      */
-    std::size_t fread(void* to, std::size_t size, std::size_t count, FILE* stream);
+    std::size_t fread(void* to, std::size_t size, std::size_t count, FILE* stream) const;
 
  private:
     ProcFile(std::shared_ptr<Host> host, std::string path, int descriptor);
     ssize_t read(char* to, std::size_t size) const;
 
     static ssize_t readCookie(void* cookie, char* to, std::size_t size);
-    static ssize_t writeCookie(void* cookie, const char* from, std::size_t size);
     static int seekCookie(void* cookie, off64_t* offset, int whence);
     static int closeCookie(void* cookie);
 
     const std::shared_ptr<Host> host_;
     const std::string path_;
     const int descriptor_;
-    // st_blksize of the files of procfs: what stdio asks for at a time where nobody chose another buffer.
+    // st_blksize of the files of procfs: what stdio asks for at a time unless another buffer is set.
     std::array<char, 1024> buffer_{};
 };
 

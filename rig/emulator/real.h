@@ -23,12 +23,12 @@ namespace emulator::real {
  * One such function, looked up at its first call. Constant-initialised: it works before any constructor of this
  * library ran, since the runtimes of the sanitizers and other libraries' constructors call early.
  */
-template <class Function>
+template <typename Function>
 class Next {
  public:
     constexpr explicit Next(const char* name) : name_(name) {}
 
-    template <class... Arguments>
+    template <typename... Arguments>
     auto operator()(Arguments... arguments) {
         return function()(arguments...);
     }
@@ -65,17 +65,8 @@ inline Next<int(const char*, int)> access{"access"};
 inline Next<int(int, const char*, int, int)> faccessat{"faccessat"};
 inline Next<int(const char*)> chdir{"chdir"};
 inline Next<DIR*(const char*)> opendir{"opendir"};
-inline Next<int(const char*, dirent***, int (*)(const dirent*), int (*)(const dirent**, const dirent**))> scandir{
-    "scandir"};
-inline Next<int(const char*, dirent64***, int (*)(const dirent64*), int (*)(const dirent64**, const dirent64**))>
-    scandir64{"scandir64"};
-inline Next<int(const char*, int, ...)> open{"open"};
-inline Next<int(const char*, int, ...)> open64{"open64"};
 inline Next<int(int, const char*, int, ...)> openat{"openat"};
-inline Next<int(int, const char*, int, ...)> openat64{"openat64"};
 inline Next<int(int)> close{"close"};
-inline Next<int(unsigned, unsigned, int)> close_range{"close_range"};
-inline Next<void(int)> closefrom{"closefrom"};
 inline Next<int(int)> dup{"dup"};
 inline Next<int(int, int)> dup2{"dup2"};
 inline Next<int(int, int, int)> dup3{"dup3"};
