@@ -100,10 +100,11 @@ std::string statusOf(pid_t thread) {
 std::optional<std::string> timesRun(pid_t thread) {
     const std::string status = statusOf(thread);
     if (status.empty()) return "";
-    const std::string name = "\nState:\t";
-    const char state = status.at(status.find(name) + name.size());
-    if (std::string("SIZX").find(state) == std::string::npos) return std::nullopt;
-    return status.substr(status.find("voluntary_ctxt_switches"));  // and the involuntary ones, at the end
+    constexpr const char* kStates[] = {"State:\tS", "State:\tI", "State:\tZ", "State:\tX"};
+    const std::size_t runs = status.find("voluntary_ctxt_switches");  // and the involuntary ones, at the end
+    const bool rests = std::any_of(std::begin(kStates), std::end(kStates),
+                                   [&](const char* state) { return status.find(state) != std::string::npos; });
+    return rests && runs != std::string::npos ? std::optional(status.substr(runs)) : std::nullopt;
 }
 
 /**
