@@ -98,28 +98,25 @@ std::optional<Bytes> Bmc::file(const std::string& name) const {
     return found->second;
 }
 
-const Bmc::Operation* Bmc::operationOf(std::uint8_t code) {
-    static constexpr Operation kOperations[] = {
-        {1, Occasion::open, 44, &Bmc::open},    {2, Occasion::read, 14, &Bmc::read},
-        {3, Occasion::write, 12, &Bmc::write},  {4, Occasion::writeDefaults, 8, &Bmc::writeDefaults},
-        {5, Occasion::close, 8, &Bmc::close},   {6, Occasion::querySize, 5, &Bmc::querySize},
-        {7, Occasion::remove, 5, &Bmc::remove},
-    };
-    const auto* found = std::find_if(std::begin(kOperations), std::end(kOperations),
-                                     [code](const Operation& operation) { return operation.code == code; });
-    return found == std::end(kOperations) ? nullptr : found;
-}
-
 const Bmc::Operation* Bmc::parse(const Request& request, Bytes& refusal) {
+    // In the order of their codes, from 1 on.
+    static constexpr Operation kOperations[] = {
+        {Occasion::open, 44, &Bmc::open},    {Occasion::read, 14, &Bmc::read},
+        {Occasion::write, 12, &Bmc::write},  {Occasion::writeDefaults, 8, &Bmc::writeDefaults},
+        {Occasion::close, 8, &Bmc::close},   {Occasion::querySize, 5, &Bmc::querySize},
+        {Occasion::remove, 5, &Bmc::remove},
+    };
     const Bytes& data = request.data;
     refusal = {kInvalidCommand};
     if (request.netfn != kNetfn || request.command != kCommand) return nullptr;
     if (data.size() < kHeader) refusal = {kWrongLength};
     if (data.size() < kHeader || !std::equal(std::begin(kIana), std::end(kIana), data.begin())) return nullptr;
-    const Operation* operation = operationOf(data[kHeader - 1]);
-    const bool tooShort = operation != nullptr && data.size() < operation->shortest;
-    refusal = header(tooShort ? kWrongLength : kInvalidCommand);
-    return tooShort ? nullptr : operation;
+    const std::size_t code = data[kHeader - 1];
+    refusal = header(kInvalidCommand);
+    if (code == 0 || code > std::size(kOperations)) return nullptr;
+    const Operation& operation = kOperations[code - 1];
+    refusal = header(kWrongLength);
+    return data.size() < operation.shortest ? nullptr : &operation;
 }
 
 Answer Bmc::answer(const Request& request) {

@@ -126,15 +126,13 @@ class Bmc {
         unsigned seen = 0;
     };
 
-    /** One of the data store's operations, by its code in the request. */
+    /** One of the data store's operations. */
     struct Operation {
-        std::uint8_t code;
         Occasion occasion;
         std::size_t shortest;  // request, in bytes
         Bytes (Bmc::*perform)(const Bytes& request);
     };
 
-    static const Operation* operationOf(std::uint8_t code);
     /** What a request asks for; null, with the answer's data in `refusal`, where it is refused. */
     static const Operation* parse(const Request& request, Bytes& refusal);
     std::vector<const Fault*> faultsDue(std::initializer_list<Occasion> occasions);

@@ -1,3 +1,5 @@
+// The start from the environment: how a foreign process, into which this library is preloaded, gets its host. Held by
+// tests/emulator/preload_test.cpp.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -9,7 +11,6 @@
 
 #include "emulator/emulatedhost.h"
 
-/** The start from the environment: how a foreign process, into which this library is preloaded, gets its host. */
 namespace emulator {
 
 namespace {
@@ -40,20 +41,14 @@ bool areReal(const std::string& waits) {
     return waits == "real";
 }
 
-/** The host lives as long as the process, to the last call that an exit handler makes. */
-EmulatedHost& environmentHost(const char* directory) {
-    static auto* host = new EmulatedHost(directory);
-    return *host;
-}
-
 __attribute__((constructor)) void startFromEnvironment() {
     const char* directory = setting("EMULATED_HOST");
     if (directory == nullptr) return;
     try {
-        EmulatedHost& host = environmentHost(directory);
-        host.keepEvents(false);
-        if (const char* waits = setting("EMULATED_HOST_WAITS"); waits != nullptr) host.setRealWaits(areReal(waits));
-        if (const char* trace = setting("EMULATED_HOST_TRACE"); trace != nullptr) traceTo(host, trace);
+        static auto* host = new EmulatedHost(directory);  // lives to the last call that an exit handler makes
+        host->keepEvents(false);
+        if (const char* waits = setting("EMULATED_HOST_WAITS"); waits != nullptr) host->setRealWaits(areReal(waits));
+        if (const char* trace = setting("EMULATED_HOST_TRACE"); trace != nullptr) traceTo(*host, trace);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "emulated host: %s\n", error.what());
         _exit(kExitStatus);

@@ -1,3 +1,4 @@
+// Events as the lines of a trace. Held by tests/emulator/device_test.cpp and host_test.cpp.
 #include <fmt/format.h>
 
 #include <cstring>

@@ -3,8 +3,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -37,14 +37,11 @@ Bytes readWhole(const fs::path& path) {
 }
 
 std::uint64_t hexadecimal(const std::string& text, const std::string& key) {
-    std::size_t used = 0;
+    const std::size_t prefix = text.rfind("0x", 0) == 0 ? 2 : 0;
+    const char* end = text.data() + text.size();
     std::uint64_t number = 0;
-    try {
-        if (text.rfind("0x", 0) == 0) number = std::stoull(text, &used, 16);
-    } catch (const std::logic_error&) {
-        used = 0;  // reported below
-    }
-    if (used == 0 || used != text.size()) fail(key, "'" + text + "' is no number like \"0xC3\"");
+    const auto [rest, error] = std::from_chars(text.data() + prefix, end, number, 16);
+    if (prefix == 0 || error != std::errc() || rest != end) fail(key, "'" + text + "' is no number like \"0xC3\"");
     return number;
 }
 

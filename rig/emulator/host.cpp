@@ -54,25 +54,18 @@ Registry& registry() {
     return *instance;
 }
 
-/** Keeps errno as it is over whatever a scope does. */
-class ErrnoKeeper {
+/** Puts a variable back, at the end of a scope, to what it was at its beginning. */
+template <typename Value>
+class Restored {
  public:
-    ErrnoKeeper() : kept_(errno) {}
-    ~ErrnoKeeper() { errno = kept_; }
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+    explicit Restored(Value& variable) : variable_(variable), kept_(variable) {}
+    ~Restored() { variable_ = kept_; }
+    Restored(const Restored&) = delete;
+    Restored& operator=(const Restored&) = delete;
 
  private:
-    const int kept_;
-};
-
-/** While a listener runs: what it does itself is not the emulated host's business. */
-class ListenerScope {
- public:
-    ListenerScope() { insideListener = true; }
-    ~ListenerScope() { insideListener = false; }
-    ListenerScope(const ListenerScope&) = delete;
-    ListenerScope& operator=(const ListenerScope&) = delete;
+    Value& variable_;
+    const Value kept_;
 };
 
 bool isBelow(const char* path, const char* directory) {
@@ -358,7 +351,7 @@ int Host::gethostname(char* name, std::size_t size) {
 }
 
 void Host::vsyslog(int priority, const char* format, va_list arguments) {
-    const ErrnoKeeper keeper;  // %m prints the caller's
+    const Restored keeper(errno);  // %m prints the caller's
     va_list again;
     va_copy(again, arguments);
     const std::string text = formatted(format, again);
@@ -368,7 +361,7 @@ void Host::vsyslog(int priority, const char* format, va_list arguments) {
 }
 
 void Host::record(const Event& event) {
-    const ErrnoKeeper keeper;
+    const Restored keeper(errno);
     std::shared_ptr<const Listener> listener;
     {
         const std::lock_guard<Mutex> lock(mutex_);
@@ -383,7 +376,8 @@ void Host::record(const Event& event) {
         listener = listener_;
     }
     if (!*listener) return;
-    const ListenerScope scope;
+    const Restored scope(insideListener);
+    insideListener = true;  // what a listener does itself is not the emulated host's business
     (*listener)(event);
 }
 

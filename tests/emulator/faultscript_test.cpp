@@ -106,6 +106,8 @@ TEST_F(FaultScriptTest, AnErrorNamesTheFileAndTheKey) {
         {R"({"readLimit": "58"})", "readLimit: '58' is no number"},
         {R"({"readLimit": "0xZZ"})", "readLimit: '0xZZ' is no number"},
         {R"({"readLimit": "0x1g"})", "readLimit: '0x1g' is no number"},
+        {R"({"readLimit": "0x"})", "readLimit: '0x' is no number"},
+        {R"({"readLimit": "0x10000000000000000"})", "readLimit: '0x10000000000000000' is no number"},
         {R"({"endOfFile": 1})", "endOfFile: must be true or false"},
         {R"({"faults": {}})", "faults: must be an array"},
         {R"({"faults": [{}, 3]})", "faults[1]: must be an object"},
