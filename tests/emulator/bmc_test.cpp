@@ -1,3 +1,4 @@
+// The BMC model, asked directly.
 #include "emulator/bmc.h"
 
 #include <gmock/gmock.h>
@@ -29,10 +30,9 @@ class BmcTest : public testing::Test {
         return datastore::number(ask(datastore::openToWrite(name)));
     }
 
-    static Fault on(Occasion occasion) {
-        Fault fault;
-        fault.on = occasion;
-        return fault;
+    template <typename Set>
+    void addFault(Occasion on, const Set& set) {
+        bmc.addFault(datastore::fault(on, set));
     }
 
     Bmc bmc;
@@ -76,7 +76,7 @@ TEST_F(BmcTest, ReadDeliversCountAndData) {
     EXPECT_THAT(ask(datastore::read(handle, 0, 0)), ElementsAre(0x00, 0xD9, 0x7E, 0x00, 0, 0));
 }
 
-TEST_F(BmcTest, ReadDeliversZerosBehindTheContentUpToTheEndOfTheArea) {
+TEST_F(BmcTest, ReadDeliversZerosAfterTheContentUpToTheEndOfTheArea) {
     const std::uint32_t handle = openForReading();
     EXPECT_THAT(ask(datastore::read(handle, 4, 3)), ElementsAre(0x00, 0xD9, 0x7E, 0x00, 3, 0, 5, 0, 0));
     EXPECT_EQ(ask(datastore::read(handle, 65400, 200)),
@@ -232,20 +232,18 @@ TEST_F(BmcTest, ATransferThatItsClientGaveUpDoesNotCount) {
 }
 
 TEST_F(BmcTest, AFaultRefusesAnOperationWhichIsThenNotCarriedOut) {
-    Fault fault = on(Occasion::open);
-    fault.completionCode = 0x0F;
-    bmc.addFault(fault);
+    addFault(Occasion::open, [](Fault& fault) { fault.completionCode = 0x0F; });
     EXPECT_THAT(ask(datastore::open("smbios-table")), ElementsAre(0x0F, 0xD9, 0x7E, 0x00));
     EXPECT_EQ(bmc.openFiles(), 0U);
     EXPECT_EQ(ask(datastore::open("smbios-table"))[0], 0x00);
 }
 
 TEST_F(BmcTest, AFaultMeetsTheOccasionsFromFromOnTimesTimes) {
-    Fault fault = on(Occasion::read);
-    fault.from = 2;
-    fault.times = 2;
-    fault.completionCode = 0xC3;
-    bmc.addFault(fault);
+    addFault(Occasion::read, [](Fault& fault) {
+        fault.from = 2;
+        fault.times = 2;
+        fault.completionCode = 0xC3;
+    });
     const std::uint32_t handle = openForReading();
     Bytes codes;
     for (int i = 0; i < 5; ++i) {
@@ -256,11 +254,11 @@ TEST_F(BmcTest, AFaultMeetsTheOccasionsFromFromOnTimesTimes) {
 }
 
 TEST_F(BmcTest, AFaultWithoutAnEndStaysUntilTheFaultsAreCleared) {
-    Fault fault = on(Occasion::querySize);
-    fault.from = 2;
-    fault.times = 0;
-    fault.completionCode = 0xC3;
-    bmc.addFault(fault);
+    addFault(Occasion::querySize, [](Fault& fault) {
+        fault.from = 2;
+        fault.times = 0;
+        fault.completionCode = 0xC3;
+    });
     EXPECT_EQ(ask(datastore::querySize("smbios-table"))[0], 0x00);
     for (int i = 0; i < 10; ++i) EXPECT_EQ(ask(datastore::querySize("smbios-table"))[0], 0xC3);
     bmc.clearFaults();
@@ -268,10 +266,10 @@ TEST_F(BmcTest, AFaultWithoutAnEndStaysUntilTheFaultsAreCleared) {
 }
 
 TEST_F(BmcTest, AFaultOnAnyMeetsEveryMessage) {
-    Fault fault = on(Occasion::any);
-    fault.from = 3;
-    fault.completionCode = 0xD2;
-    bmc.addFault(fault);
+    addFault(Occasion::any, [](Fault& fault) {
+        fault.from = 3;
+        fault.completionCode = 0xD2;
+    });
     ask({0x06, 0x01, {}});
     const std::uint32_t handle = openForReading();
     EXPECT_EQ(ask(datastore::read(handle, 0, 1))[0], 0xD2);
@@ -289,10 +287,8 @@ TEST_F(BmcTest, EveryKindOfOperationHasItsOccasion) {
         {Occasion::remove, datastore::remove("x")},
     };
     for (const auto& [occasion, request] : kinds) {
-        Fault fault = on(occasion);
-        fault.completionCode = 0xCC;
         bmc.clearFaults();
-        bmc.addFault(fault);
+        addFault(occasion, [](Fault& fault) { fault.completionCode = 0xCC; });
         EXPECT_EQ(ask(request)[0], 0xCC) << int{request.data[3]};
         EXPECT_NE(ask(request)[0], 0xCC) << int{request.data[3]};
     }
@@ -300,41 +296,35 @@ TEST_F(BmcTest, EveryKindOfOperationHasItsOccasion) {
 
 TEST_F(BmcTest, AFaultCutsOrExtendsTheAnswer) {
     const std::uint32_t handle = openForReading();
-    Fault fault = on(Occasion::read);
     for (const std::size_t length : {0U, 5U, 272U, 300U}) {
-        fault.length = length;
-        bmc.clearFaults();
-        bmc.addFault(fault);
+        addFault(Occasion::read, [length](Fault& fault) { fault.length = length; });
         EXPECT_THAT(ask(datastore::read(handle, 0, 4)), SizeIs(length));
+        bmc.clearFaults();
     }
 }
 
 TEST_F(BmcTest, AFaultChangesTheCountThatAReadClaims) {
-    Fault fault = on(Occasion::read);
-    fault.countField = 0x1234;
-    bmc.addFault(fault);
+    addFault(Occasion::read, [](Fault& fault) { fault.countField = 0x1234; });
     const std::uint32_t handle = openForReading();
     EXPECT_THAT(ask(datastore::read(handle, 0, 2)), ElementsAre(0x00, 0xD9, 0x7E, 0x00, 0x34, 0x12, '_', 'S'));
 }
 
 TEST_F(BmcTest, AFaultGivesTheWholeAnswerWhileTheOperationIsCarriedOut) {
-    Fault fault = on(Occasion::open);
-    fault.data = Bytes{1, 2, 3};
-    bmc.addFault(fault);
+    addFault(Occasion::open, [](Fault& fault) { fault.data = Bytes{1, 2, 3}; });
     EXPECT_THAT(ask(datastore::open("smbios-table")), ElementsAre(1, 2, 3));
     EXPECT_EQ(bmc.openFiles(), 1U);
 }
 
 TEST_F(BmcTest, AFaultChangesWhatSurroundsTheData) {
-    Fault fault = on(Occasion::querySize);
-    fault.netfn = 0x2E;
-    fault.command = 0x91;
-    fault.receiveType = 3;
-    fault.receiveFailures = 4;
-    fault.receiveErrno = 5;
-    fault.delayMs = 1200;
-    fault.pollErrno = 4;
-    bmc.addFault(fault);
+    addFault(Occasion::querySize, [](Fault& fault) {
+        fault.netfn = 0x2E;
+        fault.command = 0x91;
+        fault.receiveType = 3;
+        fault.receiveFailures = 4;
+        fault.receiveErrno = 5;
+        fault.delayMs = 1200;
+        fault.pollErrno = 4;
+    });
     const Answer answer = bmc.answer(datastore::querySize("smbios-table"));
     EXPECT_EQ(answer.netfn, 0x2E);
     EXPECT_EQ(answer.command, 0x91);
@@ -347,33 +337,27 @@ TEST_F(BmcTest, AFaultChangesWhatSurroundsTheData) {
 }
 
 TEST_F(BmcTest, ASilentOrVanishedBmcDoesNotCarryOutTheOperation) {
-    Fault silent = on(Occasion::open);
-    silent.timeout = true;
-    Fault vanish = on(Occasion::open);
-    vanish.from = 2;
-    vanish.vanish = true;
-    bmc.addFault(silent);
-    bmc.addFault(vanish);
+    addFault(Occasion::open, [](Fault& fault) { fault.timeout = true; });
+    addFault(Occasion::open, [](Fault& fault) {
+        fault.from = 2;
+        fault.vanish = true;
+    });
     EXPECT_TRUE(bmc.answer(datastore::open("smbios-table")).silent);
     EXPECT_TRUE(bmc.answer(datastore::open("smbios-table")).vanish);
     EXPECT_EQ(bmc.openFiles(), 0U);
 }
 
 TEST_F(BmcTest, SeveralFaultsMeetOneMessage) {
-    Fault code = on(Occasion::any);
-    code.completionCode = 0xC3;
-    Fault length = on(Occasion::querySize);
-    length.length = 1;
-    bmc.addFault(code);
-    bmc.addFault(length);
+    addFault(Occasion::any, [](Fault& fault) { fault.completionCode = 0xC3; });
+    addFault(Occasion::querySize, [](Fault& fault) { fault.length = 1; });
     EXPECT_THAT(ask(datastore::querySize("smbios-table")), ElementsAre(0xC3));
 }
 
 TEST_F(BmcTest, ADeviceIsMissingAsOftenAsTheFaultSays) {
-    Fault fault = on(Occasion::deviceOpen);
-    fault.missing = true;
-    fault.from = 2;
-    bmc.addFault(fault);
+    addFault(Occasion::deviceOpen, [](Fault& fault) {
+        fault.missing = true;
+        fault.from = 2;
+    });
     EXPECT_FALSE(bmc.deviceMissing());
     EXPECT_TRUE(bmc.deviceMissing());
     EXPECT_FALSE(bmc.deviceMissing());

@@ -82,7 +82,16 @@ inline Request remove(const std::string& name) {
     return request(data);
 }
 
-/** One behind the other. */
+/** A fault at `on`, with the members that `set` gives it. */
+template <typename Set>
+emulator::Fault fault(emulator::Occasion on, const Set& set) {
+    emulator::Fault made;
+    made.on = on;
+    set(made);
+    return made;
+}
+
+/** The first, then the second. */
 inline Bytes joined(Bytes first, const Bytes& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;

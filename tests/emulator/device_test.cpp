@@ -1,3 +1,4 @@
+// The emulated IPMI device, by the calls of its clients, and the waits for it.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,14 +55,21 @@ milliseconds emulatedTime() {
     return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
 }
 
+/** Does something in so many threads at once. */
+template <typename Work>
+void inThreads(unsigned count, const Work& work) {
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < count; ++i) threads.emplace_back(work);
+    for (std::thread& thread : threads) thread.join();
+}
+
 class DeviceTest : public testing::Test {
  protected:
     DeviceTest() { host.bmc().putFile("smbios-table", {'_', 'S', 'M', '_'}); }
 
-    void onQuerySize(const Fault& members) {
-        Fault fault = members;
-        fault.on = Occasion::querySize;
-        host.bmc().addFault(fault);
+    template <typename Set>
+    void onQuerySize(const Set& set) {
+        host.bmc().addFault(datastore::fault(Occasion::querySize, set));
     }
     static Request query() { return datastore::querySize("smbios-table"); }
     static Bytes size4() { return {0x00, 0xD9, 0x7E, 0x00, 4, 0, 0, 0}; }
@@ -129,12 +137,8 @@ TEST_F(DeviceTest, NothingThereIsEagain) {
     EXPECT_EQ(client.receive(), EAGAIN);
     EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG), EAGAIN);
     EXPECT_EQ(client.wait(0), 0);
-}
-
-TEST_F(DeviceTest, AMessageIsReceivedOnce) {
-    IpmiClient client;
     EXPECT_EQ(client.exchange(query()), size4());
-    EXPECT_EQ(client.receive(), EAGAIN);
+    EXPECT_EQ(client.receive(), EAGAIN);  // a message is received once
 }
 
 TEST_F(DeviceTest, TruncationFillsTheRecordAndTakesTheMessage) {
@@ -142,7 +146,7 @@ TEST_F(DeviceTest, TruncationFillsTheRecordAndTakesTheMessage) {
     ASSERT_EQ(client.send(query()), 0);
     EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 5), EMSGSIZE);
     EXPECT_EQ(client.data(), Bytes({0x00, 0xD9, 0x7E, 0x00, 4}));
-    EXPECT_EQ(client.behind(5), 0xEE);
+    EXPECT_EQ(client.past(5), 0xEE);
     EXPECT_EQ(client.record.msg.netfn, 0x2F);
     EXPECT_EQ(client.receive(), EAGAIN);
     ASSERT_THAT(host.eventsOf<Received>(), SizeIs(1));
@@ -167,12 +171,11 @@ TEST_F(DeviceTest, ABufferOfNoBytesTakesTheMessage) {
 }
 
 TEST_F(DeviceTest, AnAnswerOf272BytesFitsALongerOneDoesNot) {
-    Fault fault;
-    fault.length = 272;
-    onQuerySize(fault);
-    fault.length = 300;
-    fault.from = 2;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.length = 272; });
+    onQuerySize([](Fault& fault) {
+        fault.length = 300;
+        fault.from = 2;
+    });
     IpmiClient client;
     EXPECT_THAT(client.exchange(query()), SizeIs(272));
     ASSERT_EQ(client.send(query()), 0);
@@ -181,9 +184,7 @@ TEST_F(DeviceTest, AnAnswerOf272BytesFitsALongerOneDoesNot) {
 }
 
 TEST_F(DeviceTest, AnEmptyAnswerIsAMessageWithoutData) {
-    Fault fault;
-    fault.length = 0;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.length = 0; });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     ASSERT_EQ(client.wait(), 1);
@@ -237,15 +238,7 @@ TEST_F(DeviceTest, OtherControlCallsAreUnknown) {
 TEST_F(DeviceTest, ReceiveNeedsRoomForTheAddress) {
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
-    ipmi_recv record{};
-    std::array<unsigned char, 40> address{};
-    Bytes buffer(272);
-    record.addr = address.data();
-    record.addr_len = 7;
-    record.msg.data = buffer.data();
-    record.msg.data_len = 272;
-    EXPECT_EQ(ioctl(client.descriptor(), IPMICTL_RECEIVE_MSG_TRUNC, &record), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 272, 7), EINVAL);
     EXPECT_EQ(client.receive(), 0);
 }
 
@@ -272,9 +265,7 @@ TEST_F(DeviceTest, TheDescriptorIsARealOne) {
 }
 
 TEST_F(DeviceTest, NoAnswerIsATimeOutThatTakesNoTime) {
-    Fault fault;
-    fault.timeout = true;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.timeout = true; });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     const long began = realMs();
@@ -287,9 +278,7 @@ TEST_F(DeviceTest, NoAnswerIsATimeOutThatTakesNoTime) {
 }
 
 TEST_F(DeviceTest, ADelayedAnswerComesInItsTime) {
-    Fault fault;
-    fault.delayMs = 3000;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.delayMs = 3000; });
     IpmiClient client;
     const milliseconds begin = emulatedTime();
     ASSERT_EQ(client.send(query()), 0);
@@ -302,25 +291,19 @@ TEST_F(DeviceTest, ADelayedAnswerComesInItsTime) {
     EXPECT_LT(took, milliseconds(6000));  // a second wait that ran to its end
 }
 
-TEST_F(DeviceTest, RealWaitsForNothingTakeTheirTime) {
-    Fault fault;
-    fault.timeout = true;
-    onQuerySize(fault);
+TEST_F(DeviceTest, RealWaitsTakeTheirTime) {
+    onQuerySize([](Fault& fault) { fault.timeout = true; });
+    onQuerySize([](Fault& fault) {
+        fault.from = 2;
+        fault.delayMs = 80;
+    });
     host.setRealWaits(true);
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
-    const long began = realMs();
+    long began = realMs();
     EXPECT_EQ(client.wait(30), 0);
     EXPECT_GE(realMs() - began, 29);
-}
-
-TEST_F(DeviceTest, RealWaitsForALateAnswerTakeItsTime) {
-    Fault fault;
-    fault.delayMs = 80;
-    onQuerySize(fault);
-    host.setRealWaits(true);
-    IpmiClient client;
-    const long began = realMs();
+    began = realMs();
     ASSERT_EQ(client.send(query()), 0);
     EXPECT_EQ(client.wait(5000), 1);
     EXPECT_GE(realMs() - began, 79);
@@ -349,9 +332,7 @@ TEST_F(DeviceTest, AWaitWithoutEndForNothingIsAnError) {
 }
 
 TEST_F(DeviceTest, AWaitMayFail) {
-    Fault fault;
-    fault.pollErrno = ENOMEM;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.pollErrno = ENOMEM; });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     EXPECT_EQ(client.wait(), -1);
@@ -361,10 +342,10 @@ TEST_F(DeviceTest, AWaitMayFail) {
 }
 
 TEST_F(DeviceTest, ReceiveFailsAsOftenAsTheFaultSays) {
-    Fault fault;
-    fault.receiveFailures = 3;
-    fault.receiveErrno = EIO;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) {
+        fault.receiveFailures = 3;
+        fault.receiveErrno = EIO;
+    });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     ASSERT_EQ(client.wait(), 1);
@@ -378,9 +359,7 @@ TEST_F(DeviceTest, ReceiveFailsAsOftenAsTheFaultSays) {
 }
 
 TEST_F(DeviceTest, RepeatingAFailedReceiveForFiveSecondsTakesNoTime) {
-    Fault fault;
-    fault.receiveFailures = 1000000;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.receiveFailures = 1000000; });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     ASSERT_EQ(client.wait(), 1);
@@ -395,9 +374,7 @@ TEST_F(DeviceTest, RepeatingAFailedReceiveForFiveSecondsTakesNoTime) {
 }
 
 TEST_F(DeviceTest, AVanishedDeviceStaysAwayUntilItIsOpenedAgain) {
-    Fault fault;
-    fault.vanish = true;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.vanish = true; });
     IpmiClient client;
     ASSERT_EQ(client.send(query()), 0);
     EXPECT_EQ(client.wait(), 1);
@@ -429,11 +406,10 @@ TEST_F(DeviceTest, ARemovedDeviceCannotBeOpenedUntilItIsBack) {
 }
 
 TEST_F(DeviceTest, AMissingDeviceComesBackAfterSoManyAttempts) {
-    Fault fault;
-    fault.on = Occasion::deviceOpen;
-    fault.missing = true;
-    fault.times = 2;
-    host.bmc().addFault(fault);
+    host.bmc().addFault(datastore::fault(Occasion::deviceOpen, [](Fault& fault) {
+        fault.missing = true;
+        fault.times = 2;
+    }));
     EXPECT_FALSE(IpmiClient().isOpen());
     EXPECT_FALSE(IpmiClient("/dev/ipmidev/0").isOpen());  // not the device's path: no attempt
     EXPECT_FALSE(IpmiClient().isOpen());
@@ -479,14 +455,10 @@ TEST_F(DeviceTest, OtherWaitsAreTheMachines) {
 TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsOverlap) {
     constexpr unsigned kThreads = 8;
     const milliseconds began = testsupport::ahead();
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
-        threads.emplace_back([] {
-            IpmiClient client;
-            EXPECT_EQ(client.wait(5000), 0);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    inThreads(kThreads, [] {
+        IpmiClient client;
+        EXPECT_EQ(client.wait(5000), 0);
+    });
     EXPECT_LE(testsupport::ahead() - began, milliseconds(5000));
     EXPECT_THAT(host.eventsOf<Waited>(), SizeIs(kThreads));
 }
@@ -512,19 +484,15 @@ TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsEndInTheOrderOfTheirEnds) {
     other.join();
 }
 
-TEST_F(DeviceTest, AVirtualWaitBehindALockBeginsWhenItsThreadHasTheLock) {
+TEST_F(DeviceTest, AVirtualWaitUnderALockBeginsWhenItsThreadHasTheLock) {
     constexpr unsigned kThreads = 4;
     const milliseconds began = emulatedTime();
     std::mutex mutex;
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&mutex] {
-            IpmiClient client;
-            const std::lock_guard<std::mutex> lock(mutex);
-            EXPECT_EQ(client.wait(5000), 0);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    inThreads(kThreads, [&mutex] {
+        IpmiClient client;
+        const std::lock_guard<std::mutex> lock(mutex);
+        EXPECT_EQ(client.wait(5000), 0);
+    });
     EXPECT_GE(emulatedTime() - began, kThreads * milliseconds(5000));
 }
 
@@ -562,25 +530,19 @@ TEST_F(DeviceTest, ExchangesOneAfterTheOtherAreNotCounted) {
     IpmiClient client;
     EXPECT_EQ(client.exchange(query()), size4());
     std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
-    Fault fault;
-    fault.timeout = true;
-    fault.from = 1;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) { fault.timeout = true; });
     EXPECT_EQ(client.exchange(query()), Bytes());
     std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
     EXPECT_EQ(host.interleavedExchanges(), 0U);
 }
 
 TEST_F(DeviceTest, ManyThreadsUseTheDeviceAtOnce) {
-    const auto work = [] {
+    inThreads(4, [] {
         for (int i = 0; i < 50; ++i) {
             IpmiClient client;
             EXPECT_EQ(client.exchange(query()), size4());
         }
-    };
-    std::thread others[] = {std::thread(work), std::thread(work), std::thread(work)};
-    work();
-    for (std::thread& other : others) other.join();
+    });
     EXPECT_THAT(host.eventsOf<Received>(), SizeIs(200));
     EXPECT_EQ(host.openFiles(), 0U);
 }
@@ -588,11 +550,11 @@ TEST_F(DeviceTest, ManyThreadsUseTheDeviceAtOnce) {
 TEST_F(DeviceTest, EveryExchangeHasItsLineInATrace) {
     std::vector<std::string> lines;
     host.onEvent([&lines](const emulator::Event& event) { lines.push_back(emulator::describe(event)); });
-    Fault fault;
-    fault.receiveFailures = 2;
-    fault.length = 10;
-    fault.receiveType = 3;
-    onQuerySize(fault);
+    onQuerySize([](Fault& fault) {
+        fault.receiveFailures = 2;
+        fault.length = 10;
+        fault.receiveType = 3;
+    });
     {
         IpmiClient client;
         client.send(datastore::close(1));

@@ -1,3 +1,4 @@
+// The reader of fault scripts and data-store folders.
 #include "emulator/faultscript.h"
 
 #include <gmock/gmock.h>
@@ -41,15 +42,12 @@ class FaultScriptTest : public testing::Test {
     testsupport::HostBuilder host;
 };
 
-TEST_F(FaultScriptTest, AnEmptyScriptHasNoFaults) {
-    const FaultScript read = script("{}");
+TEST_F(FaultScriptTest, TopLevelSettings) {
+    FaultScript read = script("{}");
     EXPECT_EQ(read.readLimit, 0U);
     EXPECT_FALSE(read.endOfFile);
     EXPECT_TRUE(read.faults.empty());
-}
-
-TEST_F(FaultScriptTest, TopLevelSettings) {
-    const FaultScript read = script(R"({"readLimit": 58, "endOfFile": true})");
+    read = script(R"({"readLimit": 58, "endOfFile": true})");
     EXPECT_EQ(read.readLimit, 58U);
     EXPECT_TRUE(read.endOfFile);
 }

@@ -16,7 +16,9 @@
 /** A client of the Linux IPMI driver, by its plain system calls. Results are errno values, 0 is success. */
 class IpmiClient {
  public:
-    explicit IpmiClient(const char* path = "/dev/ipmi0") : descriptor_(::open(path, O_RDWR)) { openErrno_ = errno; }
+    explicit IpmiClient(const char* path = "/dev/ipmi0", int flags = O_RDWR) : descriptor_(::open(path, flags)) {
+        openErrno_ = errno;
+    }
     ~IpmiClient() { close(); }
     IpmiClient(const IpmiClient&) = delete;
     IpmiClient& operator=(const IpmiClient&) = delete;
@@ -68,19 +70,19 @@ class IpmiClient {
     short revents() const { return revents_; }
     int pollErrno() const { return pollErrno_; }
 
-    int receive(unsigned long operation = IPMICTL_RECEIVE_MSG_TRUNC, std::size_t room = 272) {
+    int receive(unsigned long operation = IPMICTL_RECEIVE_MSG_TRUNC, std::size_t room = 272, unsigned addrLen = 40) {
         buffer_.fill(0xEE);
         record = {};
         record.addr = address.data();
-        record.addr_len = static_cast<unsigned>(address.size());
+        record.addr_len = addrLen;
         record.msg.data = buffer_.data();
         record.msg.data_len = static_cast<unsigned short>(room);
         return ::ioctl(descriptor_, operation, &record) == 0 ? 0 : errno;
     }
     /** The data of the message that the last receive brought. */
     emulator::Bytes data() const { return {buffer_.begin(), buffer_.begin() + record.msg.data_len}; }
-    /** The byte behind the room of the last receive. */
-    std::uint8_t behind(std::size_t room) const { return buffer_.at(room); }
+    /** The first byte past the room of the last receive. */
+    std::uint8_t past(std::size_t room) const { return buffer_.at(room); }
 
     /** One whole exchange; the answer's data, empty when it did not come. */
     emulator::Bytes exchange(const emulator::Request& message) {

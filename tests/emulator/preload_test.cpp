@@ -1,3 +1,4 @@
+// Programs into which the emulated host is preloaded: one of our own and the machine's commands.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -40,20 +41,18 @@ class PreloadTest : public testing::Test {
         host.addRawDevicesLine("0000\t80861237");
     }
 
-    Outcome runForeign(const std::string& directory, const std::string& more = "") const {
-        return run("EMULATED_HOST='" + directory + "' " + more +
-                   " LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM);
+    /** A command, by default the foreign program, that has the library and the host; `settings` come last. */
+    Outcome preloaded(const std::string& settings, const std::string& command = FOREIGN_PROGRAM) const {
+        return run("LC_ALL=C EMULATED_HOST='" + host.directory() + "' LD_PRELOAD='" PRELOAD_LIBRARIES "' " + settings +
+                   " " + command);
     }
-    /** A command of this machine, in a world of its own. */
-    Outcome runOnHost(const std::string& command) const {
-        return run("EMULATED_HOST='" + host.directory() + "' LD_PRELOAD='" PRELOAD_LIBRARIES "' LC_ALL=C " + command);
-    }
+    Outcome runOnHost(const std::string& command) const { return preloaded("", command); }
 
     testsupport::HostBuilder host;
 };
 
 TEST_F(PreloadTest, AForeignProcessSeesTheEmulatedHost) {
-    const Outcome outcome = runForeign(host.directory());
+    const Outcome outcome = preloaded("");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.output,
               "hostname: preloaded\n"
@@ -64,7 +63,7 @@ TEST_F(PreloadTest, AForeignProcessSeesTheEmulatedHost) {
 
 TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
     const std::string trace = host.path("trace").string();
-    EXPECT_EQ(runForeign(host.directory(), "EMULATED_HOST_TRACE='" + trace + "'").status, 0);
+    EXPECT_EQ(preloaded("EMULATED_HOST_TRACE='" + trace + "'").status, 0);
     std::ifstream in(trace);
     std::vector<std::string> lines;
     for (std::string line; std::getline(in, line);) lines.push_back(line);
@@ -76,8 +75,8 @@ TEST_F(PreloadTest, TheTraceHasEveryEventAsALine) {
 
 TEST_F(PreloadTest, AProcessThatLivesLongDoesNotGrow) {
     // AddressSanitizer's runtime, where it is loaded, holds on to memory that was freed.
-    const Outcome outcome = run("ASAN_OPTIONS=quarantine_size_mb=0:thread_local_quarantine_size_kb=0 EMULATED_HOST='" +
-                                host.directory() + "' LD_PRELOAD='" PRELOAD_LIBRARIES "' " FOREIGN_PROGRAM " 100000");
+    const Outcome outcome =
+        preloaded("ASAN_OPTIONS=quarantine_size_mb=0:thread_local_quarantine_size_kb=0", FOREIGN_PROGRAM " 100000");
     ASSERT_EQ(outcome.status, 0) << outcome.output;
     EXPECT_LT(std::stol(outcome.output), 4096) << "kB, for 400000 events";
 }
@@ -104,32 +103,32 @@ TEST_F(PreloadTest, ACommandThatReadsTheDeviceFailsAsOnAnyMachine) {
 
 TEST_F(PreloadTest, EveryProcessHasABmcOfItsOwn) {
     host.setFaults(R"({"faults": [{"on": "querySize", "completionCode": 24, "data": [24, 0, 0, 0, 99]}]})");
-    for (int i = 0; i < 2; ++i) EXPECT_THAT(runForeign(host.directory()).output, HasSubstr("5 bytes, size 99"));
+    for (int i = 0; i < 2; ++i) EXPECT_THAT(preloaded("").output, HasSubstr("5 bytes, size 99"));
 }
 
 TEST_F(PreloadTest, WaitsAreRealWhereTheEnvironmentSaysSo) {
     constexpr std::chrono::milliseconds kDelay{1500};
     host.setFaults(R"({"faults": [{"on": "querySize", "delayMs": 1500}]})");
     const auto began = std::chrono::steady_clock::now();
-    EXPECT_THAT(runForeign(host.directory(), "EMULATED_HOST_WAITS=real").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
+    EXPECT_THAT(preloaded("EMULATED_HOST_WAITS=real").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
     EXPECT_GE(std::chrono::steady_clock::now() - began, kDelay);
-    EXPECT_THAT(runForeign(host.directory(), "EMULATED_HOST_WAITS=virtual").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
+    EXPECT_THAT(preloaded("EMULATED_HOST_WAITS=virtual").output, HasSubstr("bmc: 0 1 0, 8 bytes"));
 }
 
 TEST_F(PreloadTest, WaitsThatAreNeitherRealNorVirtualEndTheProcess) {
-    const Outcome outcome = runForeign(host.directory(), "EMULATED_HOST_WAITS=short");
+    const Outcome outcome = preloaded("EMULATED_HOST_WAITS=short");
     EXPECT_EQ(outcome.status, 125);
     EXPECT_EQ(outcome.output, "emulated host: EMULATED_HOST_WAITS is 'real' or 'virtual', not 'short'\n");
 }
 
 TEST_F(PreloadTest, AHostDirectoryThatIsNotThereEndsTheProcess) {
-    const Outcome outcome = runForeign(host.directory() + "/nothing");
+    const Outcome outcome = preloaded("EMULATED_HOST='" + host.directory() + "/nothing'");
     EXPECT_EQ(outcome.status, 125);
     EXPECT_EQ(outcome.output, "emulated host: no host directory at '" + host.directory() + "/nothing'\n");
 }
 
 TEST_F(PreloadTest, WithoutAHostDirectoryNothingHappens) {
-    const Outcome outcome = runForeign("");
+    const Outcome outcome = preloaded("EMULATED_HOST=");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output, HasSubstr("/etc/vmware/pci.xml: \n"));
 }
