@@ -144,6 +144,11 @@ bool putForward(Duration own) {
 
 }  // namespace
 
+timespec toTimespec(Duration duration) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {static_cast<time_t>(seconds.count()), static_cast<long>((duration - seconds).count())};
+}
+
 Duration offset() {
     return Duration(aheadNs.load(std::memory_order_relaxed));
 }
@@ -173,8 +178,7 @@ void reset() {
 
 void sleep(Duration duration) {
     if (duration <= Duration::zero()) return;
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
-    timespec left{static_cast<time_t>(seconds.count()), static_cast<long>((duration - seconds).count())};
+    timespec left = toTimespec(duration);
     while (nanosleep(&left, &left) != 0 && errno == EINTR) {
     }
 }

@@ -2,6 +2,7 @@
 #define PCIINFO_EMULATOR_CLOCK_H
 
 #include <chrono>
+#include <ctime>
 
 /** The emulated CLOCK_MONOTONIC: the machine's, put forward by the waits that no thread slept through. */
 namespace emulator::clock {
@@ -11,6 +12,7 @@ using Duration = std::chrono::nanoseconds;
 /** A point in time that does not come. */
 constexpr Duration kNever = Duration::max();
 
+timespec toTimespec(Duration duration);
 /** How far the emulated clock is ahead. */
 Duration offset();
 /** The emulated time. */

@@ -69,19 +69,17 @@ int MachineSession::send(const ipmi_req& request) {
     return real::ioctl(descriptor_, IPMICTL_SEND_COMMAND, &request) == 0 ? 0 : errno;
 }
 
-Reception MachineSession::receive(ipmi_recv& record, bool truncate) {
+int MachineSession::receive(ipmi_recv& record, bool truncate, std::optional<Answer>& message) {
     const unsigned long operation = truncate ? IPMICTL_RECEIVE_MSG_TRUNC : IPMICTL_RECEIVE_MSG;
-    Reception reception;
-    if (real::ioctl(descriptor_, operation, &record) != 0) reception.error = errno;
-    const bool cut = truncate && reception.error == EMSGSIZE;
-    if (reception.error != 0 && !cut) return reception;
+    const int error = real::ioctl(descriptor_, operation, &record) != 0 ? errno : 0;
+    if (error != 0 && !(truncate && error == EMSGSIZE)) return error;
 
-    Answer& message = reception.message.emplace();
-    message.receiveType = record.recv_type;
-    message.netfn = record.msg.netfn;
-    message.command = record.msg.cmd;
-    message.data.assign(record.msg.data, record.msg.data + record.msg.data_len);
-    return reception;
+    message.emplace();
+    message->receiveType = record.recv_type;
+    message->netfn = record.msg.netfn;
+    message->command = record.msg.cmd;
+    message->data.assign(record.msg.data, record.msg.data + record.msg.data_len);
+    return error;
 }
 
 int MachineSession::poll(pollfd& item, int timeoutMs) {
@@ -97,7 +95,7 @@ class EmulatedDevice::Session : public DeviceSession {
     Session& operator=(const Session&) = delete;
 
     int send(const ipmi_req& request) override;
-    Reception receive(ipmi_recv& record, bool truncate) override;
+    int receive(ipmi_recv& record, bool truncate, std::optional<Answer>& message) override;
     int poll(pollfd& item, int timeoutMs) override;
 
  private:
@@ -134,19 +132,19 @@ int EmulatedDevice::Session::send(const ipmi_req& request) {
     return 0;
 }
 
-Reception EmulatedDevice::Session::receive(ipmi_recv& record, bool truncate) {
-    std::unique_lock<Mutex> lock(device_->mutex_);
+int EmulatedDevice::Session::receive(ipmi_recv& record, bool truncate, std::optional<Answer>& message) {
+    const std::lock_guard<Mutex> lock(device_->mutex_);
     device_->noteExchange();
     if (const int error = obstacle(record, truncate); error != 0) {
         if (!device_->realWaits_) clock::advance(kFailedReceive);
-        return {error, std::nullopt};
+        return error;
     }
-    const Message message = std::move(arrived_.front());
+    const bool cut = arrived_.front().answer.data.size() > record.msg.data_len;
+    fill(record, arrived_.front().answer, arrived_.front().msgid);
+    message = std::move(arrived_.front().answer);
     arrived_.pop_front();
     device_->exchanging_ = {};
-    const bool cut = message.answer.data.size() > record.msg.data_len;
-    fill(record, message.answer, message.msgid);
-    return {cut ? EMSGSIZE : 0, message.answer};
+    return cut ? EMSGSIZE : 0;
 }
 
 int EmulatedDevice::Session::obstacle(const ipmi_recv& record, bool truncate) {

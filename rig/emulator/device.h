@@ -17,12 +17,6 @@
 
 namespace emulator {
 
-/** What a receive call brought: a message, an error (errno value), or both where the message was cut. */
-struct Reception {
-    int error = 0;
-    std::optional<Answer> message;
-};
-
 /** One open descriptor of an IPMI device, as the driver serves it. Results are errno values, 0 is success. */
 class DeviceSession {
  public:
@@ -32,8 +26,11 @@ class DeviceSession {
     DeviceSession& operator=(const DeviceSession&) = delete;
 
     virtual int send(const ipmi_req& request) = 0;
-    /** truncate: IPMICTL_RECEIVE_MSG_TRUNC instead of IPMICTL_RECEIVE_MSG. */
-    virtual Reception receive(ipmi_recv& record, bool truncate) = 0;
+    /**
+     * truncate: IPMICTL_RECEIVE_MSG_TRUNC instead of IPMICTL_RECEIVE_MSG. `message` becomes what was received, whole,
+     * also where the record has too little room and the result is EMSGSIZE.
+     */
+    virtual int receive(ipmi_recv& record, bool truncate, std::optional<Answer>& message) = 0;
     /** As poll() on the descriptor alone. */
     virtual int poll(pollfd& item, int timeoutMs) = 0;
 };
@@ -44,7 +41,7 @@ class MachineSession : public DeviceSession {
     explicit MachineSession(int descriptor) : descriptor_(descriptor) {}
 
     int send(const ipmi_req& request) override;
-    Reception receive(ipmi_recv& record, bool truncate) override;
+    int receive(ipmi_recv& record, bool truncate, std::optional<Answer>& message) override;
     int poll(pollfd& item, int timeoutMs) override;
 
  private:

@@ -211,17 +211,15 @@ FILE* Host::fopen(const char* path, const char* mode) {
     if (*hook) (*hook)(path);
 
     const std::string place = realPath(path);
-    ProcFile::Opened opened;
-    if (isBelow(path, kProcPci))
-        opened = ProcFile::open(shared_from_this(), path, place, mode);
-    else
-        opened.stream = real::fopen(place.c_str(), mode);
-    record(FileOpened{path, mode, opened.stream != nullptr});
-    if (opened.stream != nullptr) {
+    ProcFile* file = nullptr;
+    FILE* stream = isBelow(path, kProcPci) ? ProcFile::open(shared_from_this(), path, place, mode, file)
+                                           : real::fopen(place.c_str(), mode);
+    record(FileOpened{path, mode, stream != nullptr});
+    if (stream != nullptr) {
         const std::lock_guard<Mutex> lock(mutex_);
-        if (streams_.emplace(opened.stream, opened.file).second) ++streamCount;
+        if (streams_.emplace(stream, file).second) ++streamCount;
     }
-    return opened.stream;
+    return stream;
 }
 
 ProcFile* Host::procFile(FILE* stream) const {
@@ -241,14 +239,11 @@ DIR* Host::opendir(const char* path) {
     return stream;
 }
 
-int Host::open(const char* path, int flags, unsigned mode) {
-    const int descriptor = real::openat(AT_FDCWD, realPath(path).c_str(), flags, mode);
+int Host::open(const char* path, int flags, unsigned permissions) {
+    const int descriptor = real::openat(AT_FDCWD, realPath(path).c_str(), flags, permissions);
     const int access = flags & O_ACCMODE;
-    record(FileOpened{path,
-                      access == O_RDONLY   ? "O_RDONLY"
-                      : access == O_WRONLY ? "O_WRONLY"
-                                           : "O_RDWR",
-                      descriptor >= 0});
+    const char* mode = access == O_RDONLY ? "O_RDONLY" : access == O_WRONLY ? "O_WRONLY" : "O_RDWR";
+    record(FileOpened{path, mode, descriptor >= 0});
     return descriptor;
 }
 
@@ -322,10 +317,11 @@ int Host::send(DeviceSession& session, const ipmi_req& request) {
 int Host::receive(DeviceSession& session, ipmi_recv& into, bool truncate) {
     const std::size_t bufferLen = into.msg.data_len;
     const std::size_t addrLen = into.addr_len;
-    const Reception reception = session.receive(into, truncate);
-    if (reception.message) record(Received{*reception.message, bufferLen, addrLen});
-    if (reception.error != 0) record(ReceiveFailed{reception.error});
-    return toResult(reception.error);
+    std::optional<Answer> message;
+    const int error = session.receive(into, truncate, message);
+    if (message) record(Received{*message, bufferLen, addrLen});
+    if (error != 0) record(ReceiveFailed{error});
+    return toResult(error);
 }
 
 int Host::poll(DeviceSession* session, pollfd& item, int timeoutMs) {

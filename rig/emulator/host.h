@@ -60,7 +60,7 @@ class Host : public std::enable_shared_from_this<Host> {
     ProcFile* procFile(FILE* stream) const;
     void forgetStream(FILE* stream);
     DIR* opendir(const char* path);
-    int open(const char* path, int flags, unsigned mode);
+    int open(const char* path, int flags, unsigned permissions);
     int openDevice(const char* path, int flags);
     /** The device session of a descriptor, or null. */
     std::shared_ptr<DeviceSession> session(int descriptor) const;

@@ -109,15 +109,10 @@ void __syslog_chk(int priority, int, const char* format, ...) {
 }
 
 int clock_gettime(clockid_t which, timespec* time) noexcept {
-    const int result = real::clock_gettime(which, time);
-    if (result != 0 || which != CLOCK_MONOTONIC) return result;
-    const auto ahead = emulator::clock::offset();
-    if (ahead == emulator::clock::Duration::zero()) return result;
-    const auto sum = ahead + emulator::clock::Duration(time->tv_nsec);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sum);
-    time->tv_sec += static_cast<time_t>(seconds.count());
-    time->tv_nsec = static_cast<long>((sum - seconds).count());
-    return result;
+    namespace clock = emulator::clock;
+    if (which != CLOCK_MONOTONIC || clock::offset() == clock::Duration::zero()) return real::clock_gettime(which, time);
+    *time = clock::toTimespec(clock::now());
+    return 0;
 }
 
 }  // extern "C"

@@ -30,13 +30,6 @@ const char* asked(const char* path, std::string&& own = {}) {
     return own.c_str();
 }
 
-/** The mode argument of an open() call, which is there only where a file may be made. */
-unsigned modeOf(int flags, va_list arguments) {
-    const bool given = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by the caller
-    return given ? va_arg(arguments, unsigned) : 0;
-}
-
 int openAt(int directory, const char* path, int flags, unsigned mode = 0) {
     if (const auto host = Host::ofDevice(path)) return host->openDevice(path, flags);
     if (const auto host = Host::ofFile(path)) return host->open(path, flags, mode);
@@ -92,10 +85,11 @@ DIR* opendir(const char* path) {
     return host ? host->opendir(path) : real::opendir(path);
 }
 
+// The mode is there only where a file may be made; what stands in its place otherwise is not looked at.
 int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const unsigned mode = modeOf(flags, arguments);
+    const unsigned mode = va_arg(arguments, unsigned);
     va_end(arguments);
     return openAt(AT_FDCWD, path, flags, mode);
 }
@@ -103,7 +97,7 @@ int open(const char* path, int flags, ...) {
 int open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const unsigned mode = modeOf(flags, arguments);
+    const unsigned mode = va_arg(arguments, unsigned);
     va_end(arguments);
     return openAt(AT_FDCWD, path, flags | O_LARGEFILE, mode);
 }
@@ -119,7 +113,7 @@ int __open64_2(const char* path, int flags) {
 int openat(int directory, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const unsigned mode = modeOf(flags, arguments);
+    const unsigned mode = va_arg(arguments, unsigned);
     va_end(arguments);
     return openAt(directory, path, flags, mode);
 }
@@ -127,7 +121,7 @@ int openat(int directory, const char* path, int flags, ...) {
 int openat64(int directory, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const unsigned mode = modeOf(flags, arguments);
+    const unsigned mode = va_arg(arguments, unsigned);
     va_end(arguments);
     return openAt(directory, path, flags | O_LARGEFILE, mode);
 }

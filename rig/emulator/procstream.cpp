@@ -11,20 +11,32 @@
 
 namespace emulator {
 
-ProcFile::Opened ProcFile::open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
-                                const char* mode) {
+FILE* ProcFile::open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
+                     const char* mode, ProcFile*& opened) {
     if (*mode != 'r' || std::strchr(mode, '+') != nullptr) {
         errno = EACCES;
-        return {};
+        return nullptr;
     }
     const int descriptor = real::openat(AT_FDCWD, realPath.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return {};
+    if (descriptor < 0) return nullptr;
     std::unique_ptr<ProcFile> file(new ProcFile(host, path, descriptor));
-    FILE* stream = fopencookie(file.get(), mode, {readCookie, nullptr, seekCookie, closeCookie});
-    if (stream == nullptr) return {};
-    ProcFile* owned = file.release();  // by the stream, until closeCookie
-    std::setvbuf(stream, owned->buffer_.data(), _IOFBF, owned->buffer_.size());
-    return {stream, owned};
+    cookie_io_functions_t calls{};
+    calls.read = [](void* cookie, char* to, std::size_t size) {
+        return static_cast<ProcFile*>(cookie)->read(to, size);
+    };
+    calls.seek = [](void* cookie, off64_t* offset, int whence) {
+        *offset = lseek64(static_cast<ProcFile*>(cookie)->descriptor_, *offset, whence);
+        return *offset < 0 ? -1 : 0;
+    };
+    calls.close = [](void* cookie) {
+        delete static_cast<ProcFile*>(cookie);
+        return 0;
+    };
+    FILE* stream = fopencookie(file.get(), mode, calls);
+    if (stream == nullptr) return nullptr;
+    opened = file.release();  // the stream's, until it is closed
+    std::setvbuf(stream, opened->buffer_.data(), _IOFBF, opened->buffer_.size());
+    return stream;
 }
 
 ProcFile::ProcFile(std::shared_ptr<Host> host, std::string path, int descriptor)
@@ -58,22 +70,6 @@ ssize_t ProcFile::read(char* to, std::size_t size) const {
     const ssize_t got = ::read(descriptor_, to, size);
     host_->record(FileRead{path_, size, got < 0 ? 0 : static_cast<std::size_t>(got)});
     return got;
-}
-
-ssize_t ProcFile::readCookie(void* cookie, char* to, std::size_t size) {
-    return static_cast<ProcFile*>(cookie)->read(to, size);
-}
-
-int ProcFile::seekCookie(void* cookie, off64_t* offset, int whence) {
-    const off64_t position = lseek64(static_cast<ProcFile*>(cookie)->descriptor_, *offset, whence);
-    if (position < 0) return -1;
-    *offset = position;
-    return 0;
-}
-
-int ProcFile::closeCookie(void* cookie) {
-    delete static_cast<ProcFile*>(cookie);
-    return 0;
 }
 
 }  // namespace emulator

@@ -13,18 +13,13 @@ namespace emulator {
 /** A file below /proc/bus/pci that a stream reads. Belongs to the stream and ends with its fclose. */
 class ProcFile {
  public:
-    struct Opened {
-        FILE* stream = nullptr;
-        ProcFile* file = nullptr;
-    };
-
     /**
      * fopen for reading, with a stream whose every read request is recorded with the host as it would reach the
-     * kernel. `path` is the path that was asked for, `realPath` where the file is. On failure both pointers are null
-     * and errno is set, for another mode to EACCES.
+     * kernel, and with `opened` for it. `path` is the path that was asked for, `realPath` where the file is. Null, with
+     * errno, on failure; for another mode it is EACCES.
      */
-    static Opened open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
-                       const char* mode);
+    static FILE* open(const std::shared_ptr<Host>& host, const std::string& path, const std::string& realPath,
+                      const char* mode, ProcFile*& opened);
 
     ~ProcFile();
     ProcFile(const ProcFile&) = delete;
@@ -41,10 +36,6 @@ class ProcFile {
  private:
     ProcFile(std::shared_ptr<Host> host, std::string path, int descriptor);
     ssize_t read(char* to, std::size_t size) const;
-
-    static ssize_t readCookie(void* cookie, char* to, std::size_t size);
-    static int seekCookie(void* cookie, off64_t* offset, int whence);
-    static int closeCookie(void* cookie);
 
     const std::shared_ptr<Host> host_;
     const std::string path_;
