@@ -342,8 +342,9 @@ int Host::gethostname(char* name, std::size_t size) {
     const std::lock_guard<Mutex> lock(mutex_);
     if (hostNameFails_) return toResult(EINVAL);
     if (!hostName_) return real::gethostname(name, size);
-    std::memcpy(name, hostName_->c_str(), std::min(size, hostName_->size() + 1));
-    return toResult(size > hostName_->size() ? 0 : ENAMETOOLONG);
+    const std::string& own = *hostName_;
+    std::memcpy(name, own.c_str(), std::min(size, own.size() + 1));
+    return toResult(size > own.size() ? 0 : ENAMETOOLONG);
 }
 
 void Host::vsyslog(int priority, const char* format, va_list arguments) {

@@ -1,3 +1,4 @@
+// Host directories and SMBIOS tables that tests write for themselves.
 #include "tests/support/hostbuilder.h"
 
 #include <fmt/format.h>
@@ -60,8 +61,8 @@ std::string devicesLine(const PciFunction& function) {
     for (const std::uint32_t bar : function.bars) line += fmt::format("\t{:16x}", bar);
     line += fmt::format("\t{:16x}", function.romAddress);
     for (const std::uint64_t size : function.sizes) line += fmt::format("\t{:16x}", size);
-    line += fmt::format("\t{:16x}", function.romSize);
-    return line + "\t" + function.driver + "\n";
+    constexpr int kRomSize = 0;
+    return line + fmt::format("\t{:16x}\t{}\n", kRomSize, function.driver);
 }
 
 Bytes configSpace(const PciFunction& function) {
@@ -73,13 +74,11 @@ Bytes configSpace(const PciFunction& function) {
     config[0x0A] = function.subclass;
     config[0x0B] = function.classCode;
     config[0x0C] = function.cacheLineSize;
-    config[0x0E] = function.headerType;
     for (std::size_t i = 0; i < function.bars.size(); ++i) put32(config, 0x10 + 4 * i, function.bars[i]);
     put16(config, 0x2C, function.subsystemVendor);
     put16(config, 0x2E, function.subsystem);
     put32(config, 0x30, function.romAddress);
     config[0x3C] = function.irqLine;
-    config[0x3D] = function.irqPin;
     config.resize(function.configLength, 0xFF);
     return config;
 }

@@ -38,15 +38,12 @@ struct PciFunction {
     std::array<std::uint32_t, 6> bars{};   // raw register values, type bits included
     std::array<std::uint64_t, 6> sizes{};  // the list's size fields
     std::uint32_t romAddress = 0;
-    std::uint64_t romSize = 0;
     std::uint8_t classCode = 0x02;
     std::uint8_t subclass = 0;
     std::uint8_t progIf = 0;
     std::uint8_t revision = 0;
-    std::uint8_t headerType = 0;
     std::uint8_t cacheLineSize = 0;
     std::uint8_t irqLine = 0;
-    std::uint8_t irqPin = 0;
     std::uint16_t subsystemVendor = 0;
     std::uint16_t subsystem = 0;
     std::size_t configLength = 64;  // of the configuration file; its bytes from 64 on are FFh
@@ -105,7 +102,7 @@ struct Slot {
     std::uint16_t id = 1;
     std::uint8_t characteristics1 = 0x04;
     std::uint8_t characteristics2 = 0;
-    std::vector<std::string> strings;               // string set behind the designation
+    std::vector<std::string> strings;               // string set after the designation
     std::optional<std::uint8_t> designationNumber;  // a string number other than the one that fits
     std::uint8_t formattedLength = 13;              // the structure's own length byte
 };
@@ -117,7 +114,7 @@ class SmbiosBuilder {
     static constexpr std::size_t kCountOffset = 28;
 
     SmbiosBuilder& addSlot(const Slot& slot);
-    /** `formatted`: the formatted area behind the 4-byte header. */
+    /** `formatted`: the formatted area after the 4-byte header. */
     SmbiosBuilder& addStructure(std::uint8_t type, const Bytes& formatted = {},
                                 const std::vector<std::string>& strings = {});
     /** Bytes that stand in the table as they are and count as one structure. */

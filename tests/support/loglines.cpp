@@ -1,3 +1,4 @@
+// The log lines that requests are to write, and their order.
 #include "tests/support/loglines.h"
 
 #include <fmt/format.h>

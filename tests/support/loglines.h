@@ -18,7 +18,7 @@ Lines setReferenceLines();
 
 // --- the log lines of the walks over functions and system slots ---
 
-/** One line, behind the name that it begins with: "MakeDeviceSlotAssociation ...", */
+/** One line, after the name that it begins with: "MakeDeviceSlotAssociation ...", */
 Lines makeLine(const std::string& text);
 /** "GetDeviceFromSlotAssocInstances ...", */
 Lines fromSlotLine(const std::string& text);

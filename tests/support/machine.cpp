@@ -1,3 +1,4 @@
+// Machines, and the CIM objects that they are to be published as.
 #include "tests/support/machine.h"
 
 #include <fmt/format.h>
