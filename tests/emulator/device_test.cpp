@@ -464,24 +464,29 @@ TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsOverlap) {
 }
 
 TEST_F(DeviceTest, VirtualWaitsOfSeveralThreadsEndInTheOrderOfTheirEnds) {
-    std::atomic<bool> longOneBegins{false};
-    std::atomic<bool> longOneIsOver{false};
-    std::thread other([&] {
-        IpmiClient client;
-        longOneBegins = true;
-        EXPECT_EQ(client.wait(3600 * 1000), 0);
-        longOneIsOver = true;
+    constexpr unsigned kLongOnes = 4;
+    std::atomic<unsigned> begun{0};
+    std::atomic<bool> aLongOneIsOver{false};
+    std::thread longOnes([&] {
+        inThreads(kLongOnes, [&] {
+            IpmiClient client;
+            ++begun;
+            EXPECT_EQ(client.wait(3600 * 1000), 0);
+            aLongOneIsOver = true;
+        });
     });
-    while (!longOneBegins) std::this_thread::yield();
-    // This thread does something for a while before it waits: the other one's wait does not end at once for that.
+    std::thread shortOne([&] {
+        IpmiClient client;
+        ++begun;
+        for (int i = 0; i < 5; ++i) EXPECT_EQ(client.wait(1000), 0);
+        EXPECT_FALSE(aLongOneIsOver);
+    });
+    while (begun <= kLongOnes) std::this_thread::yield();
+    // This thread does something for a while before it rests: no wait ends for that, they all look for their ends.
     const long began = realMs();
     while (realMs() - began < 20) std::this_thread::yield();
-    IpmiClient client;
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(client.wait(1000), 0);
-        EXPECT_FALSE(longOneIsOver);
-    }
-    other.join();
+    shortOne.join();
+    longOnes.join();
 }
 
 TEST_F(DeviceTest, AVirtualWaitUnderALockBeginsWhenItsThreadHasTheLock) {

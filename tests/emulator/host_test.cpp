@@ -150,6 +150,7 @@ TEST_F(LiveHostTest, AnUnbufferedReadReachesTheKernelAsItIs) {
     EXPECT_TRUE(std::equal(config.begin(), config.end(), expected.begin()));
     EXPECT_THAT(readSizes(), ElementsAre(64, 64));
     EXPECT_EQ(host.eventsOf<FileRead>()[0].path, kConfig);
+    EXPECT_EQ(std::fread(config.data(), 0, 3, stream.get()), 0U);
 }
 
 TEST_F(LiveHostTest, ABufferedReadAsksForABlockOfProcfs) {
