@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 
 #include "emulator/clock.h"
 #include "emulator/host.h"
@@ -30,8 +31,11 @@ FILE* openStream(NextFunction& next, const char* path, const char* mode) {
 template <typename NextFunction>
 size_t readStream(void* to, size_t size, size_t count, FILE* stream, const NextFunction& next) {
     if (const auto host = Host::ofStream())
-        if (const ProcFile* file = host->procFile(stream); file != nullptr && ProcFile::readsDirectly(stream))
-            return file->fread(to, size, count, stream);
+        if (const ProcFile* file = host->procFile(stream); file != nullptr) {
+            flockfile(stream);  // as all but the ..._unlocked do; nothing is lost where these wait for it
+            const std::unique_ptr<FILE, decltype(&funlockfile)> lock(stream, funlockfile);
+            if (ProcFile::readsDirectly(stream)) return file->fread(to, size, count, stream);
+        }
     return next();
 }
 

@@ -51,8 +51,6 @@ bool ProcFile::readsDirectly(FILE* stream) {
 }
 
 std::size_t ProcFile::fread(void* to, std::size_t size, std::size_t count, FILE* stream) const {
-    flockfile(stream);
-    const std::unique_ptr<FILE, decltype(&funlockfile)> lock(stream, funlockfile);
     const std::size_t wanted = size * count;
     std::size_t filled = 0;
     while (filled < wanted) {

@@ -25,6 +25,7 @@ class ProcFile {
     ProcFile(const ProcFile&) = delete;
     ProcFile& operator=(const ProcFile&) = delete;
 
+    // The stream is locked for both.
     /** A stream without a buffer, and without a character that was pushed back. */
     static bool readsDirectly(FILE* stream);
     /**
