@@ -1,3 +1,4 @@
+// The record of the provider's calls, and calls that fail. Tests: tests/broker/faults_test.cpp, requests_test.cpp.
 #include "broker/calllog.h"
 
 #include <algorithm>
@@ -6,94 +7,16 @@
 namespace broker {
 
 const std::vector<std::string>& CallLog::functions() {
-    static const std::vector<std::string> names{"bft.prepareAttachThread",
-                                                "bft.attachThread",
-                                                "bft.detachThread",
-                                                "bft.deliverIndication",
-                                                "bft.enumerateInstanceNames",
-                                                "bft.getInstance",
-                                                "bft.createInstance",
-                                                "bft.modifyInstance",
-                                                "bft.deleteInstance",
-                                                "bft.execQuery",
-                                                "bft.enumerateInstances",
-                                                "bft.associators",
-                                                "bft.associatorNames",
-                                                "bft.references",
-                                                "bft.referenceNames",
-                                                "bft.invokeMethod",
-                                                "bft.setProperty",
-                                                "bft.getProperty",
-                                                "eft.newInstance",
-                                                "eft.newObjectPath",
-                                                "eft.newArgs",
-                                                "eft.newString",
-                                                "eft.newArray",
-                                                "eft.newDateTime",
-                                                "eft.newDateTimeFromBinary",
-                                                "eft.newDateTimeFromChars",
-                                                "eft.newSelectExp",
-                                                "eft.classPathIsA",
-                                                "eft.toString",
-                                                "eft.isOfType",
-                                                "eft.getType",
-                                                "eft.getMessage",
-                                                "eft.logMessage",
-                                                "eft.trace",
-                                                "result.release",
-                                                "result.clone",
-                                                "result.returnData",
-                                                "result.returnInstance",
-                                                "result.returnObjectPath",
-                                                "result.returnDone",
-                                                "objectPath.release",
-                                                "objectPath.clone",
-                                                "objectPath.setNameSpace",
-                                                "objectPath.getNameSpace",
-                                                "objectPath.setHostname",
-                                                "objectPath.getHostname",
-                                                "objectPath.setClassName",
-                                                "objectPath.getClassName",
-                                                "objectPath.addKey",
-                                                "objectPath.getKey",
-                                                "objectPath.getKeyAt",
-                                                "objectPath.getKeyCount",
-                                                "objectPath.setNameSpaceFromObjectPath",
-                                                "objectPath.setHostAndNameSpaceFromObjectPath",
-                                                "objectPath.getClassQualifier",
-                                                "objectPath.getPropertyQualifier",
-                                                "objectPath.getMethodQualifier",
-                                                "objectPath.getParameterQualifier",
-                                                "objectPath.toString",
-                                                "instance.release",
-                                                "instance.clone",
-                                                "instance.getProperty",
-                                                "instance.getPropertyAt",
-                                                "instance.getPropertyCount",
-                                                "instance.setProperty",
-                                                "instance.getObjectPath",
-                                                "instance.setPropertyFilter",
-                                                "instance.setObjectPath",
-                                                "array.release",
-                                                "array.clone",
-                                                "array.getSize",
-                                                "array.getSimpleType",
-                                                "array.getElementAt",
-                                                "array.setElementAt",
-                                                "enumeration.release",
-                                                "enumeration.clone",
-                                                "enumeration.getNext",
-                                                "enumeration.hasNext",
-                                                "enumeration.toArray",
-                                                "string.release",
-                                                "string.clone",
-                                                "string.getCharPtr",
-                                                "context.release",
-                                                "context.clone",
-                                                "context.getEntry",
-                                                "context.getEntryAt",
-                                                "context.getEntryCount",
-                                                "context.addEntry"};
+    static const std::vector<std::string> names{
+        "bft.enumerateInstances", "eft.newInstance",       "eft.newObjectPath",
+        "eft.newString",          "eft.newArray",          "result.release",
+        "result.returnData",      "result.returnInstance", "result.returnObjectPath",
+        "result.returnDone",      "objectPath.release",    "objectPath.getClassName",
+        "objectPath.addKey",      "objectPath.getKey",     "instance.release",
+        "instance.getProperty",   "instance.setProperty",  "instance.getObjectPath",
+        "array.release",          "array.setElementAt",    "enumeration.release",
+        "enumeration.getNext",    "enumeration.hasNext",   "string.release",
+        "string.getCharPtr",      "context.release"};
     return names;
 }
 
@@ -120,7 +43,7 @@ std::optional<CallLog::Fault> CallLog::strike(const char* function) {
     return struck;
 }
 
-void CallLog::record(bool on) {
+void CallLog::recordCalls(bool on) {
     const std::lock_guard lock(mutex_);
     recording_ = on;
 }
@@ -130,19 +53,27 @@ std::vector<Call> CallLog::calls() const {
     return calls_;
 }
 
-void CallLog::clear() {
+void CallLog::clearCalls() {
     const std::lock_guard lock(mutex_);
     calls_.clear();
 }
 
-void CallLog::addFault(const std::string& function, unsigned nth, Effect effect, CMPIrc rc) {
-    if (nth == 0) throw std::invalid_argument("calls are counted from 1");
+void CallLog::failAt(const std::string& function, unsigned nth, CMPIrc rc) {
+    addFault({function, nth, Effect::status, rc});
+}
+
+void CallLog::throwAt(const std::string& function, unsigned nth, bool standard) {
+    addFault({function, nth, standard ? Effect::standardException : Effect::otherException, CMPI_RC_ERR_FAILED});
+}
+
+void CallLog::addFault(Fault fault) {
+    if (fault.callsLeft == 0) throw std::invalid_argument("calls are counted from 1");
     const auto& names = functions();
-    if (function != "*" && std::find(names.begin(), names.end(), function) == names.end()) {
-        throw std::invalid_argument("\"" + function + "\" is no function of the broker");
+    if (fault.function != "*" && std::find(names.begin(), names.end(), fault.function) == names.end()) {
+        throw std::invalid_argument("the broker does not serve \"" + fault.function + "\"");
     }
     const std::lock_guard lock(mutex_);
-    faults_.push_back({function, nth, effect, rc});
+    faults_.push_back(std::move(fault));
 }
 
 void CallLog::clearFaults() {

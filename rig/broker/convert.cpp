@@ -1,15 +1,19 @@
+// Values between a provider's variables and plain data. Tests: tests/broker/instances_test.cpp, objectpaths_test.cpp.
 #include "broker/convert.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <type_traits>
+
+#include "broker/objects.h"
 
 namespace broker {
 
 namespace {
 
 // Providers pass the address of a variable of the type, which need not be aligned as the whole union is.
-template <class Data>
+template <typename Data>
 Data read(const CMPIValue* value) {
     Data data;
     std::memcpy(&data, static_cast<const void*>(value), sizeof data);
@@ -21,109 +25,98 @@ Taken taken(Value value) {
 }
 
 /** The living object behind the pointer at `value`, as a Value by `copy`. */
-template <class T, class Copy>
-Taken takeObject(const Core& core, const CMPIValue* value, CMPIType type, Copy copy) {
+template <typename T, typename Copy>
+Taken takeObject(const Broker& broker, const CMPIValue* value, CMPIType type, Copy copy) {
     const auto* handle = read<const void*>(value);
     if (handle == nullptr) return taken(Value::nothing(type));
-    const auto* object = dynamic_cast<const T*>(core.find(handle));
+    const auto* object = dynamic_cast<const T*>(broker.find(handle));
     if (object == nullptr) return {CMPI_RC_ERR_TYPE_MISMATCH, {}};
     return taken(copy(object->data));
 }
 
-Taken takeArray(const Core& core, const CMPIValue* value, CMPIType type) {
-    const auto elementType = static_cast<CMPIType>(type & ~CMPI_ARRAY);
+CMPIType elementTypeOf(CMPIType arrayType) {
+    return static_cast<CMPIType>(arrayType & ~CMPI_ARRAY);
+}
+
+Taken takeArray(const Broker& broker, const CMPIValue* value, CMPIType type) {
+    const CMPIType elementType = elementTypeOf(type);
     if (!isElementType(elementType)) return {CMPI_RC_ERR_INVALID_DATA_TYPE, {}};
     // The elements stay as they are: object managers do not compare their type with the one given here.
-    return takeObject<ArrayObject>(core, value, type,
+    return takeObject<ArrayObject>(broker, value, type,
                                    [&](const ArrayData& array) { return Value::array(elementType, array.elements); });
 }
 
-CMPIValue elementsOf(Core& core, const Value& value) {
-    ArrayData array;
-    array.elements = std::get<std::vector<Value>>(value.data);
-    array.elementType =
-        array.elements.empty() ? static_cast<CMPIType>(value.type & ~CMPI_ARRAY) : array.elements.front().type;
-    CMPIValue result{};
-    result.array = core.make<ArrayObject>(std::move(array)).handle();
-    return result;
-}
-
-CMPIValue unsignedValue(CMPIType type, std::uint64_t number) {
-    CMPIValue result{};
+/** Calls `use` with a zero of the C type in which numbers of a CMPI type are passed. */
+template <typename Use>
+auto withNumber(CMPIType type, Use use) {
     switch (type) {
         case CMPI_uint8:
-            result.uint8 = static_cast<CMPIUint8>(number);
-            break;
-        case CMPI_uint16:
-            result.uint16 = static_cast<CMPIUint16>(number);
-            break;
-        case CMPI_uint32:
-            result.uint32 = static_cast<CMPIUint32>(number);
-            break;
+            return use(CMPIUint8{});
         case CMPI_char16:
-            result.char16 = static_cast<CMPIChar16>(number);
-            break;
-        default:
-            result.uint64 = number;
-    }
-    return result;
-}
-
-CMPIValue signedValue(CMPIType type, std::int64_t number) {
-    CMPIValue result{};
-    switch (type) {
+        case CMPI_uint16:
+            return use(CMPIUint16{});
+        case CMPI_uint32:
+            return use(CMPIUint32{});
         case CMPI_sint8:
-            result.sint8 = static_cast<CMPISint8>(number);
-            break;
+            return use(CMPISint8{});
         case CMPI_sint16:
-            result.sint16 = static_cast<CMPISint16>(number);
-            break;
+            return use(CMPISint16{});
         case CMPI_sint32:
-            result.sint32 = static_cast<CMPISint32>(number);
-            break;
+            return use(CMPISint32{});
+        case CMPI_sint64:
+            return use(CMPISint64{});
+        case CMPI_real32:
+            return use(CMPIReal32{});
+        case CMPI_real64:
+            return use(CMPIReal64{});
         default:
-            result.sint64 = number;
+            return use(CMPIUint64{});
     }
+}
+
+Value numberAt(const CMPIValue* value, CMPIType type) {
+    return withNumber(type, [&](auto zero) {
+        using Number = decltype(zero);
+        if constexpr (std::is_floating_point_v<Number>) {
+            return Value::real(type, static_cast<double>(read<Number>(value)));
+        } else if constexpr (std::is_signed_v<Number>) {
+            return Value::sint(type, read<Number>(value));
+        } else {
+            return Value::uint(type, read<Number>(value));
+        }
+    });
+}
+
+/** Members of the union all begin where it begins. */
+template <typename Data>
+CMPIValue holding(const Data& data) {
+    CMPIValue result{};
+    std::memcpy(&result, &data, sizeof data);
     return result;
 }
 
+/** A value as a provider gets it; objects are made for it. */
 struct Giver {
-    Core& core;
+    Broker& broker;
     const Value& value;
 
     CMPIValue operator()(std::monostate) const { return {}; }
-    CMPIValue operator()(bool truth) const {
-        CMPIValue result{};
-        result.boolean = truth ? 1 : 0;
-        return result;
+    CMPIValue operator()(bool truth) const { return holding<CMPIBoolean>(truth ? 1 : 0); }
+    template <typename Number>
+    CMPIValue operator()(Number number) const {
+        return withNumber(value.type, [&](auto zero) { return holding(static_cast<decltype(zero)>(number)); });
     }
-    CMPIValue operator()(std::uint64_t number) const { return unsignedValue(value.type, number); }
-    CMPIValue operator()(std::int64_t number) const { return signedValue(value.type, number); }
-    CMPIValue operator()(double number) const {
-        CMPIValue result{};
-        if (value.type == CMPI_real32) {
-            result.real32 = static_cast<CMPIReal32>(number);
-        } else {
-            result.real64 = number;
-        }
-        return result;
-    }
-    CMPIValue operator()(const std::string& text) const {
-        CMPIValue result{};
-        result.string = core.make<StringObject>(text).handle();
-        return result;
-    }
+    CMPIValue operator()(const std::string& text) const { return holding(broker.make<StringObject>(text).handle()); }
     CMPIValue operator()(const std::shared_ptr<ObjectPath>& path) const {
-        CMPIValue result{};
-        result.ref = core.make<PathObject>(*path).handle();
-        return result;
+        return holding(broker.make<PathObject>(*path).handle());
     }
     CMPIValue operator()(const std::shared_ptr<Instance>& instance) const {
-        CMPIValue result{};
-        result.inst = core.make<InstanceObject>(*instance).handle();
-        return result;
+        return holding(broker.make<InstanceObject>(*instance).handle());
     }
-    CMPIValue operator()(const std::vector<Value>&) const { return elementsOf(core, value); }
+    CMPIValue operator()(const std::vector<Value>& elements) const {
+        const CMPIType type = elements.empty() ? elementTypeOf(value.type) : elements.front().type;
+        return holding(broker.make<ArrayObject>(ArrayData{type, false, elements}).handle());
+    }
 };
 
 }  // namespace
@@ -139,54 +132,32 @@ CMPIType keptType(CMPIType type) {
     return Value::nothing(type).type;
 }
 
-Taken take(const Core& core, const CMPIValue* value, CMPIType type) {
+Taken take(const Broker& broker, const CMPIValue* value, CMPIType type) {
     const bool isArray = (type & CMPI_ARRAY) != 0;
     if (!isArray && !isElementType(type)) return {CMPI_RC_ERR_INVALID_DATA_TYPE, {}};
     if (value == nullptr) return taken(Value::nothing(type));
-    if (isArray) return takeArray(core, value, type);
+    if (isArray) return takeArray(broker, value, type);
     switch (type) {
         case CMPI_boolean:
             return taken(Value::boolean(read<CMPIBoolean>(value) != 0));
-        case CMPI_char16:
-            return taken(Value::uint(type, read<CMPIChar16>(value)));
-        case CMPI_uint8:
-            return taken(Value::uint(type, read<CMPIUint8>(value)));
-        case CMPI_uint16:
-            return taken(Value::uint(type, read<CMPIUint16>(value)));
-        case CMPI_uint32:
-            return taken(Value::uint(type, read<CMPIUint32>(value)));
-        case CMPI_uint64:
-            return taken(Value::uint(type, read<CMPIUint64>(value)));
-        case CMPI_sint8:
-            return taken(Value::sint(type, read<CMPISint8>(value)));
-        case CMPI_sint16:
-            return taken(Value::sint(type, read<CMPISint16>(value)));
-        case CMPI_sint32:
-            return taken(Value::sint(type, read<CMPISint32>(value)));
-        case CMPI_sint64:
-            return taken(Value::sint(type, read<CMPISint64>(value)));
-        case CMPI_real32:
-            return taken(Value::real(type, static_cast<double>(read<CMPIReal32>(value))));
-        case CMPI_real64:
-            return taken(Value::real(type, read<CMPIReal64>(value)));
         case CMPI_chars:
             return taken(Value::string(static_cast<const char*>(static_cast<const void*>(value))));
         case CMPI_string:
-            return takeObject<StringObject>(core, value, type, Value::string);
+            return takeObject<StringObject>(broker, value, type, Value::string);
         case CMPI_ref:
-            return takeObject<PathObject>(core, value, type,
-                                          [](const PathData& data) { return Value::reference(data.path); });
+            return takeObject<PathObject>(broker, value, type, Value::reference);
+        case CMPI_instance:
+            return takeObject<InstanceObject>(broker, value, type, Value::instance);
         default:
-            return takeObject<InstanceObject>(core, value, type,
-                                              [](const InstanceData& data) { return Value::instance(data.instance); });
+            return taken(numberAt(value, type));
     }
 }
 
-CMPIData give(Core& core, const Value& value, CMPIValueState state) {
+CMPIData give(Broker& broker, const Value& value, CMPIValueState state) {
     CMPIData data{};
     data.type = value.type;
     data.state = static_cast<CMPIValueState>(state | (value.null ? CMPI_nullValue : CMPI_goodValue));
-    if (!value.null) data.value = std::visit(Giver{core, value}, value.data);
+    if (!value.null) data.value = std::visit(Giver{broker, value}, value.data);
     return data;
 }
 

@@ -2,7 +2,6 @@
 #define PCIINFO_BROKER_CONVERT_H
 
 #include "broker/broker.h"
-#include "broker/objects.h"
 
 namespace broker {
 
@@ -17,10 +16,10 @@ struct Taken {
  * object. A null address or pointer is a null value. CMPI_RC_ERR_TYPE_MISMATCH: the pointer is none to a living
  * object of that kind; CMPI_RC_ERR_INVALID_DATA_TYPE: values of that type are not served.
  */
-Taken take(const Core& core, const CMPIValue* value, CMPIType type);
+Taken take(const Broker& broker, const CMPIValue* value, CMPIType type);
 
 /** A value as a getter returns it; objects in it are made in this thread's session. */
-CMPIData give(Core& core, const Value& value, CMPIValueState state = CMPI_goodValue);
+CMPIData give(Broker& broker, const Value& value, CMPIValueState state = CMPI_goodValue);
 
 /** Whether take serves arrays of that element type. */
 bool isElementType(CMPIType type);

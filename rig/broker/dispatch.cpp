@@ -1,3 +1,4 @@
+// Requests as object managers pass them on, and answers as they send them. Tests: tests/broker/manners_test.cpp.
 #include "broker/dispatch.h"
 
 #include <algorithm>
@@ -16,7 +17,6 @@ void append(Response& all, Response more) {
     all.hasMessage = all.hasMessage || more.hasMessage;
     std::move(more.instances.begin(), more.instances.end(), std::back_inserter(all.instances));
     std::move(more.paths.begin(), more.paths.end(), std::back_inserter(all.paths));
-    std::move(more.data.begin(), more.data.end(), std::back_inserter(all.data));
     all.doneCalls += more.doneCalls;
     all.deliveredAfterDone += more.deliveredAfterDone;
 }
@@ -28,45 +28,45 @@ Response answered(CMPIrc status) {
 }
 
 /** One call if the filters let the request pass; an association class that nobody knows is an error. */
-Response byFilter(const Core& core, const Filters& filters, std::optional<std::string> Filters::*association,
+Response byFilter(const Broker& broker, const Filters& filters, std::optional<std::string> Filters::*association,
                   const AskFiltered& ask) {
     if (const std::optional<std::string>& name = filters.*association) {
-        const Classes::Declaration named = core.classes.find(*name);
+        const ClassDeclaration* named = broker.classes().find(*name);
         if (named == nullptr) return answered(CMPI_RC_ERR_NOT_FOUND);
         if (!named->isAssociation) return {};
     }
-    if (filters.resultClass && core.classes.find(*filters.resultClass) == nullptr) return {};
+    if (filters.resultClass && broker.classes().find(*filters.resultClass) == nullptr) return {};
     return ask(filters);
 }
 
 /** One call for each association class that fits the source and the client's filter. */
-Response perReference(const Core& core, const ObjectPath& source, const Filters& filters,
+Response perReference(const Broker& broker, const ObjectPath& source, const Filters& filters,
                       std::optional<std::string> Filters::*association, const AskFiltered& ask) {
     const std::optional<std::string>& wanted = filters.*association;
     Filters told = filters;
     Response all;
-    for (const std::string& name : core.classes.associationsOf(source.className)) {
-        if (wanted && !core.classes.isA(name, *wanted)) continue;
+    for (const std::string& name : broker.classes().associationsOf(source.className)) {
+        if (wanted && !broker.classes().isA(name, *wanted)) continue;
         told.*association = name;
         append(all, ask(told));
     }
     return all;
 }
 
-ObjectPath listed(const Core& core, ObjectPath path);
+ObjectPath listed(const Broker& broker, ObjectPath path);
 
 /** Does the same with the paths among the values. */
-void listReferences(const Core& core, std::vector<Property>& properties) {
+void listReferences(const Broker& broker, std::vector<Property>& properties) {
     for (Property& property : properties) {
         const auto* reference = std::get_if<std::shared_ptr<ObjectPath>>(&property.value.data);
-        if (reference != nullptr) property.value = Value::reference(listed(core, **reference));
+        if (reference != nullptr) property.value = Value::reference(listed(broker, **reference));
     }
 }
 
 /** The path with its keys in the order in which the manager lists them. */
-ObjectPath listed(const Core& core, ObjectPath path) {
-    listReferences(core, path.keys);
-    const Classes::Declaration declaration = core.classes.find(path.className);
+ObjectPath listed(const Broker& broker, ObjectPath path) {
+    listReferences(broker, path.keys);
+    const ClassDeclaration* declaration = broker.classes().find(path.className);
     if (declaration == nullptr) return path;
     const auto isInherited = [&](const Property& key) {
         const PropertyDeclaration* property = declaration->property(key.name);
@@ -76,9 +76,9 @@ ObjectPath listed(const Core& core, ObjectPath path) {
     return path;
 }
 
-Response descend(const Core& core, const ObjectPath& classPath, const AskClass& ask) {
+Response descend(const Broker& broker, const ObjectPath& classPath, const AskClass& ask) {
     Response all;
-    for (const std::string& name : core.classes.concreteFrom(classPath.className)) {
+    for (const std::string& name : broker.classes().concreteFrom(classPath.className)) {
         ObjectPath path = classPath;
         if (!cim::sameName(name, path.className)) path.className = name;  // its own is left as the client spells it
         append(all, ask(path));
@@ -88,14 +88,14 @@ Response descend(const Core& core, const ObjectPath& classPath, const AskClass& 
 
 }  // namespace
 
-Response enumeration(const Core& core, const ObjectPath& classPath, const AskClass& ask) {
+Response enumeration(const Broker& broker, const ObjectPath& classPath, const AskClass& ask) {
     const bool descends =
-        core.dispatches(manners::kEnumerationDescends) && core.classes.find(classPath.className) != nullptr;
-    return descends ? descend(core, classPath, ask) : ask(classPath);
+        broker.dispatches(manners::kEnumerationDescends) && broker.classes().find(classPath.className) != nullptr;
+    return descends ? descend(broker, classPath, ask) : ask(classPath);
 }
 
-Response got(const Core& core, const ObjectPath& path, Response delivered) {
-    if (!core.dispatches(manners::kGetGivesFirst) || delivered.status != CMPI_RC_OK) return delivered;
+Response got(const Broker& broker, const ObjectPath& path, Response delivered) {
+    if (!broker.dispatches(manners::kGetGivesFirst) || delivered.status != CMPI_RC_OK) return delivered;
     if (delivered.instances.empty()) {
         delivered.status = CMPI_RC_ERR_NOT_FOUND;
         return delivered;
@@ -105,38 +105,38 @@ Response got(const Core& core, const ObjectPath& path, Response delivered) {
     return delivered;
 }
 
-Response association(const Core& core, const ObjectPath& source, const Filters& filters,
+Response association(const Broker& broker, const ObjectPath& source, const Filters& filters,
                      std::optional<std::string> Filters::*association, const AskFiltered& ask) {
-    switch (core.dispatches(manners::kAssociationDispatch)) {
+    switch (broker.dispatches(manners::kAssociationDispatch)) {
         case manners::Dispatch::byFilter:
-            return byFilter(core, filters, association, ask);
+            return byFilter(broker, filters, association, ask);
         case manners::Dispatch::perReference:
-            return perReference(core, source, filters, association, ask);
+            return perReference(broker, source, filters, association, ask);
         default:
             return ask(filters);
     }
 }
 
-ObjectPath arrived(const Core& core, ObjectPath path) {
-    if (!core.behaviour(manners::kIntegerKeysWidened)) return path;
+ObjectPath arrived(const Broker& broker, ObjectPath path) {
+    if (!broker.behaviour(manners::kIntegerKeysWidened)) return path;
     for (Property& key : path.keys) {
         if (key.value.null) continue;
         if (std::holds_alternative<std::uint64_t>(key.value.data)) key.value.type = CMPI_uint64;
         if (std::holds_alternative<std::int64_t>(key.value.data)) key.value.type = CMPI_sint64;
         if (const auto* reference = std::get_if<std::shared_ptr<ObjectPath>>(&key.value.data)) {
-            key.value = Value::reference(arrived(core, **reference));
+            key.value = Value::reference(arrived(broker, **reference));
         }
     }
     return path;
 }
 
-Response listed(const Core& core, Response response) {
-    if (core.dispatches(manners::kOrderOfKeys) == manners::Order::asMade) return response;
+Response listed(const Broker& broker, Response response) {
+    if (broker.dispatches(manners::kOrderOfKeys) == manners::Order::asMade) return response;
     for (Instance& instance : response.instances) {
-        instance.path = listed(core, std::move(instance.path));
-        listReferences(core, instance.properties);
+        instance.path = listed(broker, std::move(instance.path));
+        listReferences(broker, instance.properties);
     }
-    for (ObjectPath& path : response.paths) path = listed(core, std::move(path));
+    for (ObjectPath& path : response.paths) path = listed(broker, std::move(path));
     return response;
 }
 

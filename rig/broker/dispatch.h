@@ -6,9 +6,8 @@
 #include <string>
 
 #include "broker/broker.h"
-#include "broker/core.h"
 
-/** What becomes of a request before and behind the provider, as the broker's manners have it. */
+/** What becomes of a request before and after the provider, as the broker's manners have it. */
 namespace broker::dispatch {
 
 /** A class path as it reaches the provider, and the filters of an association request. */
@@ -16,20 +15,20 @@ using AskClass = std::function<Response(const ObjectPath& classPath)>;
 using AskFiltered = std::function<Response(const Filters& filters)>;
 
 /** An enumeration: asks for every class that it stands for. */
-Response enumeration(const Core& core, const ObjectPath& classPath, const AskClass& ask);
+Response enumeration(const Broker& broker, const ObjectPath& classPath, const AskClass& ask);
 
 /** The answer to a get, from what the provider delivered. */
-Response got(const Core& core, const ObjectPath& path, Response delivered);
+Response got(const Broker& broker, const ObjectPath& path, Response delivered);
 
 /** An association request. `association` is the filter that names the association's class. */
-Response association(const Core& core, const ObjectPath& source, const Filters& filters,
+Response association(const Broker& broker, const ObjectPath& source, const Filters& filters,
                      std::optional<std::string> Filters::*association, const AskFiltered& ask);
 
 /** A path as clients' requests bring it. */
-ObjectPath arrived(const Core& core, ObjectPath path);
+ObjectPath arrived(const Broker& broker, ObjectPath path);
 
 /** What was delivered as clients get it: with the keys of its paths in the manager's order. */
-Response listed(const Core& core, Response response);
+Response listed(const Broker& broker, Response response);
 
 }  // namespace broker::dispatch
 

@@ -1,3 +1,4 @@
+// The names of the manners. Tests: tests/broker/manners_test.cpp.
 #include "broker/manners.h"
 
 #include <algorithm>

@@ -25,7 +25,7 @@ const std::vector<Manners>& allManners();
 namespace manners {
 
 /** A behaviour: what it is under each of the manners. */
-template <class Behaviour>
+template <typename Behaviour>
 struct Row {
     Behaviour standard;
     Behaviour sfcb;
@@ -106,7 +106,7 @@ constexpr Verdicts kReleaseOfManagersOwn   { Verdict::failed,   Verdict::failed,
 // --- results ------------------------------ standard ------------ sfcb ---------------- pegasus --------------- strict
 /** The second returnInstance of a get. */
 constexpr Verdicts kSecondInstanceOfGet    { Verdict::taken,    Verdict::taken,     Verdict::failed,        Verdict::failed };
-/** An object that is returned behind returnDone. */
+/** An object that is returned after returnDone. */
 constexpr Verdicts kDeliveryAfterDone      { Verdict::taken,    Verdict::taken,     Verdict::taken,         Verdict::failed };
 constexpr Verdicts kReturnDataOfReference  { Verdict::datatype, Verdict::fatal,     Verdict::fatal,         Verdict::datatype };
 

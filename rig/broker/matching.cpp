@@ -1,3 +1,4 @@
+// Which of the objects that were delivered a path names. Tests: tests/broker/matching_test.cpp.
 #include "broker/matching.h"
 
 #include <algorithm>

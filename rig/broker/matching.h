@@ -1,7 +1,7 @@
 #ifndef PCIINFO_BROKER_MATCHING_H
 #define PCIINFO_BROKER_MATCHING_H
 
-#include "broker/broker.h"
+#include "broker/data.h"
 
 namespace broker {
 

@@ -1,7 +1,9 @@
+// Object paths as people write them. Tests: tests/broker/text_test.cpp.
+
 #include <charconv>
 #include <stdexcept>
 
-#include "broker/broker.h"
+#include "broker/data.h"
 #include "cim/ascii.h"
 #include "cim/names.h"
 
@@ -52,7 +54,7 @@ class Parser {
         if (!accept(letter)) fail(what + " expected");
     }
 
-    // A colon behind the first quotation mark belongs to a key's text.
+    // A colon after the first quotation mark belongs to a key's text.
     std::string nameSpace() {
         const std::size_t end = text_.find_first_of(":\"");
         if (end == std::string::npos || text_[end] != ':') return defaultNameSpace;
@@ -105,7 +107,7 @@ class Parser {
         fail("\"" + word + "\" is no value: quoted text, a number, TRUE, FALSE or NULL expected");
     }
 
-    template <class Number>
+    template <typename Number>
     static bool isAll(const std::string& word, Number& number) {
         const char* end = word.data() + word.size();
         const auto result = std::from_chars(word.data(), end, number);

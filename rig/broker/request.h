@@ -5,20 +5,9 @@
 
 #include <utility>
 
-#include "broker/broker.h"
-#include "broker/core.h"
 #include "broker/objects.h"
 
 namespace broker {
-
-/** Whether a request is answered with one instance. */
-inline bool asksForOne(decltype(&CMPIInstanceMIFT::getInstance) slot) {
-    return slot == &CMPIInstanceMIFT::getInstance;
-}
-template <class OtherSlot>
-bool asksForOne(OtherSlot) {
-    return false;
-}
 
 /**
  * Serves one request on this thread, inside the session that is under way or in one of its own: calls the slot with
@@ -28,27 +17,25 @@ bool asksForOne(OtherSlot) {
  *
  * An exception of the provider passes; what was made meanwhile is freed with the session all the same.
  */
-template <class Interface, class Table, class... Parameters, class... Arguments>
-Response ask(Core& core, Interface* interface, const CMPIContext* context,
-             CMPIStatus (*Table::*slot)(Interface*, const CMPIContext*, const CMPIResult*, Parameters...),
-             Arguments... arguments) {
-    const Session session(core);
-    ResultObject& result = core.make<ResultObject>();
-    if (interface == nullptr) {
-        result.data.status = CMPI_RC_ERR_INVALID_CLASS;
-        return std::move(result.data);
-    }
-    result.ofGet = asksForOne(slot);
-    if (context == nullptr) context = core.make<ContextObject>().handle();
-    const CMPIStatus status = (interface->ft->*slot)(interface, context, result.handle(), arguments...);
-    if (core.brokenDown()) {
-        Response lost;
-        lost.status = CMPI_RC_ERR_FAILED;
-        return lost;
-    }
-    result.data.status = status.rc;
-    result.data.hasMessage = status.msg != nullptr;
-    return std::move(result.data);
+template <bool kOfGet = false, typename Interface, typename Table, typename... Parameters, typename... Arguments>
+Response ask(Broker& broker, Interface* interface, const CMPIContext* context,
+             CMPIStatus (*Table::*slot)(Interface*, const CMPIContext*, const CMPIResult*, const CMPIObjectPath*,
+                                        Parameters...),
+             const ObjectPath& path, Arguments... arguments) {
+    Response failure;
+    failure.status = CMPI_RC_ERR_INVALID_CLASS;
+    if (interface == nullptr) return failure;
+    const Session session(broker);
+    ResultObject& result = broker.make<ResultObject>(ResultData{{}, kOfGet});
+    if (context == nullptr) context = broker.make<ContextObject>().handle();
+    const CMPIObjectPath* asked = broker.make<PathObject>(path).handle();
+    const CMPIStatus status = (interface->ft->*slot)(interface, context, result.handle(), asked, arguments...);
+    failure.status = CMPI_RC_ERR_FAILED;
+    if (broker.brokenDown()) return failure;
+    Response& response = result.data.response;
+    response.status = status.rc;
+    response.hasMessage = status.msg != nullptr;
+    return std::move(response);
 }
 
 }  // namespace broker

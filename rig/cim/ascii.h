@@ -1,5 +1,5 @@
-#ifndef PCIINFO_TEXT_ASCII_H
-#define PCIINFO_TEXT_ASCII_H
+#ifndef PCIINFO_CIM_ASCII_H
+#define PCIINFO_CIM_ASCII_H
 
 namespace cim {
 

@@ -1,3 +1,4 @@
+// Names of classes, properties and keys. Tests: tests/broker, tests/wbem.
 #include "cim/names.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-#ifndef PCIINFO_TEXT_NAMES_H
-#define PCIINFO_TEXT_NAMES_H
+#ifndef PCIINFO_CIM_NAMES_H
+#define PCIINFO_CIM_NAMES_H
 
 #include <string>
 #include <string_view>
@@ -11,6 +11,14 @@ bool sameName(std::string_view left, std::string_view right);
 
 /** The spelling under which names that are the same sort together. */
 std::string foldedName(std::string_view name);
+
+/** The first element whose member `name` is that name; null where there is none. */
+template <typename Elements>
+auto findNamed(Elements& elements, std::string_view name) -> decltype(&*elements.begin()) {
+    for (auto& each : elements)
+        if (sameName(each.name, name)) return &each;
+    return nullptr;
+}
 
 }  // namespace cim
 

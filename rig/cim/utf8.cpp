@@ -1,3 +1,4 @@
+// UTF-8 by the library UTF8-CPP. Tests: tests/wbem, tests/schema, tests/cimhost.
 #include "cim/utf8.h"
 
 #include <utf8.h>

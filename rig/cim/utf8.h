@@ -1,5 +1,5 @@
-#ifndef PCIINFO_TEXT_UTF8_H
-#define PCIINFO_TEXT_UTF8_H
+#ifndef PCIINFO_CIM_UTF8_H
+#define PCIINFO_CIM_UTF8_H
 
 #include <cstddef>
 #include <string>

@@ -1,7 +1,9 @@
 #include "tests/broker/brokertest.h"
 
 using broker::ObjectPath;
+using broker::Property;
 using broker::Value;
+using testing::ElementsAre;
 
 class PathTest : public ObjectTest {
  protected:
@@ -11,9 +13,9 @@ class PathTest : public ObjectTest {
 };
 
 TEST_F(PathTest, KnowsNamespaceAndClassAsGiven) {
-    EXPECT_EQ(text(path->ft->getNameSpace(path, &rc)), "root/kavix");
+    EXPECT_EQ(text(path->ft->getClassName(path, &rc)), "Test_Class");
     EXPECT_EQ(rc.rc, CMPI_RC_OK);
-    EXPECT_EQ(text(path->ft->getClassName(path, nullptr)), "Test_Class");
+    EXPECT_EQ(scope->read(path), (ObjectPath{"root/kavix", "Test_Class", {}}));
 }
 
 TEST_F(PathTest, IsNotMadeWithoutAClass) {
@@ -23,31 +25,11 @@ TEST_F(PathTest, IsNotMadeWithoutAClass) {
 
 TEST_F(PathTest, TakesANullNamespaceForAnEmptyOne) {
     CMPIObjectPath* bare = mb->eft->newObjectPath(mb, nullptr, "Test_Class", nullptr);
-    EXPECT_EQ(text(bare->ft->getNameSpace(bare, nullptr)), "");
-}
-
-TEST_F(PathTest, TakesNewNamespaceClassAndHost) {
-    EXPECT_EQ(path->ft->setNameSpace(path, "root/other").rc, CMPI_RC_OK);
-    EXPECT_EQ(path->ft->setClassName(path, "Test_Other").rc, CMPI_RC_OK);
-    EXPECT_EQ(path->ft->setHostname(path, "host").rc, CMPI_RC_OK);
-    EXPECT_EQ(scope.read(path), (ObjectPath{"root/other", "Test_Other", {}}));
-    EXPECT_EQ(text(path->ft->getHostname(path, nullptr)), "host");
-    EXPECT_EQ(path->ft->setClassName(path, nullptr).rc, CMPI_RC_ERR_INVALID_PARAMETER);
-}
-
-TEST_F(PathTest, TakesNamespaceAndHostFromAnother) {
-    CMPIObjectPath* source = mb->eft->newObjectPath(mb, "root/source", "Test_Source", nullptr);
-    source->ft->setHostname(source, "host");
-    EXPECT_EQ(path->ft->setNameSpaceFromObjectPath(path, source).rc, CMPI_RC_OK);
-    EXPECT_EQ(scope.read(path), (ObjectPath{"root/source", "Test_Class", {}}));
-    EXPECT_EQ(text(path->ft->getHostname(path, nullptr)), "");
-    EXPECT_EQ(path->ft->setHostAndNameSpaceFromObjectPath(path, source).rc, CMPI_RC_OK);
-    EXPECT_EQ(text(path->ft->getHostname(path, nullptr)), "host");
-    EXPECT_EQ(path->ft->setNameSpaceFromObjectPath(path, nullptr).rc, CMPI_RC_ERR_INVALID_PARAMETER);
+    EXPECT_EQ(scope->read(bare).nameSpace, "");
 }
 
 TEST_F(PathTest, ReadsCharacterKeysBackAsStringsWithTheKeyState) {
-    EXPECT_EQ(path->ft->addKey(path, "Tag", chars("4"), CMPI_chars).rc, CMPI_RC_OK);
+    EXPECT_EQ(addKey(path, "Tag", "4"), CMPI_RC_OK);
     const CMPIData data = key("Tag");
     EXPECT_EQ(rc.rc, CMPI_RC_OK);
     EXPECT_EQ(data.type, CMPI_string);
@@ -58,7 +40,7 @@ TEST_F(PathTest, ReadsCharacterKeysBackAsStringsWithTheKeyState) {
 TEST_F(PathTest, CopiesCharacterKeys) {
     std::string tag = "before";
     path->ft->addKey(path, "Tag", chars(tag.c_str()), CMPI_chars);
-    tag = "behind";
+    tag = "later";
     EXPECT_EQ(text(key("Tag")), "before");
 }
 
@@ -88,14 +70,13 @@ TEST_F(PathTest, ReadsIntegerKeysFromVariablesOfTheirOwnSize) {
     EXPECT_EQ(key("Byte").value.uint8, 200);
 }
 
-TEST_F(PathTest, FindsKeysInAnyCaseAndKeepsTheFirstSpelling) {
-    path->ft->addKey(path, "Tag", chars("first"), CMPI_chars);
-    path->ft->addKey(path, "TAG", chars("second"), CMPI_chars);
+TEST_F(PathTest, FindsKeysInAnyCaseAndKeepsTheFirstSpellingAndPlace) {
+    addKey(path, "Tag", "first");
+    addKey(path, "A", "other");
+    addKey(path, "TAG", "second");
     EXPECT_EQ(text(key("tag")), "second");
-    CMPIString* name = nullptr;
-    path->ft->getKeyAt(path, 0, &name, nullptr);
-    EXPECT_EQ(text(name), "Tag");
-    EXPECT_EQ(path->ft->getKeyCount(path, &rc), 1U);
+    EXPECT_THAT(scope->read(path).keys,
+                ElementsAre(Property{"Tag", Value::string("second")}, Property{"A", Value::string("other")}));
 }
 
 TEST_F(PathTest, AnswersNotFoundForAnUnknownKey) {
@@ -106,26 +87,13 @@ TEST_F(PathTest, AnswersNotFoundForAnUnknownKey) {
     EXPECT_EQ(path->ft->getKey(path, "Nothing", nullptr).state, CMPI_notFound);
 }
 
-TEST_F(PathTest, ListsKeysInTheOrderInWhichTheyWereAdded) {
-    path->ft->addKey(path, "B", chars("1"), CMPI_chars);
-    path->ft->addKey(path, "A", chars("2"), CMPI_chars);
-    CMPIString* name = nullptr;
-    const CMPIData second = path->ft->getKeyAt(path, 1, &name, &rc);
-    EXPECT_EQ(text(name), "A");
-    EXPECT_EQ(text(second), "2");
-    EXPECT_EQ(second.state, CMPI_keyValue);
-    EXPECT_EQ(path->ft->getKeyAt(path, 2, &name, &rc).state, CMPI_notFound);
-    EXPECT_EQ(rc.rc, CMPI_RC_ERR_NOT_FOUND);
-    EXPECT_EQ(text(path->ft->getKeyAt(path, 0, nullptr, nullptr)), "1");
-}
-
 TEST_F(PathTest, StoresADeepCopyOfAReference) {
     CMPIObjectPath* other = newPath("Test_Other");
-    other->ft->addKey(other, "Tag", chars("before"), CMPI_chars);
+    addKey(other, "Tag", "before");
     CMPIValue value{};
     value.ref = other;
     EXPECT_EQ(path->ft->addKey(path, "Other", &value, CMPI_ref).rc, CMPI_RC_OK);
-    other->ft->addKey(other, "Tag", chars("behind"), CMPI_chars);
+    addKey(other, "Tag", "later");
     const CMPIData data = key("Other");
     EXPECT_EQ(data.type, CMPI_ref);
     EXPECT_EQ(text(data.value.ref->ft->getKey(data.value.ref, "Tag", nullptr)), "before");
@@ -144,44 +112,13 @@ TEST_F(PathTest, RefusesAReferenceThatIsNoPath) {
     CMPIValue value{};
     value.string = newString("no path");
     EXPECT_EQ(path->ft->addKey(path, "Other", &value, CMPI_ref).rc, CMPI_RC_ERR_TYPE_MISMATCH);
-    EXPECT_EQ(path->ft->getKeyCount(path, nullptr), 0U);
+    EXPECT_TRUE(scope->read(path).keys.empty());
 }
 
 TEST_F(PathTest, RefusesKeysWithoutNameAndKeysThatAreArrays) {
     EXPECT_EQ(path->ft->addKey(path, nullptr, chars("x"), CMPI_chars).rc, CMPI_RC_ERR_INVALID_PARAMETER);
-    EXPECT_EQ(path->ft->addKey(path, "", chars("x"), CMPI_chars).rc, CMPI_RC_ERR_INVALID_PARAMETER);
+    EXPECT_EQ(addKey(path, "", "x"), CMPI_RC_ERR_INVALID_PARAMETER);
     EXPECT_EQ(path->ft->addKey(path, "Many", nullptr, CMPI_uint8A).rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
     EXPECT_EQ(path->ft->addKey(path, "When", nullptr, CMPI_dateTime).rc, CMPI_RC_ERR_INVALID_DATA_TYPE);
-    EXPECT_EQ(path->ft->getKeyCount(path, nullptr), 0U);
-}
-
-TEST_F(PathTest, HasATextForm) {
-    path->ft->addKey(path, "Tag", chars("4"), CMPI_chars);
-    EXPECT_EQ(text(path->ft->toString(path, &rc)), "root/kavix:Test_Class.Tag=\"4\"");
-    EXPECT_EQ(rc.rc, CMPI_RC_OK);
-}
-
-TEST_F(PathTest, KnowsNoQualifiers) {
-    EXPECT_EQ(path->ft->getClassQualifier(path, "Key", &rc).state, CMPI_notFound);
-    EXPECT_EQ(rc.rc, CMPI_RC_ERR_NOT_SUPPORTED);
-    EXPECT_EQ(path->ft->getPropertyQualifier(path, "Tag", "Key", &rc).state, CMPI_notFound);
-    EXPECT_EQ(path->ft->getMethodQualifier(path, "Start", "Static", nullptr).state, CMPI_notFound);
-    EXPECT_EQ(path->ft->getParameterQualifier(path, "Start", "Mode", "In", nullptr).state, CMPI_notFound);
-}
-
-TEST_F(PathTest, ClonesIndependentlyAndCountsTheClone) {
-    path->ft->addKey(path, "Tag", chars("4"), CMPI_chars);
-    const std::size_t made = broker.objectsMade();
-    CMPIObjectPath* clone = path->ft->clone(path, &rc);
-    EXPECT_EQ(broker.objectsMade(), made + 1);
-    path->ft->addKey(path, "Tag", chars("5"), CMPI_chars);
-    EXPECT_EQ(toString(scope.read(clone)), "root/kavix:Test_Class.Tag=\"4\"");
-    const std::size_t freed = broker.objectsFreed();
-    EXPECT_EQ(clone->ft->release(clone).rc, CMPI_RC_OK);
-    EXPECT_EQ(broker.objectsFreed(), freed + 1);
-}
-
-TEST_F(PathTest, RefusesToReleaseWhatTheObjectManagerOwns) {
-    EXPECT_EQ(path->ft->release(path).rc, CMPI_RC_ERR_FAILED);
-    EXPECT_EQ(text(path->ft->getClassName(path, nullptr)), "Test_Class");
+    EXPECT_TRUE(scope->read(path).keys.empty());
 }

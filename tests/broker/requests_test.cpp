@@ -87,8 +87,7 @@ TEST_F(RequestTest, KeepsObjectsOfInnerRequestsUntilTheOutermostEnds) {
 TEST_F(RequestTest, PassesThePathAndNoPropertyListToEveryInstanceOperation) {
     std::vector<std::string> seen;
     tiny::behave([&](const Asked& asked) {
-        CMPIString* text = asked.path->ft->toString(asked.path, nullptr);
-        seen.push_back(asked.operation + " " + text->ft->getCharPtr(text, nullptr));
+        seen.push_back(asked.operation + " " + toString(broker::Broker::Scope(broker).read(asked.path)));
         EXPECT_EQ(asked.properties, nullptr);
         EXPECT_NE(asked.context, nullptr);
         return tiny::ok;
@@ -223,7 +222,7 @@ TEST(Load, SaysWhatTheLoaderMisses) {
     EXPECT_THAT(loadComplaint(TINYPROVIDER_LIBRARY, "Refusing"), HasSubstr("CMPI_RC_ERR_ACCESS_DENIED"));
 }
 
-TEST(Tables, AreCompleteButForTheThreadFunctionsThatMayBeNull) {
+TEST(Tables, AreCompleteButForThatOfThreads) {
     broker::Broker broker;
     const auto nulls = [](const auto& table) {
         const auto* slots = reinterpret_cast<void* const*>(&table);
@@ -240,7 +239,7 @@ TEST(Tables, AreCompleteButForTheThreadFunctionsThatMayBeNull) {
     EXPECT_EQ(nulls(broker.enumerationTable()), 0U);
     EXPECT_EQ(nulls(broker.stringTable()), 0U);
     EXPECT_EQ(nulls(broker.contextTable()), 0U);
-    EXPECT_EQ(nulls(*broker.handle()->xft), 3U);
+    EXPECT_EQ(broker.handle()->xft, nullptr);
 }
 
 TEST(Tables, BelongToOneBrokerAndItsObjects) {
@@ -248,14 +247,14 @@ TEST(Tables, BelongToOneBrokerAndItsObjects) {
     broker::Broker second;
     first.objectPathTable().addKey = nullptr;
     first.encapsulationTable().newArray = nullptr;
-    first.brokerRecord().xft = nullptr;
+    first.brokerRecord().bft = nullptr;
     const broker::Broker::Scope scope(first);
     const broker::Broker::Scope other(second);
     const CMPIBroker* mb = first.handle();
     EXPECT_EQ(mb->eft->newObjectPath(mb, "n", "Test_A", nullptr)->ft->addKey, nullptr);
     EXPECT_EQ(mb->eft->newArray, nullptr);
-    EXPECT_EQ(mb->xft, nullptr);
-    EXPECT_NE(second.handle()->xft, nullptr);
+    EXPECT_EQ(mb->bft, nullptr);
+    EXPECT_NE(second.handle()->bft, nullptr);
     mb = second.handle();
     EXPECT_NE(mb->eft->newObjectPath(mb, "n", "Test_A", nullptr)->ft->addKey, nullptr);
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned threadCount = 8;
 
-template <class Work>
+template <typename Work>
 void onEightThreads(Work work) {
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < threadCount; ++i) threads.emplace_back([&work, i] { work(i); });
@@ -81,23 +81,5 @@ TEST_F(RequestTest, EndsOneThreadsRequestWithoutFreeingAnothers) {
     while (running < 1) std::this_thread::yield();
     broker.enumerateInstances(classPath("Test_Quick"));
     waiting.join();
-    EXPECT_EQ(broker.objectsMade(), broker.objectsFreed());
-}
-
-TEST_F(RequestTest, ServesThreadsOfTheProviderThatAttachThemselves) {
-    tiny::behave([](const Asked& asked) {
-        const CMPIBroker* mb = asked.broker;
-        CMPIContext* prepared = mb->bft->prepareAttachThread(mb, asked.context);
-        std::thread own([&] {
-            EXPECT_EQ(mb->bft->attachThread(mb, prepared).rc, CMPI_RC_OK);
-            EXPECT_EQ(mb->bft->attachThread(mb, prepared).rc, CMPI_RC_ERR_ALREADY_EXISTS);
-            tiny::makeNumbered(mb, "Test_A", 1);
-            EXPECT_EQ(mb->bft->detachThread(mb, prepared).rc, CMPI_RC_OK);
-            EXPECT_EQ(mb->bft->detachThread(mb, nullptr).rc, CMPI_RC_ERR_FAILED);
-        });
-        own.join();
-        return tiny::ok;
-    });
-    EXPECT_EQ(broker.enumerateInstances(classPath("Test_A")).status, CMPI_RC_OK);
     EXPECT_EQ(broker.objectsMade(), broker.objectsFreed());
 }

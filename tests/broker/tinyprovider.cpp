@@ -1,3 +1,4 @@
+// A provider that does as a test tells it; see tinyprovider.h.
 #include "tests/broker/tinyprovider.h"
 
 #include <utility>
@@ -14,17 +15,28 @@ CMPIStatus answer(const Asked& asked) {
     return theBehaviour(asked);
 }
 
-Asked asked(const char* operation, const CMPIContext* context, const CMPIResult* result, const CMPIObjectPath* path) {
+Asked asked(const char* operation, const CMPIContext* context, const CMPIResult* result, const CMPIObjectPath* path,
+            const char** properties = nullptr, const CMPIInstance* instance = nullptr) {
     Asked question;
     question.operation = operation;
     question.broker = theBroker;
     question.context = context;
     question.result = result;
     question.path = path;
+    question.properties = properties;
+    question.instance = instance;
     return question;
 }
 
-template <class Interface>
+Asked with(Asked question, const char* assocClass, const char* resultClass, const char* role, const char* resultRole) {
+    question.assocClass = assocClass;
+    question.resultClass = resultClass;
+    question.role = role;
+    question.resultRole = resultRole;
+    return question;
+}
+
+template <typename Interface>
 CMPIStatus cleanup(Interface*, const CMPIContext* context, CMPIBoolean terminating) {
     Asked question = asked("cleanup", context, nullptr, nullptr);
     question.terminating = terminating;
@@ -38,31 +50,22 @@ CMPIStatus enumerateInstanceNames(CMPIInstanceMI*, const CMPIContext* context, c
 
 CMPIStatus enumerateInstances(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                               const CMPIObjectPath* path, const char** properties) {
-    Asked question = asked("enumerateInstances", context, result, path);
-    question.properties = properties;
-    return answer(question);
+    return answer(asked("enumerateInstances", context, result, path, properties));
 }
 
 CMPIStatus getInstance(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                        const CMPIObjectPath* path, const char** properties) {
-    Asked question = asked("getInstance", context, result, path);
-    question.properties = properties;
-    return answer(question);
+    return answer(asked("getInstance", context, result, path, properties));
 }
 
 CMPIStatus createInstance(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                           const CMPIObjectPath* path, const CMPIInstance* instance) {
-    Asked question = asked("createInstance", context, result, path);
-    question.instance = instance;
-    return answer(question);
+    return answer(asked("createInstance", context, result, path, nullptr, instance));
 }
 
 CMPIStatus modifyInstance(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
                           const CMPIObjectPath* path, const CMPIInstance* instance, const char** properties) {
-    Asked question = asked("modifyInstance", context, result, path);
-    question.instance = instance;
-    question.properties = properties;
-    return answer(question);
+    return answer(asked("modifyInstance", context, result, path, properties, instance));
 }
 
 CMPIStatus deleteInstance(CMPIInstanceMI*, const CMPIContext* context, const CMPIResult* result,
@@ -81,41 +84,25 @@ CMPIStatus execQuery(CMPIInstanceMI*, const CMPIContext* context, const CMPIResu
 CMPIStatus associators(CMPIAssociationMI*, const CMPIContext* context, const CMPIResult* result,
                        const CMPIObjectPath* path, const char* assocClass, const char* resultClass, const char* role,
                        const char* resultRole, const char** properties) {
-    Asked question = asked("associators", context, result, path);
-    question.assocClass = assocClass;
-    question.resultClass = resultClass;
-    question.role = role;
-    question.resultRole = resultRole;
-    question.properties = properties;
-    return answer(question);
+    const Asked question = asked("associators", context, result, path, properties);
+    return answer(with(question, assocClass, resultClass, role, resultRole));
 }
 
 CMPIStatus associatorNames(CMPIAssociationMI*, const CMPIContext* context, const CMPIResult* result,
                            const CMPIObjectPath* path, const char* assocClass, const char* resultClass,
                            const char* role, const char* resultRole) {
-    Asked question = asked("associatorNames", context, result, path);
-    question.assocClass = assocClass;
-    question.resultClass = resultClass;
-    question.role = role;
-    question.resultRole = resultRole;
-    return answer(question);
+    const Asked question = asked("associatorNames", context, result, path);
+    return answer(with(question, assocClass, resultClass, role, resultRole));
 }
 
 CMPIStatus references(CMPIAssociationMI*, const CMPIContext* context, const CMPIResult* result,
                       const CMPIObjectPath* path, const char* resultClass, const char* role, const char** properties) {
-    Asked question = asked("references", context, result, path);
-    question.resultClass = resultClass;
-    question.role = role;
-    question.properties = properties;
-    return answer(question);
+    return answer(with(asked("references", context, result, path, properties), nullptr, resultClass, role, nullptr));
 }
 
 CMPIStatus referenceNames(CMPIAssociationMI*, const CMPIContext* context, const CMPIResult* result,
                           const CMPIObjectPath* path, const char* resultClass, const char* role) {
-    Asked question = asked("referenceNames", context, result, path);
-    question.resultClass = resultClass;
-    question.role = role;
-    return answer(question);
+    return answer(with(asked("referenceNames", context, result, path), nullptr, resultClass, role, nullptr));
 }
 
 CMPIInstanceMIFT instanceTable{

@@ -1,5 +1,7 @@
-#include "broker/broker.h"
-#include "broker/objects.h"
+// Values, object paths and instances as plain data. Tests: tests/broker/text_test.cpp.
+#include "broker/data.h"
+
+#include "cim/names.h"
 
 namespace broker {
 
@@ -10,7 +12,7 @@ CMPIType storedType(CMPIType type) {
     return element == CMPI_chars ? static_cast<CMPIType>((type & CMPI_ARRAY) | CMPI_string) : type;
 }
 
-template <class Data>
+template <typename Data>
 Value made(CMPIType type, Data data) {
     Value value;
     value.type = storedType(type);
@@ -19,15 +21,19 @@ Value made(CMPIType type, Data data) {
     return value;
 }
 
+const Value* valueOf(const Property* property) {
+    return property == nullptr ? nullptr : &property->value;
+}
+
 /** Compares the contents of two variants of one alternative: what is pointed to, not the pointers. */
 struct SameContents {
     const Value& other;
 
-    template <class Data>
+    template <typename Data>
     bool operator()(const Data& data) const {
         return data == std::get<Data>(other.data);
     }
-    template <class Data>
+    template <typename Data>
     bool operator()(const std::shared_ptr<Data>& data) const {
         const auto& others = std::get<std::shared_ptr<Data>>(other.data);
         return data == others || (data && others && *data == *others);
@@ -80,7 +86,7 @@ bool Value::operator==(const Value& other) const {
 }
 
 const Value* ObjectPath::key(const std::string& name) const {
-    return findNamed(keys, name);
+    return valueOf(cim::findNamed(keys, name));
 }
 
 bool ObjectPath::operator==(const ObjectPath& other) const {
@@ -88,7 +94,15 @@ bool ObjectPath::operator==(const ObjectPath& other) const {
 }
 
 const Value* Instance::property(const std::string& name) const {
-    return findNamed(properties, name);
+    return valueOf(cim::findNamed(properties, name));
+}
+
+void setNamed(std::vector<Property>& properties, const std::string& name, Value value) {
+    if (Property* property = cim::findNamed(properties, name)) {
+        property->value = std::move(value);
+    } else {
+        properties.push_back({name, std::move(value)});
+    }
 }
 
 }  // namespace broker

@@ -1,15 +1,17 @@
+// Values and object paths as text. Tests: tests/broker/text_test.cpp.
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
 
-#include "broker/broker.h"
+#include "broker/data.h"
 
 namespace broker {
 
 namespace {
 
-template <class Number>
+template <typename Number>
 std::string decimal(Number number) {
     std::array<char, 32> digits{};
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
@@ -54,19 +56,31 @@ std::string keyText(const Value& value) {
     return textual && !value.null ? quoted(toString(value)) : toString(value);
 }
 
-template <class Code, std::size_t size>
+template <typename Code, std::size_t size>
 const char* nameOf(const std::array<std::pair<Code, const char*>, size>& names, Code code) {
     const auto found = std::find_if(names.begin(), names.end(), [&](const auto& name) { return name.first == code; });
     return found == names.end() ? nullptr : found->second;
 }
 
-constexpr std::array<std::pair<CMPIType, const char*>, 24> typeNames{{
-    {CMPI_null, "null"},     {CMPI_boolean, "boolean"},   {CMPI_char16, "char16"}, {CMPI_real32, "real32"},
-    {CMPI_real64, "real64"}, {CMPI_uint8, "uint8"},       {CMPI_uint16, "uint16"}, {CMPI_uint32, "uint32"},
-    {CMPI_uint64, "uint64"}, {CMPI_sint8, "sint8"},       {CMPI_sint16, "sint16"}, {CMPI_sint32, "sint32"},
-    {CMPI_sint64, "sint64"}, {CMPI_instance, "instance"}, {CMPI_ref, "reference"}, {CMPI_args, "arguments"},
-    {CMPI_class, "class"},   {CMPI_filter, "filter"},     {CMPI_string, "string"}, {CMPI_enumeration, "enumeration"},
-    {CMPI_chars, "string"},  {CMPI_dateTime, "datetime"}, {CMPI_ptr, "pointer"},   {CMPI_charsptr, "string pointer"},
+constexpr std::array<std::pair<CMPIType, const char*>, 18> typeNames{{
+    {CMPI_null, "null"},
+    {CMPI_boolean, "boolean"},
+    {CMPI_char16, "char16"},
+    {CMPI_real32, "real32"},
+    {CMPI_real64, "real64"},
+    {CMPI_uint8, "uint8"},
+    {CMPI_uint16, "uint16"},
+    {CMPI_uint32, "uint32"},
+    {CMPI_uint64, "uint64"},
+    {CMPI_sint8, "sint8"},
+    {CMPI_sint16, "sint16"},
+    {CMPI_sint32, "sint32"},
+    {CMPI_sint64, "sint64"},
+    {CMPI_instance, "instance"},
+    {CMPI_ref, "reference"},
+    {CMPI_string, "string"},
+    {CMPI_chars, "string"},
+    {CMPI_dateTime, "datetime"},
 }};
 
 constexpr std::array<std::pair<CMPIrc, const char*>, 28> statusNames{{
