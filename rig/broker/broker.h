@@ -18,10 +18,20 @@
 
 #include "broker/calllog.h"
 #include "broker/classes.h"
-#include "broker/data.h"
 #include "broker/manners.h"
+#include "cim/data.h"
 
 namespace broker {
+
+// What the broker is asked with and answers with is plain data of CIM.
+using cim::Instance;
+using cim::ObjectPath;
+using cim::parseObjectPath;
+using cim::Property;
+using cim::statusName;
+using cim::toString;
+using cim::typeName;
+using cim::Value;
 
 class Object;
 

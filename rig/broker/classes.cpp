@@ -35,7 +35,7 @@ std::vector<std::string> Classes::associationsOf(const std::string& sourceClass)
             std::any_of(each.properties.begin(), each.properties.end(), [&](const PropertyDeclaration& property) {
                 return property.type == CMPI_ref && isA(sourceClass, property.referenceClass);
             });
-        if (each.isAssociation && fits) names.push_back(each.name);
+        if (fits) names.push_back(each.name);
     }
     return names;
 }

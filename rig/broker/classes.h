@@ -36,7 +36,7 @@ class Classes {
     bool isA(const std::string& name, const std::string& ancestor) const;
     /** The class and those below it without the abstract ones, in the order of their declaration. */
     std::vector<std::string> concreteFrom(const std::string& name) const;
-    /** The association classes with a reference to which an object of that class may be bound. */
+    /** The classes, associations all of them, with a reference to which an object of that class may be bound. */
     std::vector<std::string> associationsOf(const std::string& sourceClass) const;
 
  private:

@@ -63,7 +63,7 @@ CMPIStatus setProperty(const CMPIInstance* self, const char* name, const CMPIVal
     const CMPIrc refused = instance.broker.judge(verdict, "instance.setProperty",
                                                  data.path.className + "." + name + ": " + typeName(taken.value.type));
     if (verdict == manners::Verdict::taken) {
-        setNamed(data.properties, name, std::move(taken.value));
+        cim::setNamed(data.properties, name, std::move(taken.value));
         followKeys(instance.broker, data);
     }
     return {refused, nullptr};

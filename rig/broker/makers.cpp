@@ -16,7 +16,7 @@ Instance newInstanceData(const Broker& broker, const ObjectPath& path, const Cla
         }
     }
     if (broker.behaviour(manners::kKeysBecomeProperties)) {
-        for (const Property& key : path.keys) setNamed(instance.properties, key.name, key.value);
+        for (const Property& key : path.keys) cim::setNamed(instance.properties, key.name, key.value);
     }
     followKeys(broker, instance);
     return instance;

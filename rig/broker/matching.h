@@ -1,7 +1,7 @@
 #ifndef PCIINFO_BROKER_MATCHING_H
 #define PCIINFO_BROKER_MATCHING_H
 
-#include "broker/data.h"
+#include "broker/broker.h"
 
 namespace broker {
 

@@ -27,7 +27,7 @@ CMPIStatus addKey(const CMPIObjectPath* self, const char* name, const CMPIValue*
     if (textOf(name).empty()) return {CMPI_RC_ERR_INVALID_PARAMETER, nullptr};
     if ((type & CMPI_ARRAY) != 0) return {CMPI_RC_ERR_INVALID_DATA_TYPE, nullptr};
     Taken taken = take(path.broker, value, type);
-    if (taken.status == CMPI_RC_OK) setNamed(path.data.keys, name, std::move(taken.value));
+    if (taken.status == CMPI_RC_OK) cim::setNamed(path.data.keys, name, std::move(taken.value));
     return {taken.status, nullptr};
 }
 

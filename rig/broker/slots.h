@@ -69,35 +69,29 @@ struct NotServed {
 };
 constexpr NotServed kNotServed;
 
-constexpr const char* nameOfRelease(const CMPIArray*) {
-    return "array.release";
-}
-constexpr const char* nameOfRelease(const CMPIContext*) {
-    return "context.release";
-}
-constexpr const char* nameOfRelease(const CMPIEnumeration*) {
-    return "enumeration.release";
-}
-constexpr const char* nameOfRelease(const CMPIInstance*) {
-    return "instance.release";
-}
-constexpr const char* nameOfRelease(const CMPIObjectPath*) {
-    return "objectPath.release";
-}
-constexpr const char* nameOfRelease(const CMPIResult*) {
-    return "result.release";
-}
-constexpr const char* nameOfRelease(const CMPIString*) {
-    return "string.release";
-}
+template <typename Handle>
+constexpr const char* kRelease = "result.release";
+template <>
+inline constexpr const char* kRelease<CMPIArray> = "array.release";
+template <>
+inline constexpr const char* kRelease<CMPIContext> = "context.release";
+template <>
+inline constexpr const char* kRelease<CMPIEnumeration> = "enumeration.release";
+template <>
+inline constexpr const char* kRelease<CMPIInstance> = "instance.release";
+template <>
+inline constexpr const char* kRelease<CMPIObjectPath> = "objectPath.release";
+template <>
+inline constexpr const char* kRelease<CMPIString> = "string.release";
 
 /** The slot release of every table: what a provider gets belongs to the object manager, and its session frees it. */
 template <typename T>
 CMPIStatus release(typename T::Handle* self) {
     Broker& broker = T::of(self).broker;
-    if (const auto fault = broker.enter(nameOfRelease(self))) return {*fault, nullptr};
+    constexpr const char* kFunction = kRelease<typename T::Handle>;
+    if (const auto fault = broker.enter(kFunction)) return {*fault, nullptr};
     const manners::Verdict verdict = broker.behaviour(manners::kReleaseOfManagersOwn);
-    return {broker.judge(verdict, nameOfRelease(self), "an object that the object manager owns"), nullptr};
+    return {broker.judge(verdict, kFunction, "an object that the object manager owns"), nullptr};
 }
 
 /** Has the instance's path follow its key properties, where the manners and a declaration of its class want it. */

@@ -1,3 +1,4 @@
+// Arrays and enumerations, as a provider fills and reads them.
 #include "tests/broker/brokertest.h"
 
 using broker::Value;

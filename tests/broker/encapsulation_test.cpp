@@ -1,3 +1,4 @@
+// Strings, results and scopes; slots that are not served; the record of calls.
 #include <stdexcept>
 
 #include "tests/broker/brokertest.h"

@@ -1,3 +1,4 @@
+// Calls of the provider that are made to fail or to throw.
 #include <map>
 #include <stdexcept>
 

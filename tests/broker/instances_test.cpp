@@ -1,3 +1,4 @@
+// Instances, as a provider makes, fills and reads them.
 #include "tests/broker/brokertest.h"
 
 using broker::Instance;
@@ -70,9 +71,13 @@ TEST_F(InstanceTest, KeepsEachTypeOfNumber) {
     EXPECT_EQ(property("u16").value.uint16, 65535);
     EXPECT_EQ(property("u32").value.uint32, 4294967295U);
     EXPECT_EQ(property("u64").value.uint64, 18446744073709551615ULL);
+    EXPECT_EQ(stored("s8"), Value::sint(CMPI_sint8, -1));
     EXPECT_EQ(property("s8").value.sint8, -1);
+    EXPECT_EQ(stored("s16"), Value::sint(CMPI_sint16, -2));
     EXPECT_EQ(property("s16").value.sint16, -2);
+    EXPECT_EQ(stored("s32"), Value::sint(CMPI_sint32, -3));
     EXPECT_EQ(property("s32").value.sint32, -3);
+    EXPECT_EQ(stored("s64"), Value::sint(CMPI_sint64, -4));
     EXPECT_EQ(property("s64").value.sint64, -4);
     EXPECT_EQ(property("r32").value.real32, 0.5F);
     EXPECT_EQ(property("r64").value.real64, 0.25);

@@ -1,3 +1,4 @@
+// What an object manager does otherwise than the standard: the table in broker/manners.h.
 #include "tests/broker/brokertest.h"
 
 #include <functional>

@@ -1,3 +1,4 @@
+// Object paths, as a provider makes, fills and reads them.
 #include "tests/broker/brokertest.h"
 
 using broker::ObjectPath;

@@ -1,3 +1,4 @@
+// Requests to a provider, its loading, and the tables that it is given.
 #include <stdexcept>
 
 #include "tests/broker/brokertest.h"

@@ -1,3 +1,4 @@
+// Values and object paths as plain data, and as text that is written and read.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

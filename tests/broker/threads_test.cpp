@@ -1,3 +1,4 @@
+// Requests from several threads at once.
 #include <atomic>
 #include <thread>
 

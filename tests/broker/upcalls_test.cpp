@@ -1,3 +1,4 @@
+// What a provider asks of the object manager while it serves a request.
 #include "tests/broker/brokertest.h"
 
 using broker::ObjectPath;

@@ -1,5 +1,5 @@
-#ifndef PCIINFO_BROKER_DATA_H
-#define PCIINFO_BROKER_DATA_H
+#ifndef PCIINFO_CIM_DATA_H
+#define PCIINFO_CIM_DATA_H
 
 #include <cmpi/cmpidt.h>
 
@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-namespace broker {
+namespace cim {
 
 struct ObjectPath;
 struct Instance;
@@ -81,6 +81,6 @@ ObjectPath parseObjectPath(const std::string& text);
 /** The value with that name, replaced where it is there already (the first spelling stays), else added. */
 void setNamed(std::vector<Property>& properties, const std::string& name, Value value);
 
-}  // namespace broker
+}  // namespace cim
 
 #endif

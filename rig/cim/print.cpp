@@ -5,9 +5,9 @@
 #include <charconv>
 #include <utility>
 
-#include "broker/data.h"
+#include "cim/data.h"
 
-namespace broker {
+namespace cim {
 
 namespace {
 
@@ -141,4 +141,4 @@ std::string statusName(CMPIrc rc) {
     return name == nullptr ? "CMPI_RC_(" + decimal(static_cast<int>(rc)) + ")" : name;
 }
 
-}  // namespace broker
+}  // namespace cim

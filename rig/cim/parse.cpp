@@ -3,11 +3,11 @@
 #include <charconv>
 #include <stdexcept>
 
-#include "broker/data.h"
 #include "cim/ascii.h"
+#include "cim/data.h"
 #include "cim/names.h"
 
-namespace broker {
+namespace cim {
 
 namespace {
 
@@ -64,8 +64,8 @@ class Parser {
 
     std::string name(const std::string& what) {
         const std::size_t begin = position_;
-        if (!at(cim::isLetter)) fail(what + " expected");
-        while (at(cim::isLetter) || at(cim::isDigit)) ++position_;
+        if (!at(isLetter)) fail(what + " expected");
+        while (at(isLetter) || at(isDigit)) ++position_;
         return text_.substr(begin, position_ - begin);
     }
 
@@ -74,9 +74,8 @@ class Parser {
         const std::size_t begin = position_;
         while (!atEnd() && text_[position_] != ',') ++position_;
         const std::string word = text_.substr(begin, position_ - begin);
-        if (cim::sameName(word, "TRUE") || cim::sameName(word, "FALSE"))
-            return Value::boolean(cim::sameName(word, "TRUE"));
-        if (cim::sameName(word, "NULL")) return Value::nothing(CMPI_string);
+        if (sameName(word, "TRUE") || sameName(word, "FALSE")) return Value::boolean(sameName(word, "TRUE"));
+        if (sameName(word, "NULL")) return Value::nothing(CMPI_string);
         position_ = begin;
         Value result = number(word);
         position_ += word.size();
@@ -136,4 +135,4 @@ ObjectPath parseObjectPath(const std::string& text) {
     return Parser(text).path();
 }
 
-}  // namespace broker
+}  // namespace cim

@@ -1,9 +1,9 @@
 // Values, object paths and instances as plain data. Tests: tests/broker/text_test.cpp.
-#include "broker/data.h"
+#include "cim/data.h"
 
 #include "cim/names.h"
 
-namespace broker {
+namespace cim {
 
 namespace {
 
@@ -86,7 +86,7 @@ bool Value::operator==(const Value& other) const {
 }
 
 const Value* ObjectPath::key(const std::string& name) const {
-    return valueOf(cim::findNamed(keys, name));
+    return valueOf(findNamed(keys, name));
 }
 
 bool ObjectPath::operator==(const ObjectPath& other) const {
@@ -94,15 +94,15 @@ bool ObjectPath::operator==(const ObjectPath& other) const {
 }
 
 const Value* Instance::property(const std::string& name) const {
-    return valueOf(cim::findNamed(properties, name));
+    return valueOf(findNamed(properties, name));
 }
 
 void setNamed(std::vector<Property>& properties, const std::string& name, Value value) {
-    if (Property* property = cim::findNamed(properties, name)) {
+    if (Property* property = findNamed(properties, name)) {
         property->value = std::move(value);
     } else {
         properties.push_back({name, std::move(value)});
     }
 }
 
-}  // namespace broker
+}  // namespace cim
