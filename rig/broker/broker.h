@@ -144,7 +144,9 @@ class Broker : public CallLog {
 
     Manners manners() const { return manners_; }
 
-    /** Declares a class, before the provider is asked: newInstance then holds its properties as nulls of their types.
+    /**
+     * Declares a class, in place of one of that name: newInstance then holds its properties as nulls of their types.
+     * Not while the provider is asked.
      */
     void declareClass(const ClassDeclaration& declaration) { classes_.add(declaration); }
 

@@ -11,6 +11,14 @@ const PropertyDeclaration* ClassDeclaration::property(const std::string& propert
     return cim::findNamed(properties, propertyName);
 }
 
+void Classes::add(const ClassDeclaration& declaration) {
+    if (ClassDeclaration* known = cim::findNamed(declared_, declaration.name)) {
+        *known = declaration;
+    } else {
+        declared_.push_back(declaration);
+    }
+}
+
 const ClassDeclaration* Classes::find(const std::string& name) const {
     return cim::findNamed(declared_, name);
 }

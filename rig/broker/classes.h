@@ -31,7 +31,8 @@ struct ClassDeclaration {
 /** The classes declared to a broker, superclasses first. Names are compared without regard to case. */
 class Classes {
  public:
-    void add(const ClassDeclaration& declaration) { declared_.push_back(declaration); }
+    /** Takes the place of one of that name. */
+    void add(const ClassDeclaration& declaration);
     const ClassDeclaration* find(const std::string& name) const;  // null where there is none
     bool isA(const std::string& name, const std::string& ancestor) const;
     /** The class and those below it without the abstract ones, in the order of their declaration. */

@@ -95,6 +95,7 @@ TEST_F(InstanceTest, AnswersNoSuchPropertyForAnUnknownName) {
 }
 
 TEST_F(InstanceTest, HoldsDeclaredPropertiesAsNullsOfTheirTypes) {
+    broker.declareClass({"Test_Class", {{"Former", CMPI_uint8}}});
     broker.declareClass({"test_CLASS", {{"Speed", CMPI_uint32}, {"Names", CMPI_stringA}}});
     instance = newInstance();
     const CMPIData data = property("speed");
