@@ -106,16 +106,18 @@ struct Giver {
     CMPIValue operator()(Number number) const {
         return withNumber(value.type, [&](auto zero) { return holding(static_cast<decltype(zero)>(number)); });
     }
-    CMPIValue operator()(const std::string& text) const { return holding(broker.make<StringObject>(text).handle()); }
+    CMPIValue operator()(const std::string& text) const {
+        return holding<void*>(broker.make<StringObject>(text).handle());
+    }
     CMPIValue operator()(const std::shared_ptr<ObjectPath>& path) const {
-        return holding(broker.make<PathObject>(*path).handle());
+        return holding<void*>(broker.make<PathObject>(*path).handle());
     }
     CMPIValue operator()(const std::shared_ptr<Instance>& instance) const {
-        return holding(broker.make<InstanceObject>(*instance).handle());
+        return holding<void*>(broker.make<InstanceObject>(*instance).handle());
     }
     CMPIValue operator()(const std::vector<Value>& elements) const {
         const CMPIType type = elements.empty() ? elementTypeOf(value.type) : elements.front().type;
-        return holding(broker.make<ArrayObject>(ArrayData{type, false, elements}).handle());
+        return holding<void*>(broker.make<ArrayObject>(ArrayData{type, false, elements}).handle());
     }
 };
 
