@@ -1,3 +1,6 @@
+// What a terminal is told of a provider's dealings with the BMC. Tests: tests/cimhost/bmcwatch_test.cpp,
+// terminal_test.py.
+
 #include "cimhost/bmcwatch.h"
 
 #include <fmt/format.h>
@@ -7,6 +10,8 @@
 #include <system_error>
 #include <variant>
 
+#include "cimhost/command.h"
+
 namespace cimhost {
 
 namespace {
@@ -14,7 +19,7 @@ namespace {
 constexpr unsigned kExchangesOfReading = 331;
 constexpr unsigned kSecondsOfAttempt = 5;  // to open the device
 
-// The data store's requests: network function, command, and where behind the enterprise number the operation stands.
+// The data store's requests: network function, command, and where, after the enterprise number, the operation stands.
 constexpr std::uint8_t kNetfn = 0x2e;
 constexpr std::uint8_t kCommand = 0x90;
 constexpr std::size_t kOperation = 3;
@@ -93,7 +98,7 @@ struct BmcWatch::See {
             watch.trouble_ = refused ? Trouble::refused : Trouble::none;
         watch.code_ = refused && !data.empty() ? data[0] : 0;
     }
-    template <class Other>
+    template <typename Other>
     void operator()(const Other&) const {}
 };
 
@@ -148,6 +153,36 @@ std::optional<std::string> BmcWatch::failure() const {
 unsigned BmcWatch::exchanges() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return exchanges_;
+}
+
+Patience::Patience(const BmcWatch& bmc, unsigned readings) : bmc_(bmc) {
+    if (!stderrIsTerminal()) return;
+    thread_ = std::thread([this, readings] {
+        constexpr std::chrono::seconds kPatience{1};
+        std::unique_lock<std::mutex> lock(mutex_);
+        waited_ = !ended_.wait_for(lock, kPatience, [this] { return over_; });
+        if (waited_) complain(bmc_.waitingFor(std::chrono::duration<double>(kPatience).count(), readings));
+    });
+}
+
+void Patience::end() {
+    if (!thread_.joinable()) return;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        over_ = true;
+    }
+    ended_.notify_one();
+    thread_.join();
+    seconds_ = std::chrono::duration<double>(Clock::now() - start_).count();
+}
+
+Patience::~Patience() {
+    end();
+    if (seconds_ == 0) return;
+    if (const auto failure = bmc_.failure())
+        complain(*failure);
+    else if (waited_)
+        complain(fmt::format("the answer took {:.1f} s, with {} BMC exchanges", seconds_, bmc_.exchanges()));
 }
 
 }  // namespace cimhost

@@ -1,10 +1,13 @@
 #ifndef PCIINFO_CIMHOST_BMCWATCH_H
 #define PCIINFO_CIMHOST_BMCWATCH_H
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "emulator/emulatedhost.h"
 
@@ -42,6 +45,35 @@ class BmcWatch {
     int deviceError_ = 0;         // why the device could not be opened, or refused to send or receive
     std::string device_;          // that could not be opened
     unsigned code_ = 0;           // of the refusal
+};
+
+/**
+ * For who sits at a terminal, on standard error; elsewhere it does nothing: a line when the answer takes more than a
+ * second, with what is waited for and how long that can take, and with the object's end what went wrong at the BMC or
+ * how long it took.
+ */
+class Patience {
+ public:
+    /** `bmc` watches while the object lives. The answer takes at most so many readings of the table, 0: not known. */
+    Patience(const BmcWatch& bmc, unsigned readings);
+    ~Patience();
+    Patience(const Patience&) = delete;
+    Patience& operator=(const Patience&) = delete;
+
+    /** The answer has come. */
+    void end();
+
+ private:
+    using Clock = std::chrono::steady_clock;
+
+    const BmcWatch& bmc_;
+    const Clock::time_point start_ = Clock::now();
+    double seconds_ = 0;
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool over_ = false;
+    bool waited_ = false;
+    std::thread thread_;  // waits for the moment to tell; none where there is no terminal
 };
 
 }  // namespace cimhost

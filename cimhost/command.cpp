@@ -1,3 +1,6 @@
+// What the commands do, from a session to the exit status. Tests: tests/cimhost/session_test.cpp, commandline_test.cpp,
+// usage_test.cpp.
+
 #include "cimhost/command.h"
 
 #include <fmt/format.h>
@@ -11,9 +14,6 @@
 #include <system_error>
 
 #include "cimhost/inventory.h"
-#include "cimhost/patience.h"
-#include "cimhost/terminal.h"
-#include "cimhost/text.h"
 #include "cimhost/tree.h"
 
 namespace cimhost {
@@ -35,27 +35,14 @@ Tracer makeTracer(bool wanted) {
 
 namespace {
 
-/** What `work` brings; nothing, and a complaint, when the provider throws. */
-template <class Work>
-auto attempt(const std::string& subject, Work work) -> std::optional<decltype(work())> {
-    try {
-        return work();
-    } catch (const ProviderException& error) {
-        const std::string message = error.what();
-        complain(fmt::format("{}: the provider threw an exception{}", subject, message.empty() ? "" : ": " + message));
-    }
-    return std::nullopt;
-}
+/** What is to be written of an answer, what remains to be explained, and whether functions are named in it. */
+struct Report {
+    std::string text;
+    std::string explanation;
+    bool hasFunctions;
+};
 
-/** Writes what was answered, and what remains to be explained. */
-ExitCode report(const std::string& text, const std::string& explained) {
-    if (!print(text)) return kErrorStatus;
-    if (explained.empty()) return kSuccess;
-    complain(explained);
-    return kErrorStatus;
-}
-
-/** Whether functions are named in the answer, for want of catalogues, by words that stand for no name. */
+/** Whether functions are named, for want of catalogues, by words that stand for no name. */
 bool lacksNames(const Surroundings& surroundings) {
     if (!surroundings.catalogue.empty()) return false;
     const std::string directory = surroundings.hostDirectory + "/etc/vmware/";
@@ -63,26 +50,27 @@ bool lacksNames(const Surroundings& surroundings) {
     return !isThere("pci.xml") || !isThere("pci.classlist");
 }
 
-bool isFunction(const broker::Instance& instance) {
-    return instance.property("PciDeviceID") != nullptr;
-}
-
 bool hasFunction(const Answer& answer) {
+    const auto isFunction = [](const broker::Instance& each) { return each.property("PciDeviceID") != nullptr; };
     const auto* instances = std::get_if<Instances>(&answer.objects);
     return instances && std::any_of(instances->begin(), instances->end(), isFunction);
 }
 
-void explainNames(const Surroundings& surroundings) {
-    if (lacksNames(surroundings))
-        complain(
-            "names are missing: the catalogues /etc/vmware/pci.xml and pci.classlist, from which the provider takes "
-            "them, "
-            "cannot be read; --catalogue shows those of the PCI ID list instead");
+/** What `ask` reports of a session; nothing, and a complaint, when the provider throws. */
+template <typename Ask>
+std::optional<Report> attempt(const std::string& subject, Session& session, Ask ask) {
+    try {
+        return ask(session);
+    } catch (const ProviderException& error) {
+        const std::string message = error.what();
+        complain(fmt::format("{}: the provider threw an exception{}", subject, message.empty() ? "" : ": " + message));
+    }
+    return std::nullopt;
 }
 
-/** Runs `work` in a session of these settings. */
-template <class Work>
-ExitCode inSession(const Settings& settings, Work work) {
+/** Asks in a session of these settings and writes the report; the answer takes at most so many readings. */
+template <typename Ask>
+ExitCode inSession(const Settings& settings, const std::string& subject, unsigned readings, Ask ask) {
     std::optional<Session> session;
     Surroundings surroundings = settings.surroundings;
     surroundings.watched = stderrIsTerminal();
@@ -92,38 +80,36 @@ ExitCode inSession(const Settings& settings, Work work) {
         complain(error.what());
         return kCannotAsk;
     }
-    return work(*session);
+    Patience patience(session->bmc(), readings);
+    const std::optional<Report> report = attempt(subject, *session, ask);
+    patience.end();
+    if (!report) return kErrorStatus;
+    const bool written = print(report->text);
+    if (written && !report->explanation.empty()) complain(report->explanation);
+    if (report->hasFunctions && lacksNames(settings.surroundings))
+        complain(
+            "names are missing: the catalogues /etc/vmware/pci.xml and pci.classlist, from which the provider takes "
+            "them, cannot be read; --catalogue shows those of the PCI ID list instead");
+    return written && report->explanation.empty() ? kSuccess : kErrorStatus;
 }
 
 }  // namespace
 
 ExitCode run(const Settings& settings, const Question& question) {
-    return inSession(settings, [&](Session& session) {
+    return inSession(settings, question.subject, question.readings, [&](Session& session) -> Report {
         for (const std::string& doubt : doubts(question)) complain(doubt);
-        Patience patience(session.bmc(), question.readings);
-        const auto answer = attempt(question.subject, [&] { return session.ask(question); });
-        patience.end();
-        if (!answer) return kErrorStatus;
+        const Answer answer = session.ask(question);
         TableOptions table = settings.table;
         table.inFull = table.inFull || question.inFull;
-        const std::string text = makeFormatter(settings.format, table)->text(*answer);
-        const ExitCode code = report(text, explanation(*answer, question));
-        if (hasFunction(*answer)) explainNames(settings.surroundings);
-        return code;
+        return {formatted(answer, settings.format, table), explanation(answer, question), hasFunction(answer)};
     });
 }
 
 ExitCode runTree(const Settings& settings) {
-    return inSession(settings, [&](Session& session) {
-        Patience patience(session.bmc(), kReadingsOfInventory);
-        const Ask ask = [&](const Question& question) { return session.ask(question); };
-        const auto inventory = attempt("tree", [&] { return takeInventory(ask); });
-        patience.end();
-        if (!inventory) return kErrorStatus;
-        const std::string text = treeIn(settings.format, *inventory, settings.table);
-        const ExitCode code = report(text, explanation({inventory->status, {}}, inventory->subject));
-        if (!inventory->onBoard.empty()) explainNames(settings.surroundings);
-        return code;
+    return inSession(settings, "tree", kReadingsOfInventory, [&](Session& session) -> Report {
+        const Inventory inventory = takeInventory([&](const Question& question) { return session.ask(question); });
+        return {formatted(inventory, settings.format, settings.table),
+                explanation({inventory.status, {}}, inventory.subject), !inventory.onBoard.empty()};
     });
 }
 

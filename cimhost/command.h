@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "cimhost/formatter.h"
+#include "cimhost/formats.h"
 #include "cimhost/question.h"
 #include "cimhost/session.h"
 #include "cimhost/terminal.h"
@@ -42,6 +42,9 @@ ExitCode run(const Settings& settings, const Question& question);
 
 /** Writes which functions are on the board and which in which slot, in the same way. There is no tree in MOF. */
 ExitCode runTree(const Settings& settings);
+
+/** Writes the sample machines to standard output, in any format but MOF. */
+ExitCode listSamples(const Settings& settings);
 
 }  // namespace cimhost
 

@@ -1,14 +1,12 @@
-#include "cimhost/commands.h"
+// The commands. Tests: tests/cimhost/usage_test.cpp, association_test.cpp.
 
 #include <fmt/format.h>
 
-#include <cstdint>
 #include <memory>
 #include <stdexcept>
 
-#include "cimhost/classes.h"
-#include "cimhost/options.h"
-#include "cimhost/samplelist.h"
+#include "cimhost/arguments.h"
+#include "cimhost/shortforms.h"
 #ifdef CIMHOST_SERVE
 #include "cimhost/serve.h"
 #endif
@@ -26,11 +24,11 @@ enum class FilterOptions { none, ofReferences, ofAssociators };
 /** What a command's answer may have functions chosen from. */
 enum class Chosen { nothing, names, instances };
 
-/** A command that puts one question about what its one argument names; an argument that is no good throws. */
+/** A command that puts one question; an argument that is no good throws. */
 struct Command {
     const char* name;
     const char* description;
-    const char* argument;  // kClassType or kObjectType
+    const char* argument;  // kClassType, kObjectType, or "": none, the command's name stands for a class
     FilterOptions filters;
     Chosen chosen;
     Question (*makeQuestion)(const std::string&, const broker::Filters&);
@@ -38,53 +36,53 @@ struct Command {
 };
 
 template <Question (*make)(const std::string&)>
-Question unfiltered(const std::string& argument, const broker::Filters&) {
-    return make(argument);
-}
-
-template <Question (*make)(const std::string&)>
 Question ofClass(const std::string& argument, const broker::Filters&) {
     return make(wholeClassName(argument));
 }
 
+Question ofObject(const std::string& argument, const broker::Filters&) {
+    return getInstance(argument);
+}
+
+template <AssociationRequest request>
+Question associationsOf(const std::string& argument, const broker::Filters& filters) {
+    return askAssociations(request, argument, filters);
+}
+
+constexpr auto kEnumerate = ofClass<enumerateInstances>;
+
+constexpr Command kShortForms[] = {
+    {"slots", "The system slots (enumerate QELTA_SystemSlot)", "", FilterOptions::none, Chosen::nothing, kEnumerate,
+     "  cimhost slots --host dell-t440\n"},
+    {"devices", "The PCI functions but bridges (enumerate QELTA_PCIDevice)", "", FilterOptions::none, Chosen::instances,
+     kEnumerate,
+     "  cimhost devices --host dell-t440\n"
+     "  cimhost devices -s 16: --class 0880 --host dell-t440\n"},
+    {"bridges", "The PCI bridges (enumerate QELTA_PCIBridge)", "", FilterOptions::none, Chosen::instances, kEnumerate,
+     "  cimhost bridges -d 8086: --host lenovo-90g0\n"},
+    {"board", "The system board (enumerate QELTA_SystemBoard)", "", FilterOptions::none, Chosen::nothing, kEnumerate,
+     "  cimhost board --host dell-t440\n"},
+};
+
 constexpr Command kCommands[] = {
-    {"enumerate", "The instances of a class", kClassType, FilterOptions::none, Chosen::instances,
-     ofClass<enumerateInstances>,
+    {"enumerate", "The instances of a class", kClassType, FilterOptions::none, Chosen::instances, kEnumerate,
      "  cimhost enumerate QELTA_SystemSlot --host dell-t440\n"
      "  cimhost enumerate pcidevice -d 8086: --host dell-t440\n"},
     {"names", "The object paths of a class's instances", kClassType, FilterOptions::none, Chosen::names,
      ofClass<enumerateNames>, "  cimhost names QELTA_PCIBridge --host lenovo-90g0 --format json\n"},
-    {"get", "All about one object", kObjectType, FilterOptions::none, Chosen::nothing, unfiltered<getInstance>,
+    {"get", "All about one object", kObjectType, FilterOptions::none, Chosen::nothing, ofObject,
      "  cimhost get 16:01.0 --host dell-t440\n"
      "  cimhost get 'QELTA_SystemSlot.Tag=\"System Slot 3\"' --host dell-t440\n"},
     {"associators", "The objects that are associated with one, e.g. the functions in a slot", kObjectType,
-     FilterOptions::ofAssociators, Chosen::instances, associators,
+     FilterOptions::ofAssociators, Chosen::instances, associationsOf<&broker::Broker::associators>,
      "  cimhost associators 5 --host dell-t440\n"
      "  cimhost associators 16:01.0 --assoc-class DeviceInSlot --host dell-t440\n"},
     {"associator-names", "The object paths of these", kObjectType, FilterOptions::ofAssociators, Chosen::names,
-     associatorNames, "  cimhost associator-names board --host dell-t440\n"},
+     associationsOf<&broker::Broker::associatorNames>, "  cimhost associator-names board --host dell-t440\n"},
     {"references", "The associations that refer to an object", kObjectType, FilterOptions::ofReferences,
-     Chosen::nothing, references, "  cimhost references 5 --host dell-t440\n"},
+     Chosen::nothing, associationsOf<&broker::Broker::references>, "  cimhost references 5 --host dell-t440\n"},
     {"reference-names", "The object paths of these", kObjectType, FilterOptions::ofReferences, Chosen::nothing,
-     referenceNames, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
-};
-
-/** A class that can be asked for by a command of its own, whose name stands for the class. */
-struct ShortForm {
-    const char* name;
-    const char* description;
-    Chosen chosen;
-    const char* examples;
-};
-
-constexpr ShortForm kShortForms[] = {
-    {"slots", "The system slots (enumerate QELTA_SystemSlot)", Chosen::nothing, "  cimhost slots --host dell-t440\n"},
-    {"devices", "The PCI functions but bridges (enumerate QELTA_PCIDevice)", Chosen::instances,
-     "  cimhost devices --host dell-t440\n"
-     "  cimhost devices -s 16: --class 0880 --host dell-t440\n"},
-    {"bridges", "The PCI bridges (enumerate QELTA_PCIBridge)", Chosen::instances,
-     "  cimhost bridges -d 8086: --host lenovo-90g0\n"},
-    {"board", "The system board (enumerate QELTA_SystemBoard)", Chosen::nothing, "  cimhost board --host dell-t440\n"},
+     associationsOf<&broker::Broker::referenceNames>, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
 };
 
 std::string withExamples(const char* examples) {
@@ -92,7 +90,7 @@ std::string withExamples(const char* examples) {
 }
 
 /** Calls `work`; what it says is wrong with an argument becomes an error of that name. */
-template <class Work>
+template <typename Work>
 void checked(const std::string& name, Work work) {
     try {
         work();
@@ -180,31 +178,26 @@ Question questionOf(const Command& command, const std::string& argument, const b
     return question;
 }
 
-void addCommand(CLI::App& app, Request& request, const Command& command) {
-    CLI::App* added = app.add_subcommand(command.name, command.description)->footer(withExamples(command.examples));
-    const bool takesClass = std::string(command.argument) == kClassType;
-    added
-        ->add_option(command.argument, request.argument,
-                     takesClass ? "One of those below"
-                                : "A slot's number (5), a function's location (16:01.0), \"board\", or an object path: "
-                                  "a class and the keys that matter")
-        ->type_name("")
-        ->required();
-    addFilters(*added, request.filters, command.filters);
-    addSelections(*added, request.selection, command.chosen);
-    added->callback([&request, &command, takesClass] {
-        if (takesClass) refuseSelectionOf(wholeClassName(request.argument), request.selection);
-        checked(command.argument, [&] {
-            request.question = choosing(questionOf(command, request.argument, request.filters), request.selection);
-        });
-    });
+void addArgument(CLI::App& command, std::string& argument, const char* type) {
+    const char* const description = type == std::string(kClassType)
+                                        ? "One of those below"
+                                        : "A slot's number (5), a function's location (16:01.0), \"board\", or an "
+                                          "object path: a class and the keys that matter";
+    command.add_option(type, argument, description)->type_name("")->required();
 }
 
-void addShortForm(CLI::App& app, Request& request, const ShortForm& form) {
-    CLI::App* added = app.add_subcommand(form.name, form.description)->footer(withExamples(form.examples));
-    addSelections(*added, request.selection, form.chosen);
-    added->callback([&request, &form] {
-        request.question = choosing(enumerateInstances(wholeClassName(form.name)), request.selection);
+void addCommand(CLI::App& app, Request& request, const Command& command) {
+    CLI::App* added = app.add_subcommand(command.name, command.description)->footer(withExamples(command.examples));
+    const std::string type = command.argument;
+    if (!type.empty()) addArgument(*added, request.argument, command.argument);
+    addFilters(*added, request.filters, command.filters);
+    addSelections(*added, request.selection, command.chosen);
+    added->callback([&request, &command, type] {
+        if (type == kClassType) refuseSelectionOf(wholeClassName(request.argument), request.selection);
+        checked(type, [&] {
+            const std::string argument = type.empty() ? command.name : request.argument;
+            request.question = choosing(questionOf(command, argument, request.filters), request.selection);
+        });
     });
 }
 
@@ -257,7 +250,7 @@ void addSamples(CLI::App& app, Request& request) {
 }  // namespace
 
 void addCommands(CLI::App& app, Request& request) {
-    for (const ShortForm& form : kShortForms) addShortForm(app, request, form);
+    for (const Command& command : kShortForms) addCommand(app, request, command);
     addTree(app, request);
     for (const Command& command : kCommands) addCommand(app, request, command);
     addSamples(app, request);

@@ -1,13 +1,11 @@
-#include "cimhost/completion.h"
+// What a shell may complete a command line to. Tests: tests/cimhost/usage_test.cpp, terminal_test.py.
 
 #include <algorithm>
 
-#include "cimhost/classes.h"
-#include "cimhost/helpformat.h"
-#include "cimhost/options.h"
-#include "cimhost/samples.h"
-#include "cimhost/terminal.h"
 #include "cim/names.h"
+#include "cimhost/arguments.h"
+#include "cimhost/places.h"
+#include "cimhost/shortforms.h"
 
 namespace cimhost {
 
@@ -38,7 +36,7 @@ class Candidates {
 
 /** Whole names for who has begun to write one, else short ones. */
 void addClasses(Candidates& candidates) {
-    const std::string prefix = "QELTA_";
+    const std::string prefix = kPrefix;
     const std::string& word = candidates.word();
     const bool whole = !word.empty() && cim::sameName(prefix.substr(0, word.size()), word.substr(0, prefix.size()));
     for (const std::string& name : servedClasses()) candidates.add(whole ? name : name.substr(prefix.size()));
@@ -102,7 +100,7 @@ struct Position {
     std::size_t arguments = 0;             // of the command, so far
 };
 
-Position positionBehind(const CLI::App& app, const std::vector<std::string>& words) {
+Position positionAfter(const CLI::App& app, const std::vector<std::string>& words) {
     Position position{&app};
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
         const CLI::Option* option = position.valueOf ? nullptr : optionNamed(words[i], position.command);
@@ -138,12 +136,10 @@ std::vector<std::string> completedValues(const std::string& word, const CLI::App
     return lines;
 }
 
-}  // namespace
-
 std::vector<std::string> completions(const CLI::App& app, const std::vector<std::string>& words) {
     const std::string word = words.empty() ? "" : words.back();
     Candidates candidates(word);
-    const Position position = positionBehind(app, words);
+    const Position position = positionAfter(app, words);
     if (!position.valueOf && word.rfind("--", 0) == 0 && word.find('=') != std::string::npos)
         return completedValues(word, position.command);
     if (position.valueOf)
@@ -156,6 +152,8 @@ std::vector<std::string> completions(const CLI::App& app, const std::vector<std:
         addArguments(candidates, position);
     return candidates.lines();
 }
+
+}  // namespace
 
 bool printCompletions(const CLI::App& app, const std::vector<std::string>& words) {
     std::string text;

@@ -1,4 +1,6 @@
-#include "cimhost/helpformat.h"
+// What the help looks like, and what is said of wrong arguments. Tests: tests/cimhost/usage_test.cpp.
+
+#include "cimhost/arguments.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -8,8 +10,6 @@
 #include <vector>
 
 #include "cimhost/suggestion.h"
-#include "cimhost/terminal.h"
-#include "cimhost/text.h"
 
 namespace cimhost {
 
@@ -84,11 +84,6 @@ std::string complaintAbout(const std::vector<std::string>& rest, const CLI::App&
 }
 
 }  // namespace
-
-bool isOfUse(const CLI::Option& option, const CLI::App& command) {
-    if (command.get_name() != "samples" || option.get_group() != kGeneralOptions) return true;
-    return option.check_lname("format") || option.check_lname("width");
-}
 
 HelpFormatter::HelpFormatter() {
     column_width(kLeft);

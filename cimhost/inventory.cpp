@@ -1,37 +1,16 @@
+// What sits where, from a provider's answers. Tests: tests/cimhost/tree_test.cpp, treecommand_test.cpp.
+
 #include "cimhost/inventory.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "cimhost/overview.h"
 #include "cimhost/properties.h"
-#include "cimhost/slotcodes.h"
+#include "cimhost/selection.h"
 
 namespace cimhost {
 
 namespace {
-
-/** Asks one thing after the other and keeps the first error status. */
-class Inquiry {
- public:
-    Inquiry(const Ask& ask, Inventory& inventory) : ask_(ask), inventory_(inventory) {}
-
-    /** What a class has of instances. `readsTable`: the provider reads the SMBIOS table for them. */
-    Instances instancesOf(const std::string& className, bool readsTable) {
-        const Question question = enumerateInstances(className);
-        Answer answer = ask_(question);
-        if (readsTable) ++inventory_.readings;
-        if (answer.status != CMPI_RC_OK && inventory_.status == CMPI_RC_OK) {
-            inventory_.status = answer.status;
-            inventory_.subject = question.subject;
-        }
-        return std::get<Instances>(std::move(answer.objects));
-    }
-
- private:
-    const Ask& ask_;
-    Inventory& inventory_;
-};
 
 Function functionOf(const broker::Instance& instance) {
     return {shortLocation(textOf(instance, "DeviceID")),
@@ -58,7 +37,7 @@ bool isInSlot(const broker::Instance& instance, const Slot& slot) {
 }
 
 /** The functions that `belongs` picks out. */
-template <class Belongs>
+template <typename Belongs>
 Functions chosen(const Instances& instances, Belongs belongs) {
     Functions functions;
     for (const broker::Instance& instance : instances)
@@ -71,8 +50,8 @@ Functions chosen(const Instances& instances, Belongs belongs) {
 Slot slotOf(const broker::Instance& instance, const Instances& functions) {
     Slot slot = {numberOf(instance, "Number"),
                  textOf(instance, "SlotDesignation"),
-                 codeOf(instance, "CurrentUsage", slotUsageName),
-                 codeOf(instance, "MaxDataWidth", slotWidthName),
+                 slotWordOf(instance, "CurrentUsage"),
+                 slotWordOf(instance, "MaxDataWidth"),
                  {}};
     slot.functions = chosen(functions, [&](const broker::Instance& function) { return isInSlot(function, slot); });
     return slot;
@@ -86,15 +65,24 @@ bool isInAny(const std::vector<Slot>& slots, const broker::Instance& function) {
 
 Inventory takeInventory(const Ask& ask) {
     Inventory inventory;
-    Inquiry inquiry(ask, inventory);
-    const Instances boards = inquiry.instancesOf("QELTA_SystemBoard", false);
+    // What a class has of instances; the first error status is kept.
+    const auto instancesOf = [&](const char* className) {
+        Answer answer = ask(enumerateInstances(className));
+        if (answer.status != CMPI_RC_OK && inventory.status == CMPI_RC_OK) {
+            inventory.status = answer.status;
+            inventory.subject = className;
+        }
+        return std::get<Instances>(std::move(answer.objects));
+    };
+    const Instances boards = instancesOf("QELTA_SystemBoard");
     inventory.host = boards.empty() ? kNothing : textOf(boards.front(), "SystemName");
-    Instances functions = inquiry.instancesOf("QELTA_PCIDevice", true);
-    const Instances bridges = inquiry.instancesOf("QELTA_PCIBridge", true);
+    Instances functions = instancesOf("QELTA_PCIDevice");
+    const Instances bridges = instancesOf("QELTA_PCIBridge");
     functions.insert(functions.end(), bridges.begin(), bridges.end());
     inventory.functionCount = functions.size();
-    for (const broker::Instance& slot : inquiry.instancesOf("QELTA_SystemSlot", true))
+    for (const broker::Instance& slot : instancesOf("QELTA_SystemSlot"))
         inventory.slots.push_back(slotOf(slot, functions));
+    inventory.readings = kReadingsOfInventory;
     inventory.onBoard = chosen(functions, isOnBoard);
     inventory.elsewhere = chosen(functions, [&](const broker::Instance& function) {
         return !isOnBoard(function) && !isInAny(inventory.slots, function);

@@ -8,14 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "cimhost/answer.h"
 #include "cimhost/question.h"
 
 namespace cimhost {
 
 /** One PCI function, its properties as they are shown. Functions of different PCI domains may have one location. */
 struct Function {
-    std::string location;  // "00:1f.3", see shortLocation()
+    std::string location;  // "00:1f.3"
     std::string className;
     std::string vendorDevice;  // "8086:a1c1"
     std::string classCode;     // base class and subclass, "06:01"

@@ -1,4 +1,4 @@
-#include <CLI/CLI.hpp>
+// The program: from the arguments to the exit status. Tests: tests/cimhost/commandline_test.cpp, usage_test.cpp.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,11 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "cimhost/commands.h"
-#include "cimhost/completion.h"
-#include "cimhost/helpformat.h"
-#include "cimhost/options.h"
-#include "cimhost/terminal.h"
+#include "cimhost/arguments.h"
 
 namespace {
 

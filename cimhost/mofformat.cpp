@@ -1,10 +1,8 @@
-#include "cimhost/mofformat.h"
+// Answers as MOF. Tests: tests/cimhost/format_test.cpp.
 
 #include <fmt/format.h>
 
-#include <vector>
-
-#include "cimhost/text.h"
+#include "cimhost/formats.h"
 
 namespace cimhost {
 
@@ -58,8 +56,8 @@ class Writer {
 
 }  // namespace
 
-std::string MofFormatter::text(const Answer& answer) const {
-    return fmt::format("{}// {}\n", std::visit(Writer(charset_), answer.objects), summary(answer));
+std::string asMof(const Answer& answer, Charset charset) {
+    return fmt::format("{}// {}\n", std::visit(Writer(charset), answer.objects), summary(answer));
 }
 
 }  // namespace cimhost

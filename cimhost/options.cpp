@@ -1,4 +1,6 @@
-#include "cimhost/options.h"
+// The options that every command takes. Tests: tests/cimhost/usage_test.cpp, commandline_test.cpp.
+
+#include "cimhost/arguments.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -7,40 +9,33 @@
 #include <charconv>
 #include <exception>
 #include <limits>
-#include <map>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
-#include "cimhost/helpformat.h"
-#include "cimhost/samples.h"
+#include "cimhost/places.h"
 #include "cimhost/suggestion.h"
 
 namespace cimhost {
 
 namespace {
 
-const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"mof", Format::mof}, {"json", Format::json},
-                                                {"jsonl", Format::jsonl}, {"csv", Format::csv}, {"tsv", Format::tsv}};
+/** Words and what they stand for. */
+template <typename Meaning>
+using Words = std::vector<std::pair<std::string, Meaning>>;
 
-const std::map<std::string, Color> kColors = {
-    {"auto", Color::automatic}, {"always", Color::always}, {"never", Color::never}};
+const Words<Format> kFormats = {{"csv", Format::csv}, {"json", Format::json},   {"jsonl", Format::jsonl},
+                                {"mof", Format::mof}, {"table", Format::table}, {"tsv", Format::tsv}};
 
-constexpr std::uint64_t kWidest = std::numeric_limits<std::size_t>::max();
+const Words<Color> kColors = {{"always", Color::always}, {"auto", Color::automatic}, {"never", Color::never}};
 
-std::vector<std::string> mannersNames() {
-    std::vector<std::string> names;
-    for (const broker::Manners each : broker::allManners()) names.push_back(broker::nameOf(each));
-    return names;
-}
-
-template <class Map>
-std::vector<std::string> wordsOf(const Map& map) {
-    std::vector<std::string> words;
-    words.reserve(map.size());
-    for (const auto& [word, meaning] : map) words.push_back(word);
+Words<broker::Manners> mannersWords() {
+    Words<broker::Manners> words;
+    for (const broker::Manners each : broker::allManners()) words.emplace_back(broker::nameOf(each), each);
     return words;
 }
+
+constexpr std::uint64_t kWidest = std::numeric_limits<std::size_t>::max();
 
 /** Puts what `find` makes of the value in its place; the message of its exception is what is wrong with the value. */
 CLI::Validator replacedBy(std::function<std::string(const std::string&)> find) {
@@ -54,6 +49,25 @@ CLI::Validator replacedBy(std::function<std::string(const std::string&)> find) {
             }
         },
         "");
+}
+
+/** Adds an option that takes one of the words and sets `target` to what it stands for. */
+template <typename Meaning>
+void addChoice(CLI::App& app, const std::string& name, const Words<Meaning>& words, Meaning& target,
+               const std::string& description) {
+    std::vector<std::string> names;
+    for (const auto& [word, meaning] : words) names.push_back(word);
+    const auto problem = [names](const std::string& value) -> std::string {
+        if (std::find(names.begin(), names.end(), value) != names.end()) return "";
+        return fmt::format("{} is none of {}{}", value, fmt::join(names, ", "), didYouMean(value, names));
+    };
+    const auto take = [&target, words](const std::string& value) {
+        for (const auto& [word, meaning] : words)
+            if (word == value) target = meaning;
+    };
+    app.add_option_function<std::string>(name, take, description)
+        ->type_name(fmt::format("{}", fmt::join(names, "|")))
+        ->check(CLI::Validator(problem, ""));
 }
 
 std::string namedCatalogue() {
@@ -81,18 +95,12 @@ CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::stri
 }
 
 bool isColor(const std::string& name) {
-    return kColors.count(name) > 0;
+    return std::any_of(kColors.begin(), kColors.end(), [&](const auto& word) { return word.first == name; });
 }
 
-CLI::Option* addChoice(CLI::App& app, const std::string& name, const std::vector<std::string>& words,
-                       const std::function<void(const std::string&)>& take, const std::string& description) {
-    const auto problem = [words](std::string& value) -> std::string {
-        if (std::find(words.begin(), words.end(), value) != words.end()) return "";
-        return fmt::format("{} is none of {}{}", value, fmt::join(words, ", "), didYouMean(value, words));
-    };
-    return app.add_option_function<std::string>(name, take, description)
-        ->type_name(fmt::format("{}", fmt::join(words, "|")))
-        ->check(CLI::Validator(problem, ""));
+bool isOfUse(const CLI::Option& option, const CLI::App& command) {
+    if (command.get_name() != "samples" || option.get_group() != kGeneralOptions) return true;
+    return option.check_lname("format") || option.check_lname("width");
 }
 
 void addGeneralOptions(CLI::App& app, Settings& settings) {
@@ -109,21 +117,14 @@ void addGeneralOptions(CLI::App& app, Settings& settings) {
     app.add_option("--library", settings.surroundings.library,
                    "The provider's library; without it the one of the build tree, else the installed one")
         ->type_name(kFileType);
-    addChoice(
-        app, "--manners", mannersNames(),
-        [&settings](const std::string& name) { settings.surroundings.manners = broker::mannersNamed(name); },
-        "The object manager that asks; default standard, as DSP0200 has it");
-    addChoice(
-        app, "--format", wordsOf(kFormats),
-        [&settings](const std::string& name) { settings.format = kFormats.at(name); },
-        "How the answer is written; default table");
+    addChoice(app, "--manners", mannersWords(), settings.surroundings.manners,
+              "The object manager that asks; default standard, as DSP0200 has it");
+    addChoice(app, "--format", kFormats, settings.format, "How the answer is written; default table");
     app.add_option("--width", settings.table.width,
                    "Columns that a line of a table may take; default: those of the terminal, else as many as it needs")
         ->type_name("COLUMNS")
         ->check(numberIn(1, kWidest, "positive number"));
-    addChoice(
-        app, "--color", wordsOf(kColors), [&settings](const std::string& name) { settings.color = kColors.at(name); },
-        "Colours; default auto: on a terminal, unless NO_COLOR is set");
+    addChoice(app, "--color", kColors, settings.color, "Colours; default auto: on a terminal, unless NO_COLOR is set");
     app.add_flag("-a,--all", settings.table.inFull, "Tables show every property, and whole paths");
     app.add_flag("--trace", settings.trace, "Show syslog lines, files and IPMI exchanges on standard error");
     app.option_defaults()->group("Options");

@@ -1,35 +1,27 @@
+// Questions to a provider, and what is said of their answers. Tests: tests/cimhost/association_test.cpp,
+// commandline_test.cpp, usage_test.cpp.
+
 #include "cimhost/question.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <optional>
 #include <utility>
-#include <vector>
 
 #include "broker/matching.h"
-#include "cimhost/classes.h"
-#include "cimhost/shortforms.h"
 #include "cim/names.h"
+#include "cimhost/shortforms.h"
 
 namespace cimhost {
 
 namespace {
 
-constexpr const char* kNamespace = "root/kavix";
-
 broker::ObjectPath classPath(const std::string& className) {
     return {kNamespace, className, {}};
 }
 
-Names pathsOf(const Instances& instances) {
-    Names paths;
-    for (const broker::Instance& instance : instances) paths.push_back(instance.path);
-    return paths;
-}
-
-template <class Objects, class Keep>
+template <typename Objects, typename Keep>
 void keepOnly(Objects& objects, Keep keep) {
     const auto goes = [&](const auto& object) { return !keep(object); };
     objects.erase(std::remove_if(objects.begin(), objects.end(), goes), objects.end());
@@ -37,12 +29,24 @@ void keepOnly(Objects& objects, Keep keep) {
 
 Answer got(broker::Broker& manager, const broker::ObjectPath& wanted) {
     broker::Response response = manager.getInstance(wanted);
-    const Names delivered = pathsOf(response.instances);
+    Names delivered;
+    for (const broker::Instance& instance : response.instances) delivered.push_back(instance.path);
     keepOnly(response.instances,
              [&](const broker::Instance& instance) { return broker::hasKeysOf(instance.path, wanted); });
     if (response.status != CMPI_RC_OK || !response.instances.empty() || wanted.keys.empty())
         return {response.status, std::move(response.instances)};
-    return {CMPI_RC_ERR_NOT_FOUND, std::move(response.instances), delivered};
+    return {CMPI_RC_ERR_NOT_FOUND, Instances(), delivered};
+}
+
+/** Gets the one of the objects that exists: of several names for one object, one does. */
+Answer gotOneOf(broker::Broker& manager, const Names& wanted) {
+    Names others;
+    for (const broker::ObjectPath& path : wanted) {
+        Answer answer = got(manager, path);
+        if (!answer.existing) return answer;
+        others.insert(others.begin(), answer.existing->begin(), answer.existing->end());
+    }
+    return {CMPI_RC_ERR_NOT_FOUND, Instances(), others};
 }
 
 /** The names of the object's class where none of them is the object's; nothing where it exists, or nobody knows. */
@@ -55,53 +59,38 @@ std::optional<Names> existingInstead(broker::Broker& manager, const broker::Obje
     return std::move(response.paths);
 }
 
-bool isSlot(const broker::ObjectPath& path) {
-    return cim::sameName(path.className, "QELTA_SystemSlot");
+/** A request's answer has either names or instances. */
+Answer answerOf(AssociationRequest request, broker::Response response) {
+    if (request == &broker::Broker::associatorNames || request == &broker::Broker::referenceNames)
+        return {response.status, std::move(response.paths)};
+    return {response.status, std::move(response.instances)};
 }
 
-/** One of the broker's association requests; the answer is that part of the response which the request fills. */
-template <class Objects>
-struct AssociationRequest {
-    broker::Response (broker::Broker::*request)(const broker::ObjectPath&, const broker::Filters&);
-    Objects broker::Response::*delivered;
-
-    Answer ask(broker::Broker& manager, const broker::ObjectPath& source, const broker::Filters& filters) const {
-        broker::Response response = (manager.*request)(source, filters);
-        Objects objects = std::move(response.*delivered);
-        // A function always leads somewhere, if only to the board; an empty slot and one that is missing look the same.
-        const bool inDoubt = response.status == CMPI_RC_OK && objects.empty() && isSlot(source);
-        return {response.status, std::move(objects), inDoubt ? existingInstead(manager, source) : std::nullopt};
-    }
-};
+Answer associated(broker::Broker& manager, AssociationRequest request, const broker::ObjectPath& source,
+                  const broker::Filters& filters) {
+    Answer answer = answerOf(request, (manager.*request)(source, filters));
+    // A function always leads somewhere, if only to the board; an empty slot and one that is missing look the same.
+    const bool isEmpty = std::visit([](const auto& objects) { return objects.empty(); }, answer.objects);
+    if (answer.status == CMPI_RC_OK && isEmpty && cim::sameName(source.className, "QELTA_SystemSlot"))
+        answer.existing = existingInstead(manager, source);
+    return answer;
+}
 
 /** Asks about the one of the objects that exists: of several names for one object, one does. */
-template <class Objects>
-Answer askAboutOneOf(broker::Broker& manager, const Names& sources, const broker::Filters& filters,
-                     const AssociationRequest<Objects>& request) {
-    if (sources.size() == 1) return request.ask(manager, sources.front(), filters);
+Answer associatedWithOneOf(broker::Broker& manager, AssociationRequest request, const Names& sources,
+                           const broker::Filters& filters) {
+    if (sources.size() == 1) return associated(manager, request, sources.front(), filters);
     Names existing;
     for (const broker::ObjectPath& source : sources) {
         const std::optional<Names> others = existingInstead(manager, source);
-        if (!others) return request.ask(manager, source, filters);
+        if (!others) return associated(manager, request, source, filters);
         existing.insert(existing.end(), others->begin(), others->end());
     }
-    return {CMPI_RC_ERR_NOT_FOUND, Objects(), existing};
+    Answer answer = answerOf(request, {});
+    answer.status = CMPI_RC_ERR_NOT_FOUND;
+    answer.existing = existing;
+    return answer;
 }
-
-template <class Objects>
-Question askAbout(const std::string& object, const broker::Filters& filters,
-                  const AssociationRequest<Objects>& request) {
-    return {object,
-            [=, sources = pathsNamedBy(object)](broker::Broker& manager) {
-                return askAboutOneOf(manager, sources, filters, request);
-            },
-            false};
-}
-
-constexpr AssociationRequest<Instances> kAssociators = {&broker::Broker::associators, &broker::Response::instances};
-constexpr AssociationRequest<Names> kAssociatorNames = {&broker::Broker::associatorNames, &broker::Response::paths};
-constexpr AssociationRequest<Instances> kReferences = {&broker::Broker::references, &broker::Response::instances};
-constexpr AssociationRequest<Names> kReferenceNames = {&broker::Broker::referenceNames, &broker::Response::paths};
 
 /** The class that an object path, or a class's name, begins with. */
 std::string classIn(const std::string& subject) {
@@ -109,8 +98,7 @@ std::string classIn(const std::string& subject) {
     return wholeClassName(path.substr(path.rfind(':') + 1));
 }
 
-/** "; there are A, B, C" by the last key, which tells the objects of a class apart; a number only where they are many.
- */
+/** "; there are A, B, C" by the last key, which tells the objects of a class apart; of many their number alone. */
 std::string enumerationOf(const Names& paths) {
     constexpr std::size_t kMany = 12;
     if (paths.empty()) return "; there are none";
@@ -127,8 +115,7 @@ std::string refusal(const std::string& subject) {
     if (isAssociation(className))
         return fmt::format(
             "{}: {} is an association, and no association request starts at one. Start at the object at one of its "
-            "ends, "
-            "e.g. cimhost associators 'QELTA_SystemSlot.Tag=\"System Slot 3\"'.",
+            "ends, e.g. cimhost associators 'QELTA_SystemSlot.Tag=\"System Slot 3\"'.",
             subject, className);
     const std::string meant = isServed(className) ? "" : nearestClass(className);
     return fmt::format("{}: the provider does not serve this class{} It serves {}.", subject,
@@ -139,56 +126,31 @@ std::string refusal(const std::string& subject) {
 }  // namespace
 
 Question enumerateInstances(const std::string& className) {
-    return {className,
-            [className](broker::Broker& manager) -> Answer {
+    return {className, [className](broker::Broker& manager) -> Answer {
                 broker::Response response = manager.enumerateInstances(classPath(className));
                 return {response.status, std::move(response.instances)};
-            },
-            false};
+            }};
 }
 
 Question enumerateNames(const std::string& className) {
-    return {className,
-            [className](broker::Broker& manager) -> Answer {
+    return {className, [className](broker::Broker& manager) -> Answer {
                 broker::Response response = manager.enumerateInstanceNames(classPath(className));
                 return {response.status, std::move(response.paths)};
-            },
-            false};
+            }};
 }
 
 Question getInstance(const std::string& object) {
-    const Names named = pathsNamedBy(object);
-    Question question = {object,
-                         [wanted = named](broker::Broker& manager) {
-                             Answer answer = got(manager, wanted.front());
-                             for (auto path = wanted.begin() + 1; path != wanted.end() && answer.existing; ++path) {
-                                 const Names others = std::move(*answer.existing);
-                                 answer = got(manager, *path);
-                                 if (answer.existing)
-                                     answer.existing->insert(answer.existing->end(), others.begin(), others.end());
-                             }
-                             return answer;
-                         },
-                         true};
+    const Names wanted = pathsNamedBy(object);
+    Question question = {object, [wanted](broker::Broker& manager) { return gotOneOf(manager, wanted); }, true};
     // Each of the names for one function is asked for in its turn.
-    if (named.size() > 1) question.readings = static_cast<unsigned>(named.size());
+    if (wanted.size() > 1) question.readings = static_cast<unsigned>(wanted.size());
     return question;
 }
 
-Question associators(const std::string& object, const broker::Filters& filters) {
-    return askAbout(object, filters, kAssociators);
-}
-
-Question associatorNames(const std::string& object, const broker::Filters& filters) {
-    return askAbout(object, filters, kAssociatorNames);
-}
-
-Question references(const std::string& object, const broker::Filters& filters) {
-    return askAbout(object, filters, kReferences);
-}
-
-Question referenceNames(const std::string& object, const broker::Filters& filters) {
-    return askAbout(object, filters, kReferenceNames);
+Question askAssociations(AssociationRequest request, const std::string& object, const broker::Filters& filters) {
+    return {object, [=, sources = pathsNamedBy(object)](broker::Broker& manager) {
+                return associatedWithOneOf(manager, request, sources, filters);
+            }};
 }
 
 Question selected(Question question, const Selection& selection) {

@@ -2,14 +2,26 @@
 #define PCIINFO_CIMHOST_QUESTION_H
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "broker/broker.h"
-#include "cimhost/answer.h"
 #include "cimhost/selection.h"
 
 namespace cimhost {
+
+using Instances = std::vector<broker::Instance>;
+using Names = std::vector<broker::ObjectPath>;
+
+/** What one question brought: the objects in the order in which they were delivered, and the status. */
+struct Answer {
+    CMPIrc status = CMPI_RC_OK;
+    std::variant<Instances, Names> objects;
+    // Set where the object that the question is about does not exist: those of its class that do.
+    std::optional<Names> existing = std::nullopt;
+};
 
 /** One request that can be put to a provider. */
 struct Question {
@@ -25,6 +37,7 @@ struct Question {
 
 Question enumerateInstances(const std::string& className);
 Question enumerateNames(const std::string& className);
+
 /**
  * The instances that an object named as pathsNamedBy() takes it, or all of a class where no key is named. A provider
  * may deliver more than was asked for, so those that do not have the path's keys are left out here; when none remains
@@ -32,15 +45,15 @@ Question enumerateNames(const std::string& className);
  */
 Question getInstance(const std::string& object);
 
+/** One of the broker's four requests for associations. */
+using AssociationRequest = broker::Response (broker::Broker::*)(const broker::ObjectPath&, const broker::Filters&);
+
 /**
- * What is associated with an object, and the associations themselves. The filters go to the provider as they are;
+ * What is associated with an object, or the associations themselves. The filters go to the provider as they are;
  * references know the result class and the role alone. Where a slot leads to nothing, the provider is asked for the
  * slots' names as well, to tell one that is missing. Throws as getInstance does.
  */
-Question associators(const std::string& object, const broker::Filters& filters);
-Question associatorNames(const std::string& object, const broker::Filters& filters);
-Question references(const std::string& object, const broker::Filters& filters);
-Question referenceNames(const std::string& object, const broker::Filters& filters);
+Question askAssociations(AssociationRequest request, const std::string& object, const broker::Filters& filters);
 
 /** The same question, of whose answer only those functions are kept that are chosen. */
 Question selected(Question question, const Selection& selection);

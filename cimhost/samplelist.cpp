@@ -1,17 +1,14 @@
-#include "cimhost/samplelist.h"
+// The list of sample machines. Tests: tests/cimhost/usage_test.cpp.
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <set>
-#include <string>
+#include <nlohmann/json.hpp>
 
-#include "cimhost/json.h"
-#include "cimhost/samples.h"
-#include "cimhost/separatedformat.h"
-#include "cimhost/tableformat.h"
-#include "cimhost/terminal.h"
-#include "cimhost/texttable.h"
+#include <set>
+
+#include "cimhost/command.h"
+#include "cimhost/places.h"
 
 namespace cimhost {
 
@@ -32,43 +29,15 @@ std::string asTable(const std::vector<Sample>& samples, const TableOptions& opti
     return text + '\n' + secondary(origin, options);
 }
 
-std::vector<Json> objectsOf(const std::vector<Sample>& samples) {
+/** Members have capitals in the head line of records. */
+std::vector<Json> objectsOf(const std::vector<Sample>& samples, Format format) {
+    const bool capitals = format == Format::csv || format == Format::tsv;
     std::vector<Json> objects;
-    objects.reserve(samples.size());
     for (const Sample& sample : samples)
-        objects.push_back(
-            {{"name", sample.name}, {"description", sample.description}, {"directory", sample.directory.string()}});
+        objects.push_back({{capitals ? "Name" : "name", sample.name},
+                           {capitals ? "Description" : "description", sample.description},
+                           {capitals ? "Directory" : "directory", sample.directory.string()}});
     return objects;
-}
-
-std::string asJsonLines(const std::vector<Sample>& samples, Charset charset) {
-    std::string text;
-    for (const Json& object : objectsOf(samples)) text += line(object, charset);
-    return text;
-}
-
-std::string asRecords(const std::vector<Sample>& samples, Separator separator, Charset charset) {
-    std::string text = separatedLine({"Name", "Description", "Directory"}, separator, charset);
-    for (const Sample& sample : samples)
-        text += separatedLine({sample.name, sample.description, sample.directory.string()}, separator, charset);
-    return text;
-}
-
-std::string listed(const std::vector<Sample>& samples, Format format, const TableOptions& options) {
-    switch (format) {
-        case Format::json:
-            return document(objectsOf(samples), options.charset);
-        case Format::jsonl:
-            return asJsonLines(samples, options.charset);
-        case Format::csv:
-            return asRecords(samples, Separator::comma, options.ofRecords());
-        case Format::tsv:
-            return asRecords(samples, Separator::tab, options.ofRecords());
-        case Format::table:
-        case Format::mof:
-            break;
-    }
-    return asTable(samples, options);
 }
 
 }  // namespace
@@ -79,7 +48,11 @@ ExitCode listSamples(const Settings& settings) {
         complain("no sample machines are installed");
         return kCannotAsk;
     }
-    return print(listed(samples, settings.format, settings.table)) ? kSuccess : kErrorStatus;
+    const std::vector<Json> objects = objectsOf(samples, settings.format);
+    const std::string text = settings.format == Format::table
+                                 ? asTable(samples, settings.table)
+                                 : structured(settings.format, objects, objects, settings.table);
+    return print(text) ? kSuccess : kErrorStatus;
 }
 
 }  // namespace cimhost

@@ -5,9 +5,27 @@
 #include <string>
 
 #include "broker/broker.h"
-#include "cimhost/location.h"
 
 namespace cimhost {
+
+/** A PCI function's place; in what chooses functions, what is not set fits all. */
+struct Location {
+    std::optional<unsigned> bus;
+    std::optional<unsigned> device;
+    std::optional<unsigned> function;
+};
+
+/**
+ * Reads what lspci takes: [[[DOMAIN:]BUS:][DEVICE]][.FUNCTION], numbers in hexadecimal, empty or "*" for all. Throws
+ * std::invalid_argument that says what is wrong; the only domain is 0.
+ */
+Location parseLocation(const std::string& text);
+
+/** Whether the text is written as one function's location is, BUS:DEVICE.FUNCTION, whatever the numbers. */
+bool looksLikeFunction(const std::string& text);
+
+/** The property DeviceID as lspci writes it, "PCI Bus 0, device 31, function 3" as "00:1f.3"; another text as it is. */
+std::string shortLocation(const std::string& deviceId);
 
 /**
  * Chooses PCI functions by what lspci chooses them by. What was not set does not choose. The setters throw
@@ -23,8 +41,6 @@ class Selection {
     void byClass(const std::string& text);
 
     bool choosesAny() const { return byLocation_ || byNumbers_; }
-    /** Whether more is looked at than the location, which alone is in an object path. */
-    bool needsInstances() const { return byNumbers_; }
 
     /** An object that is no PCI function is never chosen, except where nothing was set. */
     bool chooses(const broker::Instance& instance) const;

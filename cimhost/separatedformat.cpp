@@ -1,16 +1,15 @@
-#include "cimhost/separatedformat.h"
+// CSV and TSV: the fields of an answer, and rows as lines. Tests: tests/cimhost/json_test.cpp, formats.py.
 
 #include <algorithm>
 
-#include "cimhost/codetexts.h"
-#include "mof/embedded.h"
 #include "cim/names.h"
+#include "cimhost/formats.h"
+#include "cimhost/properties.h"
+#include "mof/embedded.h"
 
 namespace cimhost {
 
 namespace {
-
-using Row = std::vector<std::string>;
 
 std::string quoted(const std::string& field) {
     if (field.find_first_of(",\"") == std::string::npos) return field;
@@ -28,12 +27,7 @@ std::string fieldOf(const broker::Value& value) {
     return text;
 }
 
-/** A path as an instance that has nothing but its keys. */
-broker::Instance keysOf(const broker::ObjectPath& path) {
-    return {path, path.keys};
-}
-
-void addNew(Row& names, const std::string& name) {
+void addColumn(Row& names, const std::string& name) {
     const auto isSame = [&](const std::string& other) { return cim::sameName(other, name); };
     if (std::none_of(names.begin(), names.end(), isSame)) names.push_back(name);
 }
@@ -44,10 +38,10 @@ Row propertiesOf(const Instances& objects, bool ofSchema) {
     for (const broker::Instance& object : objects) {
         const mof::Class* declared = ofSchema ? schema::declared().find(object.path.className) : nullptr;
         if (!declared) continue;
-        for (const mof::Property& property : declared->properties) addNew(names, property.name);
+        for (const mof::Property& property : declared->properties) addColumn(names, property.name);
     }
     for (const broker::Instance& object : objects)
-        for (const broker::Property& property : object.properties) addNew(names, property.name);
+        for (const broker::Property& property : object.properties) addColumn(names, property.name);
     return names;
 }
 
@@ -60,7 +54,7 @@ struct Column {
 std::vector<Column> columnsOf(const Instances& objects, const Row& properties) {
     std::vector<Column> columns;
     for (const std::string& property : properties) {
-        const auto isCodedIn = [&](const auto& object) { return isCoded(object.path.className, property); };
+        const auto isCodedIn = [&](const auto& object) { return codeText(object.path.className, {property, {}}); };
         columns.push_back({property, std::any_of(objects.begin(), objects.end(), isCodedIn)});
     }
     return columns;
@@ -98,32 +92,33 @@ std::vector<Row> table(const Instances& objects, bool ofSchema) {
     return rows;
 }
 
-std::vector<Row> rowsOf(const Instances& instances) {
-    return table(instances, true);
-}
-
-std::vector<Row> rowsOf(const Names& names) {
-    Instances objects(names.size());
-    std::transform(names.begin(), names.end(), objects.begin(), keysOf);
-    return table(objects, false);
-}
+/** One function for each kind of answer. */
+struct ToRows {
+    std::vector<Row> operator()(const Instances& instances) const { return table(instances, true); }
+    std::vector<Row> operator()(const Names& names) const {
+        Instances objects;
+        for (const broker::ObjectPath& path : names) objects.push_back({path, path.keys});
+        return table(objects, false);
+    }
+};
 
 }  // namespace
 
-std::string separatedLine(const std::vector<std::string>& fields, Separator separator, Charset charset) {
-    std::string line;
-    for (const std::string& field : fields) {
-        if (&field != fields.data()) line += separator == Separator::comma ? ',' : '\t';
-        const std::string shown = printable(field, charset);
-        line += separator == Separator::comma ? quoted(shown) : shown;
-    }
-    return line + '\n';
+std::vector<Row> rowsOf(const Answer& answer) {
+    return std::visit(ToRows{}, answer.objects);
 }
 
-std::string SeparatedFormatter::text(const Answer& answer) const {
+std::string separated(Format format, const std::vector<Row>& rows, const TableOptions& options) {
+    const Charset charset = options.toTerminal ? options.charset : Charset::utf8;
     std::string text;
-    for (const Row& row : std::visit([](const auto& objects) { return rowsOf(objects); }, answer.objects))
-        text += separatedLine(row, separator_, charset_);
+    for (const Row& row : rows) {
+        for (const std::string& field : row) {
+            if (&field != row.data()) text += format == Format::csv ? ',' : '\t';
+            const std::string shown = printable(field, charset);
+            text += format == Format::csv ? quoted(shown) : shown;
+        }
+        text += '\n';
+    }
     return text;
 }
 

@@ -1,3 +1,5 @@
+// The command serve: the provider as a WBEM server. Tests: tests/wbem/serve_test.cpp.
+
 #include "cimhost/serve.h"
 
 #include <fcntl.h>
@@ -15,9 +17,7 @@
 #include <string>
 #include <system_error>
 
-#include "cimhost/session.h"
-#include "cimhost/terminal.h"
-#include "cimhost/text.h"
+#include "cimhost/shortforms.h"
 #include "mof/embedded.h"
 #include "wbem/address.h"
 #include "wbem/operations.h"
@@ -52,8 +52,6 @@ class EndSignals {
  private:
     sigset_t signals_{};
 };
-
-constexpr const char* kNamespace = "root/kavix";
 
 /** A command that can be pasted into a shell; those with brackets in the address expand nothing only when quoted. */
 std::string exampleCommand(const std::string& url) {

@@ -1,18 +1,82 @@
+// A loaded provider on its host, and what the trace tells of it. Tests: tests/cimhost/session_test.cpp.
+
 #include "cimhost/session.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iostream>
+#include <system_error>
 #include <utility>
 
-#include "cimhost/library.h"
-#include "cimhost/stdoutcapture.h"
-#include "cimhost/text.h"
+#include "cimhost/places.h"
+#include "cimhost/printable.h"
 #include "mof/declaration.h"
 #include "mof/embedded.h"
 
 namespace cimhost {
 
 namespace {
+
+/** A provider may write with stdio or with iostreams; either may still hold text back. */
+void flushStreams() {
+    std::cout.flush();
+    std::fflush(stdout);
+}
+
+std::string contents(int descriptor) {
+    std::string text;
+    std::array<char, 4096> piece{};
+    ssize_t got = 0;
+    while ((got = pread(descriptor, piece.data(), piece.size(), static_cast<off_t>(text.size()))) > 0)
+        text.append(piece.data(), static_cast<std::size_t>(got));
+    return text;
+}
+
+/**
+ * Takes what code of others writes to standard output, from here to finish() or the end of the object: the descriptor
+ * leads to a file in memory. Throws std::system_error when the system gives none.
+ */
+class StdoutCapture {
+ public:
+    StdoutCapture() {
+        flushStreams();
+        if (original_ < 0 || memory_ < 0 || dup2(memory_, STDOUT_FILENO) < 0) {
+            const char* const what = original_ < 0 ? "standard output" : "diverting standard output";
+            const std::system_error failure(errno, std::generic_category(), what);
+            close(memory_);
+            close(original_);
+            throw failure;
+        }
+    }
+    ~StdoutCapture() {
+        restore();
+        close(memory_);
+        close(original_);
+    }
+    StdoutCapture(const StdoutCapture&) = delete;
+    StdoutCapture& operator=(const StdoutCapture&) = delete;
+
+    /** Standard output leads again to where it led before. Returns all that was written meanwhile. */
+    std::string finish() {
+        restore();
+        return contents(memory_);
+    }
+
+ private:
+    void restore() const {
+        flushStreams();
+        dup2(original_, STDOUT_FILENO);
+    }
+
+    const int original_ = dup(STDOUT_FILENO);
+    const int memory_ = memfd_create("stdout", MFD_CLOEXEC);
+};
 
 std::string libraryToLoad(const std::string& named) {
     if (named.empty()) return findLibrary(libraryPlaces()).string();

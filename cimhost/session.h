@@ -7,7 +7,6 @@
 #include <string>
 
 #include "broker/broker.h"
-#include "cimhost/answer.h"
 #include "cimhost/bmcwatch.h"
 #include "cimhost/question.h"
 #include "emulator/emulatedhost.h"

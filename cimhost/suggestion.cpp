@@ -1,3 +1,5 @@
+// Which word a misspelt one was meant to be. Tests: tests/cimhost/shortforms_test.cpp.
+
 #include "cimhost/suggestion.h"
 
 #include <fmt/format.h>

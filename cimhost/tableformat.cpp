@@ -1,24 +1,82 @@
-#include "cimhost/tableformat.h"
+// Answers as tables for people: the columns of each class, listings of single instances, names. Tests:
+// tests/cimhost/format_test.cpp.
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
 #include <functional>
-#include <utility>
+#include <map>
 
-#include "cimhost/codetexts.h"
-#include "cimhost/overview.h"
+#include "cimhost/formats.h"
 #include "cimhost/properties.h"
-#include "cimhost/text.h"
-#include "cimhost/texttable.h"
+#include "cimhost/selection.h"
 
 namespace cimhost {
 
 namespace {
 
+// --- the columns that sum up an instance in one line ---
+
+/** One column: what of an instance stands in it. */
+struct Column {
+    Heading heading;
+    std::function<std::string(const broker::Instance&)> cell;
+};
+
+using Columns = std::vector<Column>;
+
+Heading dispensable(const std::string& text, unsigned rank, Align align = Align::left) {
+    return {text, align, false, rank};
+}
+
+auto plain(const std::string& property) {
+    return [property](const broker::Instance& instance) { return textOf(instance, property); };
+}
+
+auto slotWord(const std::string& property) {
+    return [property](const broker::Instance& instance) { return slotWordOf(instance, property); };
+}
+
+auto hexPair(const std::string& first, const std::string& second, int digits) {
+    return [=](const broker::Instance& instance) { return hexPairOf(instance, first, second, digits); };
+}
+
+const Columns kFunctionColumns = {
+    {{"Location"}, [](const broker::Instance& instance) { return shortLocation(textOf(instance, "DeviceID")); }},
+    {dispensable("Ven:Dev", 1), hexPair("VendorID", "PciDeviceID", 4)},
+    {dispensable("Class", 2), hexPair("ClassCode", "Subclass", 2)},
+    {dispensable("Rev", 4), [](const broker::Instance& instance) { return hexOf(instance, "Revision", 2); }},
+    {dispensable("Number", 5, Align::right), plain("Number")},
+    {dispensable("UINumber", 3, Align::right), plain("UINumber")},
+    {{"Description", Align::left, true}, plain("Description")}};
+
+const Columns kSlotColumns = {{{"Tag"}, plain("Tag")},
+                              {{"Designation"}, plain("SlotDesignation")},
+                              {{"Usage"}, slotWord("CurrentUsage")},
+                              {dispensable("Width", 1), slotWord("MaxDataWidth")},
+                              {dispensable("Type", 2), slotWord("ConnectorType")},
+                              {dispensable("Length", 3), slotWord("SlotLength")},
+                              {dispensable("HotPlug", 4), plain("SupportsHotPlug")}};
+
+const Columns kAssociationColumns = {{{"Antecedent"}, plain("Antecedent")}, {{"Dependent"}, plain("Dependent")}};
+
+/** None for a class that has no overview. */
+const Columns& overviewColumns(const std::string& className) {
+    static const std::map<std::string, Columns> classes = {{"QELTA_PCIDevice", kFunctionColumns},
+                                                           {"QELTA_PCIBridge", kFunctionColumns},
+                                                           {"QELTA_SystemSlot", kSlotColumns},
+                                                           {"QELTA_DeviceInSlot", kAssociationColumns},
+                                                           {"QELTA_OnBoardDevice", kAssociationColumns}};
+    static const Columns none;
+    const auto found = classes.find(className);
+    return found == classes.end() ? none : found->second;
+}
+
+// --- parts of answers ---
+
 /** What `make` makes of each member of a list. */
-template <class List, class Make>
+template <typename List, typename Make>
 auto each(const List& list, Make make) {
     std::vector<decltype(make(list.front()))> made(list.size());
     std::transform(list.begin(), list.end(), made.begin(), make);
@@ -26,7 +84,7 @@ auto each(const List& list, Make make) {
 }
 
 /** The objects in groups of those that fit into one table, groups and members in the order of the answer. */
-template <class Object>
+template <typename Object>
 std::vector<std::vector<Object>> grouped(const std::vector<Object>& objects,
                                          const std::function<bool(const Object&, const Object&)>& together) {
     std::vector<std::vector<Object>> groups;
@@ -96,17 +154,114 @@ std::string keyPosition(const broker::Instance& instance, const broker::Property
     return "";
 }
 
-void addNew(std::vector<std::string>& texts, const std::string& text) {
-    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
-}
+/** Writes one answer. */
+class Tables {
+ public:
+    explicit Tables(const TableOptions& options) : options_(options) {}
+
+    std::string operator()(const Instances& instances) {
+        std::string text;
+        const auto together = [](const broker::Instance& a, const broker::Instance& b) {
+            return sameClass(a.path, b.path);
+        };
+        for (const Instances& group : grouped<broker::Instance>(instances, together)) {
+            if (!options_.inFull && !overviewColumns(group.front().path.className).empty()) {
+                text += overview(group);
+            } else {
+                for (const broker::Instance& instance : group) text += listing(instance);
+            }
+        }
+        return text;
+    }
+
+    std::string operator()(const Names& names) {
+        std::string text;
+        if (options_.inFull) {
+            for (const broker::ObjectPath& path : names)
+                text += printable(broker::toString(path), options_.charset) + '\n';
+            return text;
+        }
+        for (const Names& group : grouped<broker::ObjectPath>(names, sameKeyNames)) text += keyTable(group);
+        return text;
+    }
+
+    /** What the tables leave out, each said once. */
+    std::string notes() const {
+        std::string text;
+        for (const std::string& note : notes_) text += secondary(note, options_);
+        return text;
+    }
+
+ private:
+    std::string overview(const Instances& instances) {
+        const Columns& columns = overviewColumns(instances.front().path.className);
+        TextTable table(each(columns, [](const Column& column) { return column.heading; }), options_.charset);
+        for (const broker::Instance& instance : instances)
+            table.add(each(columns, [&](const Column& column) { return column.cell(instance); }));
+        if (options_.toTerminal) {
+            const auto gone = table.leaveOut(options_.width);
+            addNew(notes_, leftOutNote(each(gone, [&](std::size_t i) { return columns[i].heading.text; }),
+                                       "--all or a wider terminal"));
+        }
+        return title(instances.front().path) + drawn(table, options_.overflow());
+    }
+
+    std::string listing(const broker::Instance& instance) {
+        const std::vector<Heading> headings = {
+            {"Property"}, dispensable("Type", 1), dispensable("Key", 2), {"Value", Align::left, true}};
+        TextTable table(headings, options_.charset);
+        for (const broker::Property& property : instance.properties)
+            table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
+                       explained(instance, property)});
+        if (options_.toTerminal) {
+            const auto gone = table.leaveOut(options_.width);
+            addNew(notes_, leftOutNote(each(gone, [&](std::size_t i) { return headings[i].text; })));
+        }
+        return title(instance.path) + drawn(table, Overflow::wrap);
+    }
+
+    std::string keyTable(const Names& names) const {
+        const broker::ObjectPath& first = names.front();
+        if (first.keys.empty()) return title(first);
+        const std::vector<std::size_t> telling = tellingKeys(names);
+        TextTable table(each(telling, [&](std::size_t i) { return Heading{first.keys[i].name}; }), options_.charset);
+        for (const broker::ObjectPath& path : names)
+            table.add(each(telling, [&](std::size_t i) { return cellText(path.keys[i].value); }));
+        const std::string others = otherKeys(first, telling);
+        return title(first) + (others.empty() ? "" : secondary("Same in all: " + others, options_)) +
+               drawn(table, options_.overflow());
+    }
+
+    /** "root/kavix:QELTA_PCIDevice". */
+    std::string title(const broker::ObjectPath& path) const {
+        return secondary(fmt::format("{}:{}", path.nameSpace, path.className), options_);
+    }
+
+    std::string drawn(const TextTable& table, Overflow overflow) const {
+        std::string text;
+        bool isHead = true;
+        for (const TextTable::Lines& row : table.rows(options_.width, overflow)) {
+            for (const std::string& line : row) text += (isHead ? bold(line, options_) : line) + '\n';
+            isHead = false;
+        }
+        return text + '\n';
+    }
+
+    const TableOptions& options_;
+    std::vector<std::string> notes_;
+};
 
 }  // namespace
+
+std::string bold(const std::string& text, const TableOptions& options) {
+    return options.color && !text.empty() ? "\033[1m" + text + "\033[0m" : text;
+}
 
 std::string secondary(const std::string& text, const TableOptions& options) {
     const std::string shown = printable(text, options.charset);
     std::string lines;
     for (const std::string& line : wrap(shown, options.width == 0 ? shown.size() : options.width))
-        lines += Paint(options.color).dim(line) + '\n';
+        lines += (options.color && !line.empty() ? "\033[2m" + line + "\033[0m" : line) + '\n';
     return lines;
 }
 
@@ -114,90 +269,10 @@ std::string leftOutNote(const std::vector<std::string>& columns, const std::stri
     return columns.empty() ? "" : fmt::format("left out: {} ({} shows them)", fmt::join(columns, ", "), remedy);
 }
 
-std::string TableFormatter::text(const Answer& answer) const {
-    Notes notes;
-    std::string text = std::visit([&](const auto& list) { return objects(list, notes); }, answer.objects);
-    for (const std::string& note : notes) text += secondary(note, options_);
-    return text + secondary(summary(answer), options_);
-}
-
-std::string TableFormatter::objects(const Instances& instances, Notes& notes) const {
-    std::string text;
-    const auto together = [](const broker::Instance& a, const broker::Instance& b) {
-        return sameClass(a.path, b.path);
-    };
-    for (const Instances& group : grouped<broker::Instance>(instances, together)) {
-        if (!options_.inFull && !overviewColumns(group.front().path.className).empty()) {
-            text += classOverview(group, notes);
-        } else {
-            for (const broker::Instance& instance : group) text += listing(instance, notes);
-        }
-    }
-    return text;
-}
-
-std::string TableFormatter::objects(const Names& names, Notes&) const {
-    std::string text;
-    if (options_.inFull) {
-        for (const broker::ObjectPath& path : names) text += printable(broker::toString(path), options_.charset) + '\n';
-        return text;
-    }
-    for (const Names& group : grouped<broker::ObjectPath>(names, sameKeyNames)) text += keyTable(group);
-    return text;
-}
-
-std::string TableFormatter::classOverview(const Instances& instances, Notes& notes) const {
-    const std::vector<OverviewColumn> columns = overviewColumns(instances.front().path.className);
-    TextTable table(each(columns, [](const OverviewColumn& column) { return column.heading; }), options_.charset);
-    for (const broker::Instance& instance : instances)
-        table.add(each(columns, [&](const OverviewColumn& column) { return column.cell(instance); }));
-    if (options_.toTerminal) {
-        const auto gone = table.leaveOut(options_.width);
-        addNew(notes, leftOutNote(each(gone, [&](std::size_t i) { return columns[i].heading.text; }),
-                                  "--all or a wider terminal"));
-    }
-    return title(instances.front().path) + drawn(table, options_.overflow()) + '\n';
-}
-
-std::string TableFormatter::listing(const broker::Instance& instance, Notes& notes) const {
-    const std::vector<Heading> headings = {
-        {"Property"}, {"Type", Align::left, false, 1}, {"Key", Align::left, false, 2}, {"Value", Align::left, true}};
-    TextTable table(headings, options_.charset);
-    for (const broker::Property& property : instance.properties)
-        table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
-                   explained(instance, property)});
-    if (options_.toTerminal) {
-        const auto gone = table.leaveOut(options_.width);
-        addNew(notes, leftOutNote(each(gone, [&](std::size_t i) { return headings[i].text; })));
-    }
-    return title(instance.path) + drawn(table, Overflow::wrap) + '\n';
-}
-
-std::string TableFormatter::keyTable(const Names& names) const {
-    const broker::ObjectPath& first = names.front();
-    if (first.keys.empty()) return title(first);
-    const std::vector<std::size_t> telling = tellingKeys(names);
-    TextTable table(each(telling, [&](std::size_t i) { return Heading{first.keys[i].name}; }), options_.charset);
-    for (const broker::ObjectPath& path : names)
-        table.add(each(telling, [&](std::size_t i) { return cellText(path.keys[i].value); }));
-    const std::string others = otherKeys(first, telling);
-    return title(first) + (others.empty() ? "" : secondary("Same in all: " + others, options_)) +
-           drawn(table, options_.overflow()) + '\n';
-}
-
-/** "root/kavix:QELTA_PCIDevice". */
-std::string TableFormatter::title(const broker::ObjectPath& path) const {
-    return secondary(fmt::format("{}:{}", path.nameSpace, path.className), options_);
-}
-
-std::string TableFormatter::drawn(const TextTable& table, Overflow overflow) const {
-    std::string text;
-    bool isHead = true;
-    for (const TextTable::Lines& row : table.rows(options_.width, overflow)) {
-        for (const std::string& line : row) text += (isHead ? paint_.bold(line) : line) + '\n';
-        isHead = false;
-    }
-    return text;
+std::string asTable(const Answer& answer, const TableOptions& options) {
+    Tables tables(options);
+    const std::string text = std::visit(tables, answer.objects);
+    return text + tables.notes() + secondary(summary(answer), options);
 }
 
 }  // namespace cimhost

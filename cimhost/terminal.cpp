@@ -1,3 +1,5 @@
+// What standard output and standard error lead to. Tests: tests/cimhost/terminal_test.cpp.
+
 #include "cimhost/terminal.h"
 
 #include <langinfo.h>
@@ -35,13 +37,10 @@ bool isTerminal() {
     return isatty(STDOUT_FILENO) == 1;
 }
 
-bool wantsColor(Color color) {
-    if (color != Color::automatic) return color == Color::always;
-    return isTerminal() && variable("NO_COLOR").empty() && !variable("TERM").empty() && variable("TERM") != "dumb";
-}
-
-}  // namespace
-
+/**
+ * Columns of the terminal that standard output leads to: the variable COLUMNS where that is a positive number, else
+ * what the terminal says, else 80. 0 where standard output is no terminal.
+ */
 std::size_t terminalWidth() {
     if (!isTerminal()) return 0;
     if (const auto columns = positiveNumber(variable("COLUMNS"))) return *columns;
@@ -49,6 +48,13 @@ std::size_t terminalWidth() {
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
     return size.ws_col;
 }
+
+bool wantsColor(Color color) {
+    if (color != Color::automatic) return color == Color::always;
+    return isTerminal() && variable("NO_COLOR").empty() && !variable("TERM").empty() && variable("TERM") != "dumb";
+}
+
+}  // namespace
 
 Charset localeCharset() {
     const char* name = nl_langinfo(CODESET);  // NOLINT(concurrency-mt-unsafe): main() sets the locale once

@@ -1,3 +1,5 @@
+// Rows of text in columns that fit a width. Tests: tests/cimhost/printable_test.cpp.
+
 #include "cimhost/texttable.h"
 
 #include <algorithm>
@@ -24,7 +26,7 @@ std::string withoutTrailingBlanks(std::string text) {
     return text;
 }
 
-/** Columns of the longest word, with the blank behind it, where wrap() divides the text. */
+/** Columns of the longest word, with the blank after it, where wrap() divides the text. */
 std::size_t longestWord(const std::string& text) {
     std::size_t longest = 0;
     for (std::size_t begin = 0; begin < text.size();) {

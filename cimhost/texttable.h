@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cimhost/text.h"
+#include "cimhost/printable.h"
 
 namespace cimhost {
 

@@ -1,3 +1,5 @@
+// The tree for people. Tests: tests/cimhost/tree_test.cpp, treecommand_test.cpp.
+
 #include "cimhost/tree.h"
 
 #include <fmt/format.h>
@@ -8,26 +10,10 @@
 #include <limits>
 #include <map>
 #include <utility>
-#include <vector>
-
-#include "cimhost/paint.h"
-#include "cimhost/tableformat.h"
-#include "cimhost/text.h"
-#include "cimhost/texttable.h"
 
 namespace cimhost {
 
 namespace {
-
-using Row = std::vector<std::string>;
-
-std::string counted(std::size_t count, const std::string& noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
-void addNew(std::vector<std::string>& texts, const std::string& text) {
-    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
-}
 
 // --- lines for several functions ---
 
@@ -210,14 +196,10 @@ std::string reasonForNoSlots(CMPIrc status) {
 class Drawing {
  public:
     Drawing(const Inventory& inventory, const TableOptions& options)
-        : inventory_(inventory),
-          options_(options),
-          symbols_(symbolsOf(options.charset)),
-          paint_(options.color),
-          slots_(slotTitles()) {}
+        : inventory_(inventory), options_(options), symbols_(symbolsOf(options.charset)), slots_(slotTitles()) {}
 
     std::string text() const {
-        std::string text = paint_.bold(printable(inventory_.host, options_.charset)) + '\n';
+        std::string text = bold(printable(inventory_.host, options_.charset), options_) + '\n';
         const std::vector<Branch> branches = withLeaves(titles());
         for (const Branch& branch : branches) text += drawn(branch, &branch == &branches.back());
         text += '\n';
@@ -240,9 +222,8 @@ class Drawing {
         titles.insert(titles.end(), slots_.lines.begin(), slots_.lines.end());
         if (slots_.lines.empty()) titles.push_back(wrap(reasonForNoSlots(inventory_.status), room(1)));
         if (!inventory_.elsewhere.empty())
-            titles.push_back(wrap("neither on the board nor in a slot  " +  //
-                                      counted(inventory_.elsewhere.size(), "function"),
-                                  room(1)));
+            titles.push_back(wrap(
+                "neither on the board nor in a slot  " + counted(inventory_.elsewhere.size(), "function"), room(1)));
         return titles;
     }
 
@@ -307,7 +288,7 @@ class Drawing {
         return rows;
     }
 
-    /** Columns that are left behind the symbols of a level. */
+    /** Columns that the symbols of a level leave. */
     std::size_t room(std::size_t level) const {
         const std::size_t taken = level * kSymbolColumns;
         if (options_.width == 0) return std::numeric_limits<std::size_t>::max();
@@ -317,7 +298,7 @@ class Drawing {
     std::string drawn(const Branch& branch, bool last) const {
         const std::string trunk = last ? kNoTrunk : symbols_.trunk;
         Lines title;
-        for (const std::string& line : branch.title) title.push_back(paint_.bold(line));
+        for (const std::string& line : branch.title) title.push_back(bold(line, options_));
         std::string text = joined(title, last ? symbols_.lastBranch : symbols_.branch, trunk);
         for (const Lines& leaf : branch.leaves) {
             const bool lastLeaf = &leaf == &branch.leaves.back();
@@ -343,7 +324,6 @@ class Drawing {
     const Inventory& inventory_;
     const TableOptions& options_;
     const Symbols& symbols_;
-    Paint paint_;
     SlotTitles slots_;
 };
 
@@ -351,23 +331,6 @@ class Drawing {
 
 std::string treeText(const Inventory& inventory, const TableOptions& options) {
     return Drawing(inventory, options).text();
-}
-
-std::string treeIn(Format format, const Inventory& inventory, const TableOptions& options) {
-    switch (format) {
-        case Format::json:
-            return treeJson(inventory, options.charset);
-        case Format::jsonl:
-            return treeJsonLines(inventory, options.charset);
-        case Format::csv:
-            return treeSeparated(inventory, Separator::comma, options.ofRecords());
-        case Format::tsv:
-            return treeSeparated(inventory, Separator::tab, options.ofRecords());
-        case Format::table:
-        case Format::mof:
-            break;
-    }
-    return treeText(inventory, options);
 }
 
 }  // namespace cimhost

@@ -2,12 +2,15 @@
 #define PCIINFO_CIMHOST_TREE_H
 
 #include <string>
+#include <vector>
 
-#include "cimhost/formatter.h"
+#include "cimhost/formats.h"
 #include "cimhost/inventory.h"
-#include "cimhost/separatedformat.h"
 
 namespace cimhost {
+
+/** The tree in that format, as the functions below have it; there is none in MOF. */
+std::string formatted(const Inventory& inventory, Format format, const TableOptions& options);
 
 /**
  * The host, below it the board and each slot, below these their functions; the status is the last line, with how often
@@ -27,16 +30,10 @@ std::string treeText(const Inventory& inventory, const TableOptions& options);
  * place. A function has "location", "class", "ids" (vendor and device), "classCode", "description" and "path".
  * docs/cimhost.schema.json describes it.
  */
-std::string treeJson(const Inventory& inventory, Charset charset);
+Json treeDocument(const Inventory& inventory);
 
-/** A JSON object to a line for each function, and for each slot without one, with what is known of its place. */
-std::string treeJsonLines(const Inventory& inventory, Charset charset);
-
-/** The same as records, see separatedLine(), below a head line. */
-std::string treeSeparated(const Inventory& inventory, Separator separator, Charset charset);
-
-/** The tree in that format; there is none in MOF. */
-std::string treeIn(Format format, const Inventory& inventory, const TableOptions& options);
+/** A record for each function, and for each slot without one, with what is known of its place. */
+std::vector<Json> treeRecords(const Inventory& inventory);
 
 }  // namespace cimhost
 

@@ -1,6 +1,7 @@
-#include <vector>
+// The choice of the tree's format, and the tree for programs. Tests: tests/cimhost/treecommand_test.cpp, formats.py.
 
-#include "cimhost/json.h"
+#include <nlohmann/json.hpp>
+
 #include "cimhost/tree.h"
 
 namespace cimhost {
@@ -14,26 +15,18 @@ Json json(const Function& function) {
 }
 
 /** What is known of a slot itself. */
-Json head(const Slot& slot) {
+Json json(const Slot& slot) {
     return {{"number", slot.number ? Json(*slot.number) : Json(nullptr)},
             {"designation", slot.designation},
             {"usage", slot.usage},
             {"width", slot.width}};
 }
 
-Json json(const Slot& slot);
-
-template <class Object>
-Json arrayOf(const std::vector<Object>& objects) {
-    Json array = Json::array();
-    for (const Object& object : objects) array.push_back(json(object));
-    return array;
-}
-
-Json json(const Slot& slot) {
-    Json object = head(slot);
-    object["functions"] = arrayOf(slot.functions);
-    return object;
+/** A place with its functions. */
+Json placeOf(Json place, const Functions& functions) {
+    place["functions"] = Json::array();
+    for (const Function& function : functions) place["functions"].push_back(json(function));
+    return place;
 }
 
 /** The members of `object`, all of them null. */
@@ -42,80 +35,40 @@ Json withoutValues(Json object) {
     return object;
 }
 
-/** Collects the records of a tree, each of the same members. */
-class Records {
- public:
-    explicit Records(const std::string& host) : host_(host) {}
-
-    void add(const std::string& place, const Json& slot, const Functions& functions) {
-        for (const Function& function : functions) addOne(place, slot, json(function));
-    }
-    void addEmpty(const Slot& slot) { addOne("slot", head(slot), withoutValues(json(Function()))); }
-
-    const std::vector<Json>& all() const { return records_; }
-
- private:
-    void addOne(const std::string& place, const Json& slot, const Json& function) {
-        Json record = {{"host", host_}, {"place", place}};
-        record.update(slot);
-        record.update(function);
-        records_.push_back(record);
-    }
-
-    std::string host_;
-    std::vector<Json> records_;
-};
-
-std::vector<Json> recordsOf(const Inventory& inventory) {
-    Records records(inventory.host);
-    const Json noSlot = withoutValues(head(Slot()));
-    records.add("board", noSlot, inventory.onBoard);
-    for (const Slot& slot : inventory.slots) {
-        records.add("slot", head(slot), slot.functions);
-        if (slot.functions.empty()) records.addEmpty(slot);
-    }
-    records.add("elsewhere", noSlot, inventory.elsewhere);
-    return records.all();
-}
-
-std::string fieldOf(const Json& value) {
-    if (value.is_null()) return "";
-    if (value.is_object()) return value.at("text");
-    return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
 }  // namespace
 
-std::string treeJson(const Inventory& inventory, Charset charset) {
-    return document({{"status", broker::statusName(inventory.status)},
-                     {"statusCode", static_cast<int>(inventory.status)},
-                     {"host", inventory.host},
-                     {"readings", inventory.readings},
-                     {"board", {{"functions", arrayOf(inventory.onBoard)}}},
-                     {"slots", arrayOf(inventory.slots)},
-                     {"elsewhere", {{"functions", arrayOf(inventory.elsewhere)}}}},
-                    charset);
+Json treeDocument(const Inventory& inventory) {
+    Json slots = Json::array();
+    for (const Slot& slot : inventory.slots) slots.push_back(placeOf(json(slot), slot.functions));
+    return {{"status", broker::statusName(inventory.status)},
+            {"statusCode", static_cast<int>(inventory.status)},
+            {"host", inventory.host},
+            {"readings", inventory.readings},
+            {"board", placeOf({}, inventory.onBoard)},
+            {"slots", slots},
+            {"elsewhere", placeOf({}, inventory.elsewhere)}};
 }
 
-std::string treeJsonLines(const Inventory& inventory, Charset charset) {
-    std::string text;
-    for (const Json& record : recordsOf(inventory)) text += line(record, charset);
-    return text;
-}
-
-std::string treeSeparated(const Inventory& inventory, Separator separator, Charset charset) {
-    std::string text;
-    for (const Json& record : recordsOf(inventory)) {
-        std::vector<std::string> names;
-        std::vector<std::string> fields;
-        for (const auto& member : record.items()) {
-            names.push_back(member.key());
-            fields.push_back(fieldOf(member.value()));
-        }
-        if (text.empty()) text = separatedLine(names, separator, charset);
-        text += separatedLine(fields, separator, charset);
+std::vector<Json> treeRecords(const Inventory& inventory) {
+    std::vector<Json> records;
+    const auto add = [&](const char* place, const Json& slot, const Json& function) {
+        records.push_back({{"host", inventory.host}, {"place", place}});
+        records.back().update(slot);
+        records.back().update(function);
+    };
+    const Json noSlot = withoutValues(json(Slot()));
+    for (const Function& function : inventory.onBoard) add("board", noSlot, json(function));
+    for (const Slot& slot : inventory.slots) {
+        for (const Function& function : slot.functions) add("slot", json(slot), json(function));
+        if (slot.functions.empty()) add("slot", json(slot), withoutValues(json(Function())));
     }
-    return text;
+    for (const Function& function : inventory.elsewhere) add("elsewhere", noSlot, json(function));
+    return records;
+}
+
+std::string formatted(const Inventory& inventory, Format format, const TableOptions& options) {
+    if (format == Format::table) return treeText(inventory, options);
+    return structured(format, treeDocument(inventory), treeRecords(inventory), options);
 }
 
 }  // namespace cimhost

@@ -1,17 +1,7 @@
 // The association commands: what of their options reaches a provider, and what is shown of its answers.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
-#include <string>
-#include <vector>
-
-#include "cimhost/classes.h"
-#include "cimhost/question.h"
-#include "program.h"
-#include "tests/support/machine.h"
+#include "cimhost/shortforms.h"
+#include "programtest.h"
 
 namespace {
 
@@ -22,16 +12,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-using Json = nlohmann::ordered_json;
-using Arguments = std::vector<std::string>;
 
 constexpr const char* kSlotThree = "QELTA_SystemSlot.Tag=\"System Slot 3\"";
-const Arguments kCommands = {"associators", "associator-names", "references", "reference-names"};
-
-Arguments joined(Arguments arguments, const Arguments& more) {
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
 
 /** What a provider that tells it is asked for. */
 std::string asked(const Arguments& arguments) {
@@ -79,16 +61,12 @@ TEST(AssociationFilters, MayBeEmptyTexts) {
 }
 
 TEST(AssociationFilters, OfAssociatorsAloneAreRefusedForReferences) {
-    for (const char* command : {"references", "reference-names"}) {
-        for (const char* option : {"--assoc-class", "--result-role"}) {
-            const Outcome run = runCimhost({command, kSlotThree, option, "X"});
-            EXPECT_EQ(run.exitCode, 2);
-            EXPECT_THAT(run.err, HasSubstr(option));
-        }
-    }
+    for (const char* command : {"references", "reference-names"})
+        for (const char* option : {"--assoc-class", "--result-role"})
+            EXPECT_THAT(complaint({command, kSlotThree, option, "X"}), HasSubstr(option));
 }
 
-/** Each association command with each of its filters by class. */
+/** Each command with each of its filters by class. */
 std::vector<Arguments> commandsWithClassFilters() {
     return {{"associators", "5", "--assoc-class"},      {"associators", "5", "--result-class"},
             {"associator-names", "5", "--assoc-class"}, {"associator-names", "5", "--result-class"},
@@ -96,16 +74,12 @@ std::vector<Arguments> commandsWithClassFilters() {
 }
 
 TEST(AssociationFilters, OfAMisspeltClassAreRefusedWithASuggestion) {
-    for (const Arguments& command : commandsWithClassFilters()) {
-        for (const char* written : {"DeviceInSlt", "DeviceInSlo", "qelta_deviceinslt"}) {
-            const Outcome run = runCimhost(joined(command, {written, "--host", "dell-t440"}));
-            EXPECT_EQ(run.exitCode, 2);
-            EXPECT_THAT(run.out, IsEmpty());
-            EXPECT_THAT(run.err, StartsWith("cimhost: " + command.back() + " " + written +
-                                            ": the provider does not serve this class; did you mean "
-                                            "QELTA_DeviceInSlot?\n"));
-        }
-    }
+    for (const Arguments& command : commandsWithClassFilters())
+        for (const char* written : {"DeviceInSlt", "DeviceInSlo", "qelta_deviceinslt"})
+            EXPECT_THAT(complaint(joined(command, {written, "--host", "dell-t440"})),
+                        StartsWith("cimhost: " + command.back() + " " + written +
+                                   ": the provider does not serve this class; did you mean "
+                                   "QELTA_DeviceInSlot?\n"));
     EXPECT_THAT(runCimhost({"associators", "5", "--result-class", "pcibridg", "--host", "dell-t440"}).err,
                 HasSubstr("did you mean QELTA_PCIBridge?"));
 }
@@ -125,57 +99,26 @@ TEST(AssociationFilters, OfAClassLikeNoneAreAskedForAndTold) {
                 Not(HasSubstr("none of the classes")));
 }
 
-TEST(AssociationUsage, PathIsNeededAndHasToBeOne) {
-    for (const std::string& command : kCommands) {
-        EXPECT_EQ(runCimhost({command}).exitCode, 2);
-        const Outcome run = runCimhost({command, "QELTA_SystemSlot.Tag=\"System"});
-        EXPECT_EQ(run.exitCode, 2);
-        EXPECT_THAT(run.err, AllOf(HasSubstr("QELTA_SystemSlot.Tag="), HasSubstr("closing quotation mark")));
-    }
-}
-
-/** The rack: slots 5, 3 and 9, functions in the first two. */
-class AssociationCommands : public testing::Test {
- protected:
-    AssociationCommands() {
-        testsupport::buildRack(host);
-        host.setCatalogue("").setClassList("");
-    }
-
-    Outcome ask(const Arguments& arguments) const {
-        return runCimhost(joined(arguments, {"--host", host.directory()}));
-    }
-    Json askForJson(const Arguments& arguments) const {
-        const Outcome run = ask(joined(arguments, {"--format", "json"}));
-        EXPECT_EQ(run.exitCode, 0) << run.err;
-        return Json::parse(run.out);
-    }
-
-    testsupport::HostBuilder host;
-};
+using AssociationCommands = RackTest;
 
 TEST_F(AssociationCommands, AssociatorsOfTwoClassesStandInTwoTables) {
-    const Outcome run = ask({"associators", "QELTA_SystemSlot.Tag=\"System Slot 5\""});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.err, IsEmpty());
-    EXPECT_THAT(run.out, AllOf(ContainsRegex("root/kavix:QELTA_PCIDevice\nLocation [^\n]*\n05:05.1 "),
-                               ContainsRegex("root/kavix:QELTA_PCIBridge\nLocation [^\n]*\n05:05.0 "),
-                               EndsWith("CMPI_RC_OK, 2 instances\n")));
+    EXPECT_THAT(answer({"associators", "QELTA_SystemSlot.Tag=\"System Slot 5\""}),
+                AllOf(ContainsRegex("root/kavix:QELTA_PCIDevice\nLocation [^\n]*\n05:05.1 "),
+                      ContainsRegex("root/kavix:QELTA_PCIBridge\nLocation [^\n]*\n05:05.0 "),
+                      EndsWith("CMPI_RC_OK, 2 instances\n")));
 }
 
 TEST_F(AssociationCommands, AssociatorNamesAreNames) {
-    const Outcome run = ask({"associator-names", kSlotThree});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.out, AllOf(HasSubstr("PCI Bus 3, device 3, function 1\n"), EndsWith("CMPI_RC_OK, 2 names\n")));
+    EXPECT_THAT(answer({"associator-names", kSlotThree}),
+                AllOf(HasSubstr("PCI Bus 3, device 3, function 1\n"), EndsWith("CMPI_RC_OK, 2 names\n")));
 }
 
 TEST_F(AssociationCommands, ReferencesShowBothEnds) {
-    const Outcome run = ask({"references", kSlotThree});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.out, AllOf(HasSubstr("root/kavix:QELTA_DeviceInSlot\n"),
-                               ContainsRegex("QELTA_SystemSlot \"System Slot 3\" +QELTA_PCIDevice "
-                                             "\"PCI Bus 3, device 3, function 0\"\n"),
-                               EndsWith("CMPI_RC_OK, 2 instances\n")));
+    EXPECT_THAT(answer({"references", kSlotThree}),
+                AllOf(HasSubstr("root/kavix:QELTA_DeviceInSlot\n"),
+                      ContainsRegex("QELTA_SystemSlot \"System Slot 3\" +QELTA_PCIDevice "
+                                    "\"PCI Bus 3, device 3, function 0\"\n"),
+                      EndsWith("CMPI_RC_OK, 2 instances\n")));
 }
 
 TEST_F(AssociationCommands, ReferenceNamesAreThePathsOfTheReferences) {
@@ -197,23 +140,6 @@ TEST_F(AssociationCommands, FiltersChooseBetweenSlotAndBoard) {
 TEST_F(AssociationCommands, ClassAloneIsAPathToo) {
     EXPECT_THAT(ask({"associators", "QELTA_SystemBoard"}).out, EndsWith("CMPI_RC_OK, 4 instances\n"));
     EXPECT_THAT(ask({"reference-names", "QELTA_SystemBoard"}).out, EndsWith("CMPI_RC_OK, 4 names\n"));
-}
-
-TEST_F(AssociationCommands, UnknownClassIsAnError) {
-    for (const std::string& command : kCommands) {
-        const Outcome run = ask({command, "QELTA_Nothing.Key=\"x\""});
-        EXPECT_EQ(run.exitCode, 1) << command;
-        EXPECT_THAT(run.out, HasSubstr("CMPI_RC_ERR_INVALID_CLASS, 0 "));
-        EXPECT_THAT(run.err, HasSubstr("QELTA_Nothing"));
-        for (const std::string& served : cimhost::servedClasses()) EXPECT_THAT(run.err, HasSubstr(served));
-    }
-}
-
-TEST_F(AssociationCommands, HelpTellsTheFilters) {
-    EXPECT_THAT(ask({"associators", "--help"}).out, AllOf(HasSubstr("--assoc-class"), HasSubstr("--result-class"),
-                                                          HasSubstr("--role"), HasSubstr("--result-role")));
-    EXPECT_THAT(ask({"references", "--help"}).out,
-                AllOf(HasSubstr("--result-class"), HasSubstr("--role"), Not(HasSubstr("--assoc-class"))));
 }
 
 }  // namespace

@@ -6,12 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "cimhost/patience.h"
 #include "cimhost/session.h"
 #include "tests/support/hostbuilder.h"
 #include "tests/support/machine.h"
@@ -21,7 +17,6 @@ namespace {
 using cimhost::BmcWatch;
 using testing::AllOf;
 using testing::HasSubstr;
-using namespace std::chrono_literals;
 
 emulator::DeviceOpened notOpened(const char* path, int error) {
     return {path, 2, false, error};
@@ -39,10 +34,6 @@ emulator::Received response(std::uint8_t completionCode) {
     emulator::Received received;
     received.answer.data = {completionCode};
     return received;
-}
-
-TEST(BmcWatchTest, NothingSeenIsNoFailure) {
-    EXPECT_EQ(BmcWatch().failure(), std::nullopt);
 }
 
 TEST(BmcWatchTest, NoDeviceIsTold) {
@@ -121,11 +112,6 @@ class BmcWatchOnAHost : public testing::Test {
     testsupport::HostBuilder host;
 };
 
-TEST_F(BmcWatchOnAHost, TableThatIsReadIsNoFailure) {
-    host.setSmbiosTable(testsupport::slotTable({1}));
-    EXPECT_EQ(failure(), "none");
-}
-
 TEST_F(BmcWatchOnAHost, MissingTableIsARefusal) {
     EXPECT_THAT(failure(), HasSubstr("the BMC refused the SMBIOS table, completion code "));
 }
@@ -150,23 +136,6 @@ TEST_F(BmcWatchOnAHost, ResponseThatIsReceivedAtTheSecondAttemptIsNoFailure) {
     host.setSmbiosTable(testsupport::slotTable({1}));
     host.setFaults(R"({"faults": [{"times": 0, "receiveFailures": 1}]})");
     EXPECT_EQ(failure(), "none");
-}
-
-TEST(WaitNotice, IsGivenOnceWhenTheTimeIsOver) {
-    std::vector<double> told;
-    cimhost::WaitNotice notice(10ms, [&](double seconds) { told.push_back(seconds); });
-    std::this_thread::sleep_for(200ms);
-    EXPECT_TRUE(notice.end());
-    EXPECT_THAT(told, testing::ElementsAre(0.01));
-}
-
-TEST(WaitNotice, IsNotGivenForAQuickAnswer) {
-    bool told = false;
-    {
-        cimhost::WaitNotice notice(10min, [&](double) { told = true; });
-        EXPECT_FALSE(notice.end());
-    }
-    EXPECT_FALSE(told);
 }
 
 }  // namespace

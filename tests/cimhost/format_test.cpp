@@ -1,55 +1,29 @@
+// Tables and MOF of answers made by hand, and the words in them.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
+#include <utility>
 
-#include "cimhost/formatter.h"
-#include "cimhost/overview.h"
-#include "cimhost/slotcodes.h"
-#include "cimhost/text.h"
+#include "answers.h"
+#include "cimhost/properties.h"
+#include "cimhost/selection.h"
 
 namespace {
 
 using broker::Instance;
 using broker::ObjectPath;
-using broker::Property;
 using broker::Value;
-using cimhost::Answer;
 using cimhost::Format;
 using cimhost::Instances;
-using cimhost::Names;
 using cimhost::TableOptions;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-std::string text(const Answer& answer, Format format, const TableOptions& options = {}) {
-    return cimhost::makeFormatter(format, options)->text(answer);
-}
-
 TableOptions inFull(std::size_t width = 120) {
     return {width, true};
-}
-
-TableOptions onTerminal(std::size_t width) {
-    TableOptions options;
-    options.width = width;
-    options.toTerminal = true;
-    return options;
-}
-
-Instance instance(const std::string& className, const std::vector<Property>& keys, std::vector<Property> others) {
-    Instance made{{"root/kavix", className, keys}, keys};
-    made.properties.insert(made.properties.end(), others.begin(), others.end());
-    return made;
-}
-
-Value uint8(std::uint64_t number) {
-    return Value::uint(CMPI_uint8, number);
-}
-Value uint16(std::uint64_t number) {
-    return Value::uint(CMPI_uint16, number);
 }
 
 Instance device(const std::string& deviceId = "PCI Bus 22, device 8, function 3",
@@ -81,13 +55,6 @@ Instance link() {
     return instance("QELTA_DeviceInSlot",
                     {{"Antecedent", Value::reference(slot().path)}, {"Dependent", Value::reference(device().path)}},
                     {});
-}
-
-Answer answer(const Instances& instances, CMPIrc status = CMPI_RC_OK) {
-    return {status, instances};
-}
-Answer answer(const Names& names) {
-    return {CMPI_RC_OK, names};
 }
 
 TEST(Table, PciFunctionsAreSummedUpInOneLineEach) {
@@ -294,38 +261,36 @@ TEST(Overview, LocationOfAnotherFormStaysAsItIs) {
               "PCI Bus 99999999999, device 0, function 0");
 }
 
-TEST(SlotCodes, AreNamedAsSmbiosDoes) {
-    EXPECT_EQ(cimhost::slotTypeName(0x06), "PCI");
-    EXPECT_EQ(cimhost::slotTypeName(0x13), "AGP 8X");
-    EXPECT_EQ(cimhost::slotTypeName(0x14), "M.2 1-DP");
-    EXPECT_EQ(cimhost::slotTypeName(0x1C), "MXM IV");
-    EXPECT_EQ(cimhost::slotTypeName(0x1F), "PCIe2 U.2");
-    EXPECT_EQ(cimhost::slotTypeName(0x23), "PCIe mini 76");
-    EXPECT_EQ(cimhost::slotTypeName(0x28), "OCP <3.0");
-    EXPECT_EQ(cimhost::slotTypeName(0x30), "CXL 1.0");
-    EXPECT_EQ(cimhost::slotTypeName(0xA0), "PC-98/C20");
-    EXPECT_EQ(cimhost::slotTypeName(0xA4), "PC-98/card");
-    EXPECT_EQ(cimhost::slotTypeName(0xA5), "PCIe");
-    EXPECT_EQ(cimhost::slotTypeName(0xB6), "PCIe3 x16");
-    EXPECT_EQ(cimhost::slotTypeName(0xB8), "PCIe4");
-    EXPECT_EQ(cimhost::slotTypeName(0xC3), "PCIe5 x16");
-    EXPECT_EQ(cimhost::slotTypeName(0xC4), "PCIe6+");
-    EXPECT_EQ(cimhost::slotTypeName(0xC6), "EDSFF E3");
-    EXPECT_EQ(cimhost::slotWidthName(5), "32 bit");
-    EXPECT_EQ(cimhost::slotWidthName(13), "x16");
-    EXPECT_EQ(cimhost::slotUsageName(3), "available");
-    EXPECT_EQ(cimhost::slotLengthName(4), "long");
+using Words = std::vector<std::pair<unsigned, const char*>>;
+
+void expectWords(const std::string& property, const Words& words) {
+    for (const auto& [code, word] : words)
+        EXPECT_EQ(cimhost::slotWordOf(instance("QELTA_SystemSlot", {}, {{property, uint16(code)}}), property), word)
+            << property;
+}
+
+TEST(SlotCodes, AreNamedInShort) {
+    expectWords("ConnectorType", {{0x06, "PCI"},          {0x07, "PC Card"},      {0x09, "proprietary"},
+                                  {0x0A, "CPU"},          {0x0B, "memory"},       {0x0C, "I/O riser"},
+                                  {0x0E, "PCI66"},        {0x13, "AGP 8X"},       {0x14, "M.2 1-DP"},
+                                  {0x1A, "MXM III"},      {0x1B, "MXM III HE"},   {0x1C, "MXM IV"},
+                                  {0x1D, "MXM 3.0 A"},    {0x1F, "PCIe2 U.2"},    {0x21, "PCIe mini 52 keep-out"},
+                                  {0x22, "PCIe mini 52"}, {0x23, "PCIe mini 76"}, {0x26, "OCP 3.0 SFF"},
+                                  {0x27, "OCP 3.0 LFF"},  {0x28, "OCP <3.0"},     {0x30, "CXL 1.0"},
+                                  {0xA0, "PC-98/C20"},    {0xA3, "PC-98/local"},  {0xA4, "PC-98/card"},
+                                  {0xA5, "PCIe"},         {0xA8, "PCIe x4"},      {0xB6, "PCIe3 x16"},
+                                  {0xB8, "PCIe4"},        {0xC3, "PCIe5 x16"},    {0xC4, "PCIe6+"},
+                                  {0xC6, "EDSFF E3"}});
+    expectWords("MaxDataWidth", {{1, "other"}, {2, "unknown"}, {5, "32 bit"}, {13, "x16"}});
+    expectWords("CurrentUsage", {{3, "available"}, {4, "in use"}, {5, "unavailable"}});
+    expectWords("SlotLength", {{3, "short"}, {4, "long"}, {5, "2.5in"}, {6, "3.5in"}});
 }
 
 TEST(SlotCodes, UnknownOnesAreHexadecimal) {
-    EXPECT_EQ(cimhost::slotTypeName(0), "0x00");
-    EXPECT_EQ(cimhost::slotTypeName(0x29), "0x29");
-    EXPECT_EQ(cimhost::slotTypeName(0x9F), "0x9f");
-    EXPECT_EQ(cimhost::slotTypeName(0xB7), "0xb7");
-    EXPECT_EQ(cimhost::slotTypeName(0xC7), "0xc7");
-    EXPECT_EQ(cimhost::slotWidthName(15), "0x0f");
-    EXPECT_EQ(cimhost::slotUsageName(0), "0x00");
-    EXPECT_EQ(cimhost::slotLengthName(255), "0xff");
+    expectWords("ConnectorType", {{0, "0x00"}, {0x29, "0x29"}, {0x9F, "0x9f"}, {0xB7, "0xb7"}, {0xC7, "0xc7"}});
+    expectWords("MaxDataWidth", {{15, "0x0f"}});
+    expectWords("CurrentUsage", {{0, "0x00"}});
+    expectWords("SlotLength", {{255, "0xff"}});
 }
 
 }  // namespace

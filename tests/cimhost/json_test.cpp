@@ -6,50 +6,22 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
-#include "cimhost/formatter.h"
-#include "cimhost/text.h"
+#include "answers.h"
 
 namespace {
 
 using broker::Instance;
-using broker::Property;
 using broker::Value;
-using cimhost::Answer;
 using cimhost::Format;
 using cimhost::Instances;
+using cimhost::Json;
 using cimhost::Names;
 using cimhost::TableOptions;
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
-using Json = nlohmann::ordered_json;
 
 constexpr Format kFormats[] = {Format::table, Format::mof, Format::json, Format::jsonl, Format::csv, Format::tsv};
-
-std::string text(const Answer& answer, Format format, const TableOptions& options = {}) {
-    return cimhost::makeFormatter(format, options)->text(answer);
-}
-
-Answer answer(const Instances& instances, CMPIrc status = CMPI_RC_OK) {
-    return {status, instances};
-}
-Answer answer(const Names& names) {
-    return {CMPI_RC_OK, names};
-}
-
-Instance instance(const std::string& className, const std::vector<Property>& keys, std::vector<Property> others) {
-    Instance made{{"root/kavix", className, keys}, keys};
-    made.properties.insert(made.properties.end(), others.begin(), others.end());
-    return made;
-}
-
-Value uint16(std::uint64_t number) {
-    return Value::uint(CMPI_uint16, number);
-}
 
 Instance slot(const std::string& designation = "PCI-E Slot 3") {
     return instance("QELTA_SystemSlot",

@@ -1,6 +1,9 @@
+// Runs the built cimhost, in pipes and on terminals.
+
 #include "program.h"
 
 #include <fcntl.h>
+#include <pty.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +43,8 @@ class SpawnSettings {
         posix_spawn_file_actions_addopen(&actions, descriptor, file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     }
 
+    void toDescriptor(int descriptor, int target) { posix_spawn_file_actions_adddup2(&actions, target, descriptor); }
+
     posix_spawn_file_actions_t actions{};
     posix_spawnattr_t attributes{};
 };
@@ -52,24 +57,17 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-/** The tests' own, in a locale that every machine has, so that answers do not depend on who runs them. */
-std::vector<std::string> environment(const std::string& columns) {
-    std::vector<std::string> variables{"LC_ALL=C.UTF-8"};
-    for (char** variable = environ; *variable; ++variable) {
-        const std::string text = *variable;
-        if (text.rfind("COLUMNS=", 0) != 0 && text.rfind("LC_ALL=", 0) != 0) variables.push_back(text);
-    }
-    if (!columns.empty()) variables.push_back("COLUMNS=" + columns);
-    return variables;
-}
-
-int start(const SpawnSettings& settings, const std::vector<std::string>& arguments, const std::string& columns) {
-    std::vector<std::string> command = {CIMHOST_PROGRAM};
+int start(const SpawnSettings& settings, const std::vector<std::string>& arguments,
+          const std::vector<std::string>& variables = {}) {
+    // Of two assignments to one name the last one counts.
+    std::vector<std::string> command = {"/usr/bin/env", "-u",         "COLUMNS",       "-u",
+                                        "NO_COLOR",     "TERM=xterm", "LC_ALL=C.UTF-8"};
+    command.insert(command.end(), variables.begin(), variables.end());
+    command.emplace_back(CIMHOST_PROGRAM);
     command.insert(command.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables = environment(columns);
     pid_t pid = 0;
-    const int error = posix_spawn(&pid, CIMHOST_PROGRAM, &settings.actions, &settings.attributes,
-                                  pointers(command).data(), pointers(variables).data());
+    const int error = posix_spawn(&pid, command[0].c_str(), &settings.actions, &settings.attributes,
+                                  pointers(command).data(), environ);
     if (error != 0) throw std::system_error(error, std::generic_category(), CIMHOST_PROGRAM);
     return pid;
 }
@@ -86,8 +84,36 @@ std::string contents(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+/** A raw pseudo-terminal of so many columns, or a pipe, for the standard output of another program. */
+struct OutputEnds {
+    explicit OutputEnds(std::optional<unsigned short> columns) {
+        winsize size{};
+        size.ws_row = 24;
+        size.ws_col = columns.value_or(0);
+        termios raw{};
+        cfmakeraw(&raw);
+        std::array<int, 2> ends{};
+        if ((columns ? openpty(&ends[0], &ends[1], nullptr, &raw, &size) : pipe(ends.data())) != 0)
+            throw std::system_error(errno, std::generic_category(), "terminal or pipe");
+        ours = ends[0];
+        theirs = ends[1];
+        for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    int ours = -1;
+    int theirs = -1;
+};
+
+/** All that comes until nobody has the other end open. */
+std::string readToEnd(int descriptor) {
+    std::string text;
+    std::array<char, 4096> piece{};
+    for (ssize_t got = 0; (got = read(descriptor, piece.data(), piece.size())) > 0;)
+        text.append(piece.data(), static_cast<std::size_t>(got));
+    return text;
+}
+
 /** Asks every few milliseconds for ten seconds whether something has happened. */
-template <class Happened>
+template <typename Happened>
 bool waitUntil(Happened happened) {
     for (int i = 0; i < 2000; ++i) {
         if (happened()) return true;
@@ -102,7 +128,7 @@ RunningCimhost::RunningCimhost(const std::vector<std::string>& arguments) {
     SpawnSettings settings;
     settings.toFile(STDOUT_FILENO, (directory_.path() / "out").string());
     settings.toFile(STDERR_FILENO, (directory_.path() / "err").string());
-    pid_ = start(settings, arguments, "");
+    pid_ = start(settings, arguments);
 }
 
 RunningCimhost::~RunningCimhost() {
@@ -147,24 +173,19 @@ Outcome runCimhost(const std::vector<std::string>& arguments, const Surrounding&
     const std::filesystem::path out = directory.path() / "out";
     const std::filesystem::path err = directory.path() / "err";
     SpawnSettings settings;
-    settings.toFile(STDOUT_FILENO, surrounding.outputTo.empty() ? out.string() : surrounding.outputTo);
-    if (surrounding.noOutput) posix_spawn_file_actions_addclose(&settings.actions, STDOUT_FILENO);
     settings.toFile(STDERR_FILENO, err.string());
-    const int exitCode = exitCodeOf(start(settings, arguments, surrounding.columns));
-    return {exitCode, contents(out), contents(err)};
-}
-
-Outcome runCimhostIntoClosedPipe(const std::vector<std::string>& arguments) {
-    const testsupport::TemporaryDirectory directory;
-    const std::filesystem::path err = directory.path() / "err";
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-    close(ends[0]);
-    SpawnSettings settings;
-    posix_spawn_file_actions_adddup2(&settings.actions, ends[1], STDOUT_FILENO);
-    settings.toFile(STDERR_FILENO, err.string());
-    const pid_t pid = start(settings, arguments, "");
-    close(ends[1]);
-    const int exitCode = exitCodeOf(pid);
-    return {exitCode, "", contents(err)};
+    settings.toFile(STDOUT_FILENO, surrounding.output == Output::full ? "/dev/full" : out.string());
+    if (surrounding.output == Output::closed) posix_spawn_file_actions_addclose(&settings.actions, STDOUT_FILENO);
+    if (!surrounding.terminal && surrounding.output != Output::closedPipe) {
+        const int exitCode = exitCodeOf(start(settings, arguments, surrounding.environment));
+        return {exitCode, contents(out), contents(err)};
+    }
+    const OutputEnds ends(surrounding.terminal);
+    settings.toDescriptor(STDOUT_FILENO, ends.theirs);
+    if (surrounding.output == Output::closedPipe) close(ends.ours);
+    const pid_t pid = start(settings, arguments, surrounding.environment);
+    close(ends.theirs);
+    const std::string shown = surrounding.terminal ? readToEnd(ends.ours) : "";
+    if (surrounding.terminal) close(ends.ours);
+    return {exitCodeOf(pid), shown, contents(err)};
 }

@@ -1,6 +1,7 @@
 #ifndef PCIINFO_TESTS_CIMHOST_PROGRAM_H
 #define PCIINFO_TESTS_CIMHOST_PROGRAM_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,14 @@ struct Outcome {
     std::string err;
 };
 
+/** Where standard output goes; `out` is empty unless it is `kept` or a terminal. */
+enum class Output { kept, closed, full, closedPipe };
+
 /** What a run finds besides its arguments. */
 struct Surrounding {
-    std::string columns;    // the variable COLUMNS; empty: unset
-    std::string outputTo;   // a file that standard output goes to, `out` stays empty then
-    bool noOutput = false;  // standard output is closed
+    std::optional<unsigned short> terminal;     // standard output is a pseudo-terminal of so many columns
+    std::vector<std::string> environment = {};  // "NAME=value", in place of what the tests run with
+    Output output = Output::kept;
 };
 
 /** The built cimhost while it runs. It is killed with the object, if it has not ended. */
@@ -43,10 +47,10 @@ class RunningCimhost {
     int pid_ = 0;  // 0: it has ended
 };
 
-/** Runs the built cimhost with these arguments. Throws std::system_error when it cannot be started. */
+/**
+ * Runs the built cimhost with these arguments. COLUMNS and NO_COLOR are unset, TERM is xterm and the locale C.UTF-8
+ * where `environment` has nothing else. Throws std::system_error when it cannot be started.
+ */
 Outcome runCimhost(const std::vector<std::string>& arguments, const Surrounding& surrounding = {});
-
-/** The same with nobody reading what it writes to standard output, SIGPIPE at its default. `out` stays empty. */
-Outcome runCimhostIntoClosedPipe(const std::vector<std::string>& arguments);
 
 #endif

@@ -1,16 +1,8 @@
 // What the program makes of terminals: their width, their character set, colours.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <string>
-#include <vector>
 
-#include "cimhost/text.h"
-#include "program.h"
-#include "terminalrun.h"
-#include "tests/support/machine.h"
+#include "programtest.h"
 
 namespace {
 
@@ -18,36 +10,25 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
-using Arguments = std::vector<std::string>;
 
-class TerminalTest : public testing::Test {
+class TerminalTest : public RackTest {
  protected:
-    TerminalTest() { testsupport::buildRack(host); }
-
-    Outcome ask(Arguments arguments, const Terminal& terminal = {}) const {
-        arguments.insert(arguments.end(), {"--host", host.directory()});
-        return runCimhostOnTerminal(arguments, terminal);
-    }
-    std::string devices(const Terminal& terminal, const Arguments& more = {}) const {
-        Arguments arguments = {"enumerate", "QELTA_PCIDevice"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return ask(arguments, terminal).out;
+    std::string devices(const Surrounding& terminal, const Arguments& more = {}) const {
+        return ask(joined({"enumerate", "QELTA_PCIDevice"}, more), terminal).out;
     }
     static std::size_t longest(const std::string& text) {
         std::size_t most = 0;
         for (const std::string& line : cimhost::lines(text)) most = std::max(most, cimhost::columnsOf(line));
         return most;
     }
-
-    testsupport::HostBuilder host;
 };
 
 const Arguments kNoColor = {"--color=never"};
 
 TEST_F(TerminalTest, LinesFitItsWidth) {
-    EXPECT_EQ(longest(devices({75, {}}, kNoColor)), 75U);
-    EXPECT_EQ(longest(devices({77, {}}, kNoColor)), 77U);
-    EXPECT_THAT(devices({75, {}}, kNoColor), HasSubstr("...\n"));
+    EXPECT_EQ(longest(devices({75}, kNoColor)), 75U);
+    EXPECT_EQ(longest(devices({77}, kNoColor)), 77U);
+    EXPECT_THAT(devices({75}, kNoColor), HasSubstr("...\n"));
 }
 
 TEST_F(TerminalTest, ColumnsAndTheOptionStandForItsWidth) {
@@ -62,12 +43,7 @@ TEST_F(TerminalTest, ColumnsThatAreNoPositiveNumberAreIgnored) {
 }
 
 TEST_F(TerminalTest, OfUnknownWidthHasEightyColumns) {
-    EXPECT_EQ(devices({0, {}}), devices({80, {}}));
-}
-
-TEST_F(TerminalTest, NarrowOneKeepsWhatTellsRowsApart) {
-    const std::string shown = ask({"enumerate", "QELTA_DeviceInSlot", "--color=never"}, {40, {}}).out;
-    EXPECT_THAT(shown, AllOf(HasSubstr("function 1"), Not(HasSubstr("..."))));
+    EXPECT_EQ(devices({0}), devices({80}));
 }
 
 TEST(NarrowTerminal, IsExceededByNoLine) {
@@ -75,9 +51,7 @@ TEST(NarrowTerminal, IsExceededByNoLine) {
         for (const Arguments& question :
              {Arguments{"slots"}, Arguments{"devices"}, Arguments{"bridges"}, Arguments{"associators", "5"},
               Arguments{"tree"}, Arguments{"get", "5"}, Arguments{"samples"}}) {
-            Arguments arguments = question;
-            arguments.insert(arguments.end(), {"--host", "dell-t440", "--color=never"});
-            const Outcome run = runCimhostOnTerminal(arguments, {width, {}});
+            const Outcome run = runCimhost(joined(question, {"--host", "dell-t440", "--color=never"}), {width});
             EXPECT_EQ(run.exitCode, 0);
             for (const std::string& line : cimhost::lines(run.out))
                 EXPECT_LE(cimhost::columnsOf(line), width) << question[0] << ": " << line;
@@ -86,7 +60,7 @@ TEST(NarrowTerminal, IsExceededByNoLine) {
 
 TEST(NarrowTerminal, SaysWhatIsLeftOut) {
     const auto shown = [](const std::string& command) {
-        return runCimhostOnTerminal({command, "--host", "dell-t440", "--color=never"}, {60, {}}).out;
+        return runCimhost({command, "--host", "dell-t440", "--color=never"}, {60}).out;
     };
     EXPECT_THAT(shown("slots"),
                 AllOf(HasSubstr("left out: "), HasSubstr("HotPlug (--all or a wider"), HasSubstr("System Slot 3")));
@@ -101,23 +75,23 @@ TEST_F(TerminalTest, WithoutUtf8GetsAscii) {
 }
 
 TEST_F(TerminalTest, GetsColorsUnlessTheyAreUnwanted) {
-    const std::string colored = devices({80, {}});
+    const std::string colored = devices({80});
     EXPECT_THAT(colored, AllOf(HasSubstr("\x1b[1mLocation "), HasSubstr("\x1b[2mCMPI_RC_OK"), HasSubstr("\x1b[0m")));
-    EXPECT_EQ(devices({80, {}}, {"--color=auto"}), colored);
+    EXPECT_EQ(devices({80}, {"--color=auto"}), colored);
     EXPECT_EQ(devices({80, {"NO_COLOR="}}), colored) << "an empty one forbids nothing";
-    for (const Terminal& plain : {Terminal{80, {"NO_COLOR=1"}}, Terminal{80, {"TERM=dumb"}}, Terminal{80, {"TERM="}}}) {
-        EXPECT_THAT(devices(plain), Not(HasSubstr("\x1b")));
+    for (const char* plain : {"NO_COLOR=1", "TERM=dumb", "TERM="}) {
+        EXPECT_THAT(devices({80, {plain}}), Not(HasSubstr("\x1b")));
         for (const Arguments& wanted :
              {Arguments{"--color=always"}, Arguments{"--color", "always"}, Arguments{"--color"}})
-            EXPECT_EQ(devices(plain, wanted), colored);
+            EXPECT_EQ(devices({80, {plain}}, wanted), colored);
     }
-    EXPECT_THAT(devices({80, {}}, kNoColor), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(devices({80}, kNoColor), Not(HasSubstr("\x1b")));
 }
 
 TEST_F(TerminalTest, OddTextsAreReplacedInEveryFormatMessageAndTrace) {
     const std::string nasty = "QELTA_\x1b]0;title\x07\xc2\x9b\xe2\x80\xae";
     for (const char* format : {"table", "mof", "json", "jsonl", "csv", "tsv"}) {
-        const Outcome run = ask({"enumerate", nasty, "--format", format, "--color=never", "--trace"});
+        const Outcome run = ask({"enumerate", nasty, "--format", format, "--color=never", "--trace"}, {80});
         for (const std::string& text : {run.out, run.err})
             EXPECT_THAT(text, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\xc2\x9b")),
                                     Not(HasSubstr("\xe2\x80\xae"))))
@@ -128,42 +102,35 @@ TEST_F(TerminalTest, OddTextsAreReplacedInEveryFormatMessageAndTrace) {
     for (const Arguments& wrong :
          {Arguments{nasty}, Arguments{"tree", "--format", nasty}, Arguments{"get", "Q." + nasty},
           Arguments{"tree", "--library", "/" + nasty}, Arguments{"tree", nasty}}) {
-        const Outcome run = runCimhostOnTerminal(wrong, {});
+        const Outcome run = runCimhost(wrong, {80});
         EXPECT_EQ(run.exitCode, 2) << run.err;
         EXPECT_THAT(run.err, AllOf(StartsWith("cimhost: "), HasSubstr("\\x1b]0;title"), Not(HasSubstr("\x1b"))));
     }
 }
 
-TEST(NoTerminal, LosesNothing) {
-    testsupport::HostBuilder host;
-    testsupport::buildRack(host);
-    for (const char* columns : {"", "40"}) {
-        const Outcome run = runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory()}, {columns, ""});
-        EXPECT_THAT(run.out, AllOf(Not(HasSubstr("...")), Not(HasSubstr("\x1b"))));
-        EXPECT_EQ(run.out,
-                  runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory(), "--width", "100000"}).out)
-            << columns;
-    }
-    const Outcome narrow = runCimhost({"enumerate", "QELTA_PCIDevice", "--host", host.directory(), "--width", "72"});
-    EXPECT_THAT(narrow.out, Not(HasSubstr("...")));
-    for (const std::string& line : cimhost::lines(narrow.out)) EXPECT_LE(cimhost::columnsOf(line), 72U) << line;
+using NoTerminal = RackTest;
+
+TEST_F(NoTerminal, LosesNothing) {
+    const Arguments question = {"enumerate", "QELTA_PCIDevice"};
+    const std::string whole = answer(joined(question, {"--width", "100000"}));
+    EXPECT_THAT(whole, AllOf(Not(HasSubstr("...")), Not(HasSubstr("\x1b"))));
+    EXPECT_EQ(answer(question), whole);
+    EXPECT_EQ(ask(question, {{}, {"COLUMNS=40"}}).out, whole);
+    const std::string narrow = answer(joined(question, {"--width", "72"}));
+    EXPECT_THAT(narrow, Not(HasSubstr("...")));
+    for (const std::string& line : cimhost::lines(narrow)) EXPECT_LE(cimhost::columnsOf(line), 72U) << line;
 }
 
-TEST(NoTerminal, HasColorsOnRequestAlone) {
-    testsupport::HostBuilder host;
-    const Arguments question = {"enumerate", "QELTA_SystemBoard", "--host", host.directory()};
-    EXPECT_THAT(runCimhost(question).out, Not(HasSubstr("\x1b")));
-    Arguments colored = question;
-    colored.emplace_back("--color");
-    EXPECT_THAT(runCimhost(colored).out, HasSubstr("\x1b[1mProperty"));
+TEST_F(NoTerminal, HasColorsOnRequestAlone) {
+    EXPECT_THAT(answer({"board"}), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(answer({"board", "--color"}), HasSubstr("\x1b[1mProperty"));
 }
 
-TEST(NoTerminal, WidthIsAPositiveNumber) {
+TEST_F(NoTerminal, WidthIsAPositiveNumber) {
     for (const char* width : {"0", "-1", "+5", "wide", "", "1.5", "1e3"}) {
-        const Outcome run = runCimhost({"tree", "--width", width});
-        EXPECT_EQ(run.exitCode, 2) << width;
         const std::string shown = *width == '\0' ? "''" : width;
-        EXPECT_THAT(run.err, StartsWith("cimhost: --width: " + shown + " is no positive number\n"));
+        EXPECT_THAT(complaint({"tree", "--width", width}),
+                    StartsWith("cimhost: --width: " + shown + " is no positive number\n"));
     }
     EXPECT_THAT(runCimhost({"tree", "--width", "99999999999999999999"}).err,
                 StartsWith("cimhost: --width: 99999999999999999999 is too large\n"));

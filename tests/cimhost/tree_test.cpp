@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cimhost/text.h"
+#include "cimhost/printable.h"
 #include "tests/support/machine.h"
 
 namespace {

@@ -1,4 +1,6 @@
-#include "cimhost/samples.h"
+// Where the library, the sample machines and the catalogues are looked for.
+
+#include "cimhost/places.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +31,29 @@ std::string complaint(const std::function<void()>& work) {
     return "none";
 }
 
-/** Two directories of data, one behind the other. */
+TEST(Library, IsLookedForInTheBuildTreeFirst) {
+    const std::vector<fs::path> places = cimhost::libraryPlaces();
+    ASSERT_EQ(places.size(), 4U);
+    EXPECT_EQ(places.front(), fs::path(CIMHOST_PROVIDER)) << "test programs stand where the command stands";
+    EXPECT_EQ(places[1].parent_path().filename(), "cmpi");
+    EXPECT_EQ(places[1].lexically_normal(), places[1]);
+    EXPECT_EQ(places[2], fs::path("/usr/lib/cmpi/libPCIInfoProvider.so"));
+}
+
+TEST(Library, IsTheFirstOfThePlacesThatExists) {
+    testsupport::HostBuilder tree;
+    tree.setFile("two", "").setFile("three", "");
+    EXPECT_EQ(cimhost::findLibrary({tree.path("one"), tree.path("two"), tree.path("three")}), tree.path("two"));
+}
+
+TEST(Library, ThatIsNowhereIsReportedWithAllPlaces) {
+    EXPECT_THAT(complaint([] {
+                    cimhost::findLibrary({"/no/such/one", "/no/such/two"});
+                }),
+                AllOf(HasSubstr("/no/such/one, /no/such/two"), HasSubstr("--library")));
+}
+
+/** Two directories of data, the first of which goes first. */
 class Samples : public testing::Test {
  protected:
     Samples() {

@@ -1,11 +1,20 @@
-#ifndef PCIINFO_CIMHOST_SAMPLES_H
-#define PCIINFO_CIMHOST_SAMPLES_H
+#ifndef PCIINFO_CIMHOST_PLACES_H
+#define PCIINFO_CIMHOST_PLACES_H
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace cimhost {
+
+/**
+ * Where the provider's library is looked for, in this order: the build tree of the running program, where an
+ * installation puts it beside the running program, where object managers customarily have it.
+ */
+std::vector<std::filesystem::path> libraryPlaces();
+
+/** The first of the places that exists. Throws std::runtime_error naming all of them when none does. */
+std::filesystem::path findLibrary(const std::vector<std::filesystem::path>& places);
 
 /** A sample machine: a host directory that comes with the program. */
 struct Sample {

@@ -1,4 +1,6 @@
-#include "cimhost/text.h"
+// Text that a terminal may show: escaped, measured, cut and wrapped. Tests: tests/cimhost/printable_test.cpp.
+
+#include "cimhost/printable.h"
 
 #include <fmt/format.h>
 
@@ -14,8 +16,6 @@
 namespace cimhost {
 
 namespace {
-
-constexpr const char* kEllipsis = "...";
 
 std::uint32_t byteOf(char character) {
     return static_cast<unsigned char>(character);
@@ -42,7 +42,7 @@ struct ShownIn {
 };
 
 /** Pieces that may be shown are taken over; `escape` writes the others, one call for each. */
-template <class MayShow, class Escape>
+template <typename MayShow, typename Escape>
 std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
     std::string result;
     for (std::string_view rest = bytes; !rest.empty();) {
@@ -54,7 +54,7 @@ std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
     return result;
 }
 
-/** The byte offset behind the first `columns` columns. */
+/** How many bytes the first `columns` columns take. */
 std::size_t offsetOf(const std::string& text, std::size_t columns) {
     std::string_view rest = text;
     for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(cim::firstPiece(rest).length);
@@ -62,7 +62,7 @@ std::size_t offsetOf(const std::string& text, std::size_t columns) {
 }
 
 /** The code point as UTF-16: `unit` writes each number of 16 bits. */
-template <class Unit>
+template <typename Unit>
 std::string utf16(std::uint32_t codePoint, Unit unit) {
     if (codePoint < 0x10000) return unit(codePoint);
     const std::uint32_t offset = codePoint - 0x10000;
@@ -112,7 +112,7 @@ std::size_t columnsOf(const std::string& text) {
 
 std::string cut(const std::string& text, std::size_t columns) {
     if (columnsOf(text) <= columns) return text;
-    const std::string ellipsis(kEllipsis);
+    const std::string ellipsis = "...";
     if (columns <= ellipsis.size()) return ellipsis.substr(0, columns);
     return text.substr(0, offsetOf(text, columns - ellipsis.size())) + ellipsis;
 }
@@ -130,6 +130,14 @@ std::vector<std::string> wrap(const std::string& text, std::size_t columns) {
     }
     pieces.push_back(rest);
     return pieces;
+}
+
+std::string counted(std::size_t count, const std::string& noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+void addNew(std::vector<std::string>& texts, const std::string& text) {
+    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
 }
 
 std::vector<std::string> lines(const std::string& text) {

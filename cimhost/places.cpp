@@ -1,6 +1,9 @@
-#include "cimhost/samples.h"
+// Where the provider's library, the sample machines and the catalogues are. Tests: tests/cimhost/places_test.cpp.
+
+#include "cimhost/places.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,7 +12,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "cimhost/library.h"
 #include "cimhost/suggestion.h"
 
 namespace cimhost {
@@ -17,6 +19,24 @@ namespace cimhost {
 namespace fs = std::filesystem;
 
 namespace {
+
+/** The directory of the running program. */
+fs::path programDirectory() {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return error ? fs::current_path() : program.parent_path();
+}
+
+/** The first of the places where the file is, or that exists if no file is named; throws `complaint` when none does. */
+fs::path firstOf(const std::vector<fs::path>& places, const char* file, const char* complaint) {
+    std::vector<std::string> names;
+    for (const fs::path& place : places) {
+        std::error_code ignored;
+        if (fs::exists(file ? place / file : place, ignored)) return place;
+        names.push_back(place.string());
+    }
+    throw std::runtime_error(fmt::format(complaint, fmt::join(names, ", ")));
+}
 
 /** The subdirectories; none where the directory cannot be read. */
 std::vector<fs::path> directoriesIn(const fs::path& directory) {
@@ -27,7 +47,7 @@ std::vector<fs::path> directoriesIn(const fs::path& directory) {
     return found;
 }
 
-/** What the first line of the file SOURCE says behind the machine's name. */
+/** What the first line of the file SOURCE says after the machine's name. */
 std::string descriptionOf(const fs::path& directory) {
     std::ifstream source(directory / "SOURCE");
     std::string line;
@@ -42,11 +62,20 @@ std::vector<std::string> namesOf(const std::vector<Sample>& samples) {
     return names;
 }
 
-std::string message(int error) {
-    return std::generic_category().message(error);
+}  // namespace
+
+std::vector<fs::path> libraryPlaces() {
+    const fs::path program = programDirectory();
+    std::vector<fs::path> places = {program.parent_path() / "lib",
+                                    (program / CIMHOST_PROVIDER_FROM_BIN).lexically_normal(), "/usr/lib/cmpi",
+                                    fs::path("/usr/lib") / CIMHOST_MULTIARCH / "cmpi"};
+    for (fs::path& place : places) place /= "libPCIInfoProvider.so";
+    return places;
 }
 
-}  // namespace
+fs::path findLibrary(const std::vector<fs::path>& places) {
+    return firstOf(places, nullptr, "no provider library found (looked for {}); name it with --library");
+}
 
 std::vector<fs::path> dataDirectories() {
     return {programDirectory().parent_path(), (programDirectory() / CIMHOST_SHARE_FROM_BIN).lexically_normal()};
@@ -78,20 +107,17 @@ fs::path hostDirectory(const std::string& named, const std::vector<Sample>& samp
     if (found != samples.end()) return found->directory;
     std::error_code ignored;
     if (fs::is_regular_file(named, ignored)) throw std::runtime_error(fmt::format("{} is no directory", named));
-    if (error != ENOENT) throw std::runtime_error(fmt::format("{} cannot be entered: {}", named, message(error)));
+    if (error != ENOENT)
+        throw std::runtime_error(
+            fmt::format("{} cannot be entered: {}", named, std::generic_category().message(error)));
     throw std::runtime_error(
         fmt::format("{} is neither a directory nor a sample machine{}", named, didYouMean(named, namesOf(samples))));
 }
 
 fs::path findCatalogue(const std::vector<fs::path>& dataDirectories) {
-    std::string places;
-    for (const fs::path& data : dataDirectories) {
-        fs::path directory = data / "catalogue";
-        std::error_code ignored;
-        if (fs::exists(directory / "pci.xml", ignored)) return directory;
-        places += (places.empty() ? "" : ", ") + directory.string();
-    }
-    throw std::runtime_error(fmt::format("no catalogues found (looked for {})", places));
+    std::vector<fs::path> places;
+    for (const fs::path& data : dataDirectories) places.push_back(data / "catalogue");
+    return firstOf(places, "pci.xml", "no catalogues found (looked for {})");
 }
 
 }  // namespace cimhost

@@ -1,5 +1,5 @@
-#ifndef PCIINFO_CIMHOST_TEXT_H
-#define PCIINFO_CIMHOST_TEXT_H
+#ifndef PCIINFO_CIMHOST_PRINTABLE_H
+#define PCIINFO_CIMHOST_PRINTABLE_H
 
 #include <cstddef>
 #include <string>
@@ -26,9 +26,14 @@ std::size_t columnsOf(const std::string& text);
 /** At most `columns` columns; what was cut off at the end shows as "...". */
 std::string cut(const std::string& text, std::size_t columns);
 
-/** Pieces of at most `columns` (0 counts as one) columns, divided behind blanks where that is possible; one at least.
- */
+/** Pieces of at most `columns` (0 counts as one) columns, divided after blanks where that is possible; one at least. */
 std::vector<std::string> wrap(const std::string& text, std::size_t columns);
+
+/** "1 slot", "0 slots". */
+std::string counted(std::size_t count, const std::string& noun);
+
+/** Appends a text that is not empty and not in the list yet. */
+void addNew(std::vector<std::string>& texts, const std::string& text);
 
 /** The lines of a text, without their ends; a last one without an end counts. */
 std::vector<std::string> lines(const std::string& text);

@@ -1,0 +1,89 @@
+#ifndef PCIINFO_CIMHOST_ARGUMENTS_H
+#define PCIINFO_CIMHOST_ARGUMENTS_H
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "broker/broker.h"
+#include "cimhost/command.h"
+#include "cimhost/question.h"
+#include "cimhost/selection.h"
+
+// The command line as CLI11 reads it: options of every command, the commands, their help, their completion.
+namespace cimhost {
+
+// --- options.cpp ---
+
+/** The group of the options that every command takes; the help of each command shows it as well. */
+constexpr const char* kGeneralOptions = "General options";
+
+// Type names of options and arguments, which the help shows and by which the completion knows what to offer; one of
+// several fixed words has them all, with | between them.
+constexpr const char* kClassType = "CLASS";
+constexpr const char* kObjectType = "OBJECT";
+constexpr const char* kHostType = "HOST";
+constexpr const char* kFileType = "FILE";
+
+/** Adds the options that every command takes; parsing writes to `settings`, which has to live until then. */
+void addGeneralOptions(CLI::App& app, Settings& settings);
+
+/** Whether an option makes a difference to a command that takes it; sample machines are listed without a provider. */
+bool isOfUse(const CLI::Option& option, const CLI::App& command);
+
+/** Takes whole decimal numbers of that range; of any other value it says that it is no `what`. */
+CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what);
+
+/** Whether it is a value of --color. */
+bool isColor(const std::string& name);
+
+// --- commands.cpp ---
+
+/** What the arguments stand for: after parsing either a question or something to run. */
+struct Request {
+    Settings settings;
+    std::string argument;  // of the command
+    broker::Filters filters;
+    Selection selection;
+    std::optional<Question> question;
+    std::function<ExitCode(const Settings&)> run;  // of commands that put no question
+};
+
+/** Adds every command with its options; parsing writes to `request`, which has to live until then. */
+void addCommands(CLI::App& app, Request& request);
+
+// --- helpformat.cpp ---
+
+/** Help in lines of at most 80 columns; that of a command has what every command takes as well, and the classes. */
+class HelpFormatter : public CLI::Formatter {
+ public:
+    HelpFormatter();
+
+    std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override;
+    std::string make_subcommand(const CLI::App* command) const override;
+    std::string make_option_desc(const CLI::Option* option) const override;
+    std::string make_option_opts(const CLI::Option* option) const override;
+};
+
+/** What went wrong with the arguments, what may have been meant, and where help is: the text for standard error. */
+std::string failureMessage(const CLI::App* app, const CLI::Error& error);
+
+// --- completion.cpp ---
+
+/** The command by which a shell asks for completions; it is not for people. */
+constexpr const char* kCompletionCommand = "complete";
+
+/**
+ * Writes to standard output what the last of the words, which may be empty, can be completed to, those before it being
+ * the arguments so far: one a line, in the spelling of the program, with a description after a tab where there is one.
+ * A line "<files>" or "<directories>" stands for those that the shell knows. False when it cannot be written.
+ */
+bool printCompletions(const CLI::App& app, const std::vector<std::string>& words);
+
+}  // namespace cimhost
+
+#endif
