@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -34,6 +35,20 @@ void addGeneralOptions(CLI::App& app, Settings& settings);
 
 /** Whether an option makes a difference to a command that takes it; sample machines are listed without a provider. */
 bool isOfUse(const CLI::Option& option, const CLI::App& command);
+
+/** A function that calls `work`; what that says is wrong with the argument becomes an error of that name. */
+template <typename Work>
+auto checked(const std::string& name, Work work) {
+    return [name, work](const auto& argument) {
+        try {
+            work(argument);
+        } catch (const CLI::Error&) {
+            throw;
+        } catch (const std::exception& error) {
+            throw CLI::ValidationError(name, error.what());
+        }
+    };
+}
 
 /** Takes whole decimal numbers of that range; of any other value it says that it is no `what`. */
 CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what);

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <memory>
-#include <stdexcept>
 
 #include "cimhost/arguments.h"
 #include "cimhost/shortforms.h"
@@ -89,16 +88,6 @@ std::string withExamples(const char* examples) {
     return std::string("Examples:\n") + examples;
 }
 
-/** Calls `work`; what it says is wrong with an argument becomes an error of that name. */
-template <typename Work>
-void checked(const std::string& name, Work work) {
-    try {
-        work();
-    } catch (const std::invalid_argument& error) {
-        throw CLI::ValidationError(name, error.what());
-    }
-}
-
 /** A filter that is not given is null to the provider, one that is given as an empty text is an empty text. */
 void addFilter(CLI::App& command, const char* option, const char* type, std::optional<std::string>& filter,
                const char* description) {
@@ -120,10 +109,9 @@ void addFilters(CLI::App& command, broker::Filters& filters, FilterOptions wante
 /** An option that chooses functions by one of the selection's setters. */
 void addSelection(CLI::App& command, const std::string& name, const char* type, Selection& selection,
                   void (Selection::*choose)(const std::string&), const std::string& description) {
-    const auto take = [&selection, choose, name](const std::string& text) {
-        checked(name.substr(0, name.find(',')), [&] { (selection.*choose)(text); });
-    };
-    command.add_option_function<std::string>(name, take, description)->type_name(type);
+    const auto take = [&selection, choose](const std::string& text) { (selection.*choose)(text); };
+    command.add_option_function<std::string>(name, checked(name.substr(0, name.find(',')), take), description)
+        ->type_name(type);
 }
 
 void addSelections(CLI::App& command, Selection& selection, Chosen chosen) {
@@ -194,10 +182,10 @@ void addCommand(CLI::App& app, Request& request, const Command& command) {
     addSelections(*added, request.selection, command.chosen);
     added->callback([&request, &command, type] {
         if (type == kClassType) refuseSelectionOf(wholeClassName(request.argument), request.selection);
-        checked(type, [&] {
-            const std::string argument = type.empty() ? command.name : request.argument;
+        const auto ask = [&](const std::string& argument) {
             request.question = choosing(questionOf(command, argument, request.filters), request.selection);
-        });
+        };
+        checked(type, ask)(type.empty() ? command.name : request.argument);
     });
 }
 

@@ -123,25 +123,19 @@ void addArguments(Candidates& candidates, const Position& position) {
         if (argument->get_positional()) addValues(candidates, argument->get_name(true));
 }
 
-/** What completes "--option=VALUE", the option's name in front. */
-std::vector<std::string> completedValues(const std::string& word, const CLI::App* command) {
-    const std::size_t value = word.find('=') + 1;
-    const CLI::Option* option = optionNamed(word.substr(0, value - 1), command);
-    Candidates candidates(word.substr(value));
-    if (takesValue(option)) addValues(candidates, option->get_type_name());
-    std::vector<std::string> lines = candidates.lines();
-    lines.erase(std::remove_if(lines.begin(), lines.end(), [](const std::string& line) { return line[0] == '<'; }),
-                lines.end());
-    for (std::string& line : lines) line.insert(0, word, 0, value);
-    return lines;
-}
-
 std::vector<std::string> completions(const CLI::App& app, const std::vector<std::string>& words) {
-    const std::string word = words.empty() ? "" : words.back();
+    std::string word = words.empty() ? "" : words.back();
+    Position position = positionAfter(app, words);
+    // The value of "--option=VALUE" is completed with the option's name in front, and only to what is known here.
+    const std::size_t value = !position.valueOf && word.rfind("--", 0) == 0 ? word.find('=') + 1 : 0;
+    const std::string front = word.substr(0, value);
+    if (!front.empty()) {
+        const CLI::Option* option = optionNamed(front.substr(0, value - 1), position.command);
+        if (!takesValue(option)) return {};
+        position.valueOf = option;
+        word.erase(0, value);
+    }
     Candidates candidates(word);
-    const Position position = positionAfter(app, words);
-    if (!position.valueOf && word.rfind("--", 0) == 0 && word.find('=') != std::string::npos)
-        return completedValues(word, position.command);
     if (position.valueOf)
         addValues(candidates, position.valueOf->get_type_name());
     else if (!word.empty() && word.front() == '-')
@@ -150,7 +144,10 @@ std::vector<std::string> completions(const CLI::App& app, const std::vector<std:
         addCommands(candidates, app);
     else
         addArguments(candidates, position);
-    return candidates.lines();
+    std::vector<std::string> lines;
+    for (const std::string& line : candidates.lines())
+        if (front.empty() || line[0] != '<') lines.push_back(front + line);
+    return lines;
 }
 
 }  // namespace

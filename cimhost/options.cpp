@@ -7,9 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <exception>
 #include <limits>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -37,20 +35,6 @@ Words<broker::Manners> mannersWords() {
 
 constexpr std::uint64_t kWidest = std::numeric_limits<std::size_t>::max();
 
-/** Puts what `find` makes of the value in its place; the message of its exception is what is wrong with the value. */
-CLI::Validator replacedBy(std::function<std::string(const std::string&)> find) {
-    return CLI::Validator(
-        [find = std::move(find)](std::string& value) -> std::string {
-            try {
-                value = find(value);
-                return "";
-            } catch (const std::exception& error) {
-                return error.what();
-            }
-        },
-        "");
-}
-
 /** Adds an option that takes one of the words and sets `target` to what it stands for. */
 template <typename Meaning>
 void addChoice(CLI::App& app, const std::string& name, const Words<Meaning>& words, Meaning& target,
@@ -68,14 +52,6 @@ void addChoice(CLI::App& app, const std::string& name, const Words<Meaning>& wor
     app.add_option_function<std::string>(name, take, description)
         ->type_name(fmt::format("{}", fmt::join(names, "|")))
         ->check(CLI::Validator(problem, ""));
-}
-
-std::string namedCatalogue() {
-    try {
-        return findCatalogue(dataDirectories()).string();
-    } catch (const std::runtime_error& error) {
-        throw CLI::ValidationError("--catalogue", error.what());
-    }
 }
 
 }  // namespace
@@ -105,15 +81,22 @@ bool isOfUse(const CLI::Option& option, const CLI::App& command) {
 
 void addGeneralOptions(CLI::App& app, Settings& settings) {
     app.option_defaults()->group(kGeneralOptions);
-    app.add_option("--host", settings.surroundings.hostDirectory,
-                   "Emulated host: a directory, or a sample machine by its name, see cimhost samples; without it the "
-                   "provider sees this machine")
-        ->type_name(kHostType)
-        ->transform(replacedBy(
-            [](const std::string& named) { return hostDirectory(named, findSamples(dataDirectories())).string(); }));
-    app.add_flag_callback(
-        "--catalogue", [&settings] { settings.surroundings.catalogue = namedCatalogue(); },
-        "Names from the PCI ID list, in place of the machine's own catalogues in /etc/vmware");
+    app.add_option_function<std::string>(
+           "--host",
+           checked("--host",
+                   [&settings](const std::string& named) {
+                       const auto directory = hostDirectory(named, findSamples(dataDirectories()));
+                       settings.surroundings.hostDirectory = directory.string();
+                   }),
+           "Emulated host: a directory, or a sample machine by its name, see cimhost samples; without it the "
+           "provider sees this machine")
+        ->type_name(kHostType);
+    app.add_flag_function("--catalogue",
+                          checked("--catalogue",
+                                  [&settings](std::int64_t) {
+                                      settings.surroundings.catalogue = findCatalogue(dataDirectories()).string();
+                                  }),
+                          "Names from the PCI ID list, in place of the machine's own catalogues in /etc/vmware");
     app.add_option("--library", settings.surroundings.library,
                    "The provider's library; without it the one of the build tree, else the installed one")
         ->type_name(kFileType);

@@ -70,21 +70,11 @@ std::string utf16(std::uint32_t codePoint, Unit unit) {
 }
 
 std::string mofEscape(const cim::Piece& piece, const std::string& original) {
-    switch (piece.codePoint) {
-        case '\b':
-            return "\\b";
-        case '\t':
-            return "\\t";
-        case '\n':
-            return "\\n";
-        case '\f':
-            return "\\f";
-        case '\r':
-            return "\\r";
-        default:
-            return utf16(piece.valid ? std::uint32_t{piece.codePoint} : byteOf(original.front()),
-                         [](std::uint32_t number) { return fmt::format("\\x{:04X}", number); });
-    }
+    constexpr std::string_view kControls = "\b\t\n\f\r";
+    constexpr std::string_view kLetters = "btnfr";
+    if (const std::size_t place = kControls.find(original); place != std::string::npos) return {'\\', kLetters[place]};
+    return utf16(piece.valid ? std::uint32_t{piece.codePoint} : byteOf(original.front()),
+                 [](std::uint32_t number) { return fmt::format("\\x{:04X}", number); });
 }
 
 }  // namespace

@@ -42,46 +42,24 @@ broker::Value meaningOf(const broker::Value& code, const Codes& known) {
     return broker::Value::string(known.texts[place]);
 }
 
-/** What a slot's code is shown by, in short: replacements in the schema's text, one after the other. */
+// clang-format off
+/** What is written in short for the schema's words about slots, one replacement after the other. */
+constexpr std::pair<const char*, const char*> kInShort[] = {
+    {"Other", "other"}, {"Unknown", "unknown"}, {"Available", "available"}, {"In Use", "in use"},
+    {"Unavailable", "unavailable"}, {"Short", "short"}, {"Long", "long"}, {"\" drive form factor", "in"},
+    {"Processor Card", "CPU"}, {"Proprietary Memory Card", "memory"}, {"Proprietary", "proprietary"},
+    {" (PCMCIA)", ""}, {"Riser Card", "riser"}, {"PCI-66", "PCI66"},
+    {"AGP 2x", "AGP 2X"}, {"AGP 4x", "AGP 4X"}, {"AGP 8x", "AGP 8X"},
+    {" Socket", ""}, {" Type", ""}, {" (standard connector)", ""}, {" (HE connector)", " HE"},
+    {"PCI Express Mini", "PCIe mini"}, {"PCI Express x", "PCIe x"}, {"PCI Express ", "PCIe"}, {"PCI Express", "PCIe"},
+    {"SFF-8639 (U.2)", "U.2"}, {"-pin", ""}, {" bottom-side", ""}, {" without keep-outs", ""},
+    {"with keep-outs", "keep-out"},
+    {"OCP NIC", "OCP"}, {"Prior to ", "<"}, {"Small Form Factor (SFF)", "SFF"}, {"Large Form Factor (LFF)", "LFF"},
+    {"CXL Flexbus", "CXL"}, {"Local Bus", "local"}, {"/Card", "/card"}};
+// clang-format on
+
 std::string abbreviated(std::string text) {
-    static constexpr std::pair<const char*, const char*> kReplacements[] = {
-        {"Other", "other"},
-        {"Unknown", "unknown"},
-        {"Available", "available"},
-        {"In Use", "in use"},
-        {"Unavailable", "unavailable"},
-        {"Short", "short"},
-        {"Long", "long"},
-        {"\" drive form factor", "in"},
-        {"Proprietary Memory Card", "memory"},
-        {"Proprietary", "proprietary"},
-        {" (PCMCIA)", ""},
-        {"Processor Card", "CPU"},
-        {"Riser Card", "riser"},
-        {"PCI-66", "PCI66"},
-        {"AGP 2x", "AGP 2X"},
-        {"AGP 4x", "AGP 4X"},
-        {"AGP 8x", "AGP 8X"},
-        {" Socket", ""},
-        {" Type", ""},
-        {" (standard connector)", ""},
-        {" (HE connector)", " HE"},
-        {"PCI Express Mini", "PCIe mini"},
-        {"PCI Express x", "PCIe x"},
-        {"PCI Express ", "PCIe"},
-        {"PCI Express", "PCIe"},
-        {"SFF-8639 (U.2)", "U.2"},
-        {"-pin without bottom-side keep-outs", ""},
-        {"-pin with bottom-side keep-outs", " keep-out"},
-        {"-pin", ""},
-        {"OCP NIC", "OCP"},
-        {"Prior to ", "<"},
-        {"Small Form Factor (SFF)", "SFF"},
-        {"Large Form Factor (LFF)", "LFF"},
-        {"CXL Flexbus", "CXL"},
-        {"Local Bus", "local"},
-        {"/Card", "/card"}};
-    for (const auto& [words, instead] : kReplacements)
+    for (const auto& [words, instead] : kInShort)
         if (const std::size_t place = text.find(words); place != std::string::npos)
             text.replace(place, std::string(words).size(), instead);
     return text;

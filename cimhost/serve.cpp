@@ -71,14 +71,10 @@ void announce(const wbem::HttpServer& server) {
 /** From here on standard output is the provider's. */
 void divertStdout(bool traced) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    if (traced) {
-        dup2(STDERR_FILENO, STDOUT_FILENO);
-        return;
-    }
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nowhere < 0) return;
-    dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
+    const int target = traced ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (target < 0) return;
+    dup2(target, STDOUT_FILENO);
+    close(target);
 }
 
 constexpr std::size_t kLogColumns = 400;  // clients choose the names that are logged
