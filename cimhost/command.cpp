@@ -13,7 +13,6 @@
 #include <optional>
 #include <system_error>
 
-#include "cimhost/inventory.h"
 #include "cimhost/tree.h"
 
 namespace cimhost {

@@ -14,30 +14,21 @@ namespace {
 constexpr const char* kFiles = "<files>";
 constexpr const char* kDirectories = "<directories>";
 
-/** Collects what continues the word. */
-class Candidates {
- public:
-    explicit Candidates(std::string word) : word_(std::move(word)) {}
+/** What continues a word. */
+struct Candidates {
+    std::string word;
+    std::vector<std::string> lines = {};
 
     void add(const std::string& text, const std::string& description = "") {
-        if (!cim::sameName(text.substr(0, word_.size()), word_)) return;
-        lines_.push_back(description.empty() ? text : text + '\t' + description);
+        if (!cim::sameName(text.substr(0, word.size()), word)) return;
+        lines.push_back(description.empty() ? text : text + '\t' + description);
     }
-    /** Something that the shell completes. */
-    void addMark(const char* mark) { lines_.emplace_back(mark); }
-
-    const std::string& word() const { return word_; }
-    std::vector<std::string> lines() const { return lines_; }
-
- private:
-    std::string word_;
-    std::vector<std::string> lines_;
 };
 
 /** Whole names for who has begun to write one, else short ones. */
 void addClasses(Candidates& candidates) {
     const std::string prefix = kPrefix;
-    const std::string& word = candidates.word();
+    const std::string& word = candidates.word;
     const bool whole = !word.empty() && cim::sameName(prefix.substr(0, word.size()), word.substr(0, prefix.size()));
     for (const std::string& name : servedClasses()) candidates.add(whole ? name : name.substr(prefix.size()));
 }
@@ -56,9 +47,9 @@ void addValues(Candidates& candidates, const std::string& type) {
     if (type == kObjectType) candidates.add("board", "the system board");
     if (type == kHostType) {
         for (const Sample& sample : findSamples(dataDirectories())) candidates.add(sample.name, sample.description);
-        candidates.addMark(kDirectories);
+        candidates.lines.emplace_back(kDirectories);
     }
-    if (type == kFileType) candidates.addMark(kFiles);
+    if (type == kFileType) candidates.lines.emplace_back(kFiles);
     if (type.find('|') != std::string::npos) addWords(candidates, type);
 }
 
@@ -135,7 +126,7 @@ std::vector<std::string> completions(const CLI::App& app, const std::vector<std:
         position.valueOf = option;
         word.erase(0, value);
     }
-    Candidates candidates(word);
+    Candidates candidates{word};
     if (position.valueOf)
         addValues(candidates, position.valueOf->get_type_name());
     else if (!word.empty() && word.front() == '-')
@@ -145,7 +136,7 @@ std::vector<std::string> completions(const CLI::App& app, const std::vector<std:
     else
         addArguments(candidates, position);
     std::vector<std::string> lines;
-    for (const std::string& line : candidates.lines())
+    for (const std::string& line : candidates.lines)
         if (front.empty() || line[0] != '<') lines.push_back(front + line);
     return lines;
 }

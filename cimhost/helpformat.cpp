@@ -48,10 +48,6 @@ std::string generalOptions(const HelpFormatter& formatter, const CLI::App& comma
     return text;
 }
 
-bool isOption(const std::string& argument) {
-    return argument.size() > 1 && argument.front() == '-';
-}
-
 std::vector<std::string> optionNames(const CLI::App* app) {
     std::vector<std::string> names;
     for (; app; app = app->get_parent())
@@ -62,7 +58,7 @@ std::vector<std::string> optionNames(const CLI::App* app) {
 
 std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::App* command : app.get_subcommands([](const CLI::App* each) { return !each->get_group().empty(); }))
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
         names.push_back(command->get_name());
     return names;
 }
@@ -71,6 +67,7 @@ std::vector<std::string> commandNames(const CLI::App& app) {
 std::string complaintAbout(const std::vector<std::string>& rest, const CLI::App& app) {
     if (rest.empty()) return "";
     const auto commands = app.get_subcommands();
+    const auto isOption = [](const std::string& argument) { return argument.size() > 1 && argument.front() == '-'; };
     const auto option = std::find_if(rest.begin(), rest.end(), isOption);
     if (option != rest.end() && (option == rest.begin() || !commands.empty())) {
         const std::string name = option->substr(0, option->find('='));
@@ -116,16 +113,14 @@ std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
 }
 
 std::string failureMessage(const CLI::App* app, const CLI::Error& error) {
-    const std::string complaint = complaintAbout(app->remaining(true), *app);
-    const bool noCommand = app->get_subcommands().empty() && complaint.empty();
-    const std::string message = !complaint.empty() ? complaint
-                                : noCommand && error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)
-                                    ? "no command given"
-                                    : error.what();
     const auto commands = app->get_subcommands();
-    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    std::string message = complaintAbout(app->remaining(true), *app);
+    if (message.empty()) {
+        const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+        message = commands.empty() && isMissing ? "no command given" : error.what();
+    }
     return fmt::format("cimhost: {}\nRun cimhost{} --help for more information.\n", printable(message, localeCharset()),
-                       command);
+                       commands.empty() ? "" : " " + commands.front()->get_name());
 }
 
 }  // namespace cimhost

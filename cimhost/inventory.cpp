@@ -1,12 +1,11 @@
 // What sits where, from a provider's answers. Tests: tests/cimhost/tree_test.cpp, treecommand_test.cpp.
 
-#include "cimhost/inventory.h"
-
 #include <algorithm>
 #include <utility>
 
 #include "cimhost/properties.h"
 #include "cimhost/selection.h"
+#include "cimhost/tree.h"
 
 namespace cimhost {
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <stdexcept>
 
 #include "cim/ascii.h"
@@ -50,15 +51,15 @@ broker::ObjectPath pathWithKey(const std::string& className, const std::string& 
     return {kNamespace, className, {{key, broker::Value::string(value)}}};
 }
 
-bool isNumber(const std::string& text) {
-    return !text.empty() && text.size() <= kMostDigits && std::all_of(text.begin(), text.end(), cim::isDigit);
-}
-
-/** A number that is no slot's; as an object path it could not be read either. */
-bool isOtherNumber(const std::string& text) {
-    const std::size_t digits = !text.empty() && (text.front() == '-' || text.front() == '+') ? 1 : 0;
-    return text.size() > digits &&
-           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(digits), text.end(), cim::isDigit);
+/** Nothing where the text is not a number. No other number could be read as an object path. */
+std::optional<unsigned long> slotNumber(const std::string& text) {
+    const bool isSigned = !text.empty() && (text.front() == '-' || text.front() == '+');
+    const std::string digits = text.substr(isSigned ? 1 : 0);
+    if (digits.empty() || !std::all_of(digits.begin(), digits.end(), cim::isDigit)) return std::nullopt;
+    if (isSigned || digits.size() > kMostDigits)
+        throw std::invalid_argument(
+            fmt::format("{} is no slot's number, which has one to {} digits and no sign", text, kMostDigits));
+    return std::stoul(digits);
 }
 
 std::vector<broker::ObjectPath> functionPaths(const std::string& text) {
@@ -117,11 +118,8 @@ std::string nearestClass(const std::string& name) {
 }
 
 std::vector<broker::ObjectPath> pathsNamedBy(const std::string& text) {
-    if (isNumber(text))
-        return {pathWithKey("QELTA_SystemSlot", "Tag", fmt::format("System Slot {}", std::stoul(text)))};
-    if (isOtherNumber(text))
-        throw std::invalid_argument(
-            fmt::format("{} is no slot's number, which has one to {} digits and no sign", text, kMostDigits));
+    if (const auto number = slotNumber(text))
+        return {pathWithKey("QELTA_SystemSlot", "Tag", fmt::format("System Slot {}", *number))};
     if (looksLikeFunction(text)) return functionPaths(text);
     if (cim::sameName(text, "board")) return {pathWithKey("QELTA_SystemBoard", "DeviceID", "SystemBoard1")};
     broker::ObjectPath path = broker::parseObjectPath(text);

@@ -193,30 +193,26 @@ class Tables {
     }
 
  private:
+    void leaveOut(TextTable& table, const char* remedy) {
+        if (options_.toTerminal) addNew(notes_, leftOutNote(table.leaveOut(options_.width), remedy));
+    }
+
     std::string overview(const Instances& instances) {
         const Columns& columns = overviewColumns(instances.front().path.className);
         TextTable table(each(columns, [](const Column& column) { return column.heading; }), options_.charset);
         for (const broker::Instance& instance : instances)
             table.add(each(columns, [&](const Column& column) { return column.cell(instance); }));
-        if (options_.toTerminal) {
-            const auto gone = table.leaveOut(options_.width);
-            addNew(notes_, leftOutNote(each(gone, [&](std::size_t i) { return columns[i].heading.text; }),
-                                       "--all or a wider terminal"));
-        }
+        leaveOut(table, "--all or a wider terminal");
         return title(instances.front().path) + drawn(table, options_.overflow());
     }
 
     std::string listing(const broker::Instance& instance) {
-        const std::vector<Heading> headings = {
-            {"Property"}, dispensable("Type", 1), dispensable("Key", 2), {"Value", Align::left, true}};
-        TextTable table(headings, options_.charset);
+        TextTable table({{"Property"}, dispensable("Type", 1), dispensable("Key", 2), {"Value", Align::left, true}},
+                        options_.charset);
         for (const broker::Property& property : instance.properties)
             table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
                        explained(instance, property)});
-        if (options_.toTerminal) {
-            const auto gone = table.leaveOut(options_.width);
-            addNew(notes_, leftOutNote(each(gone, [&](std::size_t i) { return headings[i].text; })));
-        }
+        leaveOut(table, "a wider terminal");
         return title(instance.path) + drawn(table, Overflow::wrap);
     }
 

@@ -55,7 +55,7 @@ void TextTable::add(const std::vector<std::string>& cells) {
     rows_.push_back(row);
 }
 
-std::vector<std::size_t> TextTable::leaveOut(std::size_t width) {
+std::vector<std::string> TextTable::leaveOut(std::size_t width) {
     std::vector<std::size_t> candidates(headings_.size());
     std::iota(candidates.begin(), candidates.end(), std::size_t{0});
     std::size_t taken = 0;
@@ -69,8 +69,10 @@ std::vector<std::size_t> TextTable::leaveOut(std::size_t width) {
         taken -= wanted(column) + kGapColumns;
         gone.insert(column);
     }
+    std::vector<std::string> names;
+    for (const std::size_t column : gone) names.push_back(headings_[column].name);
     std::for_each(gone.rbegin(), gone.rend(), [this](std::size_t column) { drop(column); });
-    return {gone.begin(), gone.end()};
+    return names;
 }
 
 void TextTable::drop(std::size_t column) {

@@ -20,6 +20,7 @@ struct Heading {
     bool yields = false;  // gives its room up before the other columns do
     // leaveOut() takes the column with the greatest number first, and never one with 0.
     unsigned dispensable = 0;
+    std::string name = text;  // of what is left out
 };
 
 /**
@@ -42,9 +43,9 @@ class TextTable {
 
     /**
      * Drops columns that are dispensable until the others fit the width with 20 columns for each that yields. Returns
-     * the numbers of those that are gone, in the order of the columns. A width of 0 is no limit.
+     * the names of those that are gone, in the order of the columns. A width of 0 is no limit.
      */
-    std::vector<std::size_t> leaveOut(std::size_t width);
+    std::vector<std::string> leaveOut(std::size_t width);
 
     /** The lines of each row, those of the headings first. A width of 0 is no limit. */
     std::vector<Lines> rows(std::size_t width, Overflow overflow) const;

@@ -181,12 +181,6 @@ const Symbols& symbolsOf(Charset charset) {
 
 using Lines = TextTable::Lines;
 
-/** A text below the root, and those below it, each as one line or more. */
-struct Branch {
-    Lines title;
-    std::vector<Lines> leaves;
-};
-
 /** What stands in place of the slots where there are none: a BMC that keeps silent is no error to the provider. */
 std::string reasonForNoSlots(CMPIrc status) {
     return status == CMPI_RC_OK ? "no slots: the BMC gave no SMBIOS table, or one without slots" : "no slots";
@@ -196,50 +190,60 @@ std::string reasonForNoSlots(CMPIrc status) {
 class Drawing {
  public:
     Drawing(const Inventory& inventory, const TableOptions& options)
-        : inventory_(inventory), options_(options), symbols_(symbolsOf(options.charset)), slots_(slotTitles()) {}
+        : inventory_(inventory),
+          options_(options),
+          symbols_(symbolsOf(options.charset)),
+          leaves_({{""}, {"", Align::right}, {"", Align::left, true}}, options.charset) {
+        addBranch({"system board  " + counted(inventory.onBoard.size(), "function")}, inventory.onBoard);
+        addSlots();
+        const std::string elsewhere = "neither on the board nor in a slot  ";
+        if (!inventory.elsewhere.empty())
+            addBranch(wrap(elsewhere + counted(inventory.elsewhere.size(), "function"), room(1)), inventory.elsewhere);
+    }
 
     std::string text() const {
         std::string text = bold(printable(inventory_.host, options_.charset), options_) + '\n';
-        const std::vector<Branch> branches = withLeaves(titles());
-        for (const Branch& branch : branches) text += drawn(branch, &branch == &branches.back());
+        const std::vector<Lines> leaves = belowHead(leaves_, 2);
+        auto leaf = leaves.begin();
+        for (const Branch& branch : branches_) {
+            const bool last = &branch == &branches_.back();
+            const std::string trunk = last ? kNoTrunk : symbols_.trunk;
+            text += joined(branch.title, last ? symbols_.lastBranch : symbols_.branch, trunk);
+            for (std::size_t left = branch.leaves; left > 0; --left, ++leaf)
+                text += joined(*leaf, trunk + (left == 1 ? symbols_.lastBranch : symbols_.branch),
+                               trunk + (left == 1 ? kNoTrunk : symbols_.trunk));
+        }
         text += '\n';
-        if (const std::string note = leftOutNote(slots_.leftOut); !note.empty()) text += secondary(note, options_);
+        if (const std::string note = leftOutNote(leftOut_); !note.empty()) text += secondary(note, options_);
         return text + secondary(status(), options_);
     }
 
  private:
-    /** The functions of each branch, in the order of the branches. */
-    std::vector<Functions> places() const {
-        std::vector<Functions> places = {inventory_.onBoard};
-        for (const Slot& slot : inventory_.slots) places.push_back(slot.functions);
-        if (inventory_.slots.empty()) places.emplace_back();
-        if (!inventory_.elsewhere.empty()) places.push_back(inventory_.elsewhere);
-        return places;
-    }
-
-    std::vector<Lines> titles() const {
-        std::vector<Lines> titles = {{"system board  " + counted(inventory_.onBoard.size(), "function")}};
-        titles.insert(titles.end(), slots_.lines.begin(), slots_.lines.end());
-        if (slots_.lines.empty()) titles.push_back(wrap(reasonForNoSlots(inventory_.status), room(1)));
-        if (!inventory_.elsewhere.empty())
-            titles.push_back(wrap(
-                "neither on the board nor in a slot  " + counted(inventory_.elsewhere.size(), "function"), room(1)));
-        return titles;
-    }
-
-    /** The slots, and what of them there was no room for. */
-    struct SlotTitles {
-        std::vector<Lines> lines;
-        std::vector<std::string> leftOut;
+    /** A title in the tree's first level, and how many leaves are below it. */
+    struct Branch {
+        Lines title;
+        std::size_t leaves;
     };
 
-    SlotTitles slotTitles() const {
-        const char* const names[] = {"", "number", "designation", "usage", "width", "functions"};
+    /** All leaves are laid out in one table, so that their columns stand below each other. */
+    void addBranch(const Lines& title, const Functions& functions) {
+        const std::vector<Group> groups = groupsOf(functions, options_.inFull);
+        const Domains domains = domainsOf(functions);
+        for (const Group& group : groups) {
+            const std::size_t count = group.functions.size();
+            leaves_.add({group.location(), count == 1 ? "" : std::to_string(count) + symbols_.times,
+                         domainsText(group.functions, domains) + group.description});
+        }
+        branches_.push_back({{}, groups.size()});
+        for (const std::string& line : title) branches_.back().title.push_back(bold(line, options_));
+    }
+
+    void addSlots() {
         TextTable table({{""},
                          {"", Align::right},
                          {"", Align::left, true},
-                         {"", Align::left, false, 1},
-                         {"", Align::left, false, 2},
+                         {"", Align::left, false, 1, "usage"},
+                         {"", Align::left, false, 2, "width"},
                          {""}},
                         options_.charset);
         for (const Slot& slot : inventory_.slots) {
@@ -247,39 +251,10 @@ class Drawing {
             table.add({"slot", slot.number ? std::to_string(*slot.number) : "-", slot.designation, slot.usage,
                        slot.width, count == 0 ? "empty" : counted(count, "function")});
         }
-        SlotTitles titles;
-        if (options_.toTerminal && !inventory_.slots.empty())
-            for (const std::size_t column : table.leaveOut(options_.width == 0 ? 0 : room(1)))
-                titles.leftOut.emplace_back(names[column]);
-        titles.lines = belowHead(table, 1);
-        return titles;
-    }
-
-    /** All leaves are laid out as one, so that their columns stand below each other. */
-    std::vector<Branch> withLeaves(const std::vector<Lines>& titles) const {
-        TextTable table({{""}, {"", Align::right}, {"", Align::left, true}}, options_.charset);
-        std::vector<std::size_t> counts;
-        for (const Functions& functions : places()) {
-            const std::vector<Group> groups = groupsOf(functions, options_.inFull);
-            const Domains domains = domainsOf(functions);
-            for (const Group& group : groups)
-                table.add(
-                    {group.location(), countOf(group), domainsText(group.functions, domains) + group.description});
-            counts.push_back(groups.size());
-        }
-        const std::vector<Lines> leaves = belowHead(table, 2);
-        std::vector<Branch> branches;
-        auto leaf = leaves.begin();
-        for (std::size_t i = 0; i < titles.size(); ++i) {
-            const auto end = leaf + static_cast<std::ptrdiff_t>(counts[i]);
-            branches.push_back({titles[i], {leaf, end}});
-            leaf = end;
-        }
-        return branches;
-    }
-
-    std::string countOf(const Group& group) const {
-        return group.functions.size() == 1 ? "" : std::to_string(group.functions.size()) + symbols_.times;
+        if (inventory_.slots.empty()) return addBranch(wrap(reasonForNoSlots(inventory_.status), room(1)), {});
+        if (options_.toTerminal) leftOut_ = table.leaveOut(options_.width == 0 ? 0 : room(1));
+        const std::vector<Lines> titles = belowHead(table, 1);
+        for (std::size_t i = 0; i < titles.size(); ++i) addBranch(titles[i], inventory_.slots[i].functions);
     }
 
     std::vector<Lines> belowHead(const TextTable& table, std::size_t level) const {
@@ -293,19 +268,6 @@ class Drawing {
         const std::size_t taken = level * kSymbolColumns;
         if (options_.width == 0) return std::numeric_limits<std::size_t>::max();
         return options_.width > taken ? options_.width - taken : 1;
-    }
-
-    std::string drawn(const Branch& branch, bool last) const {
-        const std::string trunk = last ? kNoTrunk : symbols_.trunk;
-        Lines title;
-        for (const std::string& line : branch.title) title.push_back(bold(line, options_));
-        std::string text = joined(title, last ? symbols_.lastBranch : symbols_.branch, trunk);
-        for (const Lines& leaf : branch.leaves) {
-            const bool lastLeaf = &leaf == &branch.leaves.back();
-            text += joined(leaf, trunk + (lastLeaf ? symbols_.lastBranch : symbols_.branch),
-                           trunk + (lastLeaf ? kNoTrunk : symbols_.trunk));
-        }
-        return text;
     }
 
     /** Lines, `first` before the first of them and `rest` before the others. */
@@ -324,7 +286,9 @@ class Drawing {
     const Inventory& inventory_;
     const TableOptions& options_;
     const Symbols& symbols_;
-    SlotTitles slots_;
+    TextTable leaves_;
+    std::vector<Branch> branches_;
+    std::vector<std::string> leftOut_;  // of the slots' columns
 };
 
 }  // namespace
