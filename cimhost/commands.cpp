@@ -125,11 +125,6 @@ void addSelections(CLI::App& command, Selection& selection, Chosen chosen) {
                  "Only functions of this base class and subclass, in hexadecimal, e.g. 02 or 0200");
 }
 
-/** The question, of whose answer the chosen functions are kept where any were chosen. */
-Question choosing(Question question, const Selection& selection) {
-    return selection.choosesAny() ? selected(std::move(question), selection) : question;
-}
-
 void refuseSelectionOf(const std::string& className, const Selection& selection) {
     if (selection.choosesAny() && isServed(className) && !hasFunctions(className))
         throw CLI::ValidationError(className, "functions are chosen by -s, -d and --class; it has none");
@@ -183,26 +178,30 @@ void addCommand(CLI::App& app, Request& request, const Command& command) {
     added->callback([&request, &command, type] {
         if (type == kClassType) refuseSelectionOf(wholeClassName(request.argument), request.selection);
         const auto ask = [&](const std::string& argument) {
-            request.question = choosing(questionOf(command, argument, request.filters), request.selection);
+            request.question = selected(questionOf(command, argument, request.filters), request.selection);
         };
         checked(type, ask)(type.empty() ? command.name : request.argument);
     });
 }
 
+/** A command that puts no question, in every format but MOF. */
+void addRun(CLI::App& app, Request& request, const char* name, const char* description, const char* notInMof,
+            ExitCode (*run)(const Settings&), const std::string& footer) {
+    app.add_subcommand(name, description)->footer(footer)->callback([&request, notInMof, run] {
+        if (request.settings.format == Format::mof) throw CLI::ValidationError("--format", notInMof);
+        request.run = run;
+    });
+}
+
 void addTree(CLI::App& app, Request& request) {
-    app.add_subcommand("tree", "What sits in which slot: the board and every slot, and the functions there")
-        ->callback([&request] {
-            if (request.settings.format == Format::mof)
-                throw CLI::ValidationError("--format", "there is no tree in mof");
-            request.run = runTree;
-        })
-        ->footer(
-            "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their "
-            "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1). 3x "
-            "tells how many functions a line stands for. With --all every function has a line of its own.\n"
-            "There is no tree in mof.\n\n"
-            "Example:\n"
-            "  cimhost tree --host dell-t440");
+    addRun(app, request, "tree", "What sits in which slot: the board and every slot, and the functions there",
+           "there is no tree in mof", runTree,
+           "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their "
+           "names; devices of one bus that follow each other and read the same share one too (16:08.0..0a.1). 3x "
+           "tells how many functions a line stands for. With --all every function has a line of its own.\n"
+           "There is no tree in mof.\n\n"
+           "Example:\n"
+           "  cimhost tree --host dell-t440");
 }
 
 #ifdef CIMHOST_SERVE
@@ -225,23 +224,14 @@ void addServe(CLI::App& app, Request& request) {
 }
 #endif
 
-void addSamples(CLI::App& app, Request& request) {
-    app.add_subcommand("samples", "The sample machines, for --host")
-        ->callback([&request] {
-            if (request.settings.format == Format::mof)
-                throw CLI::ValidationError("--format", "there are no sample machines in mof");
-            request.run = listSamples;
-        })
-        ->footer(withExamples("  cimhost samples\n  cimhost tree --host dell-t440\n"));
-}
-
 }  // namespace
 
 void addCommands(CLI::App& app, Request& request) {
     for (const Command& command : kShortForms) addCommand(app, request, command);
     addTree(app, request);
     for (const Command& command : kCommands) addCommand(app, request, command);
-    addSamples(app, request);
+    addRun(app, request, "samples", "The sample machines, for --host", "there are no sample machines in mof",
+           listSamples, withExamples("  cimhost samples\n  cimhost tree --host dell-t440\n"));
 #ifdef CIMHOST_SERVE
     addServe(app, request);
 #endif

@@ -55,7 +55,7 @@ using AssociationRequest = broker::Response (broker::Broker::*)(const broker::Ob
  */
 Question askAssociations(AssociationRequest request, const std::string& object, const broker::Filters& filters);
 
-/** The same question, of whose answer only those functions are kept that are chosen. */
+/** The same question, of whose answer what the selection chooses is kept. */
 Question selected(Question question, const Selection& selection);
 
 /** What to say of filters that the provider does not know, a sentence each. */

@@ -1,6 +1,7 @@
 // CSV and TSV: the fields of an answer, and rows as lines. Tests: tests/cimhost/json_test.cpp, formats.py.
 
 #include <algorithm>
+#include <utility>
 
 #include "cim/names.h"
 #include "cimhost/formats.h"
@@ -27,68 +28,59 @@ std::string fieldOf(const broker::Value& value) {
     return text;
 }
 
-void addColumn(Row& names, const std::string& name) {
-    const auto isSame = [&](const std::string& other) { return cim::sameName(other, name); };
-    if (std::none_of(names.begin(), names.end(), isSame)) names.push_back(name);
+/** Names and texts, in their order. */
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+/** Adds a property, and the text of its code where it has one. */
+void addProperty(Fields& fields, const std::string& className, const broker::Property& property) {
+    fields.emplace_back(property.name, fieldOf(property.value));
+    if (const auto text = codeText(className, property))
+        fields.emplace_back(property.name + kTextSuffix, fieldOf(*text));
 }
 
-/** The properties that are columns, each once. `ofSchema`: those too that no object has, but its class declares. */
-Row propertiesOf(const Instances& objects, bool ofSchema) {
-    Row names;
-    for (const broker::Instance& object : objects) {
-        const mof::Class* declared = ofSchema ? schema::declared().find(object.path.className) : nullptr;
-        if (!declared) continue;
-        for (const mof::Property& property : declared->properties) addColumn(names, property.name);
-    }
-    for (const broker::Instance& object : objects)
-        for (const broker::Property& property : object.properties) addColumn(names, property.name);
-    return names;
+Fields fieldsOf(const broker::Instance& object) {
+    Fields fields;
+    for (const broker::Property& property : object.properties) addProperty(fields, object.path.className, property);
+    return fields;
 }
 
-/** A property, and whether a column with its codes' texts follows. */
-struct Column {
-    std::string property;
-    bool coded = false;
-};
-
-std::vector<Column> columnsOf(const Instances& objects, const Row& properties) {
-    std::vector<Column> columns;
-    for (const std::string& property : properties) {
-        const auto isCodedIn = [&](const auto& object) { return codeText(object.path.className, {property, {}}); };
-        columns.push_back({property, std::any_of(objects.begin(), objects.end(), isCodedIn)});
-    }
-    return columns;
+/** Empty fields for what the schema declares for the class. */
+Fields declaredFields(const std::string& className) {
+    Fields fields;
+    if (const mof::Class* declared = schema::declared().find(className))
+        for (const mof::Property& property : declared->properties)
+            addProperty(fields, className, {property.name, broker::Value()});
+    return fields;
 }
 
-Row headOf(const std::vector<Column>& columns) {
-    Row head = {"Class"};
-    for (const Column& column : columns) {
-        head.push_back(column.property);
-        if (column.coded) head.push_back(column.property + kTextSuffix);
-    }
-    head.emplace_back("Path");
-    return head;
+Fields::const_iterator fieldNamed(const std::string& name, const Fields& fields) {
+    const auto isNamed = [&](const auto& field) { return cim::sameName(field.first, name); };
+    return std::find_if(fields.begin(), fields.end(), isNamed);
 }
 
-Row recordOf(const broker::Instance& object, const std::vector<Column>& columns) {
-    Row record = {object.path.className};
-    for (const Column& column : columns) {
-        const broker::Value* value = object.property(column.property);
-        const broker::Property property = {column.property, value ? *value : broker::Value()};
-        record.push_back(fieldOf(property.value));
-        if (!column.coded) continue;
-        const auto text = codeText(object.path.className, property);
-        record.push_back(text ? fieldOf(*text) : "");
-    }
-    record.push_back(broker::toString(object.path));
-    return record;
-}
-
+/** `ofSchema`: there are columns too for what no object has, but its class declares. */
 std::vector<Row> table(const Instances& objects, bool ofSchema) {
     if (objects.empty()) return {};
-    const std::vector<Column> columns = columnsOf(objects, propertiesOf(objects, ofSchema));
-    std::vector<Row> rows = {headOf(columns)};
-    for (const broker::Instance& object : objects) rows.push_back(recordOf(object, columns));
+    Fields columns;
+    const auto add = [&](const Fields& fields) {
+        for (const auto& field : fields)
+            if (fieldNamed(field.first, columns) == columns.end()) columns.push_back(field);
+    };
+    for (const broker::Instance& object : objects)
+        if (ofSchema) add(declaredFields(object.path.className));
+    for (const broker::Instance& object : objects) add(fieldsOf(object));
+    std::vector<Row> rows = {{"Class"}};
+    for (const auto& column : columns) rows.front().push_back(column.first);
+    rows.front().emplace_back("Path");
+    for (const broker::Instance& object : objects) {
+        const Fields fields = fieldsOf(object);
+        Row& row = rows.emplace_back(Row{object.path.className});
+        for (const auto& column : columns) {
+            const auto field = fieldNamed(column.first, fields);
+            row.push_back(field == fields.end() ? "" : field->second);
+        }
+        row.push_back(broker::toString(object.path));
+    }
     return rows;
 }
 

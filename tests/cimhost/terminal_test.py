@@ -112,10 +112,6 @@ class Waiting(unittest.TestCase):
         self.assertIn("slots are missing: the BMC refused the SMBIOS table", on_terminal("slots", "--host", self.host))
         self.assertEqual(through_pipes("slots", "--host", self.host).stderr, "")
 
-    def test_silent_bmc_is_told(self):
-        self.write("bmc/faults.json", '{"faults": [{"times": 0, "timeout": true}]}')
-        self.assertIn("slots are missing: the BMC is silent", on_terminal("slots", "--host", self.host))
-
     def test_nothing_is_told_of_a_table_that_is_read(self):
         self.assertNotIn("cimhost: ", on_terminal("slots", "--host", "dell-t440"))
 
@@ -139,10 +135,32 @@ class Hosts(unittest.TestCase):
         self.assertIn("neither a directory nor a sample machine", through_pipes("slots", "--host", closed).stderr)
 
 
-class BashCompletion(unittest.TestCase):
-    """Completion in an interactive bash."""
+class Completion:
+    """Completion in an interactive shell, which prints its line between < and > when Ctrl-X s is typed."""
 
+    def completed(self, text, expected):
+        """A tab after the text makes the expected line of it; returns all that was shown meanwhile."""
+        start = len(self.shell.text)
+        self.shell.type("cimhost " + text + "\t\x18s")
+        self.assertTrue(self.shell.wait_for(f"<cimhost {expected}>", start, 10), self.shell.text[start:])
+        self.shell.type(self.CLEAR)
+        return self.shell.text[start:]
+
+    def test_words_options_and_values(self):
+        for text, expected in (("enu", "enumerate "), ("--host dell-t440 sl", "--host dell-t440 slots "),
+                               ("slots --for", "slots --format "), ("associators --assoc", "associators --assoc-class "),
+                               ("enumerate systems", "enumerate SystemSlot "), ("names QELTA_PCIB", "names QELTA_PCIBridge "),
+                               ("associators 5 --assoc-class dev", "associators 5 --assoc-class DeviceInSlot "),
+                               ("tree --host dell-t", "tree --host dell-t440 "),
+                               ("tree --host=dell-t", "tree --host=dell-t440 "),
+                               ("tree --color al", "tree --color always ")):
+            with self.subTest(text=text):
+                self.completed(text, expected)
+
+
+class BashCompletion(Completion, unittest.TestCase):
     PROMPT = "ready> "
+    CLEAR = "\x15"
 
     def setUp(self):
         if not os.path.exists("/usr/share/bash-completion/bash_completion"):
@@ -154,7 +172,6 @@ class BashCompletion(unittest.TestCase):
         self.run_line("bind 'set enable-bracketed-paste off'; bind 'set bell-style none'; bind 'set page-completions off'")
         self.run_line(". /usr/share/bash-completion/bash_completion; . " + COMPLETIONS + "/cimhost.bash")
         self.run_line("bind 'set show-all-if-ambiguous on'; bind 'set completion-query-items 0'")
-        # The line is drawn in pieces; a key of ours has it printed.
         self.run_line("""bind -x '"\\C-xs": printf "<%s>\\n" "$READLINE_LINE"'""")
 
     def run_line(self, line):
@@ -162,41 +179,15 @@ class BashCompletion(unittest.TestCase):
         self.shell.type(line + "; echo do''ne\n")
         self.assertTrue(self.shell.wait_for("done\n" + self.PROMPT, start), self.shell.text)
 
-    def completed(self, text, expected):
-        """A tab behind the text makes the expected line of it; returns all that was shown meanwhile."""
-        start = len(self.shell.text)
-        self.shell.type(text + "\t\x18s")
-        self.assertTrue(self.shell.wait_for(f"<{expected}>", start, 10), self.shell.text[start:])
-        self.shell.type("\x15")
-        return self.shell.text[start:]
-
-    def test_commands(self):
-        self.completed("cimhost enu", "cimhost enumerate ")
-        self.completed("cimhost --host dell-t440 sl", "cimhost --host dell-t440 slots ")
-
-    def test_options(self):
-        self.completed("cimhost slots --for", "cimhost slots --format ")
-        self.completed("cimhost associators --assoc", "cimhost associators --assoc-class ")
-
-    def test_classes(self):
-        self.completed("cimhost enumerate systems", "cimhost enumerate SystemSlot ")
-        self.completed("cimhost names QELTA_PCIB", "cimhost names QELTA_PCIBridge ")
-        self.completed("cimhost associators 5 --assoc-class dev", "cimhost associators 5 --assoc-class DeviceInSlot ")
-
-    def test_samples_and_words(self):
-        self.completed("cimhost tree --host dell-t", "cimhost tree --host dell-t440 ")
-        self.completed("cimhost tree --host=dell-t", "cimhost tree --host=dell-t440 ")
-        self.completed("cimhost tree --color al", "cimhost tree --color always ")
-
     def test_choices_are_listed(self):
-        listed = self.completed("cimhost ", "cimhost ")
+        listed = self.completed("", "")
         for command in ("slots", "devices", "enumerate", "serve"):
             self.assertIn(command, listed)
         self.assertNotIn("complete", listed.split())
 
 
-class ZshCompletion(unittest.TestCase):
-    """Completion in an interactive zsh."""
+class ZshCompletion(Completion, unittest.TestCase):
+    CLEAR = ""
 
     def setUp(self):
         if not shutil.which("zsh"):
@@ -204,21 +195,10 @@ class ZshCompletion(unittest.TestCase):
         self.shell = Terminal(["zsh", "-f", "-i"], PS1="ready> ", PATH=HERE + ":" + os.environ["PATH"])
         self.addCleanup(self.shell.close)
         self.addCleanup(self.shell.type, "\x15exit\n")
-        # The line is drawn in pieces; a key of ours has it printed.
         self.shell.type(f"unsetopt zle_bracketed_paste; fpath=({COMPLETIONS} $fpath); autoload -Uz compinit; "
                         "compinit -D -u; bindkey -e; show() { zle -I; print -r -- \"<$BUFFER>\"; BUFFER= }; zle -N show; "
                         "bindkey '^Xs' show; echo do''ne\n")
         self.assertTrue(self.shell.wait_for("done\n"), self.shell.text)
-
-    def test_words_and_options(self):
-        for text, expected in (("enu", "enumerate "), ("slots --for", "slots --format "),
-                               ("enumerate QELTA_SystemS", "enumerate QELTA_SystemSlot "),
-                               ("enumerate systems", "enumerate SystemSlot "),
-                               ("tree --host dell-t", "tree --host dell-t440 ")):
-            with self.subTest(text=text):
-                start = len(self.shell.text)
-                self.shell.type("cimhost " + text + "\t\x18s")
-                self.assertTrue(self.shell.wait_for(f"<cimhost {expected}>", start, 10), self.shell.text[start:])
 
 
 if __name__ == "__main__":
