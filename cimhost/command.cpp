@@ -38,7 +38,7 @@ namespace {
 struct Report {
     std::string text;
     std::string explanation;
-    bool hasFunctions;
+    bool hasFunctions = false;
 };
 
 /** Whether functions are named, for want of catalogues, by words that stand for no name. */
@@ -55,19 +55,7 @@ bool hasFunction(const Answer& answer) {
     return instances && std::any_of(instances->begin(), instances->end(), isFunction);
 }
 
-/** What `ask` reports of a session; nothing, and a complaint, when the provider throws. */
-template <typename Ask>
-std::optional<Report> attempt(const std::string& subject, Session& session, Ask ask) {
-    try {
-        return ask(session);
-    } catch (const ProviderException& error) {
-        const std::string message = error.what();
-        complain(fmt::format("{}: the provider threw an exception{}", subject, message.empty() ? "" : ": " + message));
-    }
-    return std::nullopt;
-}
-
-/** Asks in a session of these settings and writes the report; the answer takes at most so many readings. */
+/** Writes what `ask` reports of a session of these settings; the answer takes at most so many readings. */
 template <typename Ask>
 ExitCode inSession(const Settings& settings, const std::string& subject, unsigned readings, Ask ask) {
     std::optional<Session> session;
@@ -80,16 +68,23 @@ ExitCode inSession(const Settings& settings, const std::string& subject, unsigne
         return kCannotAsk;
     }
     Patience patience(session->bmc(), readings);
-    const std::optional<Report> report = attempt(subject, *session, ask);
+    Report report;
+    try {
+        report = ask(*session);
+    } catch (const ProviderException& error) {
+        const std::string message = error.what();
+        patience.end();
+        complain(fmt::format("{}: the provider threw an exception{}", subject, message.empty() ? "" : ": " + message));
+        return kErrorStatus;
+    }
     patience.end();
-    if (!report) return kErrorStatus;
-    const bool written = print(report->text);
-    if (written && !report->explanation.empty()) complain(report->explanation);
-    if (report->hasFunctions && lacksNames(settings.surroundings))
+    const bool written = print(report.text);
+    if (written && !report.explanation.empty()) complain(report.explanation);
+    if (report.hasFunctions && lacksNames(settings.surroundings))
         complain(
             "names are missing: the catalogues /etc/vmware/pci.xml and pci.classlist, from which the provider takes "
             "them, cannot be read; --catalogue shows those of the PCI ID list instead");
-    return written && report->explanation.empty() ? kSuccess : kErrorStatus;
+    return written && report.explanation.empty() ? kSuccess : kErrorStatus;
 }
 
 }  // namespace

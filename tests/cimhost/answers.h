@@ -34,6 +34,9 @@ inline broker::Value uint16(std::uint64_t number) {
     return broker::Value::uint(CMPI_uint16, number);
 }
 
+inline cimhost::TableOptions inFull(std::size_t width) {
+    return {width, true};
+}
 inline cimhost::TableOptions onTerminal(std::size_t width) {
     return {width, false, true};
 }

@@ -22,10 +22,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-TableOptions inFull(std::size_t width = 120) {
-    return {width, true};
-}
-
 Instance device(const std::string& deviceId = "PCI Bus 22, device 8, function 3",
                 const std::string& description = "Bridge: Acme Thing (rev 04)") {
     return instance("QELTA_PCIDevice", {{"SystemName", Value::string("host")}, {"DeviceID", Value::string(deviceId)}},
@@ -128,7 +124,7 @@ TEST(Table, ColorsMakeHeadsBoldAndTheRestDim) {
 }
 
 TEST(Table, ListingHasNameTypeKeyPositionAndValueOfEveryProperty) {
-    EXPECT_EQ(text(answer({device()}), Format::table, inFull()),
+    EXPECT_EQ(text(answer({device()}), Format::table, inFull(120)),
               "root/kavix:QELTA_PCIDevice\n"
               "Property     Type      Key  Value\n"
               "SystemName   string    1    host\n"
@@ -170,7 +166,7 @@ TEST(Table, ClassWithoutAnOverviewIsListed) {
 }
 
 TEST(Table, CodesAreListedWithTheirTexts) {
-    const std::string shown = text(answer({slot()}), Format::table, inFull());
+    const std::string shown = text(answer({slot()}), Format::table, inFull(120));
     EXPECT_THAT(shown, HasSubstr("\nCurrentUsage     uint16         4 (In Use)\n"));
     EXPECT_THAT(shown, HasSubstr("\nConnectorType    uint16[]       181 (PCI Express 3 x8)\n"));
     EXPECT_THAT(shown, HasSubstr("\nNumber           uint16         3\n"));

@@ -41,7 +41,7 @@ class Terminal:
         return bool(piece)
 
     def wait_for(self, text, start=0, seconds=20):
-        """Reads until the text stands behind the first `start` characters."""
+        """Reads until the text comes after the first `start` characters."""
         end = time.monotonic() + seconds
         while text not in self.text[start:] and time.monotonic() < end and self.read(0.1):
             pass

@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
-#include "cimhost/printable.h"
+#include "answers.h"
 #include "tests/support/machine.h"
 
 namespace {
@@ -54,17 +52,6 @@ Lines boardLines(const Functions& functions, const TableOptions& options = {}) {
     return {drawn.begin() + 1, rest};
 }
 
-TableOptions inFull() {
-    return {0, true};
-}
-
-TableOptions onTerminal(std::size_t width) {
-    TableOptions options;
-    options.width = width;
-    options.toTerminal = true;
-    return options;
-}
-
 TEST(TreeLines, FunctionsOfADeviceShareALine) {
     EXPECT_THAT(boardLines({function("00:1f.0"), function("00:1f.2"), function("00:1f.3"), function("02:00.0")}),
                 ElementsAre("├─ system board  4 functions",  //
@@ -97,7 +84,7 @@ TEST(TreeLines, NeighboursThatReadTheSameShareALine) {
 }
 
 TEST(TreeLines, EveryFunctionHasItsOwnInFull) {
-    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1")}, inFull()),
+    EXPECT_THAT(boardLines({function("16:08.0"), function("16:08.1")}, inFull(0)),
                 ElementsAre("├─ system board  2 functions", "│  ├─ 16:08.0    Network: Acme Thing (rev 02)",
                             "│  └─ 16:08.1    Network: Acme Thing (rev 02)"));
 }
@@ -160,7 +147,7 @@ TEST(TreeLines, FunctionsAtOneLocationAreAllCountedAndToldOf) {
         ElementsAre("├─ system board  7 functions",  //
                     "│  ├─ 00:1f.0,2  4×  [the same location in 2 PCI domains] One; Two",
                     "│  ├─ 01:00.0    2×  [the same location in 2 PCI domains] One", "│  └─ 02:00.0        Other"));
-    EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.0", "Two")}, inFull()),
+    EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.0", "Two")}, inFull(0)),
                 ElementsAre("├─ system board  2 functions", "│  ├─ 00:1f.0    [the same location in 2 PCI domains] One",
                             "│  └─ 00:1f.0    [the same location in 2 PCI domains] Two"));
     EXPECT_THAT(boardLines({function("00:1f.0", "One"), function("00:1f.2", "One"), function("00:1f.2", "One")}),
