@@ -50,7 +50,7 @@ auto checked(const std::string& name, Work work) {
     };
 }
 
-/** Takes whole decimal numbers of that range; of any other value it says that it is no `what`. */
+/** Takes whole decimal numbers of that range; any other value is an error that says "is no" `what`. */
 CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what);
 
 /** Whether it is a value of --color. */

@@ -115,8 +115,8 @@ fs::path hostDirectory(const std::string& named, const std::vector<Sample>& samp
 }
 
 fs::path findCatalogue(const std::vector<fs::path>& dataDirectories) {
-    std::vector<fs::path> places;
-    for (const fs::path& data : dataDirectories) places.push_back(data / "catalogue");
+    std::vector<fs::path> places = dataDirectories;
+    for (fs::path& place : places) place /= "catalogue";
     return firstOf(places, "pci.xml", "no catalogues found (looked for {})");
 }
 

@@ -51,7 +51,7 @@ broker::ObjectPath pathWithKey(const std::string& className, const std::string& 
     return {kNamespace, className, {{key, broker::Value::string(value)}}};
 }
 
-/** Nothing where the text is not a number. No other number could be read as an object path. */
+/** The number of a slot, nothing for a text that is not a number; throws for other numbers, which name no object. */
 std::optional<unsigned long> slotNumber(const std::string& text) {
     const bool isSigned = !text.empty() && (text.front() == '-' || text.front() == '+');
     const std::string digits = text.substr(isSigned ? 1 : 0);
