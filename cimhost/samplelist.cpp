@@ -33,6 +33,7 @@ std::string asTable(const std::vector<Sample>& samples, const TableOptions& opti
 std::vector<Json> objectsOf(const std::vector<Sample>& samples, Format format) {
     const bool capitals = format == Format::csv || format == Format::tsv;
     std::vector<Json> objects;
+    objects.reserve(samples.size());
     for (const Sample& sample : samples)
         objects.push_back({{capitals ? "Name" : "name", sample.name},
                            {capitals ? "Description" : "description", sample.description},
