@@ -293,6 +293,8 @@ TEST(Completion, OfValuesFollowsTheOption) {
     EXPECT_THAT(completed({"tree", "--format", ""}), testing::IsSupersetOf({"table", "json"}));
     EXPECT_THAT(completed({"tree", "--format=j"}), testing::Contains("--format=json"));
     EXPECT_THAT(completed({"--host", "dell-t"}), testing::ElementsAre("dell-t440", "<directories>"));
+    EXPECT_THAT(completed({"--host=dell-t"}), testing::ElementsAre("--host=dell-t440"))
+        << "the shell has no part in it";
     EXPECT_THAT(completed({"--library", ""}), testing::ElementsAre("<files>"));
     EXPECT_THAT(completed({"associators", "5", "--result-class", "systems"}), testing::ElementsAre("SystemSlot"));
     EXPECT_THAT(completed({"devices", "-d", ""}), IsEmpty()) << "nobody knows";
