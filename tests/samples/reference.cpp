@@ -180,18 +180,6 @@ std::vector<Function> lspci(const std::string& procBusPci) {
     return functions;
 }
 
-std::vector<ListedFunction> listedFunctions(const std::string& procBusPci) {
-    constexpr std::size_t kBaseClass = 0x0B;
-    std::vector<ListedFunction> functions;
-    for (const std::string& line : lines(readFile(procBusPci + "/devices"))) {
-        const unsigned address = hexadecimal(line.substr(0, 4));
-        ListedFunction function{address >> 8, address >> 3 & 0x1F, address & 0x7, false};
-        function.bridge = configSpace(procBusPci, function.bus, function.dev, function.func).at(kBaseClass) == 0x06;
-        functions.push_back(function);
-    }
-    return functions;
-}
-
 RawFunction rawFunction(const std::string& procBusPci, const Function& function) {
     RawFunction raw;
     const std::string address = fmt::format("{:02x}{:02x}", function.bus, function.dev << 3 | function.func);
@@ -260,24 +248,6 @@ std::vector<Slot> dmidecodeSlots(const std::string& smbiosTable) {
     for (const auto& block : blocks)
         if (block.front().find("DMI type 9,") != std::string::npos) slots.push_back(slotOf(block));
     return slots;
-}
-
-std::vector<unsigned> slotNumbers(const std::string& smbiosTable) {
-    constexpr std::size_t kCount = 28;
-    constexpr std::size_t kFirstStructure = 31;
-    constexpr unsigned kSystemSlot = 9;
-    const std::string table = readFile(smbiosTable);
-    const auto byte = [&table](std::size_t offset) -> unsigned { return static_cast<unsigned char>(table.at(offset)); };
-    std::vector<unsigned> numbers;
-    std::size_t at = kFirstStructure;
-    for (unsigned left = byte(kCount) | byte(kCount + 1) << 8; left > 1; --left) {
-        // A slot's number is the or of the two bytes of its ID.
-        if (byte(at) == kSystemSlot) numbers.push_back(byte(at + 9) | byte(at + 10));
-        const std::size_t end = table.find(std::string(2, '\0'), at + byte(at + 1));
-        if (end == std::string::npos) throw std::runtime_error("endless structure in " + smbiosTable);
-        at = end + 2;
-    }
-    return numbers;
 }
 
 }  // namespace reference

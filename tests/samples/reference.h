@@ -44,16 +44,6 @@ struct RawFunction {
 };
 RawFunction rawFunction(const std::string& procBusPci, const Function& function);
 
-/** A function's place as the tree's list has it, and whether its configuration space shows the bridges' class. */
-struct ListedFunction {
-    unsigned bus = 0;
-    unsigned dev = 0;
-    unsigned func = 0;
-    bool bridge = false;
-};
-/** Every function of the list, in its order. */
-std::vector<ListedFunction> listedFunctions(const std::string& procBusPci);
-
 /** The PCI ID list. */
 class PciIds {
  public:
@@ -85,9 +75,6 @@ struct Slot {
 };
 /** The slots of a file "smbios-table" (31 bytes of entry point, then the structures), its last structure left out. */
 std::vector<Slot> dmidecodeSlots(const std::string& smbiosTable);
-
-/** The numbers of the slots of such a file, read byte by byte; the last structure left out as well. */
-std::vector<unsigned> slotNumbers(const std::string& smbiosTable);
 
 }  // namespace reference
 
