@@ -6,7 +6,6 @@
 namespace {
 
 using broker::Call;
-using broker::Instance;
 using broker::ObjectPath;
 using broker::Response;
 using testing::ElementsAreArray;

@@ -7,7 +7,6 @@ using broker::ObjectPath;
 using broker::Response;
 using broker::UpcallAnswer;
 using broker::Value;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::ValuesIn;

@@ -4,14 +4,11 @@
 
 namespace {
 
-using broker::Filters;
 using broker::Instance;
 using broker::ObjectPath;
 using broker::Response;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 using testing::Values;
 using namespace testsupport;
 
@@ -33,9 +30,6 @@ ObjectPath device() {
 }
 ObjectPath slotController() {
     return renamed(device(), "QELTA_SSPCIController");
-}
-ObjectPath boardController() {
-    return renamed(device(), "QELTA_OBDPCIController");
 }
 ObjectPath slot() {
     return slotPath(3);
@@ -70,108 +64,56 @@ constexpr char kBoardAssociation[] = "QELTA_OnBoardDevice";
 constexpr char kSlotClass[] = "QELTA_SystemSlot";
 constexpr char kBoardClass[] = "QELTA_SystemBoard";
 
-// clang-format off: one question a line
-INSTANTIATE_TEST_SUITE_P(
-    OfAPciFunctionWithoutFilters, AssociatorFilters,
-    Values(Question{"Device", device, {}, board}, Question{"Bridge", [] { return bridgePath(5, 5, 0); }, {}, board},
-           Question{"BoardController", boardController, {}, board},
-           Question{"SlotController", slotController, {}, slotThree},
-           Question{"DeviceBesideSlotController",
-                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); },
-                    {},
-                    board},
-           Question{"BridgeBesideSlotController",
-                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); },
-                    {},
-                    board},
-           Question{"BoardBesideSlotController",
-                    [] { return renamed(device(), "QELTA_OBDPCIController_QELTA_SSPCIController"); },
-                    {},
-                    slotThree}),
-    CaseName{});
+// Names within longer names, and objects beside those that conformance_test.cpp asks about; it has every combination
+// of filters that are a name, another name, or empty.
+INSTANTIATE_TEST_SUITE_P(OfAPciFunctionWithoutFilters, AssociatorFilters,
+                         Values(Question{"DeviceBesideSlotController",
+                                         [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); },
+                                         {},
+                                         board},
+                                Question{"BridgeBesideSlotController",
+                                         [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); },
+                                         {},
+                                         board},
+                                Question{
+                                    "BoardBesideSlotController",
+                                    [] { return renamed(device(), "QELTA_OBDPCIController_QELTA_SSPCIController"); },
+                                    {},
+                                    slotThree}),
+                         CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(
     OfAPciFunctionByAssociationClass, AssociatorFilters,
-    Values(Question{"Slot", device, {kSlotAssociation}, slotThree},
-           Question{"SlotInLowerCase", device, {"qelta_deviceinslot"}, slotThree},
-           Question{"SlotWithinALongerName", device, {"My_QELTA_DEVICEINSLOT_2"}, slotThree},
-           Question{"SlotAsAntecedent", device, {kSlotAssociation, nullptr, nullptr, "Antecedent"}, slotThree},
+    Values(Question{"SlotWithinALongerName", device, {"My_QELTA_DEVICEINSLOT_2"}, slotThree},
            Question{"SlotAsAntecedentWithinALongerRole",
                     device,
                     {kSlotAssociation, nullptr, nullptr, "the ANTECEDENTs"},
                     slotThree},
-           Question{"SlotOfASlotController", slotController, {kSlotAssociation}, slotThree},
-           Question{"BoardOfASlotController", slotController, {kBoardAssociation}, board},
-           Question{"Board", device, {kBoardAssociation}, board},
-           Question{"BoardInUpperCase", device, {"QELTA_ONBOARDDEVICE"}, board},
            Question{"BoardWithinALongerName", device, {"xQELTA_OnBoardDevicex"}, board},
-           Question{"BoardAsAntecedent", device, {kBoardAssociation, nullptr, nullptr, "antecedent"}, board},
            Question{"SlotWhereBothAreNamed", device, {"QELTA_OnBoardDevice_QELTA_DeviceInSlot"}, slotThree},
-           Question{"Other", device, {"QELTA_PCIDevice"}, nothing},
-           Question{"OtherThoughItIsTheSlotsClass", device, {kSlotClass}, nothing},
-           Question{"OtherAsAntecedent", device, {"CIM_Component", nullptr, nullptr, "Antecedent"}, nothing},
-           Question{"FirstPartOnly", device, {"QELTA_DeviceIn"}, nothing}, Question{"EmptyText", device, {""}, nothing},
-           Question{"EmptyTextForASlotController", slotController, {""}, nothing}),
+           Question{"FirstPartOnly", device, {"QELTA_DeviceIn"}, nothing}),
     CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(
     OfAPciFunctionByResultClass, AssociatorFilters,
-    Values(Question{"Slot", device, {nullptr, kSlotClass}, slotThree},
-           Question{"SlotInUpperCase", device, {nullptr, "QELTA_SYSTEMSLOT"}, slotThree},
-           Question{"SlotWithinALongerName", device, {nullptr, "X_qelta_systemslot_X"}, slotThree},
-           Question{"SlotThoughTheAssociationIsTheBoards", device, {kBoardAssociation, kSlotClass}, slotThree},
-           Question{"SlotThoughTheAssociationIsUnknown", device, {"CIM_Nothing", kSlotClass}, slotThree},
-           Question{"SlotAsAntecedent", device, {nullptr, kSlotClass, nullptr, "ANTECEDENT"}, slotThree},
-           Question{"Board", device, {nullptr, kBoardClass}, board},
-           Question{"BoardInLowerCase", device, {nullptr, "qelta_systemboard"}, board},
+    Values(Question{"SlotWithinALongerName", device, {nullptr, "X_qelta_systemslot_X"}, slotThree},
            Question{"BoardWithinALongerName", device, {nullptr, "QELTA_SystemBoards"}, board},
-           Question{"BoardThoughTheAssociationIsTheSlots", device, {kSlotAssociation, kBoardClass}, board},
-           Question{"BoardOfASlotController", slotController, {nullptr, kBoardClass}, board},
-           Question{"BoardAsAntecedent", device, {nullptr, kBoardClass, nullptr, "antecedent"}, board},
            Question{"SlotWhereBothAreNamed", device, {nullptr, "QELTA_SystemBoard_QELTA_SystemSlot"}, slotThree},
-           Question{"Other", device, {nullptr, "QELTA_PCIDevice"}, nothing},
-           Question{"OtherThoughTheAssociationFits", device, {kSlotAssociation, "QELTA_PCIBridge"}, nothing},
-           Question{"TheAssociationClassItself", device, {nullptr, kSlotAssociation}, nothing},
-           Question{"EmptyText", device, {kSlotAssociation, ""}, nothing}),
+           Question{"TheAssociationClassItself", device, {nullptr, kSlotAssociation}, nothing}),
     CaseName{});
 
-INSTANTIATE_TEST_SUITE_P(
-    OfAPciFunctionByResultRole, AssociatorFilters,
-    Values(Question{"AntecedentAlone", device, {nullptr, nullptr, nullptr, "Antecedent"}, board},
-           Question{
-               "AntecedentOfASlotController", slotController, {nullptr, nullptr, nullptr, "Antecedent"}, slotThree},
-           Question{"Dependent", device, {nullptr, nullptr, nullptr, "Dependent"}, nothing},
-           Question{"DependentOfTheSlot", device, {kSlotAssociation, nullptr, nullptr, "Dependent"}, nothing},
-           Question{"DependentBoard", device, {nullptr, kBoardClass, nullptr, "dependent"}, nothing},
-           Question{"DependentSlotController", slotController, {nullptr, nullptr, nullptr, "Dependent"}, nothing},
-           Question{"Unknown", device, {kSlotAssociation, kSlotClass, nullptr, "Ante"}, nothing},
-           Question{"EmptyText", device, {nullptr, kSlotClass, nullptr, ""}, nothing}),
-    CaseName{});
+INSTANTIATE_TEST_SUITE_P(OfAPciFunctionByResultRole, AssociatorFilters,
+                         Values(Question{"Unknown", device, {kSlotAssociation, kSlotClass, nullptr, "Ante"}, nothing}),
+                         CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(
     OfASlot, AssociatorFilters,
-    Values(Question{"NoFilters", slot, {}, functionsInSlotThree},
-           Question{"ResultClass", slot, {nullptr, "QELTA_SSPCIController"}, functionsInSlotThree},
-           Question{"ResultClassInLowerCase", slot, {nullptr, "qelta_sspcicontroller"}, functionsInSlotThree},
-           Question{"ResultClassWithinALongerName", slot, {nullptr, "QELTA_SSPCIControllers"}, nothing},
-           Question{"ResultClassOfTheDevices", slot, {nullptr, "QELTA_PCIDevice"}, nothing},
-           Question{"ResultClassOfTheBoardsView", slot, {nullptr, "QELTA_OBDPCIController"}, nothing},
-           Question{"ResultClassIsEmptyText", slot, {nullptr, ""}, nothing},
-           Question{"ResultRoleAntecedent", slot, {nullptr, nullptr, nullptr, "Antecedent"}, nothing},
+    Values(Question{"ResultClassWithinALongerName", slot, {nullptr, "QELTA_SSPCIControllers"}, nothing},
            Question{"ResultRoleAntecedentInUpperCase", slot, {nullptr, nullptr, nullptr, "ANTECEDENT"}, nothing},
-           Question{"ResultRoleAntecedentWithResultClass",
-                    slot,
-                    {nullptr, "QELTA_SSPCIController", nullptr, "antecedent"},
-                    nothing},
            Question{"ResultRoleContainingAntecedent",
                     slot,
                     {nullptr, nullptr, nullptr, "antecedents"},
                     functionsInSlotThree},
-           Question{"ResultRoleDependent", slot, {nullptr, nullptr, nullptr, "Dependent"}, functionsInSlotThree},
-           Question{"ResultRoleWithoutMeaning", slot, {nullptr, nullptr, nullptr, "nonsense"}, functionsInSlotThree},
-           Question{"ResultRoleIsEmptyText", slot, {nullptr, nullptr, nullptr, ""}, functionsInSlotThree},
-           Question{"AssociationClassIsIgnored", slot, {kBoardAssociation}, functionsInSlotThree},
-           Question{"EmptyAssociationClassIsIgnored", slot, {""}, functionsInSlotThree},
            Question{"SlotWithABridge", [] { return slotPath(5); }, {}, [] { return rack::functionsInSlot(5); }},
            Question{"EmptySlot", [] { return slotPath(9); }, {}, nothing},
            Question{"SlotThatDoesNotExist",
@@ -194,30 +136,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     OfTheBoard, AssociatorFilters,
-    Values(Question{"NoFilters", boardPath, {}, rack::functionsOnBoard},
-           Question{"ResultClass", boardPath, {nullptr, "QELTA_OBDPCIController"}, rack::functionsOnBoard},
-           Question{"ResultClassInUpperCase", boardPath, {nullptr, "QELTA_OBDPCICONTROLLER"}, rack::functionsOnBoard},
-           Question{"ResultClassWithinALongerName", boardPath, {nullptr, "QELTA_OBDPCIControllers"}, nothing},
-           Question{"ResultClassOfTheDevices", boardPath, {nullptr, "QELTA_PCIDevice"}, nothing},
-           Question{"ResultClassOfTheSlotsView", boardPath, {nullptr, "QELTA_SSPCIController"}, nothing},
-           Question{"ResultClassIsEmptyText", boardPath, {nullptr, ""}, nothing},
-           Question{"ResultRoleDependent", boardPath, {nullptr, nullptr, nullptr, "Dependent"}, rack::functionsOnBoard},
+    Values(Question{"ResultClassWithinALongerName", boardPath, {nullptr, "QELTA_OBDPCIControllers"}, nothing},
            Question{"ResultRoleDependentInUpperCase",
                     boardPath,
                     {nullptr, nullptr, nullptr, "DEPENDENT"},
                     rack::functionsOnBoard},
-           Question{"ResultRoleContainingDependent", boardPath, {nullptr, nullptr, nullptr, "dependents"}, nothing},
-           Question{"ResultRoleAntecedent", boardPath, {nullptr, nullptr, nullptr, "Antecedent"}, nothing},
-           Question{"ResultRoleWithoutMeaning", boardPath, {nullptr, nullptr, nullptr, "nonsense"}, nothing},
-           Question{"ResultRoleIsEmptyText", boardPath, {nullptr, nullptr, nullptr, ""}, nothing},
-           Question{"ContradictingFilters",
-                    boardPath,
-                    {kSlotAssociation, "QELTA_OBDPCIController", nullptr, "Antecedent"},
-                    nothing},
-           Question{"AssociationClassIsIgnored", boardPath, {kSlotAssociation}, rack::functionsOnBoard},
-           Question{"EmptyAssociationClassIsIgnored", boardPath, {""}, rack::functionsOnBoard}),
+           Question{"ResultRoleContainingDependent", boardPath, {nullptr, nullptr, nullptr, "dependents"}, nothing}),
     CaseName{});
-// clang-format on
 
 // --- sources ---
 
@@ -243,19 +168,6 @@ TEST_F(AssociatorSources, AreToldByNamesContainedInAnyLetterCase) {
             const Response response = ask(operation, source);
             expectClosed(manager, response, CMPI_RC_OK);
             expectDelivered(response, expected, operation.namesOnly);
-        }
-    }
-}
-
-TEST_F(AssociatorSources, OfOtherClassesAreRefusedAfterReturnDone) {
-    for (const char* className : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_", "QELTA_PCIDevic", "CIM_Slot",
-                                  "QELTA_System_Slot", "", "QELTA_Controller"}) {
-        for (const AssociationOperation& operation : {kAssociators, kAssociatorNames}) {
-            SCOPED_TRACE(operation.what + std::string(" of ") + className);
-            const Response response = ask(operation, classPath(className), {nullptr, kSlotClass});
-            expectClosed(manager, response, CMPI_RC_ERR_INVALID_CLASS);
-            expectDelivered(response, {}, operation.namesOnly);
-            EXPECT_EQ(log().size(), 1U);
         }
     }
 }

@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "tests/requests/providertest.h"
+#include "tests/requests/rack.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ using broker::Property;
 using broker::Response;
 using broker::Value;
 using testing::IsEmpty;
-using testsupport::classPath;
+using namespace testsupport;
 
 // --- whether an object is what is left of another one when some of its parts could not be set ---
 
@@ -63,33 +63,32 @@ testing::AssertionResult areAmong(const std::vector<Object>& objects, const std:
 
 // --- a small machine, so that every call's turn comes soon ---
 
-void buildSmallMachine(testsupport::HostBuilder& host) {
-    host.setHostName(testsupport::kMachineName);
-    host.setSmbiosTable(testsupport::slotTable({3, 4}));
+void buildSmallMachine(HostBuilder& host) {
+    host.setHostName(kMachineName);
+    host.setSmbiosTable(slotTable({3, 4}));
     // No function has device number 0: a slot whose number cannot be read counts as number 0, and is empty so.
-    testsupport::PciFunction device = testsupport::deviceAt(0, 3, 1);
+    PciFunction device = deviceAt(0, 3, 1);
     device.bars = {0xFEBF0008, 0x0000E001};
-    host.addFunction(testsupport::bridgeAt(0, 3, 0)).addFunction(device);
-    host.addFunction(testsupport::deviceAt(0, 31, 0));
+    host.addFunction(bridgeAt(0, 3, 0)).addFunction(device);
+    host.addFunction(deviceAt(0, 31, 0));
 }
 
-class FailingCallsTest : public ProviderTest {
+class FailingCallsTest : public MachineTest {
  protected:
-    FailingCallsTest() : ProviderTest(buildSmallMachine) { broker_.recordCalls(false); }
-
-    Response ask(const Operation& operation, const std::string& className) {
-        host_.clearEvents();
-        return (broker_.*operation.ask)(classPath(className));
+    FailingCallsTest() {
+        buildSmallMachine(files);
+        start();
+        manager.recordCalls(false);
     }
 
     /** All that a request can deliver, whichever of its calls fails. */
     Response fullestAnswer(const Operation& operation, const std::string& className) {
         // A function whose "UINumber" is lost counts as one on the board; without slots all of them do.
         const bool withoutSlots = className == "QELTA_OnBoardDevice";
-        host_.removeDevice(withoutSlots);
+        host->removeDevice(withoutSlots);
         // The first instance of a get may be another one, when what comes before it is lost.
         Response response = ask(operation.isGet() ? kInstanceOperations[1] : operation, className);
-        host_.removeDevice(false);
+        host->removeDevice(false);
         return response;
     }
 };
@@ -123,8 +122,8 @@ class EveryCallInTurnTest : public FailingCallsTest, public testing::WithParamIn
 
     /** Asks with the nth call going wrong; false when the request makes fewer calls. */
     bool askWithFault(unsigned nth, const Response& full) {
-        broker_.clearFaults();
-        std::get<Fault>(GetParam()).set(broker_, nth);
+        manager.clearFaults();
+        std::get<Fault>(GetParam()).set(manager, nth);
         try {
             expectPartOf(full, ask(operation(), className()), nth);
         } catch (const std::runtime_error&) {
@@ -133,7 +132,7 @@ class EveryCallInTurnTest : public FailingCallsTest, public testing::WithParamIn
             EXPECT_TRUE(is("ThrowsOther"));
         }
         expectNothingLeft();
-        return broker_.faultStruck();
+        return manager.faultStruck();
     }
 
  private:
@@ -141,7 +140,7 @@ class EveryCallInTurnTest : public FailingCallsTest, public testing::WithParamIn
         EXPECT_FALSE(response.hasMessage);
         if (is("Fails") && nth <= kClassNameCalls) {
             EXPECT_EQ(response.status, CMPI_RC_ERR_INVALID_CLASS);
-            EXPECT_THAT(testsupport::delivered(response), IsEmpty());
+            EXPECT_THAT(delivered(response), IsEmpty());
             return;
         }
         EXPECT_EQ(response.status, CMPI_RC_OK);
@@ -165,14 +164,14 @@ INSTANTIATE_TEST_SUITE_P(Instances, EveryCallInTurnTest,
 TEST_P(EveryCallInTurnTest, CostsPartOfTheAnswerAtMostAndLeaksNothing) {
     const Response unfailed = ask(operation(), className());
     const Response full = fullestAnswer(operation(), className());
-    EXPECT_FALSE(testsupport::delivered(unfailed).empty());
+    EXPECT_FALSE(delivered(unfailed).empty());
     unsigned nth = 1;
     while (askWithFault(nth, full)) {
         if (HasFailure()) FAIL() << "call " << nth << " going wrong";
         ++nth;
     }
     EXPECT_GT(nth, kClassNameCalls);
-    broker_.clearFaults();
+    manager.clearFaults();
     const Response after = ask(operation(), className());
     EXPECT_EQ(after.instances, unfailed.instances);
     EXPECT_EQ(after.paths, unfailed.paths);
@@ -200,9 +199,9 @@ class NullSlotsTest : public FailingCallsTest, public testing::WithParamInterfac
             EXPECT_EQ(response.status, CMPI_RC_OK);
             EXPECT_EQ(response.doneCalls, whole->doneCalls);
             if (needsUpcalls()) {
-                EXPECT_THAT(testsupport::delivered(response), IsEmpty());
+                EXPECT_THAT(delivered(response), IsEmpty());
             } else {
-                EXPECT_EQ(testsupport::delivered(response), testsupport::delivered(*whole));
+                EXPECT_EQ(delivered(response), delivered(*whole));
             }
             expectNothingLeft();
             ++whole;
@@ -218,60 +217,60 @@ std::string classOf(const testing::TestParamInfo<const char*>& info) {
 INSTANTIATE_TEST_SUITE_P(Instances, NullSlotsTest, testing::ValuesIn(kClasses), classOf);
 
 TEST_P(NullSlotsTest, WithoutTheEnumerationOfInstancesNothingIsReadFromIt) {
-    expectAnswersWithoutUpcalls([this] { broker_.brokerTable().enumerateInstances = nullptr; });
+    expectAnswersWithoutUpcalls([this] { manager.brokerTable().enumerateInstances = nullptr; });
 }
 
 TEST_P(NullSlotsTest, WithoutATableOfServicesNothingIsReadFromIt) {
-    expectAnswersWithoutUpcalls([this] { broker_.brokerRecord().bft = nullptr; });
+    expectAnswersWithoutUpcalls([this] { manager.brokerRecord().bft = nullptr; });
 }
 
 TEST_P(NullSlotsTest, SlotsThatTheProviderHasNoUseForMayAllBeNull) {
     std::vector<Response> before;
     for (const Operation& operation : kInstanceOperations) before.push_back(ask(operation, GetParam()));
 
-    broker_.brokerRecord().xft = nullptr;
-    const auto enumerateInstances = broker_.brokerTable().enumerateInstances;
-    broker_.brokerTable() = {};
-    broker_.brokerTable().enumerateInstances = enumerateInstances;
+    manager.brokerRecord().xft = nullptr;
+    const auto enumerateInstances = manager.brokerTable().enumerateInstances;
+    manager.brokerTable() = {};
+    manager.brokerTable().enumerateInstances = enumerateInstances;
 
-    const CMPIBrokerEncFT makers = broker_.encapsulationTable();
-    broker_.encapsulationTable() = {};
-    broker_.encapsulationTable().newInstance = makers.newInstance;
-    broker_.encapsulationTable().newObjectPath = makers.newObjectPath;
-    broker_.encapsulationTable().newString = makers.newString;
-    broker_.encapsulationTable().newArray = makers.newArray;
+    const CMPIBrokerEncFT makers = manager.encapsulationTable();
+    manager.encapsulationTable() = {};
+    manager.encapsulationTable().newInstance = makers.newInstance;
+    manager.encapsulationTable().newObjectPath = makers.newObjectPath;
+    manager.encapsulationTable().newString = makers.newString;
+    manager.encapsulationTable().newArray = makers.newArray;
 
-    const CMPIResultFT result = broker_.resultTable();
-    broker_.resultTable() = {};
-    broker_.resultTable().returnInstance = result.returnInstance;
-    broker_.resultTable().returnObjectPath = result.returnObjectPath;
-    broker_.resultTable().returnDone = result.returnDone;
+    const CMPIResultFT result = manager.resultTable();
+    manager.resultTable() = {};
+    manager.resultTable().returnInstance = result.returnInstance;
+    manager.resultTable().returnObjectPath = result.returnObjectPath;
+    manager.resultTable().returnDone = result.returnDone;
 
-    const CMPIObjectPathFT path = broker_.objectPathTable();
-    broker_.objectPathTable() = {};
-    broker_.objectPathTable().getClassName = path.getClassName;
-    broker_.objectPathTable().addKey = path.addKey;
-    broker_.objectPathTable().getKey = path.getKey;
+    const CMPIObjectPathFT path = manager.objectPathTable();
+    manager.objectPathTable() = {};
+    manager.objectPathTable().getClassName = path.getClassName;
+    manager.objectPathTable().addKey = path.addKey;
+    manager.objectPathTable().getKey = path.getKey;
 
-    const CMPIInstanceFT instance = broker_.instanceTable();
-    broker_.instanceTable() = {};
-    broker_.instanceTable().getProperty = instance.getProperty;
-    broker_.instanceTable().setProperty = instance.setProperty;
-    broker_.instanceTable().getObjectPath = instance.getObjectPath;
+    const CMPIInstanceFT instance = manager.instanceTable();
+    manager.instanceTable() = {};
+    manager.instanceTable().getProperty = instance.getProperty;
+    manager.instanceTable().setProperty = instance.setProperty;
+    manager.instanceTable().getObjectPath = instance.getObjectPath;
 
-    const auto setElementAt = broker_.arrayTable().setElementAt;
-    broker_.arrayTable() = {};
-    broker_.arrayTable().setElementAt = setElementAt;
+    const auto setElementAt = manager.arrayTable().setElementAt;
+    manager.arrayTable() = {};
+    manager.arrayTable().setElementAt = setElementAt;
 
-    const CMPIEnumerationFT enumeration = broker_.enumerationTable();
-    broker_.enumerationTable() = {};
-    broker_.enumerationTable().hasNext = enumeration.hasNext;
-    broker_.enumerationTable().getNext = enumeration.getNext;
+    const CMPIEnumerationFT enumeration = manager.enumerationTable();
+    manager.enumerationTable() = {};
+    manager.enumerationTable().hasNext = enumeration.hasNext;
+    manager.enumerationTable().getNext = enumeration.getNext;
 
-    const auto getCharPtr = broker_.stringTable().getCharPtr;
-    broker_.stringTable() = {};
-    broker_.stringTable().getCharPtr = getCharPtr;
-    broker_.contextTable() = {};
+    const auto getCharPtr = manager.stringTable().getCharPtr;
+    manager.stringTable() = {};
+    manager.stringTable().getCharPtr = getCharPtr;
+    manager.contextTable() = {};
 
     auto whole = before.begin();
     for (const Operation& operation : kInstanceOperations) {

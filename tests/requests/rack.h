@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "tests/support/casename.h"
 #include "tests/support/loglines.h"
 #include "tests/support/machine.h"
+#include "tests/support/records.h"
 
 namespace testsupport {
 
@@ -44,16 +46,43 @@ constexpr AssociationOperation kAssociatorNames = {"AssociatorNames", &broker::B
 constexpr AssociationOperation kReferences = {"References", &broker::Broker::references, false};
 constexpr AssociationOperation kReferenceNames = {"ReferenceNames", &broker::Broker::referenceNames, true};
 
+/** One of the three instance operations. */
+struct Operation {
+    const char* name;
+    broker::Response (broker::Broker::*ask)(const broker::ObjectPath&);
+    bool namesOnly;
+
+    bool isGet() const { return ask == &broker::Broker::getInstance; }
+};
+
+inline void PrintTo(const Operation& operation, std::ostream* out) {
+    *out << operation.name;
+}
+
+constexpr Operation kInstanceOperations[] = {
+    {"EnumerateNames", &broker::Broker::enumerateInstanceNames, true},
+    {"Enumerate", &broker::Broker::enumerateInstances, false},
+    {"Get", &broker::Broker::getInstance, false},
+};
+
+/** The classes served. */
+constexpr const char* kClasses[] = {
+    "QELTA_PCIDevice",   "QELTA_PCIBridge",     "QELTA_DeviceInSlot",    "QELTA_SystemSlot",
+    "QELTA_SystemBoard", "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController",
+};
+
 /** A machine under the provider's library, which is loaded as object managers load it. Nothing may stay open. */
 class MachineTest : public testing::Test {
  protected:
     ~MachineTest() override {
-        EXPECT_EQ(manager.objectsMade(), manager.objectsFreed());
+        expectNothingLeft();
         manager.expectNoComplaintBut(kKnownComplaints);
-        if (host != nullptr) {
-            EXPECT_EQ(host->openFiles(), 0U);
-            EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
-        }
+        EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
+    }
+
+    void expectNothingLeft() const {
+        EXPECT_EQ(manager.objectsMade(), manager.objectsFreed());
+        EXPECT_EQ(host->openFiles(), 0U);
     }
 
     /** Runs the machine that `files` describes. */
@@ -62,6 +91,12 @@ class MachineTest : public testing::Test {
         manager.load(PROVIDER_LIBRARY);
     }
 
+    /** Asks an instance operation for a class, by a path without keys. */
+    broker::Response ask(const Operation& operation, const std::string& className) {
+        host->clearEvents();
+        manager.clearCalls();
+        return (manager.*operation.ask)(classPath(className));
+    }
     broker::Response ask(const AssociationOperation& operation, const broker::ObjectPath& path,
                          const FilterTexts& texts = {}) {
         host->clearEvents();
@@ -69,13 +104,7 @@ class MachineTest : public testing::Test {
         return (manager.*operation.ask)(path, filters(texts));
     }
 
-    /** Everything that was logged, which has to be at priority 3 throughout. */
-    Lines log() const {
-        for (const emulator::LogLine& line : host->eventsOf<emulator::LogLine>()) {
-            EXPECT_EQ(line.priority, 3) << line.text;
-        }
-        return host->logTexts();
-    }
+    Lines log() const { return errorLog(*host); }
 
     HostBuilder files;
     std::unique_ptr<emulator::EmulatedHost> host;

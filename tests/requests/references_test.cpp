@@ -24,9 +24,6 @@ ObjectPath bridge() {
 ObjectPath slotController() {
     return renamed(device(), "QELTA_SSPCIController");
 }
-ObjectPath boardController() {
-    return renamed(device(), "QELTA_OBDPCIController");
-}
 ObjectPath slot() {
     return slotPath(3);
 }
@@ -39,9 +36,6 @@ Paths slotReference() {
 }
 Paths boardReference() {
     return {onBoardPath(device())};
-}
-Paths bridgesSlotReference() {
-    return {inSlotPath(5, bridge())};
 }
 Paths bridgesBoardReference() {
     return {onBoardPath(bridge())};
@@ -73,15 +67,12 @@ TEST_P(ReferenceFilter, DecidesWhatIsDelivered) {
     }
 }
 
-// clang-format off: one question a line
+// Names within longer names, and objects beside those that conformance_test.cpp asks about; it has every combination
+// of filters that are a name, another name, or empty.
 INSTANTIATE_TEST_SUITE_P(
     WithoutResultClass, ReferenceFilter,
-    Values(Question{"DeviceInASlot", device, nullptr, boardReference},
-           Question{"BridgeInASlot", bridge, nullptr, bridgesBoardReference},
-           Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, nullptr,
+    Values(Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, nullptr,
                     [] { return Paths{onBoardPath(devicePath(0, 31, 2))}; }},
-           Question{"BoardController", boardController, nullptr, boardReference},
-           Question{"SlotController", slotController, nullptr, slotReference},
            Question{"SlotControllerOnTheBoard", [] { return renamed(devicePath(0, 31, 2), "QELTA_SSPCIController"); },
                     nullptr, nothing},
            Question{"SlotControllerBesideDevice",
@@ -92,58 +83,35 @@ INSTANTIATE_TEST_SUITE_P(
                     [] { return renamed(device(), "QELTA_SSPCIController_QELTA_OBDPCIController"); }, nullptr,
                     boardReference},
            Question{"UnknownDevice", [] { return devicePath(30, 3, 0); }, nullptr, nothing},
-           Question{"Slot", slot, nullptr, slotsReferences},
            Question{"SlotWithABridge", [] { return slotPath(5); }, nullptr, [] { return rack::associationsOfSlot(5); }},
            Question{"EmptySlot", [] { return slotPath(9); }, nullptr, nothing},
-           Question{"SlotThatDoesNotExist", [] { return slotPath(31); }, nullptr, nothing},
-           Question{"Board", boardPath, nullptr, rack::associationsOfBoard}),
+           Question{"SlotThatDoesNotExist", [] { return slotPath(31); }, nullptr, nothing}),
     CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(
     ToTheSlot, ReferenceFilter,
-    Values(Question{"Device", device, kSlotAssociation, slotReference},
-           Question{"DeviceInLowerCase", device, "qelta_deviceinslot", slotReference},
-           Question{"DeviceInUpperCase", device, "QELTA_DEVICEINSLOT", slotReference},
-           Question{"Bridge", bridge, kSlotAssociation, bridgesSlotReference},
-           Question{"SlotController", slotController, kSlotAssociation, slotReference},
-           Question{"BoardController", boardController, kSlotAssociation, slotReference},
+    Values(Question{"DeviceInUpperCase", device, "QELTA_DEVICEINSLOT", slotReference},
            Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, kSlotAssociation, nothing},
            Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kSlotAssociation, nothing},
            Question{"BridgeThatNoSlotCarries", [] { return bridgePath(0, 1, 0); }, kSlotAssociation, nothing}),
     CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(ToTheBoard, ReferenceFilter,
-                         Values(Question{"Device", device, kBoardAssociation, boardReference},
-                                Question{"DeviceInUpperCase", device, "QELTA_ONBOARDDEVICE", boardReference},
-                                Question{"Bridge", bridge, "qelta_onboarddevice", bridgesBoardReference},
-                                Question{"SlotController", slotController, kBoardAssociation, boardReference},
-                                Question{"BoardController", boardController, kBoardAssociation, boardReference},
-                                Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kBoardAssociation,
+                         Values(Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kBoardAssociation,
                                          [] { return Paths{onBoardPath(devicePath(7, 0, 0))}; }}),
                          CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(OfAPciFunctionByAnotherClass, ReferenceFilter,
-                         Values(Question{"NoAssociation", device, "QELTA_SystemSlot", nothing},
-                                Question{"NoAssociationEither", device, "QELTA_SystemBoard", nothing},
-                                Question{"Unknown", device, "CIM_Dependency", nothing},
+                         Values(Question{"NoAssociationEither", device, "QELTA_SystemBoard", nothing},
                                 Question{"WithinALongerName", device, "QELTA_DeviceInSlots", nothing},
                                 Question{"FirstPartOnly", device, "QELTA_DeviceIn", nothing},
                                 Question{"BoardsWithinALongerName", device, "QELTA_OnBoardDevices", nothing},
-                                Question{"BothInOneName", device, "QELTA_DeviceInSlot_QELTA_OnBoardDevice", nothing},
-                                Question{"EmptyText", device, "", nothing},
-                                Question{"EmptyTextForASlotController", slotController, "", nothing}),
+                                Question{"BothInOneName", device, "QELTA_DeviceInSlot_QELTA_OnBoardDevice", nothing}),
                          CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(IsIgnored, ReferenceFilter,
-                         Values(Question{"ForASlot", slot, kBoardAssociation, slotsReferences},
-                                Question{"ForASlotThoughUnknown", slot, "CIM_Dependency", slotsReferences},
-                                Question{"ForASlotThoughEmpty", slot, "", slotsReferences},
-                                Question{"ForTheBoard", boardPath, kSlotAssociation, rack::associationsOfBoard},
-                                Question{"ForTheBoardThoughUnknown", boardPath, "QELTA_PCIDevice",
-                                         rack::associationsOfBoard},
-                                Question{"ForTheBoardThoughEmpty", boardPath, "", rack::associationsOfBoard}),
+                         Values(Question{"ForTheBoard", boardPath, kSlotAssociation, rack::associationsOfBoard}),
                          CaseName{});
-// clang-format on
 
 // --- sources ---
 
@@ -169,19 +137,6 @@ TEST_F(ReferenceSources, AreToldByNamesContainedInAnyLetterCase) {
             const Response response = ask(operation, source);
             expectClosed(manager, response, CMPI_RC_OK);
             expectDelivered(response, expected, operation.namesOnly);
-        }
-    }
-}
-
-TEST_F(ReferenceSources, OfOtherClassesAreRefusedAfterReturnDone) {
-    for (const char* className : {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_", "QELTA_PCIDevic", "CIM_Slot",
-                                  "QELTA_System_Slot", "", "QELTA_Controller"}) {
-        for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-            SCOPED_TRACE(operation.what + std::string(" of ") + className);
-            const Response response = ask(operation, classPath(className), {nullptr, kSlotAssociation});
-            expectClosed(manager, response, CMPI_RC_ERR_INVALID_CLASS);
-            expectDelivered(response, {}, operation.namesOnly);
-            EXPECT_EQ(log().size(), 1U);
         }
     }
 }

@@ -80,13 +80,6 @@ TEST_P(CatalogueLoading, GivesTheWholeTextTerminated) {
     EXPECT_STREQ(text.get(), "one\r\ntwo\n");
 }
 
-TEST_P(CatalogueLoading, TerminatesATextWithoutTrailingNewline) {
-    setContent("no line end");
-    const auto text = load();
-    ASSERT_NE(text, nullptr);
-    EXPECT_STREQ(text.get(), "no line end");
-}
-
 TEST_P(CatalogueLoading, LoadsAFileOfOneByte) {
     setContent("x");
     const auto text = load();
@@ -121,11 +114,6 @@ TEST_P(CatalogueLoading, FollowsALinkToAFile) {
 }
 
 TEST_P(CatalogueLoading, GivesNothingForAMissingFile) {
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForAMissingFolder) {
-    files.remove("etc");
     EXPECT_EQ(load(), nullptr);
 }
 
@@ -244,10 +232,6 @@ TEST(NameLookup, AMissingCatalogueGivesTheDefault) {
     EXPECT_EQ(name, "vendor");
 }
 
-TEST(NameLookup, AnEmptyTextGivesTheDefault) {
-    EXPECT_EQ(vendorName("", 0x8086), "vendor");
-}
-
 TEST(NameLookup, AVendorIsFoundOnlyWhenItsAttributeIsWrittenExactly) {
     const std::string name = "><name>Realtek</name>";
     EXPECT_EQ(vendorName("<vendor id=\"10ec\"" + name, 0x10EC), "Realtek");
@@ -264,10 +248,6 @@ TEST(NameLookup, TheKeyIsFoundAnywhereInTheText) {
     EXPECT_EQ(vendorName(R"(<card subvendor id="8086"><name>From another attribute</name>)", 0x8086),
               "From another attribute");
     EXPECT_EQ(vendorName(R"(no markup at all: vendor id="8086" <name>In plain text</name>)", 0x8086), "In plain text");
-}
-
-TEST(NameLookup, TheFirstOccurrenceOfTheKeyDecides) {
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>One</name><vendor id="8086"><name>Two</name>)", 0x8086), "One");
 }
 
 TEST(NameLookup, TheNameIsTakenExactlyAsItStands) {
@@ -288,11 +268,6 @@ TEST(NameLookup, OnlyTheBareTagOpensAName) {
     EXPECT_EQ(vendorName(R"(<vendor id="8086"><name lang="en">Intel</name>)", 0x8086), "vendor");
     EXPECT_EQ(vendorName(R"(<vendor id="8086"><NAME>Intel</NAME>)", 0x8086), "vendor");
     EXPECT_EQ(vendorName(R"(<vendor id="8086"></name><name>Intel</name>)", 0x8086), "Intel");
-}
-
-TEST(NameLookup, ANameThatIsNeverClosedGivesTheDefault) {
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel Corporation)", 0x8086), "vendor");
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel</NAME></name )", 0x8086), "vendor");
 }
 
 TEST(NameLookup, ANameRunsToTheFirstClosingTagEvenOfALaterEntry) {
@@ -357,10 +332,6 @@ TEST(ClassLookup, AMissingListGivesTheDefault) {
     std::string out = "before";
     TPciDevInfo::assignClassID(nullptr, 0x06, 0x04, "PCI Bridge:", out);
     EXPECT_EQ(out, "PCI Bridge:");
-}
-
-TEST(ClassLookup, AnEmptyListGivesTheDefault) {
-    EXPECT_EQ(classText("", 0x01, 0x00), "PIC:");
 }
 
 TEST(ClassLookup, ASubclassMissingFromItsClassTakesTheFirstLaterOccurrenceOfItsDigits) {
@@ -506,31 +477,9 @@ TEST_F(CatalogueOfAScan, WithoutAnyCatalogueEveryNameIsADefault) {
     EXPECT_THAT(bridgeNames(), ElementsAre("vendor", "descrip", "PCI Bridge:"));
 }
 
-TEST_F(CatalogueOfAScan, WithAnEmptyClassListEveryBridgeIsAPciBridgeAndEverythingElseAPic) {
-    files.setCatalogue(kCatalogue).setClassList("");
-    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "PIC:"));
-    EXPECT_THAT(bridgeNames(), ElementsAre("Intel Corporation", "440BX AGP", "PCI Bridge:"));
-}
-
-TEST_F(CatalogueOfAScan, WithoutADeviceCatalogueClassesAreStillNamed) {
-    files.setClassList(kClassList);
-    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "Ethernet controller"));
-}
-
-TEST_F(CatalogueOfAScan, FifosInPlaceOfTheCataloguesAreNoCatalogues) {
-    files.makeFifo("etc/vmware/pci.xml").makeFifo("etc/vmware/pci.classlist");
-    const Watchdog watchdog;
-    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
-}
-
 TEST_F(CatalogueOfAScan, WhatStandsBehindAZeroByteIsNotSeen) {
     files.setCatalogue("\0"s + kCatalogue).setClassList("C 01\n\0"s + kClassList);
     EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
-}
-
-TEST_F(CatalogueOfAScan, WhatStandsInFrontOfAZeroByteIsSeen) {
-    files.setCatalogue(kCatalogue + "\0rest"s).setClassList("C 02\n\t00  Ether\0net\n"s);
-    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ether"));
 }
 
 TEST_F(CatalogueOfAScan, NamesAreLookedUpAfreshForEachRequest) {
@@ -540,13 +489,6 @@ TEST_F(CatalogueOfAScan, NamesAreLookedUpAfreshForEachRequest) {
     EXPECT_THAT(nicNames(), ElementsAre("Renamed", "descrip", "Other"));
     files.remove("etc/vmware/pci.xml").remove("etc/vmware/pci.classlist");
     EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
-}
-
-TEST_F(CatalogueOfAScan, NamesAreFoundAtTheEndOfACatalogueOfSeveralMegabytes) {
-    std::string text;
-    while (text.size() < 5 * 1024 * 1024) text += "<device id=\"ffff\">\n  <nome>never a name</nome>\n</device>\n";
-    files.setCatalogue(text + kCatalogue);
-    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "PIC:"));
 }
 
 TEST_F(CatalogueOfAScan, ANumberMayBeAVendorsAndADevices) {

@@ -5,39 +5,28 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <iterator>
 #include <ostream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "broker/broker.h"
 #include "emulator/emulatedhost.h"
 #include "tests/support/hostbuilder.h"
+#include "tests/support/machine.h"
+#include "tests/support/records.h"
 #include "utils/providerutils.h"
 
 namespace broker {
 
-// What gmock shows of a value that differs.
-
-inline void PrintTo(const Value& value, std::ostream* out) {
-    *out << typeName(value.type) << ' ' << toString(value);
-}
-
+/** What gmock shows of a property that differs. */
 inline void PrintTo(const Property& property, std::ostream* out) {
     *out << property.name << " = ";
     PrintTo(property.value, out);
 }
 
-inline void PrintTo(const ObjectPath& path, std::ostream* out) {
-    *out << toString(path);
-}
-
 }  // namespace broker
 
-/** One call into the object manager: function, name of the property, key or class, CMPI type, index or array size. */
-using CallRow = std::tuple<std::string, std::string, CMPIType, std::size_t>;
+using CallRow = testsupport::Call;
 
 /** The typed access to the object manager over an in-process broker, outside of any request. */
 class CimTest : public testing::Test {
@@ -56,21 +45,14 @@ class CimTest : public testing::Test {
 
     /** The calls since the last time, and forgets them. */
     std::vector<CallRow> takeCalls() {
-        std::vector<CallRow> rows;
-        for (const broker::Call& call : broker_.calls()) {
-            rows.emplace_back(call.function, call.name, call.type, call.index);
-        }
+        std::vector<CallRow> rows = testsupport::callsOf(broker_);
         broker_.clearCalls();
         return rows;
     }
 
     /** The log lines since the last time, and forgets them. Every one is of priority 3. */
     std::vector<std::string> takeLog() {
-        std::vector<std::string> texts;
-        for (const emulator::LogLine& line : host_.eventsOf<emulator::LogLine>()) {
-            EXPECT_EQ(line.priority, 3) << line.text;
-            texts.push_back(line.text);
-        }
+        std::vector<std::string> texts = testsupport::errorLog(host_);
         host_.clearEvents();
         return texts;
     }

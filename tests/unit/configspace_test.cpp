@@ -15,7 +15,6 @@ using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::Field;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -322,8 +321,11 @@ TEST_F(CarryOver, WithoutConfigurationClassTextAddressesAndConfigurationStayThos
     EXPECT_EQ(record.slotNum, 2);
 }
 
-TEST_F(CarryOver, AfterAShortReadOnlyTheBytesThatCameAreNew) {
-    second.configLength = 0x0C;
+/** The same after a read of less than 64 bytes, by their number. */
+class CarryOverAfterAShortRead : public CarryOver, public ::testing::WithParamInterface<std::size_t> {};
+
+TEST_P(CarryOverAfterAShortRead, OnlyTheBytesThatCameAreNew) {
+    second.configLength = GetParam();
     const sPciDevices record = secondRecord();
     expectClassless(record);
     EXPECT_EQ(record.subsystemVendorId, 2);
@@ -334,21 +336,7 @@ TEST_F(CarryOver, AfterAShortReadOnlyTheBytesThatCameAreNew) {
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), record.config));
 }
 
-TEST_F(CarryOver, AReadOf63BytesIsShort) {
-    second.configLength = 63;
-    const sPciDevices record = secondRecord();
-    expectClassless(record);
-    EXPECT_EQ(record.subsystemVendorId, 2);
-    expectFirstFunctionsTextAndAddresses(record);
-}
-
-TEST_F(CarryOver, AnEmptyConfigurationFileIsAShortRead) {
-    second.configLength = 0;
-    const sPciDevices record = secondRecord();
-    expectClassless(record);
-    EXPECT_EQ(record.subsystemVendorId, 2);
-    expectFirstFunctionsTextAndAddresses(record);
-}
+INSTANTIATE_TEST_SUITE_P(OfBytes, CarryOverAfterAShortRead, ::testing::Values(0, 0x0C, 63));
 
 TEST_F(CarryOver, ADirectoryInPlaceOfTheConfigurationFileIsAShortReadToo) {
     second.hasConfig = false;

@@ -563,27 +563,19 @@ TEST_F(DataStoreTest, EveryOperationHandsTheCompletionCodeThrough) {
     }
 }
 
-TEST_F(DataStoreTest, EveryOperationSurvivesTheLongestAnswer) {
+TEST_F(DataStoreTest, EveryOperationSurvivesTheLongestAndTheEmptyAnswer) {
     Bytes longest(272, 0xFF);
     longest[0] = 0;
-    const std::vector<std::int32_t> results{0, 20, -1, 0, 0, 0, 0};
-    for (std::size_t i = 0; i < operations().size(); ++i) {
-        SCOPED_TRACE(operations()[i].name);
-        bmc().clearFaults();
-        openFile();
-        meet(answerOf(longest));
-        EXPECT_EQ(run(operations()[i].name), (Outcome{results[i], 0}));
-    }
-}
-
-TEST_F(DataStoreTest, EveryOperationSurvivesAnEmptyAnswer) {
-    const std::vector<std::int32_t> results{-1, -1, -1, 0, 0, 0, 0};
-    for (std::size_t i = 0; i < operations().size(); ++i) {
-        SCOPED_TRACE(operations()[i].name);
-        bmc().clearFaults();
-        openFile();
-        meet(answerLength(0));
-        EXPECT_EQ(run(operations()[i].name), (Outcome{results[i], 0}));
+    const std::vector<std::pair<Fault, std::vector<std::int32_t>>> answers{{answerOf(longest), {0, 20, -1, 0, 0, 0, 0}},
+                                                                           {answerLength(0), {-1, -1, -1, 0, 0, 0, 0}}};
+    for (const auto& [answer, results] : answers) {
+        for (std::size_t i = 0; i < operations().size(); ++i) {
+            SCOPED_TRACE(operations()[i].name);
+            bmc().clearFaults();
+            openFile();
+            meet(answer);
+            EXPECT_EQ(run(operations()[i].name), (Outcome{results[i], 0}));
+        }
     }
 }
 

@@ -13,9 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using testing::Not;
 using testing::Values;
-using tPCIInfo::TPciDevInfo;
 using namespace testsupport;
 
 constexpr char kSlotClass[] = "QELTA_SystemSlot";
@@ -92,13 +90,6 @@ TEST_F(DeviceInSlot, AssociationPathHoldsAntecedentThenDependent) {
     EXPECT_EQ(scope->read(path), inSlotPath(3, devicePath(3, 3, 0)));
     EXPECT_THAT(callsOf("objectPath.addKey"), ElementsAre("Antecedent", "Dependent"));
     EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(DeviceInSlot, AssociationPathIsMadeWithoutItsReferencesToo) {
-    const auto info = scan();
-    CMPIObjectPath* path = info->getObjectPath(handle(), "root/kavix", "QELTA_DeviceInSlot", nullptr, nullptr);
-    ASSERT_NE(path, nullptr);
-    EXPECT_THAT(scope->read(path).keys, IsEmpty());
 }
 
 TEST_F(DeviceInSlot, AssociationPathThatCannotBeMadeIsNull) {
@@ -239,27 +230,6 @@ TEST_F(DeviceInSlot, SystemWithoutSlotsHasNoAssociation) {
     answer(kSlotClass, {});
     EXPECT_THAT(makeAll(false), IsEmpty());
     EXPECT_THAT(log(), ElementsAreArray(allLines({walkingLines(), noNextInstanceLines()})));
-}
-
-TEST_F(DeviceInSlot, WithoutABrokerOrAResultNothingIsDelivered) {
-    answer("QELTA_SystemSlot", {slotInstance(3)});
-    const auto info = scan();
-    const CMPIObjectPath* slot = scope->make(slotPath(3));
-    const CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
-    for (const bool namesOnly : {true, false}) {
-        for (const auto& [broker, result] :
-             {std::pair<const CMPIBroker*, const CMPIResult*>(nullptr, this->result()), {handle(), nullptr}}) {
-            info->MakeDeviceSlotAssociation(broker, context(), result, namesOnly);
-            info->GetAssocRefFromSlotInstances(broker, context(), result, slot, namesOnly);
-            info->GetDeviceFromSlotAssocInstances(broker, context(), result, slot, namesOnly);
-            info->GetDeviceFromSlotAssocInstances(broker, context(), result, nullptr, namesOnly);
-            info->GetSlotFromDeviceAssocInstances(broker, context(), result, device, namesOnly);
-            for (const char* resultClass : {"QELTA_SystemSlot", "QELTA_SystemBoard"})
-                info->GetAssocRefFromDeviceInstances(broker, context(), result, device, resultClass, namesOnly);
-        }
-    }
-    EXPECT_THAT(answered(), IsEmpty());
-    EXPECT_EQ(info->getObjectPath(nullptr, "root/kavix", "QELTA_DeviceInSlot", nullptr, nullptr), nullptr);
 }
 
 TEST_F(DeviceInSlot, SlotsThatCannotBeEnumeratedAreLogged) {

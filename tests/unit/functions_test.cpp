@@ -16,7 +16,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Not;
 using tPCIInfo::sPciDevices;
-using tPCIInfo::TPciDevInfo;
 using namespace testsupport;
 
 /** A name and a type code, as a setter passes them. */
@@ -229,13 +228,6 @@ TEST_F(PciFunctions, ADeviceWithoutDecodableBarsHasNoAddressesAndTheirSetterIsNo
     EXPECT_THAT(log(), ElementsAre("returning pcidevice instance"));
 }
 
-TEST_F(PciFunctions, LengthsAreNeverSet) {
-    files.addFunction(fullFunction());
-    const Instance device = instanceOfFirst("QELTA_PCIDevice");
-    EXPECT_EQ(device.property("MEMLength"), nullptr);
-    EXPECT_EQ(device.property("IOLength"), nullptr);
-}
-
 TEST_F(PciFunctions, AddressArraysHoldTheAddressesThatAreNotZeroInTheOrderOfTheBars) {
     PciFunction function = deviceAt(0, 1, 0);
     function.bars = {0x00000008, 0xFFFFFFFF, 0x00000001, 0xFFFFFF01, 0x80000008, 0x00010001};
@@ -245,45 +237,11 @@ TEST_F(PciFunctions, AddressArraysHoldTheAddressesThatAreNotZeroInTheOrderOfTheB
     EXPECT_EQ(propertyOf(device, "IOAddress"), numbers(CMPI_uint16, {0xFFFF, 0x0001}));
 }
 
-TEST_F(PciFunctions, AllSixBarsMayHoldMemoryOrPorts) {
-    PciFunction memory = deviceAt(0, 1, 0);
-    memory.bars = {0x10008, 0x20008, 0x30008, 0x40008, 0x50008, 0x60008};
-    files.addFunction(memory);
-    Instance device = instanceOfFirst("QELTA_PCIDevice");
-    EXPECT_EQ(propertyOf(device, "MEMAddress"), numbers(CMPI_uint32, {0x100, 0x200, 0x300, 0x400, 0x500, 0x600}));
-    EXPECT_EQ(device.property("IOAddress"), nullptr);
-
-    files.setFile("proc/bus/pci/devices", ""s);
-    PciFunction ports = deviceAt(0, 1, 0);
-    ports.bars = {0x1001, 0x2001, 0x3001, 0x4001, 0x5001, 0x6001};
-    files.addFunction(ports);
-    device = instanceOfFirst("QELTA_PCIDevice");
-    EXPECT_EQ(propertyOf(device, "IOAddress"), numbers(CMPI_uint16, {0x1000, 0x2000, 0x3000, 0x4000, 0x5000, 0x6000}));
-    EXPECT_EQ(device.property("MEMAddress"), nullptr);
-}
-
 TEST_F(PciFunctions, MakingADeviceLogsItsMemoryAddressesAndThatItIsReturned) {
     files.addFunction(fullFunction());
     instanceOfFirst("QELTA_PCIDevice");
     EXPECT_THAT(log(), ElementsAre("in setProperty with array size [2]", "about to process the array",
                                    "new array created", "returning pcidevice instance"));
-}
-
-TEST_F(PciFunctions, MakingABridgeLogsThatADeviceIsReturned) {
-    files.addFunction(bridgeAt(0, 1, 0));
-    instanceOfFirst("QELTA_PCIBridge");
-    EXPECT_THAT(log(), ElementsAre("returning pcidevice instance"));
-}
-
-TEST_F(PciFunctions, LocationAndDeviceIdEqualTheDeviceIdOfThePath) {
-    files.addFunction(deviceAt(0xFF, 0x0A, 7)).addFunction(bridgeAt(0, 0, 0));
-    for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge"}) {
-        const Instance function = instanceOfFirst(className);
-        const Value* key = function.path.key("DeviceID");
-        ASSERT_NE(key, nullptr);
-        EXPECT_EQ(propertyOf(function, "DeviceID"), *key) << className;
-        EXPECT_EQ(propertyOf(function, "Location"), *key) << className;
-    }
 }
 
 TEST_F(PciFunctions, AFunctionWithoutConfigurationShowsThePreviousOnesClassTextAndAddresses) {

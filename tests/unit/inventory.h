@@ -16,6 +16,7 @@
 #include "tests/support/casename.h"
 #include "tests/support/loglines.h"
 #include "tests/support/machine.h"
+#include "tests/support/records.h"
 
 namespace testsupport {
 
@@ -76,13 +77,7 @@ class InventoryTest : public testing::Test {
     const CMPIContext* context() const { return scope->context(); }
     const CMPIResult* result() const { return scope->result(); }
 
-    /** Everything that was logged, which has to be at priority 3 throughout. */
-    Lines log() const {
-        for (const emulator::LogLine& line : host->eventsOf<emulator::LogLine>()) {
-            EXPECT_EQ(line.priority, 3) << line.text;
-        }
-        return host->logTexts();
-    }
+    Lines log() const { return errorLog(*host); }
     Paths answered() const { return delivered(scope->response()); }
 
     /** The names in the calls of one function, in order. */

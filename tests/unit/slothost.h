@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "slots/tslotinfo.h"
@@ -38,9 +37,6 @@ inline Lines slotLines() {
 inline Lines returningLines() {
     return {"GetCIMInstances returning"};
 }
-
-/** One call into the object manager: function, name, type, index. */
-using Call = std::tuple<std::string, std::string, CMPIType, std::size_t>;
 
 /** A machine whose BMC tells of the slots that a test gives. */
 class SlotsTest : public InventoryTest {
@@ -81,13 +77,7 @@ class SlotsTest : public InventoryTest {
         return found != nullptr ? *found : broker::Value();
     }
 
-    std::vector<Call> callsMade() const {
-        std::vector<Call> calls;
-        for (const broker::Call& call : manager.calls()) {
-            calls.emplace_back(call.function, call.name, call.type, call.index);
-        }
-        return calls;
-    }
+    std::vector<Call> callsMade() const { return testsupport::callsOf(manager); }
 
     unsigned requestsSent() const { return static_cast<unsigned>(host->eventsOf<emulator::Sent>().size()); }
 };

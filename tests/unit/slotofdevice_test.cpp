@@ -12,7 +12,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Values;
-using tPCIInfo::TPciDevInfo;
 using namespace testsupport;
 
 constexpr char kSlotClass[] = "QELTA_SystemSlot";
@@ -109,11 +108,6 @@ TEST_F(SlotOfDevice, IsDeliveredAsPathOrAsTheInstanceThatCameBack) {
     EXPECT_THAT(scope->response().paths, IsEmpty());
 }
 
-TEST_F(SlotOfDevice, OfABridgeIsDeliveredLikewise) {
-    answer(kSlotClass, {slotInstance(3), slotInstance(4)});
-    EXPECT_THAT(slotOf(bridgePath(12, 4, 0), true), ElementsAre(slotPath(4)));
-}
-
 TEST_F(SlotOfDevice, IsTheFirstOfTwoWithOneNumberAndNoSlotBehindItIsFetched) {
     answer(kSlotClass, {slotInstance(9), slotInstance(3), numbered(103, Value::uint(CMPI_uint16, 3))});
     EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
@@ -161,16 +155,6 @@ TEST_F(SlotOfDevice, IsNoneOnASystemWithoutSlots) {
 
 TEST_F(SlotOfDevice, NumbersAreReadInSixteenBits) {
     answer(kSlotClass, {numbered(259, Value::uint(CMPI_uint16, 259)), slotInstance(3)});
-    EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
-}
-
-TEST_F(SlotOfDevice, NumbersOfEveryIntegerTypeAreUnderstood) {
-    for (const int code : {CMPI_uint8, CMPI_uint16, CMPI_uint32, CMPI_uint64}) {
-        const auto type = static_cast<CMPIType>(code);
-        answer(kSlotClass, {numbered(3, Value::uint(type, 3))});
-        EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3))) << broker::typeName(type);
-    }
-    answer(kSlotClass, {numbered(3, Value::sint(CMPI_sint64, 3))});
     EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
 }
 
@@ -371,17 +355,6 @@ TEST_F(SlotOfDevice, ReferenceToTheBoardExistsForEveryFunctionInASlotOrNot) {
         EXPECT_THAT(referenceOf(function, kBoardClass, false), ElementsAre(onBoardPath(function)));
     }
     EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
-}
-
-TEST_F(SlotOfDevice, ReferenceToTheBoardCarriesBothReferencesAsProperties) {
-    referenceOf(devicePath(3, 3, 1), kBoardClass, false);
-    ASSERT_EQ(scope->response().instances.size(), 1U);
-    const Instance& reference = scope->response().instances.front();
-    EXPECT_EQ(reference.properties, reference.path.keys);
-    EXPECT_THAT(callsOf("instance.setProperty"), Contains("Antecedent"));
-    EXPECT_THAT(callsOf("instance.setProperty"), Contains("Dependent"));
-    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(), setReferenceLines(), setReferenceLines(),
-                                                  referenceReturningLines()})));
 }
 
 TEST_F(SlotOfDevice, ReferenceToTheSlotDoesNotExistForDeviceNumberZero) {

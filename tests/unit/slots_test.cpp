@@ -11,7 +11,6 @@ using broker::Value;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using testing::SizeIs;
 using testsupport::allLines;
 using testsupport::Bytes;
 using testsupport::Call;
@@ -21,7 +20,6 @@ using testsupport::Slot;
 using testsupport::slotLines;
 using testsupport::slotPath;
 using testsupport::SlotsTest;
-using testsupport::slotWithoutPathLines;
 using testsupport::SmbiosBuilder;
 using testsupport::uint16;
 using testsupport::uint16Array;
@@ -72,35 +70,12 @@ TEST_F(SlotsTest, APathTakesItsClassNameFirstAndItsNamespaceSecond) {
     EXPECT_EQ(*path.key("Tag"), Value::string("System Slot 260"));
 }
 
-TEST_F(SlotsTest, WithoutABrokerOrAResultNothingIsDelivered) {
-    startWithNumbers({1, 2});
-    for (const bool namesOnly : {true, false}) {
-        forget();
-        TSlotInfo().GetCIMInstances(nullptr, result(), "QELTA_SystemSlot", namesOnly);
-        EXPECT_THAT(answered(), IsEmpty());
-        EXPECT_EQ(log(), allLines({slotWithoutPathLines(), slotWithoutPathLines(), returningLines()}));
-        forget();
-        TSlotInfo().GetCIMInstances(handle(), nullptr, "QELTA_SystemSlot", namesOnly);
-        EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
-    }
-    EXPECT_EQ(TSlotInfo().getObjectPath(nullptr, "QELTA_SystemSlot", "root/kavix", 1), nullptr);
-}
-
 TEST_F(SlotsTest, APathThatCannotBeMadeIsNull) {
     start();
     EXPECT_EQ(TSlotInfo().getObjectPath(handle(), "", "root/kavix", 1), nullptr);
     manager.failAt("eft.newObjectPath", 1);
     EXPECT_EQ(TSlotInfo().getObjectPath(handle(), "QELTA_SystemSlot", "root/kavix", 1), nullptr);
     EXPECT_THAT(callsOf("objectPath.addKey"), IsEmpty());
-}
-
-TEST_F(SlotsTest, TheSystemIsSystemnameWhereTheHostHasNoName) {
-    startWithNumbers({1});
-    host->failHostName(true);
-    enumerate(true);
-    ASSERT_THAT(scope->response().paths, SizeIs(1));
-    EXPECT_EQ(*scope->response().paths[0].key("SystemName"), Value::string("systemname"));
-    EXPECT_EQ(TSlotInfo().getSystemName(), "systemname");
 }
 
 // --- instances ---
@@ -194,46 +169,6 @@ TEST_F(SlotsTest, SlotsComeInTheOrderOfTheTableTwinsIncluded) {
     startWithNumbers({5, 3, 9, 3});
     enumerate();
     EXPECT_EQ(answered(), (Paths{slotPath(5), slotPath(3), slotPath(9), slotPath(3)}));
-}
-
-TEST_F(SlotsTest, TheEndOfTheResultIsLeftToTheCaller) {
-    startWithNumbers({1});
-    enumerate(false);
-    enumerate(true);
-    EXPECT_EQ(scope->response().doneCalls, 0U);
-}
-
-TEST_F(SlotsTest, StructuresOfOtherTypesAreNoSlots) {
-    startWith(SmbiosBuilder()
-                  .addStructure(0, Bytes(20, 3), {"BIOS"})
-                  .addSlot(slotWith(&Slot::usage, 3))
-                  .addStructure(8, Bytes(20, 3))
-                  .addStructure(10, Bytes(20, 3))
-                  .bytes());
-    enumerate();
-    EXPECT_EQ(answered(), (Paths{slotPath(1)}));
-}
-
-TEST_F(SlotsTest, TheLastStructureIsNoSlotEvenIfItLooksLikeOne) {
-    Slot last;
-    last.id = 9;
-    startWith(SmbiosBuilder().addSlot(Slot()).addSlot(last).withoutEndOfTable().bytes());
-    enumerate();
-    EXPECT_EQ(answered(), (Paths{slotPath(1)}));
-    EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 1);
-}
-
-TEST_F(SlotsTest, ATableThatCountsNoneOrOneHasNoSlots) {
-    for (const std::uint16_t count : {std::uint16_t{0}, std::uint16_t{1}}) {
-        const Bytes table = SmbiosBuilder().addSlot(Slot()).announceCount(count).bytes();
-        if (host == nullptr) startWith(table);
-        host->bmc().putFile("smbios-table", table);
-        forget();
-        enumerate();
-        EXPECT_THAT(answered(), IsEmpty());
-        EXPECT_EQ(log(), returningLines());
-        EXPECT_EQ(TSlotInfo().GetMaxSystemSlot(), 0);
-    }
 }
 
 // --- the slot number ---

@@ -120,15 +120,6 @@ TEST_F(ReadFileTest, AVectorWithRoomToSpareIsExtendedWithZeros) {
     EXPECT_EQ(storage(), extended(extended(pattern(10), 64, 0xAA), kArea));
 }
 
-TEST_F(ReadFileTest, AVectorCanBeReadIntoAgain) {
-    readFile();
-    const Bytes other = pattern(kArea, 99);
-    bmc().putFile("file", other);
-    readFile();
-    EXPECT_EQ(data.size(), 0U);
-    EXPECT_EQ(storage(), other);
-}
-
 // --- the end of a file ---
 
 TEST_F(ReadFileTest, CompletionCodeA0EndsTheFileWithoutFallBackAndWithoutClosesResult) {
@@ -296,16 +287,6 @@ TEST_F(ReadFileTest, ClosesResultDoesNotReplaceThatOfAFailedExchange) {
     strike(Occasion::read, timeOut(), 1, 1);
     strike(Occasion::close, refusal(0x0C));
     EXPECT_EQ(readFile(), (Transfer{1, 0}));
-}
-
-TEST_F(ReadFileTest, ADeviceThatVanishesEndsTheFileWithOne) {
-    Fault vanishing;
-    vanishing.vanish = true;
-    strike(Occasion::read, vanishing, 2, 1);
-    EXPECT_EQ(readFile(), (Transfer{1, 0}));
-    bmc().clearFaults();
-    EXPECT_EQ(readFile(), (Transfer{0, 0}));
-    EXPECT_EQ(storage(), content);
 }
 
 // --- close ---
