@@ -14,87 +14,65 @@ using tPCIInfo::CMPICIMInst;
 
 constexpr unsigned long long kTwoToThe32 = 4294967296ULL;
 
-/** One scalar property setter with a value that it sets. */
-struct PropertySetter {
+/** What a setter works on: an instance's property or a path's key. */
+struct Target {
+    CMPIInstance* instance;
+    CMPIObjectPath* path;
+};
+
+/** One setter of a property or of a key, with a value that it sets. */
+struct Setter {
     const char* name;
-    std::function<CMPIStatus(CMPICIMInst&, CMPIInstance*, const std::string& property)> set;
+    const char* function;  // of the object manager
+    std::function<CMPIStatus(CMPICIMInst&, const Target&, const std::string& name)> set;
     CMPIType type;   // the code that the object manager is given
     Value readBack;  // what it makes of it
 };
 
-const std::vector<PropertySetter>& propertySetters() {
-    using Instance = CMPIInstance*;
-    using Text = const std::string&;
-    static const std::vector<PropertySetter> setters = {
-        {"true", [](CMPICIMInst& cim, Instance to, Text name) { return cim.setBoolProperty(to, name, true); }, 2,
-         Value::boolean(true)},
-        {"false", [](CMPICIMInst& cim, Instance to, Text name) { return cim.setBoolProperty(to, name, false); }, 2,
-         Value::boolean(false)},
-        {"free function, true",
-         [](CMPICIMInst&, Instance to, Text name) { return tPCIInfo::setProperty(to, name, true); }, 2,
-         Value::boolean(true)},
-        {"free function, false",
-         [](CMPICIMInst&, Instance to, Text name) { return tPCIInfo::setProperty(to, name, false); }, 2,
-         Value::boolean(false)},
-        {"unsigned char",
-         [](CMPICIMInst& cim, Instance to, Text name) {
-             return cim.setProperty(to, name, std::numeric_limits<unsigned char>::max());
-         },
-         128, Value::uint(CMPI_uint8, 0xFF)},
-        {"unsigned short",
-         [](CMPICIMInst& cim, Instance to, Text name) {
-             return cim.setProperty(to, name, std::numeric_limits<unsigned short>::max());
-         },
-         144, Value::uint(CMPI_uint16, 0xFFFF)},
-        {"unsigned int",
-         [](CMPICIMInst& cim, Instance to, Text name) {
-             return cim.setProperty(to, name, std::numeric_limits<unsigned int>::max());
-         },
-         160, Value::uint(CMPI_uint32, 0xFFFFFFFF)},
-        {"unsigned long long",
-         [](CMPICIMInst& cim, Instance to, Text name) { return cim.setProperty(to, name, kTwoToThe32 + 7); }, 176,
-         Value::uint(CMPI_uint64, kTwoToThe32 + 7)},
-        {"text",
-         [](CMPICIMInst& cim, Instance to, Text name) { return cim.setProperty(to, name, std::string("a text")); },
-         5888, Value::string("a text")},
-    };
-    return setters;
+template <typename Content>
+Setter property(const char* name, const Content& content, CMPIType type, const Value& readBack) {
+    return {name, "instance.setProperty",
+            [content](CMPICIMInst& cim, const Target& to, const std::string& held) {
+                return cim.setProperty(to.instance, held, content);
+            },
+            type, readBack};
 }
 
-/** One key setter with a value that it adds. */
-struct KeySetter {
-    const char* name;
-    std::function<CMPIStatus(CMPICIMInst&, CMPIObjectPath*, const std::string& key)> add;
-    CMPIType type;
-    Value readBack;
-};
+template <typename Content>
+Setter key(const char* name, const Content& content, CMPIType type, const Value& readBack) {
+    return {name, "objectPath.addKey",
+            [content](CMPICIMInst& cim, const Target& to, const std::string& held) {
+                return cim.setKeyProperty(to.path, held, content);
+            },
+            type, readBack};
+}
 
-const std::vector<KeySetter>& keySetters() {
-    using Path = CMPIObjectPath*;
-    using Text = const std::string&;
-    static const std::vector<KeySetter> setters = {
-        {"unsigned long long",
-         [](CMPICIMInst& cim, Path to, Text name) { return cim.setKeyProperty(to, name, 123456789ULL); }, 160,
-         Value::uint(CMPI_uint32, 123456789)},
-        {"unsigned int", [](CMPICIMInst& cim, Path to, Text name) { return cim.setKeyProperty(to, name, 4000000000U); },
-         160, Value::uint(CMPI_uint32, 4000000000U)},
-        {"unsigned short",
-         [](CMPICIMInst& cim, Path to, Text name) {
-             return cim.setKeyProperty(to, name, static_cast<unsigned short>(60000));
-         },
-         144, Value::uint(CMPI_uint16, 60000)},
-        {"unsigned char",
-         [](CMPICIMInst& cim, Path to, Text name) {
-             return cim.setKeyProperty(to, name, static_cast<unsigned char>(200));
-         },
-         128, Value::uint(CMPI_uint8, 200)},
-        {"text",
-         [](CMPICIMInst& cim, Path to, Text name) { return cim.setKeyProperty(to, name, std::string("a text")); }, 5888,
-         Value::string("a text")},
-        {"empty text", [](CMPICIMInst& cim, Path to, Text name) { return cim.setKeyProperty(to, name, std::string()); },
-         5888, Value::string("")},
-    };
-    return setters;
+std::vector<Setter> setters() {
+    std::vector<Setter> all = {
+        property("unsigned char", std::numeric_limits<unsigned char>::max(), 128, Value::uint(CMPI_uint8, 0xFF)),
+        property("unsigned short", std::numeric_limits<unsigned short>::max(), 144, Value::uint(CMPI_uint16, 0xFFFF)),
+        property("unsigned int", std::numeric_limits<unsigned int>::max(), 160, Value::uint(CMPI_uint32, 0xFFFFFFFF)),
+        property("unsigned long long", kTwoToThe32 + 7, 176, Value::uint(CMPI_uint64, kTwoToThe32 + 7)),
+        property("text", std::string("a text"), 5888, Value::string("a text")),
+        key("unsigned long long key", 123456789ULL, 160, Value::uint(CMPI_uint32, 123456789)),
+        key("unsigned int key", 4000000000U, 160, Value::uint(CMPI_uint32, 4000000000U)),
+        key("unsigned short key", static_cast<unsigned short>(60000), 144, Value::uint(CMPI_uint16, 60000)),
+        key("unsigned char key", static_cast<unsigned char>(200), 128, Value::uint(CMPI_uint8, 200)),
+        key("text key", std::string("a text"), 5888, Value::string("a text")),
+        key("empty text key", std::string(), 5888, Value::string(""))};
+    for (const bool value : {true, false}) {
+        all.push_back({"boolean", "instance.setProperty",
+                       [value](CMPICIMInst& cim, const Target& to, const std::string& held) {
+                           return cim.setBoolProperty(to.instance, held, value);
+                       },
+                       2, Value::boolean(value)});
+        all.push_back({"boolean, free function", "instance.setProperty",
+                       [value](CMPICIMInst&, const Target& to, const std::string& held) {
+                           return tPCIInfo::setProperty(to.instance, held, value);
+                       },
+                       2, Value::boolean(value)});
+    }
+    return all;
 }
 
 void expectOk(const CMPIStatus& status) {
@@ -102,63 +80,69 @@ void expectOk(const CMPIStatus& status) {
     EXPECT_EQ(status.msg, nullptr);
 }
 
-// --- scalar properties ---
+// --- scalar properties and keys ---
 
-class PropertySetterTest : public CimTest {};
-
-TEST_F(PropertySetterTest, EverySetterCallsSetPropertyOnceWithItsTypeCode) {
-    for (const PropertySetter& setter : propertySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIInstance* instance = makeInstance();
-        takeCalls();
-        expectOk(setter.set(cim_, instance, "Held"));
-        EXPECT_THAT(takeCalls(), ElementsAre(CallRow{"instance.setProperty", "Held", setter.type, 0}));
-        EXPECT_THAT(propertiesOf(instance), ElementsAre(Property{"Held", setter.readBack}));
+class SetterTest : public CimTest {
+ protected:
+    /** Runs a check for every setter on a fresh instance and a fresh path; nothing is recorded or logged yet. */
+    template <typename Check>
+    void forEverySetter(Check check) {
+        for (const Setter& setter : setters()) {
+            SCOPED_TRACE(setter.name);
+            const Target target = {makeInstance(), makePath()};
+            takeCalls();
+            check(setter, target);
+            broker_.clearFaults();
+        }
     }
+    /** What the target holds, of properties and keys. */
+    std::vector<Property> held(const Target& target) const {
+        std::vector<Property> all = propertiesOf(target.instance);
+        for (const Property& key : keysOf(target.path)) all.push_back(key);
+        return all;
+    }
+};
+
+TEST_F(SetterTest, EveryOneCallsTheObjectManagerOnceWithItsTypeCode) {
+    forEverySetter([this](const Setter& setter, const Target& target) {
+        expectOk(setter.set(cim_, target, "Held"));
+        EXPECT_THAT(takeCalls(), ElementsAre(CallRow{setter.function, "Held", setter.type, 0}));
+        EXPECT_THAT(held(target), ElementsAre(Property{"Held", setter.readBack}));
+    });
 }
 
-TEST_F(PropertySetterTest, NullInstancesAndEmptyNamesAreAnsweredByDoingNothing) {
-    for (const PropertySetter& setter : propertySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIInstance* instance = makeInstance();
-        takeCalls();
-        expectOk(setter.set(cim_, nullptr, "Held"));
-        expectOk(setter.set(cim_, instance, ""));
+TEST_F(SetterTest, NullHandlesAndEmptyNamesAreAnsweredByDoingNothing) {
+    forEverySetter([this](const Setter& setter, const Target& target) {
+        expectOk(setter.set(cim_, {nullptr, nullptr}, "Held"));
+        expectOk(setter.set(cim_, target, ""));
         EXPECT_THAT(takeCalls(), IsEmpty());
-    }
+    });
 }
 
-TEST_F(PropertySetterTest, WhatTheObjectManagerAnswersIsDropped) {
-    for (const PropertySetter& setter : propertySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIInstance* instance = makeInstance();
-        broker_.failAt("instance.setProperty", 1);
-        expectOk(setter.set(cim_, instance, "Held"));
+TEST_F(SetterTest, WhatTheObjectManagerAnswersIsDropped) {
+    forEverySetter([this](const Setter& setter, const Target& target) {
+        broker_.failAt(setter.function, 1);
+        expectOk(setter.set(cim_, target, "Held"));
         EXPECT_TRUE(broker_.faultStruck());
-        EXPECT_THAT(propertiesOf(instance), IsEmpty());
-        broker_.clearFaults();
-    }
+        EXPECT_THAT(held(target), IsEmpty());
+    });
 }
 
-TEST_F(PropertySetterTest, ExceptionsPassToTheCaller) {
-    for (const PropertySetter& setter : propertySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIInstance* instance = makeInstance();
-        broker_.throwAt("instance.setProperty", 1);
-        EXPECT_THROW(setter.set(cim_, instance, "Held"), std::runtime_error);
-        broker_.throwAt("instance.setProperty", 1, false);
-        EXPECT_THROW(setter.set(cim_, instance, "Held"), int);
-        broker_.clearFaults();
-    }
+TEST_F(SetterTest, ExceptionsPassToTheCaller) {
+    forEverySetter([this](const Setter& setter, const Target& target) {
+        broker_.throwAt(setter.function, 1);
+        EXPECT_THROW(setter.set(cim_, target, "Held"), std::runtime_error);
+        broker_.throwAt(setter.function, 1, false);
+        EXPECT_THROW(setter.set(cim_, target, "Held"), int);
+    });
 }
 
-TEST_F(PropertySetterTest, NoScalarSetterWritesLogLines) {
-    CMPIInstance* instance = makeInstance();
-    for (const PropertySetter& setter : propertySetters()) setter.set(cim_, instance, "Held");
+TEST_F(SetterTest, NoneWritesLogLines) {
+    forEverySetter([this](const Setter& setter, const Target& target) { setter.set(cim_, target, "Held"); });
     EXPECT_THAT(takeLog(), IsEmpty());
 }
 
-TEST_F(PropertySetterTest, AnEmptyTextSetsNothing) {
+TEST_F(SetterTest, AnEmptyTextSetsNothing) {
     CMPIInstance* instance = makeInstance();
     takeCalls();
     expectOk(cim_.setProperty(instance, "Held", std::string()));
@@ -236,59 +220,13 @@ TEST_F(ReferenceSetterTest, ARefusedReferenceLooksLikeASetOne) {
 
 // --- keys ---
 
-class KeySetterTest : public CimTest {};
-
-TEST_F(KeySetterTest, EverySetterCallsAddKeyOnceWithItsTypeCode) {
-    for (const KeySetter& setter : keySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIObjectPath* path = makePath();
-        takeCalls();
-        expectOk(setter.add(cim_, path, "Held"));
-        EXPECT_THAT(takeCalls(), ElementsAre(CallRow{"objectPath.addKey", "Held", setter.type, 0}));
-        EXPECT_THAT(keysOf(path), ElementsAre(Property{"Held", setter.readBack}));
-    }
-}
-
-TEST_F(KeySetterTest, NullPathsAndEmptyNamesAreAnsweredByDoingNothing) {
-    for (const KeySetter& setter : keySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIObjectPath* path = makePath();
-        takeCalls();
-        expectOk(setter.add(cim_, nullptr, "Held"));
-        expectOk(setter.add(cim_, path, ""));
-        EXPECT_THAT(takeCalls(), IsEmpty());
-    }
-}
-
-TEST_F(KeySetterTest, WhatTheObjectManagerAnswersIsDropped) {
-    for (const KeySetter& setter : keySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIObjectPath* path = makePath();
-        broker_.failAt("objectPath.addKey", 1);
-        expectOk(setter.add(cim_, path, "Held"));
-        EXPECT_TRUE(broker_.faultStruck());
-        EXPECT_THAT(keysOf(path), IsEmpty());
-        broker_.clearFaults();
-    }
-}
-
-TEST_F(KeySetterTest, ExceptionsPassToTheCaller) {
-    for (const KeySetter& setter : keySetters()) {
-        SCOPED_TRACE(setter.name);
-        CMPIObjectPath* path = makePath();
-        broker_.throwAt("objectPath.addKey", 1);
-        EXPECT_THROW(setter.add(cim_, path, "Held"), std::runtime_error);
-        broker_.clearFaults();
-    }
-}
-
-TEST_F(KeySetterTest, A64BitKeyIsReadBackAsItsLow32Bits) {
+TEST_F(SetterTest, A64BitKeyIsReadBackAsItsLow32Bits) {
     CMPIObjectPath* path = makePath();
     expectOk(cim_.setKeyProperty(path, "Held", kTwoToThe32 + 1));
     EXPECT_THAT(keysOf(path), ElementsAre(Property{"Held", Value::uint(CMPI_uint32, 1)}));
 }
 
-TEST_F(KeySetterTest, AnEmptyTextIsAddedThoughAnEmptyTextPropertyIsNotSet) {
+TEST_F(SetterTest, AnEmptyTextIsAddedThoughAnEmptyTextPropertyIsNotSet) {
     CMPIObjectPath* path = makePath();
     CMPIInstance* instance = makeInstance();
     expectOk(cim_.setKeyProperty(path, "Held", std::string()));
@@ -297,7 +235,7 @@ TEST_F(KeySetterTest, AnEmptyTextIsAddedThoughAnEmptyTextPropertyIsNotSet) {
     EXPECT_THAT(propertiesOf(instance), IsEmpty());
 }
 
-TEST_F(KeySetterTest, AReferenceKeyIsAddedAsRefAndWritesNoLogLines) {
+TEST_F(SetterTest, AReferenceKeyIsAddedAsRefAndWritesNoLogLines) {
     CMPIObjectPath* path = makePath();
     CMPIObjectPath* target = scope_.make(broker::ObjectPath{"root/other", "Test_Other", {}});
     takeCalls();
@@ -308,7 +246,7 @@ TEST_F(KeySetterTest, AReferenceKeyIsAddedAsRefAndWritesNoLogLines) {
     EXPECT_THAT(takeLog(), IsEmpty());
 }
 
-TEST_F(KeySetterTest, ANullReferenceOrAnEmptyNameAddsNoReferenceKey) {
+TEST_F(SetterTest, ANullReferenceOrAnEmptyNameAddsNoReferenceKey) {
     CMPIObjectPath* path = makePath();
     CMPIObjectPath* none = nullptr;
     takeCalls();
