@@ -105,203 +105,158 @@ TEST(CmpiValue, HasItsMembersAtItsBeginning) {
     MEMBER(Double, CMPIReal64);
 }
 
+template <typename... Objects>
+void checkPairs() {
+    (check({SIZE(Objects, 16), AT(Objects, hdl, 0), AT(Objects, ft, 8)}), ...);
+}
+
 TEST(CmpiSizes, OfObjectsArePairsOfHandleAndTable) {
     check({SIZE(CMPIBroker, 32), AT(CMPIBroker, hdl, 0), AT(CMPIBroker, bft, 8), AT(CMPIBroker, eft, 16),
            AT(CMPIBroker, xft, 24)});
-    check({SIZE(CMPIContext, 16), AT(CMPIContext, hdl, 0), AT(CMPIContext, ft, 8)});
-    check({SIZE(CMPIResult, 16), AT(CMPIResult, hdl, 0), AT(CMPIResult, ft, 8)});
-    check({SIZE(CMPIString, 16), AT(CMPIString, hdl, 0), AT(CMPIString, ft, 8)});
-    check({SIZE(CMPIArray, 16), AT(CMPIArray, hdl, 0), AT(CMPIArray, ft, 8)});
-    check({SIZE(CMPIEnumeration, 16), AT(CMPIEnumeration, hdl, 0), AT(CMPIEnumeration, ft, 8)});
-    check({SIZE(CMPIInstance, 16), AT(CMPIInstance, hdl, 0), AT(CMPIInstance, ft, 8)});
-    check({SIZE(CMPIObjectPath, 16), AT(CMPIObjectPath, hdl, 0), AT(CMPIObjectPath, ft, 8)});
-    check({SIZE(CMPIArgs, 16), AT(CMPIArgs, hdl, 0), AT(CMPIArgs, ft, 8)});
-    check({SIZE(CMPIDateTime, 16), AT(CMPIDateTime, hdl, 0), AT(CMPIDateTime, ft, 8)});
-    check({SIZE(CMPISelectExp, 16), AT(CMPISelectExp, hdl, 0), AT(CMPISelectExp, ft, 8)});
-    check({SIZE(CMPISelectCond, 16), AT(CMPISelectCond, hdl, 0), AT(CMPISelectCond, ft, 8)});
-    check({SIZE(CMPISubCond, 16), AT(CMPISubCond, hdl, 0), AT(CMPISubCond, ft, 8)});
-    check({SIZE(CMPIPredicate, 16), AT(CMPIPredicate, hdl, 0), AT(CMPIPredicate, ft, 8)});
-    check({SIZE(CMPIInstanceMI, 16), AT(CMPIInstanceMI, hdl, 0), AT(CMPIInstanceMI, ft, 8)});
-    check({SIZE(CMPIAssociationMI, 16), AT(CMPIAssociationMI, hdl, 0), AT(CMPIAssociationMI, ft, 8)});
-    check({SIZE(CMPIMethodMI, 16), AT(CMPIMethodMI, hdl, 0), AT(CMPIMethodMI, ft, 8)});
-    check({SIZE(CMPIPropertyMI, 16), AT(CMPIPropertyMI, hdl, 0), AT(CMPIPropertyMI, ft, 8)});
-    check({SIZE(CMPIIndicationMI, 16), AT(CMPIIndicationMI, hdl, 0), AT(CMPIIndicationMI, ft, 8)});
+    checkPairs<CMPIContext, CMPIResult, CMPIString, CMPIArray, CMPIEnumeration, CMPIInstance, CMPIObjectPath, CMPIArgs,
+               CMPIDateTime, CMPISelectExp, CMPISelectCond, CMPISubCond, CMPIPredicate, CMPIInstanceMI,
+               CMPIAssociationMI, CMPIMethodMI, CMPIPropertyMI, CMPIIndicationMI>();
+}
+
+/** A function table: its size, and its slots in their order from an offset on. */
+template <typename Table, typename... Slots>
+void checkTable(std::size_t size, std::size_t first, Slots Table::*... slots) {
+    EXPECT_EQ(sizeof(Table), size);
+    const Table table{};
+    std::size_t place = first;
+    const auto expectNext = [&](const auto& slot) {
+        const auto offset = reinterpret_cast<const char*>(&slot) - reinterpret_cast<const char*>(&table);
+        EXPECT_EQ(static_cast<std::size_t>(offset), place);
+        place += sizeof(slot);
+    };
+    (expectNext(table.*slots), ...);
+    EXPECT_EQ(place, size) << "slots that are not listed";
 }
 
 TEST(CmpiTable, BrokerFT) {
-    check({SIZE(CMPIBrokerFT, 160),
-           AT(CMPIBrokerFT, brokerCapabilities, 0),
-           AT(CMPIBrokerFT, brokerVersion, 4),
-           AT(CMPIBrokerFT, brokerName, 8),
-           AT(CMPIBrokerFT, prepareAttachThread, 16),
-           AT(CMPIBrokerFT, attachThread, 24),
-           AT(CMPIBrokerFT, detachThread, 32),
-           AT(CMPIBrokerFT, deliverIndication, 40),
-           AT(CMPIBrokerFT, enumerateInstanceNames, 48),
-           AT(CMPIBrokerFT, getInstance, 56),
-           AT(CMPIBrokerFT, createInstance, 64),
-           AT(CMPIBrokerFT, modifyInstance, 72),
-           AT(CMPIBrokerFT, deleteInstance, 80),
-           AT(CMPIBrokerFT, execQuery, 88),
-           AT(CMPIBrokerFT, enumerateInstances, 96),
-           AT(CMPIBrokerFT, associators, 104),
-           AT(CMPIBrokerFT, associatorNames, 112),
-           AT(CMPIBrokerFT, references, 120),
-           AT(CMPIBrokerFT, referenceNames, 128),
-           AT(CMPIBrokerFT, invokeMethod, 136),
-           AT(CMPIBrokerFT, setProperty, 144),
-           AT(CMPIBrokerFT, getProperty, 152)});
+    using T = CMPIBrokerFT;
+    check({AT(T, brokerCapabilities, 0), AT(T, brokerVersion, 4)});
+    checkTable<T>(160, 8, &T::brokerName, &T::prepareAttachThread, &T::attachThread, &T::detachThread,
+                  &T::deliverIndication, &T::enumerateInstanceNames, &T::getInstance, &T::createInstance,
+                  &T::modifyInstance, &T::deleteInstance, &T::execQuery, &T::enumerateInstances, &T::associators,
+                  &T::associatorNames, &T::references, &T::referenceNames, &T::invokeMethod, &T::setProperty,
+                  &T::getProperty);
 }
 
 TEST(CmpiTable, BrokerEncFT) {
-    check({SIZE(CMPIBrokerEncFT, 136), AT(CMPIBrokerEncFT, ftVersion, 0), AT(CMPIBrokerEncFT, newInstance, 8),
-           AT(CMPIBrokerEncFT, newObjectPath, 16), AT(CMPIBrokerEncFT, newArgs, 24), AT(CMPIBrokerEncFT, newString, 32),
-           AT(CMPIBrokerEncFT, newArray, 40), AT(CMPIBrokerEncFT, newDateTime, 48),
-           AT(CMPIBrokerEncFT, newDateTimeFromBinary, 56), AT(CMPIBrokerEncFT, newDateTimeFromChars, 64),
-           AT(CMPIBrokerEncFT, newSelectExp, 72), AT(CMPIBrokerEncFT, classPathIsA, 80),
-           AT(CMPIBrokerEncFT, toString, 88), AT(CMPIBrokerEncFT, isOfType, 96), AT(CMPIBrokerEncFT, getType, 104),
-           AT(CMPIBrokerEncFT, getMessage, 112), AT(CMPIBrokerEncFT, logMessage, 120),
-           AT(CMPIBrokerEncFT, trace, 128)});
+    using T = CMPIBrokerEncFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(136, 8, &T::newInstance, &T::newObjectPath, &T::newArgs, &T::newString, &T::newArray, &T::newDateTime,
+                  &T::newDateTimeFromBinary, &T::newDateTimeFromChars, &T::newSelectExp, &T::classPathIsA, &T::toString,
+                  &T::isOfType, &T::getType, &T::getMessage, &T::logMessage, &T::trace);
 }
 
 TEST(CmpiTable, BrokerExtFT) {
-    check({SIZE(CMPIBrokerExtFT, 168),
-           AT(CMPIBrokerExtFT, ftVersion, 0),
-           AT(CMPIBrokerExtFT, resolveFileName, 8),
-           AT(CMPIBrokerExtFT, newThread, 16),
-           AT(CMPIBrokerExtFT, joinThread, 24),
-           AT(CMPIBrokerExtFT, exitThread, 32),
-           AT(CMPIBrokerExtFT, cancelThread, 40),
-           AT(CMPIBrokerExtFT, threadSleep, 48),
-           AT(CMPIBrokerExtFT, threadOnce, 56),
-           AT(CMPIBrokerExtFT, createThreadKey, 64),
-           AT(CMPIBrokerExtFT, destroyThreadKey, 72),
-           AT(CMPIBrokerExtFT, getThreadSpecific, 80),
-           AT(CMPIBrokerExtFT, setThreadSpecific, 88),
-           AT(CMPIBrokerExtFT, newMutex, 96),
-           AT(CMPIBrokerExtFT, destroyMutex, 104),
-           AT(CMPIBrokerExtFT, lockMutex, 112),
-           AT(CMPIBrokerExtFT, unlockMutex, 120),
-           AT(CMPIBrokerExtFT, newCondition, 128),
-           AT(CMPIBrokerExtFT, destroyCondition, 136),
-           AT(CMPIBrokerExtFT, condWait, 144),
-           AT(CMPIBrokerExtFT, timedCondWait, 152),
-           AT(CMPIBrokerExtFT, signalCondition, 160)});
+    using T = CMPIBrokerExtFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(168, 8, &T::resolveFileName, &T::newThread, &T::joinThread, &T::exitThread, &T::cancelThread,
+                  &T::threadSleep, &T::threadOnce, &T::createThreadKey, &T::destroyThreadKey, &T::getThreadSpecific,
+                  &T::setThreadSpecific, &T::newMutex, &T::destroyMutex, &T::lockMutex, &T::unlockMutex,
+                  &T::newCondition, &T::destroyCondition, &T::condWait, &T::timedCondWait, &T::signalCondition);
 }
 
 TEST(CmpiTable, ContextFT) {
-    check({SIZE(CMPIContextFT, 56), AT(CMPIContextFT, ftVersion, 0), AT(CMPIContextFT, release, 8),
-           AT(CMPIContextFT, clone, 16), AT(CMPIContextFT, getEntry, 24), AT(CMPIContextFT, getEntryAt, 32),
-           AT(CMPIContextFT, getEntryCount, 40), AT(CMPIContextFT, addEntry, 48)});
+    using T = CMPIContextFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(56, 8, &T::release, &T::clone, &T::getEntry, &T::getEntryAt, &T::getEntryCount, &T::addEntry);
 }
 
 TEST(CmpiTable, ResultFT) {
-    check({SIZE(CMPIResultFT, 56), AT(CMPIResultFT, ftVersion, 0), AT(CMPIResultFT, release, 8),
-           AT(CMPIResultFT, clone, 16), AT(CMPIResultFT, returnData, 24), AT(CMPIResultFT, returnInstance, 32),
-           AT(CMPIResultFT, returnObjectPath, 40), AT(CMPIResultFT, returnDone, 48)});
+    using T = CMPIResultFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(56, 8, &T::release, &T::clone, &T::returnData, &T::returnInstance, &T::returnObjectPath,
+                  &T::returnDone);
 }
 
 TEST(CmpiTable, StringFT) {
-    check({SIZE(CMPIStringFT, 32), AT(CMPIStringFT, ftVersion, 0), AT(CMPIStringFT, release, 8),
-           AT(CMPIStringFT, clone, 16), AT(CMPIStringFT, getCharPtr, 24)});
+    using T = CMPIStringFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(32, 8, &T::release, &T::clone, &T::getCharPtr);
 }
 
 TEST(CmpiTable, ArrayFT) {
-    check({SIZE(CMPIArrayFT, 56), AT(CMPIArrayFT, ftVersion, 0), AT(CMPIArrayFT, release, 8),
-           AT(CMPIArrayFT, clone, 16), AT(CMPIArrayFT, getSize, 24), AT(CMPIArrayFT, getSimpleType, 32),
-           AT(CMPIArrayFT, getElementAt, 40), AT(CMPIArrayFT, setElementAt, 48)});
+    using T = CMPIArrayFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(56, 8, &T::release, &T::clone, &T::getSize, &T::getSimpleType, &T::getElementAt, &T::setElementAt);
 }
 
 TEST(CmpiTable, EnumerationFT) {
-    check({SIZE(CMPIEnumerationFT, 48), AT(CMPIEnumerationFT, ftVersion, 0), AT(CMPIEnumerationFT, release, 8),
-           AT(CMPIEnumerationFT, clone, 16), AT(CMPIEnumerationFT, getNext, 24), AT(CMPIEnumerationFT, hasNext, 32),
-           AT(CMPIEnumerationFT, toArray, 40)});
+    using T = CMPIEnumerationFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(48, 8, &T::release, &T::clone, &T::getNext, &T::hasNext, &T::toArray);
 }
 
 TEST(CmpiTable, InstanceFT) {
-    check({SIZE(CMPIInstanceFT, 80), AT(CMPIInstanceFT, ftVersion, 0), AT(CMPIInstanceFT, release, 8),
-           AT(CMPIInstanceFT, clone, 16), AT(CMPIInstanceFT, getProperty, 24), AT(CMPIInstanceFT, getPropertyAt, 32),
-           AT(CMPIInstanceFT, getPropertyCount, 40), AT(CMPIInstanceFT, setProperty, 48),
-           AT(CMPIInstanceFT, getObjectPath, 56), AT(CMPIInstanceFT, setPropertyFilter, 64),
-           AT(CMPIInstanceFT, setObjectPath, 72)});
+    using T = CMPIInstanceFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(80, 8, &T::release, &T::clone, &T::getProperty, &T::getPropertyAt, &T::getPropertyCount,
+                  &T::setProperty, &T::getObjectPath, &T::setPropertyFilter, &T::setObjectPath);
 }
 
 TEST(CmpiTable, ObjectPathFT) {
-    check({SIZE(CMPIObjectPathFT, 160),
-           AT(CMPIObjectPathFT, ftVersion, 0),
-           AT(CMPIObjectPathFT, release, 8),
-           AT(CMPIObjectPathFT, clone, 16),
-           AT(CMPIObjectPathFT, setNameSpace, 24),
-           AT(CMPIObjectPathFT, getNameSpace, 32),
-           AT(CMPIObjectPathFT, setHostname, 40),
-           AT(CMPIObjectPathFT, getHostname, 48),
-           AT(CMPIObjectPathFT, setClassName, 56),
-           AT(CMPIObjectPathFT, getClassName, 64),
-           AT(CMPIObjectPathFT, addKey, 72),
-           AT(CMPIObjectPathFT, getKey, 80),
-           AT(CMPIObjectPathFT, getKeyAt, 88),
-           AT(CMPIObjectPathFT, getKeyCount, 96),
-           AT(CMPIObjectPathFT, setNameSpaceFromObjectPath, 104),
-           AT(CMPIObjectPathFT, setHostAndNameSpaceFromObjectPath, 112),
-           AT(CMPIObjectPathFT, getClassQualifier, 120),
-           AT(CMPIObjectPathFT, getPropertyQualifier, 128),
-           AT(CMPIObjectPathFT, getMethodQualifier, 136),
-           AT(CMPIObjectPathFT, getParameterQualifier, 144),
-           AT(CMPIObjectPathFT, toString, 152)});
+    using T = CMPIObjectPathFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(160, 8, &T::release, &T::clone, &T::setNameSpace, &T::getNameSpace, &T::setHostname, &T::getHostname,
+                  &T::setClassName, &T::getClassName, &T::addKey, &T::getKey, &T::getKeyAt, &T::getKeyCount,
+                  &T::setNameSpaceFromObjectPath, &T::setHostAndNameSpaceFromObjectPath, &T::getClassQualifier,
+                  &T::getPropertyQualifier, &T::getMethodQualifier, &T::getParameterQualifier, &T::toString);
 }
 
 TEST(CmpiTable, ArgsFT) {
-    check({SIZE(CMPIArgsFT, 56), AT(CMPIArgsFT, ftVersion, 0), AT(CMPIArgsFT, release, 8), AT(CMPIArgsFT, clone, 16),
-           AT(CMPIArgsFT, addArg, 24), AT(CMPIArgsFT, getArg, 32), AT(CMPIArgsFT, getArgAt, 40),
-           AT(CMPIArgsFT, getArgCount, 48)});
+    using T = CMPIArgsFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(56, 8, &T::release, &T::clone, &T::addArg, &T::getArg, &T::getArgAt, &T::getArgCount);
 }
 
 TEST(CmpiTable, DateTimeFT) {
-    check({SIZE(CMPIDateTimeFT, 48), AT(CMPIDateTimeFT, ftVersion, 0), AT(CMPIDateTimeFT, release, 8),
-           AT(CMPIDateTimeFT, clone, 16), AT(CMPIDateTimeFT, getBinaryFormat, 24),
-           AT(CMPIDateTimeFT, getStringFormat, 32), AT(CMPIDateTimeFT, isInterval, 40)});
+    using T = CMPIDateTimeFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(48, 8, &T::release, &T::clone, &T::getBinaryFormat, &T::getStringFormat, &T::isInterval);
 }
 
 TEST(CmpiTable, SelectExpFT) {
-    check({SIZE(CMPISelectExpFT, 64), AT(CMPISelectExpFT, ftVersion, 0), AT(CMPISelectExpFT, release, 8),
-           AT(CMPISelectExpFT, clone, 16), AT(CMPISelectExpFT, evaluate, 24), AT(CMPISelectExpFT, getString, 32),
-           AT(CMPISelectExpFT, getDOC, 40), AT(CMPISelectExpFT, getCOD, 48),
-           AT(CMPISelectExpFT, evaluateUsingAccessor, 56)});
+    using T = CMPISelectExpFT;
+    check({AT(T, ftVersion, 0)});
+    checkTable<T>(64, 8, &T::release, &T::clone, &T::evaluate, &T::getString, &T::getDOC, &T::getCOD,
+                  &T::evaluateUsingAccessor);
 }
 
 TEST(CmpiTable, InstanceMIFT) {
-    check({SIZE(CMPIInstanceMIFT, 80), AT(CMPIInstanceMIFT, ftVersion, 0), AT(CMPIInstanceMIFT, miVersion, 4),
-           AT(CMPIInstanceMIFT, miName, 8), AT(CMPIInstanceMIFT, cleanup, 16),
-           AT(CMPIInstanceMIFT, enumerateInstanceNames, 24), AT(CMPIInstanceMIFT, enumerateInstances, 32),
-           AT(CMPIInstanceMIFT, getInstance, 40), AT(CMPIInstanceMIFT, createInstance, 48),
-           AT(CMPIInstanceMIFT, modifyInstance, 56), AT(CMPIInstanceMIFT, deleteInstance, 64),
-           AT(CMPIInstanceMIFT, execQuery, 72)});
+    using T = CMPIInstanceMIFT;
+    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
+    checkTable<T>(80, 8, &T::miName, &T::cleanup, &T::enumerateInstanceNames, &T::enumerateInstances, &T::getInstance,
+                  &T::createInstance, &T::modifyInstance, &T::deleteInstance, &T::execQuery);
 }
 
 TEST(CmpiTable, AssociationMIFT) {
-    check({SIZE(CMPIAssociationMIFT, 56), AT(CMPIAssociationMIFT, ftVersion, 0), AT(CMPIAssociationMIFT, miVersion, 4),
-           AT(CMPIAssociationMIFT, miName, 8), AT(CMPIAssociationMIFT, cleanup, 16),
-           AT(CMPIAssociationMIFT, associators, 24), AT(CMPIAssociationMIFT, associatorNames, 32),
-           AT(CMPIAssociationMIFT, references, 40), AT(CMPIAssociationMIFT, referenceNames, 48)});
+    using T = CMPIAssociationMIFT;
+    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
+    checkTable<T>(56, 8, &T::miName, &T::cleanup, &T::associators, &T::associatorNames, &T::references,
+                  &T::referenceNames);
 }
 
 TEST(CmpiTable, MethodMIFT) {
-    check({SIZE(CMPIMethodMIFT, 32), AT(CMPIMethodMIFT, ftVersion, 0), AT(CMPIMethodMIFT, miVersion, 4),
-           AT(CMPIMethodMIFT, miName, 8), AT(CMPIMethodMIFT, cleanup, 16), AT(CMPIMethodMIFT, invokeMethod, 24)});
+    using T = CMPIMethodMIFT;
+    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
+    checkTable<T>(32, 8, &T::miName, &T::cleanup, &T::invokeMethod);
 }
 
 TEST(CmpiTable, PropertyMIFT) {
-    check({SIZE(CMPIPropertyMIFT, 40), AT(CMPIPropertyMIFT, ftVersion, 0), AT(CMPIPropertyMIFT, miVersion, 4),
-           AT(CMPIPropertyMIFT, miName, 8), AT(CMPIPropertyMIFT, cleanup, 16), AT(CMPIPropertyMIFT, setProperty, 24),
-           AT(CMPIPropertyMIFT, getProperty, 32)});
+    using T = CMPIPropertyMIFT;
+    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
+    checkTable<T>(40, 8, &T::miName, &T::cleanup, &T::setProperty, &T::getProperty);
 }
 
 TEST(CmpiTable, IndicationMIFT) {
-    check({SIZE(CMPIIndicationMIFT, 72), AT(CMPIIndicationMIFT, ftVersion, 0), AT(CMPIIndicationMIFT, miVersion, 4),
-           AT(CMPIIndicationMIFT, miName, 8), AT(CMPIIndicationMIFT, cleanup, 16),
-           AT(CMPIIndicationMIFT, authorizeFilter, 24), AT(CMPIIndicationMIFT, mustPoll, 32),
-           AT(CMPIIndicationMIFT, activateFilter, 40), AT(CMPIIndicationMIFT, deActivateFilter, 48),
-           AT(CMPIIndicationMIFT, enableIndications, 56), AT(CMPIIndicationMIFT, disableIndications, 64)});
+    using T = CMPIIndicationMIFT;
+    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
+    checkTable<T>(72, 8, &T::miName, &T::cleanup, &T::authorizeFilter, &T::mustPoll, &T::activateFilter,
+                  &T::deActivateFilter, &T::enableIndications, &T::disableIndications);
 }
 
 TEST(CmpiConstants, Types) {
