@@ -1,3 +1,4 @@
+// Association requests of which one call into the object manager fails or throws, each call in turn.
 #include <algorithm>
 #include <stdexcept>
 

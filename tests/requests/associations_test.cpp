@@ -1,3 +1,4 @@
+// Association requests over what object managers may hand back, and with paths and filters of any content.
 #include "tests/requests/rack.h"
 
 namespace {

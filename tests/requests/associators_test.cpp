@@ -1,3 +1,4 @@
+// What associators deliver for a source and its filters, and what is logged on the way.
 #include <fmt/format.h>
 
 #include "tests/requests/rack.h"

@@ -1,3 +1,4 @@
+// Every operation on every class, in every letter case, and every filter with every other, against the rules.
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The library as a file, its factories and their records, and the operations with a fixed answer.
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>

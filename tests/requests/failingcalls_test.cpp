@@ -1,3 +1,4 @@
+// Instance requests of which one call fails or throws, each call in turn, and object managers without some slots.
 #include <algorithm>
 #include <functional>
 #include <stdexcept>

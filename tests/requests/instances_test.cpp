@@ -1,3 +1,4 @@
+// Instance requests: what is delivered, logged and put out, and how exceptions end them.
 #include <unistd.h>
 
 #include <algorithm>

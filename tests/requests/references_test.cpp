@@ -1,3 +1,4 @@
+// What references deliver for a source and its filter, and what is logged on the way.
 #include <fmt/format.h>
 
 #include "tests/requests/rack.h"

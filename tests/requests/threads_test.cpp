@@ -1,3 +1,4 @@
+// Requests of several threads at once.
 #include <algorithm>
 #include <atomic>
 #include <chrono>

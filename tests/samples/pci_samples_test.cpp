@@ -1,3 +1,4 @@
+// The PCI functions of the sample machines against lspci, the PCI ID list and their configuration spaces.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -44,7 +45,7 @@ std::uint32_t littleEndian(const reference::RawFunction& raw, std::size_t offset
 class SamplePci : public samples::SampleTest {
  protected:
     /** Calls `check` with every function that lspci sees and the instance delivered for it. */
-    template <class Check>
+    template <typename Check>
     void forEveryFunction(Check check) {
         std::map<std::string, broker::Instance> delivered;
         for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge"})

@@ -1,3 +1,4 @@
+// What lspci, dmidecode and the PCI ID list say of a sample machine.
 #include "tests/samples/reference.h"
 
 #include <fmt/format.h>
@@ -116,7 +117,7 @@ std::vector<std::vector<std::string>> dmidecodeBlocks(const std::string& listing
     return blocks;
 }
 
-/** What stands behind "<TAB>Label: ". */
+/** What follows "<TAB>Label: ". */
 std::optional<std::string> findLabelled(const std::vector<std::string>& block, const std::string& label) {
     const std::string start = "\t" + label + ": ";
     for (const std::string& line : block)

@@ -52,7 +52,7 @@ class PciIds {
     std::optional<std::string> vendor(unsigned vendor) const;
     /** The first device with that number in the list, whichever vendor it is of. */
     std::optional<std::string> firstDevice(unsigned device) const;
-    /** What stands behind the first occurrence of the sub-class's two digits behind the class, in the class section. */
+    /** What follows the first occurrence of the sub-class's two digits after the class, in the class section. */
     std::optional<std::string> classText(unsigned classCode, unsigned subclass) const;
 
  private:

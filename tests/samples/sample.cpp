@@ -1,3 +1,4 @@
+// What the provider answers about a sample machine.
 #include "tests/samples/sample.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// The project's scripts: catalogues, captured hosts, help, steps.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -108,7 +109,7 @@ class CaptureHost : public ::testing::Test {
     testsupport::SmbiosBuilder table_;
 
  private:
-    /** Behind the header: strings 1, 2 and 0, serial number in string 3, then 16 bytes of UUID and 3 more. */
+    /** After the header: strings 1, 2 and 0, serial number in string 3, then 16 bytes of UUID and 3 more. */
     static testsupport::Bytes systemInformation() {
         testsupport::Bytes formatted{1, 2, 0, 3};
         formatted.insert(formatted.end(), 16, 0xAB);

@@ -1,3 +1,4 @@
+// The slots of the sample machines against dmidecode.
 #include <fmt/format.h>
 
 #include <map>
@@ -16,7 +17,7 @@ struct SlotCodes {
     unsigned type = 0;
 };
 
-/** The codes behind dmidecode's words, of those that the samples have (DSP0134, system slots). */
+/** The codes that dmidecode shows as words, of those that the samples have (DSP0134, system slots). */
 const std::map<std::string, SlotCodes> kTypes{
     {"x4 PCI Express", {0x0A, 0xA5}},   {"x8 PCI Express", {0x0B, 0xA5}},   {"x16 PCI Express", {0x0D, 0xA5}},
     {"x4 PCI Express 3", {0x0A, 0xB1}}, {"x8 PCI Express 3", {0x0B, 0xB1}}, {"x16 PCI Express 3", {0x0D, 0xB1}},
@@ -40,7 +41,7 @@ std::vector<unsigned> voltages(const reference::Slot& slot) {
 class SampleSlots : public samples::SampleTest {
  protected:
     /** Calls `check` with every slot that dmidecode sees and the instance delivered in its place. */
-    template <class Check>
+    template <typename Check>
     void forEverySlot(Check check) {
         const std::vector<reference::Slot> slots = reference::dmidecodeSlots(smbiosTable());
         const std::vector<broker::Instance> delivered = samples::instances(directory(), "QELTA_SystemSlot");

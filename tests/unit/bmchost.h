@@ -83,7 +83,7 @@ class BmcHostTest : public testing::Test {
         bmc().addFault(at(occasion, fault, from, times));
     }
 
-    /** Makes every thread pause behind each request that it sends, so that another one gets its chance to interfere. */
+    /** Makes every thread pause after each request that it sends, so that another one gets its chance to interfere. */
     void pauseBehindRequests() {
         host.onEvent([](const emulator::Event& event) {
             if (std::holds_alternative<emulator::Sent>(event)) {
@@ -98,7 +98,7 @@ class BmcHostTest : public testing::Test {
         for (const emulator::Sent& sent : host.eventsOf<emulator::Sent>()) all.push_back(sent.request.data);
         return all;
     }
-    template <class Kind>
+    template <typename Kind>
     std::size_t count() const {
         return host.eventsOf<Kind>().size();
     }

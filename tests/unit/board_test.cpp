@@ -1,3 +1,4 @@
+// The system board, and its associations with the functions on it.
 #include "board/tsysbrd.h"
 
 #include <fmt/format.h>
@@ -378,7 +379,7 @@ TEST_F(SkippedFunction, ForWhichTheBoardHasNoPath) {
 }
 
 TEST_F(SkippedFunction, WhoseAssociationPathCannotBeMade) {
-    associateWithFault("eft.newObjectPath", 4, true);  // behind the board's and those of the two enumerations
+    associateWithFault("eft.newObjectPath", 4, true);  // after the board's and those of the two enumerations
     const Lines skipped =
         allLines({onBoardWithPathsLines(),
                   {"TSysBrd::getObjectPath in the routine", "TSysBrd::getObjectPath could not create the path"},
@@ -387,7 +388,7 @@ TEST_F(SkippedFunction, WhoseAssociationPathCannotBeMade) {
 }
 
 TEST_F(SkippedFunction, WhoseAssociationCannotBeMadeIsLoggedInTheWordsOfSuccess) {
-    associateWithFault("eft.newInstance", 2, false);  // behind the board's
+    associateWithFault("eft.newInstance", 2, false);  // after the board's
     const Lines skipped = allLines({creatingLines(), boardLine("status == CMPI_RC_OK")});
     EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, instanceDeliveredLines("update")}), {})));
 }

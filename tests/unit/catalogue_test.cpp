@@ -341,7 +341,7 @@ TEST(ClassLookup, ASubclassMissingFromItsClassTakesTheFirstLaterOccurrenceOfItsD
 }
 
 TEST(ClassLookup, SubclassDigitsAreFoundInsideOtherWords) {
-    // Broadband: the letters from the fourth on behind "ad".
+    // Broadband: the letters from the fourth on after "ad".
     EXPECT_EQ(classText(kClassList, 0x01, 0xAD), "nd thing");
     EXPECT_EQ(classText("C 01  x\n\tnumber 20010 of it\n\t10  Ten\n", 0x01, 0x10), "f it");
 }
@@ -386,7 +386,7 @@ TEST(ClassLookup, WithCarriageReturnsAndNoLineFeedTheTextRunsToTheEnd) {
 }
 
 TEST(ClassLookup, WithCarriageReturnsAShortTextRunsIntoTheNextLine) {
-    // "\t01  IDE" begins four characters behind the digits 00, and its text four later.
+    // "\t01  IDE" begins four characters after the digits 00, and its text four later.
     EXPECT_EQ(classText("C 01\r\n\t00\r\n\t01  IDE\r\n", 0x01, 0x00), " IDE\r");
 }
 

@@ -1,3 +1,4 @@
+// Array properties.
 #include <functional>
 #include <stdexcept>
 

@@ -1,3 +1,4 @@
+// Making and returning objects, upcalls, and walks over what they bring.
 #include <stdexcept>
 
 #include "tests/unit/cimtest.h"

@@ -1,3 +1,4 @@
+// Reading properties, keys and texts; the host name.
 #include <stdexcept>
 
 #include "tests/unit/cimtest.h"

@@ -1,3 +1,4 @@
+// Scalar and reference properties, and keys.
 #include <functional>
 #include <limits>
 #include <stdexcept>

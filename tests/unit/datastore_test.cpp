@@ -1,3 +1,4 @@
+// The data store's single operations, byte for byte.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -458,7 +459,7 @@ TEST_F(DataStoreTest, WriteNeedsAnAnswerOfExactlyFiveBytes) {
     }
 }
 
-// The count's bytes are 3 and 5, not 3 and 4; byte 5 lies behind the answer, where nothing came.
+// The count's bytes are 3 and 5, not 3 and 4; byte 5 lies after the answer, where nothing came.
 TEST_F(DataStoreTest, WriteTakesItsResultFromBytes3And5) {
     openFile();
     for (const int low : {0, 1, 20, 200, 255}) {

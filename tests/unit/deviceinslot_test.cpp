@@ -1,3 +1,4 @@
+// From slots to the functions in them: associations and functions.
 #include <fmt/format.h>
 
 #include <utility>

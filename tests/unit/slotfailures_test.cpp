@@ -1,3 +1,4 @@
+// Slots whose table or whose objects cannot be had.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// From functions to their slots and to the board; how a DeviceID is read.
 #include <fmt/format.h>
 
 #include "tests/unit/inventory.h"
@@ -460,7 +461,7 @@ TEST_F(SlotOfDevice, ReferenceIsWholeWhereAnExceptionCutsOffASecondSlot) {
     answer(kSlotClass, {slotInstance(3), numbered(103, Value::uint(CMPI_uint16, 3))});
     const auto info = scan();
     CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
-    manager.throwAt("eft.newObjectPath", 4);  // behind the function's, the class's and the first association's
+    manager.throwAt("eft.newObjectPath", 4);  // after the function's, the class's and the first association's
     info->GetAssocRefFromDeviceInstances(handle(), context(), result(), device, kSlotClass, false);
     EXPECT_TRUE(manager.faultStruck());
     for (const Instance& reference : scope->response().instances) {

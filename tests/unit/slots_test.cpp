@@ -1,3 +1,4 @@
+// Slots as paths and instances: every property, and the utilities.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// The walk over SMBIOS structures and tables, good ones and bad ones, against its rule.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -173,15 +174,15 @@ TEST(SmbiosStructure, WithoutAnEndIsNotReadBeyondTheStorage) {
     }
 }
 
-// --- the rule once more, over bytes with zeros behind them ---
+// --- the rule once more, over bytes with zeros after them ---
 
-/** Bytes, and so many zeros behind them that no step over one structure leaves them. */
+/** Bytes, and so many zeros after them that no step over one structure leaves them. */
 struct Guarded {
     explicit Guarded(Bytes content) : size(content.size()), bytes(std::move(content)) { bytes.resize(size + 1024, 0); }
 
     bool pairAt(std::size_t place) const { return bytes[place] == 0 && bytes[place + 1] == 0; }
     std::size_t setOf(std::size_t place) const { return place + bytes[place + 1]; }
-    /** Where the set's two zero bytes stand; there are some behind the content at the latest. */
+    /** Where the set's two zero bytes stand; there are some after the content at the latest. */
     std::size_t endOfSet(std::size_t place) const {
         std::size_t end = setOf(place);
         while (!pairAt(end)) ++end;

@@ -1,3 +1,4 @@
+// One exchange with the BMC through Linux's driver.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -40,7 +41,7 @@ constexpr std::uint8_t kUntouched = 0x5A;
 constexpr std::uint16_t kLengthBefore = 0xBEEF;
 constexpr long long kFiveSeconds = 5000;
 
-/** One exchange with all that it brings back. Behind the 272 bytes of the response stand 16 more. */
+/** One exchange with all that it brings back. After the 272 bytes of the response stand 16 more. */
 struct Exchange {
     std::uint32_t result = 0;
     std::uint8_t completionCode = 0x77;
@@ -73,7 +74,7 @@ Exchange exchangeWithCode(Bytes request) {
     return made;
 }
 
-template <class Work>
+template <typename Work>
 void onThreads(unsigned count, Work work) {
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < count; ++i) threads.emplace_back(work);
@@ -90,8 +91,8 @@ struct Spoiled {
 };
 Spoiled spoiled;
 
-/** A function that stands behind this program's own. */
-template <class Function>
+/** The C library's function of a name that this program defines too. */
+template <typename Function>
 Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
@@ -158,7 +159,7 @@ class TransportTest : public BmcHostTest {
         EXPECT_EQ(made.length, kLengthBefore);
     }
 
-    /** The devices that were opened, with "-" behind those that were not there, and "closed" for every close. */
+    /** The devices that were opened, with "-" after those that were not there, and "closed" for every close. */
     std::vector<std::string> openings() const {
         std::vector<std::string> texts;
         for (const Event& event : host.events()) {

@@ -88,7 +88,7 @@ class WholeFileTest : public BmcHostTest {
         return writeFile(store, content, name);
     }
 
-    /** The storage of `data` from its first byte, read behind the vector's length. */
+    /** The storage of `data` from its first byte, read past the vector's length. */
     Bytes storage(std::size_t length = 65536) const {
         EXPECT_GE(data.capacity(), length);
         return {data.data(), data.data() + length};

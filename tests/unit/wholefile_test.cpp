@@ -1,3 +1,4 @@
+// Reading whole files from the data store.
 #include "tests/unit/wholefile.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// Writing whole files, stores that override operations, and transfers of several threads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -289,7 +290,7 @@ class ScriptedStore : public IpmiDataStore {
         return 0;
     }
 
-    std::deque<Transfer> answers;  // of reads and writes; behind the last one comes A0h
+    std::deque<Transfer> answers;  // of reads and writes; after the last one comes A0h
     std::int32_t closeResult = 0;
     std::uint8_t closeCode = 0;
     std::vector<std::string> steps;

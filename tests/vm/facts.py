@@ -58,7 +58,7 @@ class PciIds:
             if line.startswith("C "):
                 in_classes = True
             elif re.match(r"[A-Z] ", line):
-                break    # other lists stand behind the classes
+                break    # other lists follow the classes
             if in_classes:
                 if re.match(r"C |\t[0-9a-f]", line):
                     self.classes += line + "\n"
@@ -67,7 +67,7 @@ class PciIds:
                 (self.devices if match[1] else self.vendors).setdefault(int(match[2], 16), escape(match[3].strip()))
 
     def class_text(self, base_class, subclass):
-        """What stands behind the first two such digits from the class's line on."""
+        """What follows the first two such digits from the class's line on."""
         start = self.classes.find(f"C {base_class:02x}")
         place = self.classes.find(f"{subclass:02x}", start) if start >= 0 else -1
         if place < 0:

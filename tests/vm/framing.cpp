@@ -1,3 +1,4 @@
+// Messages between QEMU and a BMC on their serial line. Tests: serialbmc_test.cpp.
 #include "tests/vm/framing.h"
 
 #include <numeric>

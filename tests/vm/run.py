@@ -78,7 +78,7 @@ class Vm:
             status = None
         console_file = self.folder / "console.log"
         console = console_file.read_text(errors="replace") if console_file.exists() else ""
-        # One that reached its own limit did so behind its machine's end, while others were waited for.
+        # One that reached its own limit did so after its machine's end, while others were waited for.
         if self.bmc is not None and self.bmc.poll() not in (None, -signal.SIGALRM):
             raise Failed(f"the BMC of the machine '{self.mode}' ended with {self.bmc.returncode}: "
                          + (self.folder / "bmc.error").read_text(errors="replace"))

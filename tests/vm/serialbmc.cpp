@@ -1,3 +1,4 @@
+// The BMC of a virtual machine. Tests: serialbmc_test.cpp.
 #include "tests/vm/serialbmc.h"
 
 #include <filesystem>

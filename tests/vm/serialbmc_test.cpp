@@ -1,3 +1,4 @@
+// The BMC of a virtual machine, without the machine.
 #include "tests/vm/serialbmc.h"
 
 #include <gmock/gmock.h>
