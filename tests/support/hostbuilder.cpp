@@ -183,11 +183,6 @@ SmbiosBuilder& SmbiosBuilder::addRaw(const Bytes& bytes) {
     return *this;
 }
 
-SmbiosBuilder& SmbiosBuilder::announceCount(std::uint16_t count) {
-    announced_ = count;
-    return *this;
-}
-
 SmbiosBuilder& SmbiosBuilder::withoutEndOfTable() {
     endOfTable_ = false;
     return *this;
@@ -220,7 +215,7 @@ Bytes SmbiosBuilder::bytes() const {
     putText(file, 16, "_DMI_");
     put16(file, 22, static_cast<std::uint16_t>(table.structures_.size()));
     put32(file, 24, static_cast<std::uint32_t>(kEntryPointLength));  // where the table stands in this very file
-    put16(file, kCountOffset, announced_.value_or(table.count_));
+    put16(file, kCountOffset, table.count_);
     file[30] = 0x28;
     balanceChecksum(file, 16, 15, 21);
     balanceChecksum(file, 0, kEntryPointLength, 4);

@@ -119,8 +119,6 @@ class SmbiosBuilder {
                                 const std::vector<std::string>& strings = {});
     /** Bytes that stand in the table as they are and count as one structure. */
     SmbiosBuilder& addRaw(const Bytes& bytes);
-    /** The count that the entry point tells, instead of the number of structures with the end-of-table one. */
-    SmbiosBuilder& announceCount(std::uint16_t count);
     /** No end-of-table structure (type 127) is appended. */
     SmbiosBuilder& withoutEndOfTable();
 
@@ -132,7 +130,6 @@ class SmbiosBuilder {
 
     Bytes structures_;
     std::uint16_t count_ = 0;
-    std::optional<std::uint16_t> announced_;
     bool endOfTable_ = true;
 };
 

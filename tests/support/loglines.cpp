@@ -31,11 +31,6 @@ Lines uint8Lines() {
             "getPropertyVal uint8 returning"};
 }
 
-Lines uint8NullLines() {
-    return {"getPropertyVal uint8 getting the property value", "getPropertyVal uint8 got property value",
-            "getPropertyVal uint8 returning"};
-}
-
 Lines uint8CaughtLines() {
     return {"getPropertyVal uint8 getting the property value", "getPropertyVal uint8 catch block found",
             "getPropertyVal uint8 returning"};

@@ -12,7 +12,6 @@ Lines noNextInstanceLines();
 Lines noEnumerationLines();
 Lines uint16Lines();
 Lines uint8Lines();
-Lines uint8NullLines();
 Lines uint8CaughtLines();
 Lines setReferenceLines();
 
