@@ -573,6 +573,7 @@ TEST_F(DataStoreTest, EveryOperationSurvivesTheLongestAndTheEmptyAnswer) {
         for (std::size_t i = 0; i < operations().size(); ++i) {
             SCOPED_TRACE(operations()[i].name);
             bmc().clearFaults();
+            bmc().putFile("file", content);  // it may have been deleted
             openFile();
             meet(answer);
             EXPECT_EQ(run(operations()[i].name), (Outcome{results[i], 0}));
