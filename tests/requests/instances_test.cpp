@@ -165,14 +165,16 @@ TEST_P(EveryClassTest, ReadsTheClassNameOfThePathAndNothingElse) {
     ObjectPath path = functionPath(served().name, 200, 31, 7);
     path.nameSpace = "root/elsewhere";
     path.keys.push_back({"Tag", broker::Value::string("System Slot 99")});
+    const auto refuse = [](const CMPIObjectPath*, CMPIStatus*) -> CMPIString* {
+        ADD_FAILURE() << "the namespace or the host is asked for";
+        return nullptr;
+    };
+    manager.objectPathTable().getNameSpace = refuse;
+    manager.objectPathTable().getHostname = refuse;
     const Response response = (manager.*operation().ask)(path);
     EXPECT_EQ(response.status, CMPI_RC_OK);
     EXPECT_EQ(delivered(response), taken());
-    for (const Call& call : manager.calls()) {
-        EXPECT_NE(call.function, "objectPath.getKey");
-        EXPECT_NE(call.function, "objectPath.getNameSpace");
-        EXPECT_NE(call.function, "objectPath.getHostname");
-    }
+    for (const Call& call : manager.calls()) EXPECT_NE(call.function, "objectPath.getKey");
 }
 
 TEST_P(EveryClassTest, IsAnsweredOkWithFewerObjectsOnAnEmptyHost) {

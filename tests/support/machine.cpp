@@ -7,7 +7,7 @@
 #include <iterator>
 #include <ostream>
 
-namespace broker {
+namespace cim {
 
 void PrintTo(const ObjectPath& path, std::ostream* out) {
     *out << toString(path);
@@ -25,7 +25,7 @@ void PrintTo(const Value& value, std::ostream* out) {
     *out << typeName(value.type) << ' ' << toString(value);
 }
 
-}  // namespace broker
+}  // namespace cim
 
 namespace testsupport {
 

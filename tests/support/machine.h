@@ -8,14 +8,14 @@
 #include "broker/broker.h"
 #include "tests/support/hostbuilder.h"
 
-namespace broker {
+namespace cim {
 
 /** GoogleTest shows objects as the text that they are written as. */
 void PrintTo(const ObjectPath& path, std::ostream* out);
 void PrintTo(const Instance& instance, std::ostream* out);
 void PrintTo(const Value& value, std::ostream* out);
 
-}  // namespace broker
+}  // namespace cim
 
 namespace testsupport {
 

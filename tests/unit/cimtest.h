@@ -16,7 +16,7 @@
 #include "tests/support/records.h"
 #include "utils/providerutils.h"
 
-namespace broker {
+namespace cim {
 
 /** What gmock shows of a property that differs. */
 inline void PrintTo(const Property& property, std::ostream* out) {
@@ -24,7 +24,7 @@ inline void PrintTo(const Property& property, std::ostream* out) {
     PrintTo(property.value, out);
 }
 
-}  // namespace broker
+}  // namespace cim
 
 using CallRow = testsupport::Call;
 
