@@ -23,7 +23,7 @@ enum class FilterOptions { none, ofReferences, ofAssociators };
 /** What a command's answer may have functions chosen from. */
 enum class Chosen { nothing, names, instances };
 
-/** A command that puts one question; an argument that is no good throws. */
+/** A command that puts one question; a wrong argument throws. */
 struct Command {
     const char* name;
     const char* description;

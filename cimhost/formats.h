@@ -71,7 +71,7 @@ Json json(const broker::Instance& instance);
 
 /**
  * The document in Format::json; in the others the records, which have the same members: a JSON object a line, or a head
- * line of the members' names and a line for each. There is no other format. Bytes that are no UTF-8 become U+FFFD.
+ * line of the members' names and a line for each. There is no other format. Bytes that are not UTF-8 become U+FFFD.
  */
 std::string structured(Format format, const Json& document, const std::vector<Json>& records,
                        const TableOptions& options);

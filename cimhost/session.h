@@ -35,7 +35,7 @@ using Tracer = std::function<void(const std::string& line)>;
 /** A provider that is loaded and may be asked, on a host of its own where one is given. One session lives at a time. */
 class Session {
  public:
-    /** An empty tracer: no trace. Throws std::runtime_error when the host is no good or the library does not load. */
+    /** An empty tracer: no trace. Throws std::runtime_error when host or library cannot be had. */
     explicit Session(const Surroundings& surroundings, Tracer tracer = {});
 
     /**

@@ -146,7 +146,7 @@ std::string explained(const broker::Instance& instance, const broker::Property& 
     return text && !text->null ? fmt::format("{} ({})", value, broker::toString(*text)) : value;
 }
 
-/** "1" for the first key of the instance's path, empty for a property that is no key. */
+/** "1" for the first key of the instance's path, empty for a property that is not a key. */
 std::string keyPosition(const broker::Instance& instance, const broker::Property& property) {
     const broker::Value* key = instance.path.key(property.name);
     for (std::size_t i = 0; key && i < instance.path.keys.size(); ++i)

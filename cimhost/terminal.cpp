@@ -39,7 +39,7 @@ bool isTerminal() {
 
 /**
  * Columns of the terminal that standard output leads to: the variable COLUMNS where that is a positive number, else
- * what the terminal says, else 80. 0 where standard output is no terminal.
+ * what the terminal says, else 80. 0 where standard output is not a terminal.
  */
 std::size_t terminalWidth() {
     if (!isTerminal()) return 0;

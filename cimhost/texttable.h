@@ -43,11 +43,11 @@ class TextTable {
 
     /**
      * Drops columns that are dispensable until the others fit the width with 20 columns for each that yields. Returns
-     * the names of those that are gone, in the order of the columns. A width of 0 is no limit.
+     * the names of those that are gone, in the order of the columns. A width of 0 means no limit.
      */
     std::vector<std::string> leaveOut(std::size_t width);
 
-    /** The lines of each row, those of the headings first. A width of 0 is no limit. */
+    /** The lines of each row, those of the headings first. A width of 0 means no limit. */
     std::vector<Lines> rows(std::size_t width, Overflow overflow) const;
 
  private:

@@ -40,7 +40,7 @@ struct Inventory {
     std::string host;
     Functions onBoard;
     std::vector<Slot> slots;
-    Functions elsewhere;            // those whose device number is no slot's, though not above all of them
+    Functions elsewhere;            // those whose device number no slot has, though not above all of them
     std::size_t functionCount = 0;  // those of slots with the same number count once
     unsigned readings = 0;          // how often the provider had to read the SMBIOS table
     // The first answer that had an error status, and what was asked for; what the others brought is here all the same.

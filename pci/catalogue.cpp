@@ -114,10 +114,8 @@ void TPciDevInfo::assignClassID(const char* text, unsigned char classCode, unsig
     if (digits == nullptr) return;
 
     TextPart start(digits);
-    if (const char* carriageReturn = start.find('\r')) {
-        out = start.from(kDigitsAndGap).upTo(carriageReturn);
-        start = start.from(kDigitsAndGap);
-    }
+    // Where a carriage return follows, in a list with such line ends, a text lacks its first four characters.
+    if (start.find('\r') != nullptr) start = start.from(kDigitsAndGap);
     const char* lineFeed = start.find('\n');
     const TextPart words = start.from(kDigitsAndGap);
     out = lineFeed != nullptr ? words.upTo(lineFeed) : words.all();

@@ -34,7 +34,7 @@ std::vector<Number> nonZero(const Number (&numbers)[count]) {
     return chosen;
 }
 
-/** Sets an address list; one without an entry is no property at all. */
+/** Sets an address list; an empty one is left out. */
 template <typename Number>
 void setAddresses(const CMPIBroker* broker, CMPIInstance* instance, const char* name,
                   const std::vector<Number>& addresses) {

@@ -23,7 +23,7 @@ CMPIStatus serveInstances(const Delivery& to, const std::string& className);
 
 /**
  * Serves associators and associatorNames. Filters are null where the client gave none; the role is not looked at. The
- * result is closed whatever becomes of the request, unless an exception that is no standard one passes.
+ * result is closed whatever becomes of the request, unless an exception other than a standard one passes.
  */
 CMPIStatus processAssociators(const CMPIContext* context, const CMPIResult* result, const CMPIObjectPath* path,
                               const char* assocClass, const char* resultClass, const char* role, const char* resultRole,

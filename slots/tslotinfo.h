@@ -38,8 +38,8 @@ struct SlotUsage {
 
 /**
  * The system slots that the SMBIOS table describes, as "QELTA_SystemSlot" paths and instances. The table is fetched
- * from the BMC's data store at every call; when it cannot be had there are no slots, and no log line tells
- * so.
+ * from the BMC's data store at every call; when it cannot be had there are no slots, and
+ * the log does not say why.
  */
 class TSlotInfo {
  public:

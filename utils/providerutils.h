@@ -36,7 +36,7 @@ std::string textOf(const CMPIString* string);
 /** The class name of an object path; empty when it has none. */
 std::string classNameOf(const CMPIObjectPath* path);
 
-/** The text of a key; empty when the path has no such key or the key is no text. */
+/** The text of a key; empty when the path has no such key or the key is not a text. */
 std::string keyText(const CMPIObjectPath* path, const std::string& name);
 
 /** The host's name, "systemname" when it cannot be had. */
@@ -114,8 +114,8 @@ class CMPICIMInst {
 
     /**
      * Property readers. They return getProperty's status and store a value unless its state is null; integers of any
-     * width are cut to the output's, a value whose type is no number (or no text) counts as null. A null value leaves
-     * the output as it was, but for the 8-bit form, which sets it to 0 first and lets no exception out.
+     * width are cut to the output's, a value whose type is not a number (or not a text) counts as null. A null value
+     * leaves the output as it was, but for the 8-bit form, which sets it to 0 first and lets no exception out.
      */
     CMPIStatus getPropertyVal(const CMPIInstance* instance, const std::string& name, unsigned short& value);
     CMPIStatus getPropertyVal(const CMPIInstance* instance, const std::string& name, unsigned char& value);

@@ -5,7 +5,7 @@
 
 namespace broker {
 
-/** The path that a value refers to; null when it is no reference, or a null one. */
+/** The path that a value refers to; null when it is not a reference, or a null one. */
 const ObjectPath* referenceOf(const Value& value);
 
 /**

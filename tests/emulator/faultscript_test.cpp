@@ -29,7 +29,7 @@ class FaultScriptTest : public testing::Test {
         return read.faults.at(0);
     }
     std::string file() const { return host.path("bmc/faults.json").string(); }
-    /** What the reader says of a script that is no good. */
+    /** What the reader says of a script that it refuses. */
     std::string errorOf(const std::string& json) {
         try {
             script(json);

@@ -54,7 +54,7 @@ class Placement {
         for (const unsigned number : slots_) lists.push_back(functionsInSlot(number));
         return testsupport::allPaths(lists);
     }
-    /** One for every device number that is no slot's; it is the number alone that decides. */
+    /** One for every device number that no slot has; it is the number alone that decides. */
     Paths oneOfEachNumberWithoutSlot() const {
         std::set<unsigned> seen(slots_.begin(), slots_.end());
         return paths([&](const Instance& function) { return seen.insert(numberOf(function, "Number")).second; });

@@ -14,7 +14,7 @@ namespace vm {
 using Profiles = std::map<std::string, emulator::FaultScript>;
 
 /**
- * The fault scripts NAME.json of a folder. Throws std::runtime_error for one that is no good or asks for what only the
+ * The fault scripts NAME.json of a folder. Throws std::runtime_error for one that is wrong or asks for what only the
  * client's own machine could do: failing system calls, other types of message, a device that is not there.
  */
 Profiles readProfiles(const std::string& folder);

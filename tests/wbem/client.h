@@ -47,7 +47,7 @@ struct Answer {
     pugi::xml_node result;  // IRETURNVALUE, null where there is none
 };
 
-/** Reads an answer with pugixml's own parser. Throws std::runtime_error when it is no valid message. */
+/** Reads an answer with pugixml's own parser. Throws std::runtime_error when it is not a valid message. */
 Answer read(const std::string& text);
 
 /** The child elements of a result. */
