@@ -70,6 +70,7 @@ std::vector<std::string> TextTable::leaveOut(std::size_t width) {
         gone.insert(column);
     }
     std::vector<std::string> names;
+    names.reserve(gone.size());
     for (const std::size_t column : gone) names.push_back(headings_[column].name);
     std::for_each(gone.rbegin(), gone.rend(), [this](std::size_t column) { drop(column); });
     return names;
