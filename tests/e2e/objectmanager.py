@@ -174,7 +174,7 @@ def main(tests):
                 script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "endtoend.py")
                 asked = {**os.environ, "PCIINFO_SERVER_URL": f"http://127.0.0.1:{port}",
                          "PCIINFO_SERVER_SAMPLE": SAMPLE}
-                return subprocess.run([sys.executable, script, *tests], env=asked, check=False).returncode
+                return subprocess.run([sys.executable, "-B", script, *tests], env=asked, check=False).returncode
             finally:
                 stop(broker, namespaces)
 

@@ -143,5 +143,5 @@ class Forms(unittest.TestCase):
 if __name__ == "__main__":
     # In there no broker but those of the tests is seen, whatever else runs on this machine.
     if NAMESPACES and INSIDE not in os.environ:
-        os.execvpe(NAMESPACES[0], [*NAMESPACES, sys.executable, *sys.argv], {**os.environ, INSIDE: "yes"})
+        os.execvpe(NAMESPACES[0], [*NAMESPACES, sys.executable, "-B", *sys.argv], {**os.environ, INSIDE: "yes"})
     unittest.main(verbosity=2)
