@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +9,7 @@
 #include <ostream>
 #include <utility>
 
+#include "tests/support/casename.h"
 #include "tests/unit/pcihost.h"
 
 namespace {
@@ -73,36 +73,14 @@ TEST_P(CatalogueLoading, OpensItsFileForReading) {
     EXPECT_TRUE(opened[0].ok);
 }
 
-TEST_P(CatalogueLoading, GivesTheWholeTextTerminated) {
-    setContent("one\r\ntwo\n");
-    const auto text = load();
-    ASSERT_NE(text, nullptr);
-    EXPECT_STREQ(text.get(), "one\r\ntwo\n");
-}
-
-TEST_P(CatalogueLoading, LoadsAFileOfOneByte) {
-    setContent("x");
-    const auto text = load();
-    ASSERT_NE(text, nullptr);
-    EXPECT_STREQ(text.get(), "x");
-}
-
-TEST_P(CatalogueLoading, LoadsTheBytesBehindAZeroByteToo) {
-    const std::string content = "front\0back"s;
-    setContent(content);
-    const auto text = load();
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(std::memcmp(text.get(), content.c_str(), content.size() + 1), 0);
-}
-
-TEST_P(CatalogueLoading, LoadsSeveralMegabytes) {
-    std::string content(7 * 1024 * 1024, 'n');
-    content += "the end";
-    setContent(content);
-    const auto text = load();
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(std::strlen(text.get()), content.size());
-    EXPECT_STREQ(text.get() + content.size() - 7, "the end");
+TEST_P(CatalogueLoading, GivesTheWholeTextTerminatedAndReadsItAfreshEachTime) {
+    const std::string large = std::string(7 * 1024 * 1024, 'n') + "the end";
+    for (const std::string& content : {"one\r\ntwo\n"s, "x"s, "front\0back"s, large}) {
+        setContent(content);
+        const auto text = load();
+        ASSERT_NE(text, nullptr) << content.size();
+        EXPECT_EQ(std::memcmp(text.get(), content.c_str(), content.size() + 1), 0) << content.size();
+    }
 }
 
 TEST_P(CatalogueLoading, FollowsALinkToAFile) {
@@ -113,28 +91,19 @@ TEST_P(CatalogueLoading, FollowsALinkToAFile) {
     EXPECT_STREQ(text.get(), "linked");
 }
 
-TEST_P(CatalogueLoading, GivesNothingForAMissingFile) {
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForAnEmptyFile) {
+TEST_P(CatalogueLoading, GivesNothingForWhatIsNoFileWithATextAndDoesNotWaitForOne) {
+    EXPECT_EQ(load(), nullptr) << "missing";
     setContent("");
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForADirectory) {
-    files.makeDirectory(relativePath());
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForAFifoAndDoesNotWait) {
-    files.makeFifo(relativePath());
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForADevice) {
-    linkTo("/dev/zero");
-    EXPECT_EQ(load(), nullptr);
+    EXPECT_EQ(load(), nullptr) << "empty";
+    files.remove(relativePath()).makeDirectory(relativePath());
+    EXPECT_EQ(load(), nullptr) << "a directory";
+    files.remove(relativePath()).makeFifo(relativePath());
+    EXPECT_EQ(load(), nullptr) << "a FIFO that nobody writes to";
+    for (const char* target : {"/dev/zero", "/nowhere/at/all"}) {
+        files.remove(relativePath());
+        linkTo(target);
+        EXPECT_EQ(load(), nullptr) << target;
+    }
 }
 
 TEST_P(CatalogueLoading, GivesNothingForAFileThatIsShorterThanItsStatusSays) {
@@ -146,18 +115,6 @@ TEST_P(CatalogueLoading, GivesNothingForAFileThatIsShorterThanItsStatusSays) {
     if (content.empty() || error || size <= content.size()) GTEST_SKIP() << "no such file on this machine";
     linkTo(shorter);
     EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, GivesNothingForALinkThatLeadsNowhere) {
-    linkTo("/nowhere/at/all");
-    EXPECT_EQ(load(), nullptr);
-}
-
-TEST_P(CatalogueLoading, ReadsTheFileAfreshEachTime) {
-    setContent("first");
-    EXPECT_STREQ(load().get(), "first");
-    setContent("second, longer");
-    EXPECT_STREQ(load().get(), "second, longer");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -243,36 +200,37 @@ TEST(NameLookup, AVendorIsFoundOnlyWhenItsAttributeIsWrittenExactly) {
     }
 }
 
-TEST(NameLookup, TheKeyIsFoundAnywhereInTheText) {
-    EXPECT_EQ(vendorName(R"(<!-- vendor id="8086" --><name>From a comment</name>)", 0x8086), "From a comment");
-    EXPECT_EQ(vendorName(R"(<card subvendor id="8086"><name>From another attribute</name>)", 0x8086),
-              "From another attribute");
-    EXPECT_EQ(vendorName(R"(no markup at all: vendor id="8086" <name>In plain text</name>)", 0x8086), "In plain text");
+/** A text in which the name of vendor 8086h is looked up. */
+struct VendorText {
+    const char* what;
+    const char* text;
+    const char* name;
+};
+
+class VendorTextTest : public ::testing::TestWithParam<VendorText> {};
+
+TEST_P(VendorTextTest, IsSearchedForTheName) {
+    EXPECT_EQ(vendorName(GetParam().text, 0x8086), GetParam().name);
 }
 
-TEST(NameLookup, TheNameIsTakenExactlyAsItStands) {
-    EXPECT_EQ(vendorName("<vendor id=\"8086\"><name> \tA &amp; B\r\n <i>x</i> </name>", 0x8086),
-              " \tA &amp; B\r\n <i>x</i> ");
-    EXPECT_EQ(vendorName("<vendor id=\"8086\"><name>Bj\xC3\xB6rn \xFF\x01</name>", 0x8086), "Bj\xC3\xB6rn \xFF\x01");
-}
-
-TEST(NameLookup, AnEmptyNameIsAName) {
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name></name>)", 0x8086), "");
-}
-
-TEST(NameLookup, ANameInFrontOfTheKeyDoesNotCount) {
-    EXPECT_EQ(vendorName(R"(<name>Before</name><vendor id="8086">)", 0x8086), "vendor");
-}
-
-TEST(NameLookup, OnlyTheBareTagOpensAName) {
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name lang="en">Intel</name>)", 0x8086), "vendor");
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><NAME>Intel</NAME>)", 0x8086), "vendor");
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"></name><name>Intel</name>)", 0x8086), "Intel");
-}
-
-TEST(NameLookup, ANameRunsToTheFirstClosingTagEvenOfALaterEntry) {
-    EXPECT_EQ(vendorName(R"(<vendor id="8086"><name>Intel<x><name>Other</name>)", 0x8086), "Intel<x><name>Other");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Where, VendorTextTest,
+    ::testing::Values(
+        VendorText{"TheKeyIsInAComment", R"(<!-- vendor id="8086" --><name>A comment's</name>)", "A comment's"},
+        VendorText{"TheKeyIsInAnotherAttribute", R"(<card subvendor id="8086"><name>Another's</name>)", "Another's"},
+        VendorText{"ThereIsNoMarkup", R"(none at all: vendor id="8086" <name>In plain text</name>)", "In plain text"},
+        VendorText{"MarkupIsInTheName", "<vendor id=\"8086\"><name> \tA &amp; B\r\n <i>x</i> </name>",
+                   " \tA &amp; B\r\n <i>x</i> "},
+        VendorText{"AnyBytesAreInTheName", "<vendor id=\"8086\"><name>Bj\xC3\xB6rn \xFF\x01</name>",
+                   "Bj\xC3\xB6rn \xFF\x01"},
+        VendorText{"TheNameIsEmpty", R"(<vendor id="8086"><name></name>)", ""},
+        VendorText{"TheNameIsBeforeTheKey", R"(<name>Before</name><vendor id="8086">)", "vendor"},
+        VendorText{"TheTagHasAnAttribute", R"(<vendor id="8086"><name lang="en">Intel</name>)", "vendor"},
+        VendorText{"TheTagIsInUpperCase", R"(<vendor id="8086"><NAME>Intel</NAME>)", "vendor"},
+        VendorText{"AnotherNameIsClosedFirst", R"(<vendor id="8086"></name><name>Intel</name>)", "Intel"},
+        VendorText{"TheNameIsClosedInALaterEntry", R"(<vendor id="8086"><name>Intel<x><name>Other</name>)",
+                   "Intel<x><name>Other"}),
+    testsupport::CaseName{});
 
 TEST(NameLookup, EveryCutOfTheTextIsSurvived) {
     const std::string text = R"(<vendor id="8086"><name>Intel</name>)";
@@ -306,109 +264,81 @@ constexpr char kClassList[] =
     "\t03  USB controller\n"
     "\t0c  Twelfth\n";
 
-TEST(ClassLookup, TakesTheRestOfTheSubclassLine) {
-    EXPECT_EQ(classText("C 01  Mass storage controller\n\t00  SCSI storage controller\n", 0x01, 0x00),
-              "SCSI storage controller");
-    EXPECT_EQ(classText(kClassList, 0x01, 0x06), "SATA controller");
-    EXPECT_EQ(classText(kClassList, 0x02, 0x00), "Ethernet controller");
-    EXPECT_EQ(classText(kClassList, 0x0C, 0x03), "USB controller");
+/** A list in which a class and a sub-class are looked up, and the text that is found. */
+struct ClassList {
+    const char* what;
+    const char* list;
+    unsigned char classCode, subclass;
+    const char* text;
+};
+
+class ClassLookup : public ::testing::TestWithParam<ClassList> {};
+
+TEST_P(ClassLookup, GivesTheTextOrTheDefault) {
+    const ClassList& row = GetParam();
+    EXPECT_EQ(classText(row.list, row.classCode, row.subclass), row.text);
 }
 
-TEST(ClassLookup, ASubclassWithTheDigitsOfItsClassFindsItsOwnLine) {
-    EXPECT_EQ(classText(kClassList, 0x01, 0x01), "IDE interface");
-    EXPECT_EQ(classText(kClassList, 0x00, 0x00), "Non-VGA unclassified device");
-    EXPECT_EQ(classText(kClassList, 0x0C, 0x0C), "Twelfth");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Of, ClassLookup,
+    ::testing::Values(
+        ClassList{"TheFirstClass", "C 01  Mass storage\n\t00  SCSI storage\n", 1, 0, "SCSI storage"},
+        ClassList{"TheLastSubclass", kClassList, 1, 6, "SATA controller"},
+        ClassList{"ALaterClass", kClassList, 2, 0, "Ethernet controller"},
+        ClassList{"AClassWithALetter", kClassList, 0x0C, 3, "USB controller"},
+        ClassList{"ASubclassWithTheDigitsOfItsClass", kClassList, 1, 1, "IDE interface"},
+        ClassList{"SubclassZeroOfClassZero", kClassList, 0, 0, "Non-VGA unclassified device"},
+        ClassList{"ASubclassWithTheLetterOfItsClass", kClassList, 0x0C, 0x0C, "Twelfth"},
+        ClassList{"AnUnknownClass", kClassList, 0x55, 0, "PIC:"},
+        ClassList{"ASubclassThatComesBeforeTheClassOnly", kClassList, 0x0C, 0x80, "PIC:"},
+        // A sub-class that is missing from its class is the first later occurrence of its digits.
+        ClassList{"ASubclassOfTheNextClass", kClassList, 1, 7, "Broadband thing"},
+        ClassList{"ASubclassWithTheDigitsOfALaterClass", kClassList, 1, 0x0C, "Serial bus controller"},
+        ClassList{"ASubclassWithTheDigitsOfAProgrammingInterface", kClassList, 1, 0x80, "Master"},
+        // Broadband: the letters from the fourth on after "ad".
+        ClassList{"SubclassDigitsInsideAWord", kClassList, 1, 0xAD, "nd thing"},
+        ClassList{"SubclassDigitsInsideANumber", "C 01  x\n\tnumber 20010 of it\n\t10  Ten\n", 1, 0x10, "f it"},
+        ClassList{"AClassInUpperCase", "C 0C  x\n\t03  USB\n", 0x0C, 3, "PIC:"},
+        ClassList{"ASubclassInUpperCase", "C 0c  x\n\t0A  upper\n\t0a  lower\n", 0x0C, 0x0A, "lower"},
+        ClassList{"TheFirstPlaceThatLooksLikeTheClass",
+                  "# the ABC 01 of it\n\t00  From the comment\nC 01  x\n\t00  From the list\n", 1, 0,
+                  "From the comment"},
+        ClassList{"TwoBlanksBeforeTheClass", "C  01  x\n\t00  y\n", 1, 0, "PIC:"},
+        ClassList{"ATabBeforeTheClass", "C\t01  x\n\t00  y\n", 1, 0, "PIC:"},
+        ClassList{"ASmallLetterBeforeTheClass", "c 01  x\n\t00  y\n", 1, 0, "PIC:"},
+        // Two separators are skipped, whatever they are.
+        ClassList{"AColonAndABlankBeforeTheText", "C 01\n00: Text\n", 1, 0, "Text"},
+        ClassList{"OneBlankBeforeTheText", "C 01\n00 Text\n", 1, 0, "ext"},
+        ClassList{"FourBlanksBeforeTheText", "C 01\n00    Text  \n", 1, 0, "  Text  "},
+        ClassList{"WithCarriageReturnsATextThatBeginsFourCharactersLateAndKeepsTheReturn",
+                  "C 01  Mass storage\r\n\t00  SCSI storage controller\r\n", 1, 0, " storage controller\r"},
+        ClassList{"WithACarriageReturnFurtherDownATextThatBeginsLateToo",
+                  "C 01  x\n\t00  SCSI storage\n\t01  IDE\n\t02  Floppy\r\n", 1, 0, " storage"},
+        ClassList{"WithACarriageReturnBeforeTheSubclassTheWholeText", "C 01  x\r\n\t00  SCSI storage\n", 1, 0,
+                  "SCSI storage"},
+        ClassList{"WithCarriageReturnsAndNoLineFeedATextThatRunsToTheEnd", "C 01\r\t00  SCSI\r\t01  IDE\r", 1, 0,
+                  "\r\t01  IDE\r"},
+        // "\t01  IDE" begins four characters after the digits 00, and its text four later.
+        ClassList{"WithCarriageReturnsAShortTextThatRunsIntoTheNextLine", "C 01\r\n\t00\r\n\t01  IDE\r\n", 1, 0,
+                  " IDE\r"},
+        ClassList{"WithoutALineEndATextThatRunsToTheEnd", "C 01\n\t00  SCSI storage", 1, 0, "SCSI storage"},
+        ClassList{"ALineThatEndsAfterTheDigits", "C 01\n\t00\n\t01  IDE\n", 1, 0, ""},
+        ClassList{"ALineThatEndsAfterOneBlank", "C 01\n\t00 \n\t01  IDE\n", 1, 0, ""},
+        ClassList{"ALineThatEndsAfterTwoBlanks", "C 01\n\t00  \n\t01  IDE\n", 1, 0, ""},
+        ClassList{"AListCutWithinTheSubclass", "C 01\n\t0", 1, 0, "PIC:"},
+        ClassList{"AListCutAfterTheClass", "C 01", 1, 0, "PIC:"},
+        ClassList{"AListCutWithinTheClass", "C 0", 1, 0, "PIC:"}),
+    testsupport::CaseName{});
 
-TEST(ClassLookup, AnUnknownClassGivesTheDefault) {
-    EXPECT_EQ(classText(kClassList, 0x55, 0x00), "PIC:");
-}
-
-TEST(ClassLookup, ASubclassThatComesNowhereBehindTheClassGivesTheDefault) {
-    EXPECT_EQ(classText(kClassList, 0x0C, 0x80), "PIC:") << "80 stands in front of class 0c only";
-}
-
-TEST(ClassLookup, AMissingListGivesTheDefault) {
-    std::string out = "before";
-    TPciDevInfo::assignClassID(nullptr, 0x06, 0x04, "PCI Bridge:", out);
-    EXPECT_EQ(out, "PCI Bridge:");
-}
-
-TEST(ClassLookup, ASubclassMissingFromItsClassTakesTheFirstLaterOccurrenceOfItsDigits) {
-    EXPECT_EQ(classText(kClassList, 0x01, 0x07), "Broadband thing") << "a sub-class of the next class";
-    EXPECT_EQ(classText(kClassList, 0x01, 0x0C), "Serial bus controller") << "the digits of a class";
-    EXPECT_EQ(classText(kClassList, 0x01, 0x80), "Master") << "a programming interface";
-}
-
-TEST(ClassLookup, SubclassDigitsAreFoundInsideOtherWords) {
-    // Broadband: the letters from the fourth on after "ad".
-    EXPECT_EQ(classText(kClassList, 0x01, 0xAD), "nd thing");
-    EXPECT_EQ(classText("C 01  x\n\tnumber 20010 of it\n\t10  Ten\n", 0x01, 0x10), "f it");
-}
-
-TEST(ClassLookup, DigitsAreLowercase) {
-    EXPECT_EQ(classText("C 0C  x\n\t03  USB\n", 0x0C, 0x03), "PIC:");
-    EXPECT_EQ(classText("C 0c  x\n\t0A  upper\n\t0a  lower\n", 0x0C, 0x0A), "lower");
-}
-
-TEST(ClassLookup, TheFirstPlaceThatLooksLikeTheClassCounts) {
-    EXPECT_EQ(classText("# the ABC 01 of it\n\t00  From the comment\nC 01  x\n\t00  From the list\n", 0x01, 0x00),
-              "From the comment");
-}
-
-TEST(ClassLookup, ExactlyOneBlankStandsBetweenTheLetterAndTheClass) {
-    EXPECT_EQ(classText("C  01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
-    EXPECT_EQ(classText("C\t01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
-    EXPECT_EQ(classText("c 01  x\n\t00  y\n", 0x01, 0x00), "PIC:");
-}
-
-TEST(ClassLookup, TwoSeparatorsAreSkippedWhateverTheyAre) {
-    EXPECT_EQ(classText("C 01\n00: Text\n", 0x01, 0x00), "Text");
-    EXPECT_EQ(classText("C 01\n00 Text\n", 0x01, 0x00), "ext");
-    EXPECT_EQ(classText("C 01\n00    Text  \n", 0x01, 0x00), "  Text  ");
-}
-
-TEST(ClassLookup, WithCarriageReturnsTheTextBeginsFourCharactersLateAndKeepsTheReturn) {
-    EXPECT_EQ(classText("C 01  Mass storage\r\n\t00  SCSI storage controller\r\n", 0x01, 0x00),
-              " storage controller\r");
-}
-
-TEST(ClassLookup, ACarriageReturnAnywhereFurtherDownIsEnoughToBeginLate) {
-    EXPECT_EQ(classText("C 01  x\n\t00  SCSI storage\n\t01  IDE\n\t02  Floppy\r\n", 0x01, 0x00), " storage");
-}
-
-TEST(ClassLookup, ACarriageReturnInFrontOfTheSubclassChangesNothing) {
-    EXPECT_EQ(classText("C 01  x\r\n\t00  SCSI storage\n", 0x01, 0x00), "SCSI storage");
-}
-
-TEST(ClassLookup, WithCarriageReturnsAndNoLineFeedTheTextRunsToTheEnd) {
-    EXPECT_EQ(classText("C 01\r\t00  SCSI\r\t01  IDE\r", 0x01, 0x00), "\r\t01  IDE\r");
-}
-
-TEST(ClassLookup, WithCarriageReturnsAShortTextRunsIntoTheNextLine) {
-    // "\t01  IDE" begins four characters after the digits 00, and its text four later.
-    EXPECT_EQ(classText("C 01\r\n\t00\r\n\t01  IDE\r\n", 0x01, 0x00), " IDE\r");
-}
-
-TEST(ClassLookup, WithoutALineEndTheTextRunsToTheEnd) {
-    EXPECT_EQ(classText("C 01\n\t00  SCSI storage", 0x01, 0x00), "SCSI storage");
-}
-
-TEST(ClassLookup, ALineThatEndsBeforeItsTextBeginsHasAnEmptyText) {
-    EXPECT_EQ(classText("C 01\n\t00\n\t01  IDE\n", 0x01, 0x00), "");
-    EXPECT_EQ(classText("C 01\n\t00 \n\t01  IDE\n", 0x01, 0x00), "");
-    EXPECT_EQ(classText("C 01\n\t00  \n\t01  IDE\n", 0x01, 0x00), "");
-}
-
-TEST(ClassLookup, AListCutRightBehindTheDigitsGivesAnEmptyText) {
+TEST(ClassLists, CutRightAfterTheDigitsGiveAnEmptyText) {
     for (const char* rest : {"", " ", "  ", "\r", "\r\n", "\n", " \r", " \r\n"})
         EXPECT_EQ(classText("C 01\n\t00"s + rest, 0x01, 0x00), "") << ::testing::PrintToString(rest);
 }
 
-TEST(ClassLookup, AListCutWithinTheDigitsGivesTheDefault) {
-    EXPECT_EQ(classText("C 01\n\t0", 0x01, 0x00), "PIC:");
-    EXPECT_EQ(classText("C 01", 0x01, 0x00), "PIC:");
-    EXPECT_EQ(classText("C 0", 0x01, 0x00), "PIC:");
+TEST(ClassLists, ThatAreMissingGiveTheDefault) {
+    std::string out = "before";
+    TPciDevInfo::assignClassID(nullptr, 0x06, 0x04, "PCI Bridge:", out);
+    EXPECT_EQ(out, "PCI Bridge:");
 }
 
 /** The text with line feeds turned into another line end. */
@@ -418,7 +348,7 @@ std::string withLineEnds(const std::string& text, const std::string& lineEnd) {
     return result;
 }
 
-TEST(ClassLookup, NoCutOfAListLeadsOutOfIt) {
+TEST(ClassLists, LeadNowhereOutOfThemHoweverTheyAreCut) {
     for (const char* lineEnd : {"\n", "\r\n", "\r", "\n\r"}) {
         const std::string whole = withLineEnds(kClassList, lineEnd);
         for (std::size_t length = 0; length <= whole.size(); ++length) {
@@ -522,16 +452,6 @@ TEST_F(CatalogueOfAScan, MissingAndUnknownNamesLogNothing) {
     files.setCatalogue(kCatalogue).setClassList(kClassList);
     devices();
     EXPECT_EQ(host().logTexts(), without);
-}
-
-TEST_F(CatalogueOfAScan, EachCatalogueIsLoadedOncePerScan) {
-    files.setCatalogue(kCatalogue).setClassList(kClassList);
-    devices();
-    for (const char* path : {"/etc/vmware/pci.xml", "/etc/vmware/pci.classlist"}) {
-        const auto opened = host().eventsOf<emulator::FileOpened>();
-        EXPECT_EQ(std::count_if(opened.begin(), opened.end(), [&](const auto& file) { return file.path == path; }), 1)
-            << path;
-    }
 }
 
 }  // namespace

@@ -4,24 +4,23 @@
 #include <algorithm>
 #include <ostream>
 
+#include "tests/support/casename.h"
+#include "tests/support/records.h"
 #include "tests/unit/pcihost.h"
 
 namespace {
 
 using namespace std::string_literals;
 using emulator::FileRead;
-using emulator::LogLine;
-using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::Field;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::SizeIs;
 using testsupport::allLines;
 using testsupport::bridgeAt;
 using testsupport::deviceAt;
+using testsupport::errorLog;
 using testsupport::Lines;
 using testsupport::PciFunction;
 using tPCIInfo::sPciDevices;
@@ -105,13 +104,20 @@ TEST_F(ConfigurationSpace, TheConfigurationSpaceIsAskedForInOneUnbufferedReadOf6
 // Base address registers
 
 struct Bar {
-    const char* name;
+    const char* what;
     std::uint32_t raw;
     std::uint64_t size;
-    std::uint32_t memAddr;
-    std::uint32_t memLen;
-    std::uint16_t ioAddr;
-    Lines log;  // what is logged of it in front of the two lines that every BAR has
+    const char* kind;       // as it is logged; none where no address is found
+    std::uint32_t address;  // that is found
+    std::uint32_t length;   // in memory; ports have none
+
+    bool isMemory() const { return kind != nullptr && kind == "MEM"s; }
+    bool isPorts() const { return kind != nullptr && kind == "IO"s; }
+    /** What is logged of it before the two lines that every BAR has. */
+    Lines log() const {
+        if (kind == nullptr) return {};
+        return {fmt::format("found {} address and it is [{:x}] and length is [{}]", kind, address, length)};
+    }
 
     friend void PrintTo(const Bar& bar, std::ostream* out) { *out << fmt::format("{:08x}", bar.raw); }
 };
@@ -130,110 +136,38 @@ TEST_P(BaseAddressRegister, IsDecodedByItsWholeLowByte) {
         const sPciDevices record = device();
         for (std::size_t other = 0; other < 6; ++other) {
             const bool mine = other == index;
-            EXPECT_EQ(record.memAddr[other], mine ? bar.memAddr : 0U) << index;
-            EXPECT_EQ(record.memLen[other], mine ? bar.memLen : 0U) << index;
-            EXPECT_EQ(record.ioAddr[other], mine ? bar.ioAddr : 0U) << index;
+            EXPECT_EQ(record.memAddr[other], mine && bar.isMemory() ? bar.address : 0U) << index;
+            EXPECT_EQ(record.memLen[other], mine ? bar.length : 0U) << index;
+            EXPECT_EQ(record.ioAddr[other], mine && bar.isPorts() ? bar.address : 0U) << index;
             EXPECT_EQ(record.ioLen[other], 0U) << index;
         }
         Lines found = host().logTexts();
         found.erase(
             std::remove_if(found.begin(), found.end(), [](const auto& line) { return line.find("found") != 0; }),
             found.end());
-        EXPECT_EQ(found, bar.log) << index;
+        EXPECT_EQ(found, bar.log()) << index;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Of, BaseAddressRegister,
-    ::testing::Values(
-        Bar{"NoBar", 0, 0, 0, 0, 0, {}},
-        Bar{"PortsWithAClearLowByteTakeBytesOneAndTwo",
-            0x0000E001,
-            0x20,
-            0,
-            0,
-            0xE000,
-            {"found IO address and it is [e000] and length is [0]"}},
-        Bar{"PortsKeepTheHigherOfTheTwoBytesFirst",
-            0x78563401,
-            0x20,
-            0,
-            0,
-            0x3456,
-            {"found IO address and it is [3456] and length is [0]"}},
-        Bar{"PortsAtAddressZero", 0x00000001, 0, 0, 0, 0, {"found IO address and it is [0] and length is [0]"}},
-        Bar{"PortsWithAddressBitsInTheLowByteCountAsMemory",
-            0x0000E081,
-            0x40,
-            0xE0,
-            0x40,
-            0,
-            {"found MEM address and it is [e0] and length is [64]"}},
-        Bar{"MemoryWithAClearLowByteGivesNothing", 0xFE000000, 0x1000, 0, 0, 0, {}},
-        Bar{"PrefetchableMemoryLosesItsLowByte",
-            0xFEBF0008,
-            0x8000,
-            0xFEBF00,
-            0x8000,
-            0,
-            {"found MEM address and it is [febf00] and length is [32768]"}},
-        Bar{"WideMemory",
-            0xF7FF0004,
-            0x4000,
-            0xF7FF00,
-            0x4000,
-            0,
-            {"found MEM address and it is [f7ff00] and length is [16384]"}},
-        Bar{"WidePrefetchableMemory",
-            0xE000000C,
-            0xFFFF,
-            0xE00000,
-            0xFFFF,
-            0,
-            {"found MEM address and it is [e00000] and length is [65535]"}},
-        Bar{"MemoryBelowOneMegabyte",
-            0x000D0002,
-            0x100,
-            0x0D00,
-            0x100,
-            0,
-            {"found MEM address and it is [d00] and length is [256]"}},
-        Bar{"TheLowByteAloneMakesAMemoryAddressOfZero",
-            0x00000008,
-            0x10,
-            0,
-            0x10,
-            0,
-            {"found MEM address and it is [0] and length is [16]"}},
-        Bar{"AllBitsSet",
-            0xFFFFFFFF,
-            0x10,
-            0xFFFFFF,
-            0x10,
-            0,
-            {"found MEM address and it is [ffffff] and length is [16]"}},
-        Bar{"ASizeOfOneMegabyteHasNoLength",
-            0xFEB00008,
-            0x00100000,
-            0xFEB000,
-            0,
-            0,
-            {"found MEM address and it is [feb000] and length is [0]"}},
-        Bar{"ASizeKeepsItsLowSixteenBitsOnly",
-            0xFEB00008,
-            0x12345678,
-            0xFEB000,
-            0x5678,
-            0,
-            {"found MEM address and it is [feb000] and length is [22136]"}},
-        Bar{"ASizeBeyond32BitsKeepsItsLowSixteenBitsOnly",
-            0xFEB0000C,
-            0xABC000001000,
-            0xFEB000,
-            0x1000,
-            0,
-            {"found MEM address and it is [feb000] and length is [4096]"}}),
-    [](const auto& row) { return row.param.name; });
+    ::testing::Values(Bar{"NoBar", 0, 0, nullptr, 0, 0},
+                      Bar{"PortsWithAClearLowByteTakeBytesOneAndTwo", 0x0000E001, 0x20, "IO", 0xE000, 0},
+                      Bar{"PortsKeepTheHigherOfTheTwoBytesFirst", 0x78563401, 0x20, "IO", 0x3456, 0},
+                      Bar{"PortsAtAddressZero", 0x00000001, 0, "IO", 0, 0},
+                      Bar{"PortsWithAddressBitsInTheLowByteCountAsMemory", 0x0000E081, 0x40, "MEM", 0xE0, 0x40},
+                      Bar{"MemoryWithAClearLowByteGivesNothing", 0xFE000000, 0x1000, nullptr, 0, 0},
+                      Bar{"PrefetchableMemoryLosesItsLowByte", 0xFEBF0008, 0x8000, "MEM", 0xFEBF00, 0x8000},
+                      Bar{"WideMemory", 0xF7FF0004, 0x4000, "MEM", 0xF7FF00, 0x4000},
+                      Bar{"WidePrefetchableMemory", 0xE000000C, 0xFFFF, "MEM", 0xE00000, 0xFFFF},
+                      Bar{"MemoryBelowOneMegabyte", 0x000D0002, 0x100, "MEM", 0x0D00, 0x100},
+                      Bar{"TheLowByteAloneMakesAMemoryAddressOfZero", 0x00000008, 0x10, "MEM", 0, 0x10},
+                      Bar{"AllBitsSet", 0xFFFFFFFF, 0x10, "MEM", 0xFFFFFF, 0x10},
+                      Bar{"ASizeOfOneMegabyteHasNoLength", 0xFEB00008, 0x00100000, "MEM", 0xFEB000, 0},
+                      Bar{"ASizeKeepsItsLowSixteenBitsOnly", 0xFEB00008, 0x12345678, "MEM", 0xFEB000, 0x5678},
+                      Bar{"ASizeBeyond32BitsKeepsItsLowSixteenBitsOnly", 0xFEB0000C, 0xABC000001000, "MEM", 0xFEB000,
+                          0x1000}),
+    testsupport::CaseName{});
 
 TEST_F(ConfigurationSpace, ABarThatIsGoneInTheNextFunctionIsGoneFromItsRecord) {
     PciFunction first = deviceAt(0, 1, 0);
@@ -290,14 +224,6 @@ class CarryOver : public PciHostTest {
         return records.size() == 2 ? records[1] : sPciDevices();
     }
 
-    static void expectClassless(const sPciDevices& record) {
-        EXPECT_EQ(record.classCode, 0);
-        EXPECT_EQ(record.hwClass, 0);
-        EXPECT_EQ(record.subclass, 0);
-        EXPECT_EQ(record.revision, 0);
-        EXPECT_EQ(record.subsystemId, 0);
-    }
-
     static void expectFirstFunctionsTextAndAddresses(const sPciDevices& record) {
         EXPECT_EQ(record.className, "Other network");
         EXPECT_THAT(record.memAddr, ElementsAre(0xFEBF00, 0, 0, 0, 0, 0xFEA000));
@@ -309,43 +235,43 @@ class CarryOver : public PciHostTest {
     PciFunction second;
 };
 
-TEST_F(CarryOver, WithoutConfigurationClassTextAddressesAndConfigurationStayThoseOfThePreviousLine) {
-    second.hasConfig = false;
-    const sPciDevices record = secondRecord();
-    expectClassless(record);
-    EXPECT_EQ(record.subsystemVendorId, 0);
-    expectFirstFunctionsTextAndAddresses(record);
-    const testsupport::Bytes expected = testsupport::configSpace(first);
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), record.config));
-    EXPECT_EQ(record.vendorId, 0x10EC) << "the line's own values count";
-    EXPECT_EQ(record.slotNum, 2);
-}
+/** What can be read of the second function's configuration space. */
+struct PartlyRead {
+    const char* what;
+    std::size_t length;
+    bool file = true;
+    bool directory = false;  // in place of the file
+};
 
-/** The same after a read of less than 64 bytes, by their number. */
-class CarryOverAfterAShortRead : public CarryOver, public ::testing::WithParamInterface<std::size_t> {};
+class CarryOverTo : public CarryOver, public ::testing::WithParamInterface<PartlyRead> {};
 
-TEST_P(CarryOverAfterAShortRead, OnlyTheBytesThatCameAreNew) {
-    second.configLength = GetParam();
+TEST_P(CarryOverTo, ClassTextAddressesAndTheBytesThatDidNotComeStayThoseOfThePreviousLine) {
+    const auto& [what, length, file, directory] = GetParam();
+    second.configLength = length;
+    second.hasConfig = file;
+    if (directory) files.makeDirectory("proc/bus/pci/00/02.0");
     const sPciDevices record = secondRecord();
-    expectClassless(record);
-    EXPECT_EQ(record.subsystemVendorId, 2);
+    EXPECT_EQ(record.classCode, 0);
+    EXPECT_EQ(record.hwClass, 0);
+    EXPECT_EQ(record.subclass, 0);
+    EXPECT_EQ(record.revision, 0);
+    EXPECT_EQ(record.subsystemId, 0);
+    EXPECT_EQ(record.subsystemVendorId, file || directory ? 2 : 0);
     expectFirstFunctionsTextAndAddresses(record);
     testsupport::Bytes expected = testsupport::configSpace(first);
     const testsupport::Bytes came = testsupport::configSpace(second);
     std::copy(came.begin(), came.end(), expected.begin());
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), record.config));
+    EXPECT_EQ(record.vendorId, 0x10EC) << "the line's own values count";
+    EXPECT_EQ(record.slotNum, 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfBytes, CarryOverAfterAShortRead, ::testing::Values(0, 0x0C, 63));
-
-TEST_F(CarryOver, ADirectoryInPlaceOfTheConfigurationFileIsAShortReadToo) {
-    second.hasConfig = false;
-    files.makeDirectory("proc/bus/pci/00/02.0");
-    const sPciDevices record = secondRecord();
-    expectClassless(record);
-    EXPECT_EQ(record.subsystemVendorId, 2);
-    expectFirstFunctionsTextAndAddresses(record);
-}
+INSTANTIATE_TEST_SUITE_P(AFunction, CarryOverTo,
+                         ::testing::Values(PartlyRead{"WithoutAFile", 0, false},
+                                           PartlyRead{"WithADirectory", 0, false, true},
+                                           PartlyRead{"WithAnEmptyFile", 0}, PartlyRead{"WithTwelveBytes", 12},
+                                           PartlyRead{"WithOneByteLessThanIsWanted", 63}),
+                         testsupport::CaseName{});
 
 TEST_F(CarryOver, ReachesOverSeveralLinesAndEndsWithTheNextFullRead) {
     second.hasConfig = false;
@@ -422,24 +348,25 @@ TEST_F(ConfigurationSpace, EveryStepOfAFullReadIsLoggedInOrder) {
     function.irqLine = 0x0B;
     function.irq = 0x99;
     function.bars = {0x0000E001, 0xFEBF0008, 0xFE000000, 0x0000E081, 0, 0xE000000C};
-    function.sizes = {0x20, 0x4000, 0x1000, 0x80, 0, 0x10000000};
+    function.sizes = {0x20, 0x4000, 0x1000, 0x80, 0xFEDCBA98, 0x123456789A};
     files.addFunction(function);
     function.vendor = 0x12AB;  // what the register says
     files.setFile("proc/bus/pci/2a/1f.3", testsupport::configSpace(function));
     devices();
     EXPECT_EQ(
-        host().logTexts(),
-        allLines({scannedLine(0x1F, 0x1F),
-                  readLines(64),
-                  {"was able to get the configuration data",
-                   "bus 2a dev 1f func 3 slot 1f vendor 10ec new vendor ab hw class c"},
-                  barLines(0, {"found IO address and it is [e000] and length is [0]"}, "[1][e0][0][0]", 0x20),
-                  barLines(1, {"found MEM address and it is [febf00] and length is [16384]"}, "[8][0][bf][fe]", 0x4000),
-                  barLines(2, {}, "[0][0][0][fe]", 0x1000),
-                  barLines(3, {"found MEM address and it is [e0] and length is [128]"}, "[81][e0][0][0]", 0x80),
-                  barLines(4, {}, "[0][0][0][0]", 0),
-                  barLines(5, {"found MEM address and it is [e00000] and length is [0]"}, "[c][0][0][e0]", 0x10000000),
-                  {"cache line size [10]", "irq line [b]"}}));
+        errorLog(host()),
+        allLines(
+            {scannedLine(0x1F, 0x1F),
+             readLines(64),
+             {"was able to get the configuration data",
+              "bus 2a dev 1f func 3 slot 1f vendor 10ec new vendor ab hw class c"},
+             barLines(0, {"found IO address and it is [e000] and length is [0]"}, "[1][e0][0][0]", 0x20),
+             barLines(1, {"found MEM address and it is [febf00] and length is [16384]"}, "[8][0][bf][fe]", 0x4000),
+             barLines(2, {}, "[0][0][0][fe]", 0x1000),
+             barLines(3, {"found MEM address and it is [e0] and length is [128]"}, "[81][e0][0][0]", 0x80),
+             barLines(4, {}, "[0][0][0][0]", 0xFEDCBA98),
+             barLines(5, {"found MEM address and it is [e00000] and length is [30874]"}, "[c][0][0][e0]", 0x123456789A),
+             {"cache line size [10]", "irq line [b]"}}));
 }
 
 TEST_F(ConfigurationSpace, AShortReadIsLogged) {
@@ -447,16 +374,8 @@ TEST_F(ConfigurationSpace, AShortReadIsLogged) {
     function.configLength = 20;
     files.addFunction(function);
     devices();
-    EXPECT_EQ(host().logTexts(),
+    EXPECT_EQ(errorLog(host()),
               allLines({scannedLine(9, 0), readLines(20), {"was not able to get the configuration data"}}));
-}
-
-TEST_F(ConfigurationSpace, AConfigurationFileThatCannotBeOpenedIsNotLogged) {
-    PciFunction function = deviceAt(0, 9, 0);
-    function.hasConfig = false;
-    files.addFunction(function);
-    devices();
-    EXPECT_EQ(host().logTexts(), scannedLine(9, 0));
 }
 
 TEST_F(ConfigurationSpace, ALineWithoutAnyFieldLogsThePreviousNumbers) {
@@ -465,31 +384,14 @@ TEST_F(ConfigurationSpace, ALineWithoutAnyFieldLogsThePreviousNumbers) {
     function.hasConfig = false;
     files.addRawDevicesLine("garbage").addFunction(function).addRawDevicesLine("garbage");
     devices();
-    EXPECT_EQ(host().logTexts(), allLines({scannedLine(0, 0), scannedLine(3, 3), scannedLine(3, 3)}));
+    EXPECT_EQ(errorLog(host()), allLines({scannedLine(0, 0), scannedLine(3, 3), scannedLine(3, 3)}));
 }
 
 TEST_F(ConfigurationSpace, FunctionsThatAreNotKeptAreLoggedAllTheSame) {
     PciFunction function = bridgeAt(0xFE, 9, 0);
     files.addFunction(function);
     devices();
-    EXPECT_THAT(host().logTexts(), Contains("bus fe dev 9 func 0 slot 9 vendor 8086 new vendor 86 hw class 6"));
-}
-
-TEST_F(ConfigurationSpace, TheWholeSizeIsLogged) {
-    PciFunction function = deviceAt(0, 1, 0);
-    function.sizes = {0xFEDCBA98, 0x123456789A, 0, 0, 0, 0};
-    files.addFunction(function);
-    devices();
-    EXPECT_THAT(host().logTexts(), AllOf(Contains("Reading the size array index [0] size [fedcba98]"),
-                                         Contains("Reading the size array index [1] size [123456789a]")));
-}
-
-TEST_F(ConfigurationSpace, EveryLineIsLoggedAtPriority3) {
-    PciFunction shortened = deviceAt(0, 2, 0);
-    shortened.configLength = 1;
-    files.addFunction(deviceAt(0, 1, 0)).addFunction(shortened).addFunction(bridgeAt(0, 3, 0));
-    devices();
-    EXPECT_THAT(host().eventsOf<LogLine>(), AllOf(Not(IsEmpty()), Each(Field(&LogLine::priority, 3))));
+    EXPECT_THAT(errorLog(host()), Contains("bus fe dev 9 func 0 slot 9 vendor 8086 new vendor 86 hw class 6"));
 }
 
 }  // namespace

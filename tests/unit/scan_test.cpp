@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <stdexcept>
 #include <type_traits>
 
+#include "tests/support/casename.h"
 #include "tests/unit/pcihost.h"
 
 namespace {
@@ -81,7 +83,7 @@ TEST_F(BusScan, VendorZeroAndBusFEGiveNoRecord) {
     EXPECT_THAT(bridges(), IsEmpty());
 }
 
-TEST_F(BusScan, TheWorkingListIsChosenByTheExactClassName) {
+TEST_F(BusScan, TheWorkingListIsChosenByTheExactClassNameAndTheBusIsScannedOnceWhateverItIs) {
     files.addFunction(deviceAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
     struct Row {
         const char* className;
@@ -95,21 +97,14 @@ TEST_F(BusScan, TheWorkingListIsChosenByTheExactClassName) {
           Row{"QELTA_Controller", {}}, Row{"qelta_pcidevice", {}}, Row{"QELTA_PCIDEVICE", {}},
           Row{"QELTA_pciBridge", {}}, Row{"QELTA_PCIDevice ", {}}, Row{"QELTA_PCIDevic", {}}, Row{"", {}},
           Row{nullptr, {}}}) {
-        EXPECT_EQ(addresses(scan(row.className)), row.list) << ::testing::PrintToString(row.className);
-    }
-}
-
-TEST_F(BusScan, EveryRequestScansTheBusOnceWhateverItsClass) {
-    files.addFunction(deviceAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0));
-    for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SystemBoard", "Nobody_Knows", "",
-                                  static_cast<const char*>(nullptr)}) {
         host().clearEvents();
-        scan(className);
+        EXPECT_EQ(addresses(scan(row.className)), row.list) << ::testing::PrintToString(row.className);
         std::vector<std::string> opened;
         for (const auto& file : host().eventsOf<FileOpened>()) opened.push_back(file.path);
         EXPECT_EQ(std::count(opened.begin(), opened.end(), "/proc/bus/pci/devices"), 1);
-        EXPECT_EQ(std::count(opened.begin(), opened.end(), "/proc/bus/pci/00/01.0"), 1);
-        EXPECT_EQ(std::count(opened.begin(), opened.end(), "/proc/bus/pci/00/02.0"), 1);
+        for (const char* function : {"01.0", "02.0", "03.0"}) {
+            EXPECT_EQ(std::count(opened.begin(), opened.end(), "/proc/bus/pci/00/"s + function), 1) << function;
+        }
     }
 }
 
@@ -145,26 +140,19 @@ TEST_F(BusScan, ScanningAgainEmptiesTheWorkingList) {
 // ---------------------------------------------------------------------------------------------------------------
 // Elements
 
-TEST_F(BusScan, ElementsComeOneAfterTheOtherUntilNullAndNullStays) {
+TEST_F(BusScan, ElementsComeOneAfterTheOtherUntilNullAndFromTheFirstOnceItIsSetAgain) {
     files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0));
     host();
     TPciDevInfo info("QELTA_PCIDevice");
     EXPECT_EQ(info.getNextElement()->dev, 1);
-    EXPECT_EQ(info.getNextElement()->dev, 2);
-    EXPECT_EQ(info.getNextElement(), nullptr);
-    EXPECT_EQ(info.getNextElement(), nullptr);
-}
-
-TEST_F(BusScan, TheFirstElementCanBeSetAnyTime) {
-    files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0));
-    host();
-    TPciDevInfo info("QELTA_PCIDevice");
-    info.getNextElement();
-    EXPECT_EQ(info.setFirstElement()->dev, 1);
-    EXPECT_EQ(info.getNextElement()->dev, 1);
-    while (info.getNextElement() != nullptr) continue;
-    EXPECT_EQ(info.setFirstElement()->dev, 1);
-    EXPECT_EQ(info.getNextElement()->dev, 1);
+    for (const char* set : {"in the middle", "at the end"}) {
+        SCOPED_TRACE(set);
+        EXPECT_EQ(info.setFirstElement()->dev, 1);
+        EXPECT_EQ(info.getNextElement()->dev, 1);
+        EXPECT_EQ(info.getNextElement()->dev, 2);
+        EXPECT_EQ(info.getNextElement(), nullptr);
+        EXPECT_EQ(info.getNextElement(), nullptr);
+    }
 }
 
 TEST_F(BusScan, TheSlotOfADeviceIsNeverTold) {
@@ -191,31 +179,78 @@ TEST_F(BusScan, AnInventoryIsDestroyedThroughItsBase) {
 // ---------------------------------------------------------------------------------------------------------------
 // What a line tells
 
-TEST_F(BusScan, TheAddressIsTakenFromTheLowSixteenBitsOfTheFirstField) {
-    struct Row {
-        const char* field;
-        const char* address;
-    };
-    for (const Row& row : {Row{"0000", "00:00.0"}, Row{"00fb", "00:1f.3"}, Row{"00ff", "00:1f.7"},
-                           Row{"ff08", "ff:01.0"}, Row{"a5a5", "a5:14.5"}, Row{"A5A5", "a5:14.5"}, Row{"8", "00:01.0"},
-                           // a bus number above FFh, as a domain's would be
-                           Row{"1234567", "45:0c.7"}, Row{"1000000000001a9", "01:15.1"}}) {
-        files.setFile(kList, row.field + "\t80861229\t0\n"s);
-        EXPECT_THAT(addresses(devices()), ElementsAre(row.address)) << row.field;
+/** A list, and the records of the devices that one scan makes of it: address, vendor and device, interrupt. */
+struct List {
+    const char* what;
+    std::string text;
+    std::vector<std::string> records;
+
+    friend void PrintTo(const List& list, std::ostream* out) { *out << ::testing::PrintToString(list.text); }
+};
+
+class BusScanLists : public BusScan, public ::testing::WithParamInterface<List> {};
+
+TEST_P(BusScanLists, AreReadLineByLine) {
+    files.setFile(kList, GetParam().text);
+    std::vector<std::string> records;
+    for (const sPciDevices& record : devices()) {
+        records.push_back(fmt::format("{:02x}:{:02x}.{:x} {:04x}{:04x} {:x}", record.bus, record.dev, record.func,
+                                      record.vendorId, record.deviceId, record.irq));
+        EXPECT_EQ(record.slotNum, record.dev);
     }
+    EXPECT_EQ(records, GetParam().records);
 }
 
-TEST_F(BusScan, BusFEIsLeftOutInEveryDomain) {
-    files.setFile(kList, "1fe08\t80861229\n"s);
-    EXPECT_THAT(devices(), IsEmpty());
-}
-
-TEST_F(BusScan, VendorDeviceAndIrqAreCutToSixteenBits) {
-    files.setFile(kList, "0008\t1234567890abcdef\t12345678\n"s);
-    EXPECT_EQ(device().vendorId, 0x90AB);
-    EXPECT_EQ(device().deviceId, 0xCDEF);
-    EXPECT_EQ(device().irq, 0x5678);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Whose, BusScanLists,
+    ::testing::Values(
+        List{"AddressesAreInTheLowSixteenBitsOfTheFirstField",
+             "0000\t80861229\n00fb\n00ff\nff08\na5a5\nA5A5\n8\n",
+             {"00:00.0 80861229 0", "00:1f.3 80861229 0", "00:1f.7 80861229 0", "ff:01.0 80861229 0",
+              "a5:14.5 80861229 0", "a5:14.5 80861229 0", "00:01.0 80861229 0"}},
+        List{"BusNumbersAboveFFAreCut",
+             "1234567\t80861229\n1000000000001a9\n",
+             {"45:0c.7 80861229 0", "01:15.1 80861229 0"}},
+        List{"BusFEIsLeftOutInEveryDomain", "1fe08\t80861229\n", {}},
+        List{"VendorDeviceAndIrqAreCutToSixteenBits", "0008\t1234567890abcdef\t12345678\n", {"00:01.0 90abcdef 5678"}},
+        List{"ShortLinesKeepThePreviousLinesValuesInWhatTheyDidNotReach",
+             "0008\t80861229\t11\n0110\t10ec8139\n0218\n",
+             {"00:01.0 80861229 11", "01:02.0 10ec8139 11", "02:03.0 10ec8139 11"}},
+        List{"FirstLineTellsNoIrqLeavesItZero",
+             "0008\t80861229\n0010\t80861230\t5\n",
+             {"00:01.0 80861229 0", "00:02.0 80861230 5"}},
+        List{"FirstLineTellsNoVendorGivesNoRecord", "0008\n", {}},
+        List{"FirstLinesWithoutAnyFieldGiveNoRecord", "\ngarbage\n0008\t80861229\n", {"00:01.0 80861229 0"}},
+        List{"LineAfterOneWithoutVendorIsLeftOutToo",
+             "0008\t00001229\n0010\n0018\t80861229\n0020\n",
+             {"00:03.0 80861229 0", "00:04.0 80861229 0"}},
+        List{"FieldsEndAtTheFirstThatIsNoHexadecimalNumber",
+             "0008\t80861229\t11\n0010\t10ec8139\tnone\t5\n",
+             {"00:01.0 80861229 11", "00:02.0 10ec8139 11"}},
+        List{"DriverNamesAreIgnored",
+             "0008\t80861229\t5\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\t0\tbeef_driver\n",
+             {"00:01.0 80861229 5"}},
+        List{"LastLineNeedsNoLineEnd",
+             "0008\t80861229\t0\n0010\t10ec8139\t0",
+             {"00:01.0 80861229 0", "00:02.0 10ec8139 0"}},
+        List{"CarriageReturnsAndBlanksBetweenFieldsDoNotMatter",
+             "  0008 80861229   5\r\n0010\t\t10ec8139 6\r\n",
+             {"00:01.0 80861229 5", "00:02.0 10ec8139 6"}},
+        List{"LinesEndAtAZeroByte",
+             "0008\t80861229\t11\n0010\t10ec8139\0\t12\n\0\n0018\t10ec8139\t13\n"s,
+             {"00:01.0 80861229 11", "00:02.0 10ec8139 11", "00:02.0 10ec8139 11", "00:03.0 10ec8139 13"}},
+        // 2,048 bytes hold 2,046 characters, the line end and the terminating zero.
+        List{"LineFillsTheBuffer",
+             "0008\t80861229\t" + std::string(2046 - 15, ' ') + "7\n0010\t10ec8139\t12\n",
+             {"00:01.0 80861229 7", "00:02.0 10ec8139 12"}},
+        // The digits on both sides of the cut count.
+        List{"LineIsLongerThanTheBufferAndCutThere",
+             "0008\t80861229\t" + std::string(2047 - 15, ' ') + "72118\t10ec8139\t12\n0020\t80861230\t13\n",
+             {"00:01.0 80861229 7", "21:03.0 10ec8139 12", "00:04.0 80861230 13"}},
+        List{"LineOfGarbageRepeatsTheRecordForEachBufferful",
+             "0008\t80861229\n" + std::string(5000, 'x') + "\n",
+             {"00:01.0 80861229 0", "00:01.0 80861229 0", "00:01.0 80861229 0", "00:01.0 80861229 0"}}),
+    testsupport::CaseName{});
 
 /** Device numbers that have a user-visible number, by the highest slot that the BMC's table tells of. */
 class BusScanUiNumbers : public BusScan, public ::testing::WithParamInterface<unsigned> {};
@@ -244,22 +279,6 @@ TEST_F(BusScan, WithoutABmcNoDeviceHasAUserVisibleNumber) {
 // ---------------------------------------------------------------------------------------------------------------
 // Lines that are not as they should be
 
-TEST_F(BusScan, AShortLineKeepsThePreviousLinesValuesInWhatItDidNotReach) {
-    files.setFile(kList,
-                  "0008\t80861229\t11\n"
-                  "0110\t10ec8139\n"
-                  "0218\n"s);
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "01:02.0", "02:03.0"));
-    EXPECT_EQ(records[1].vendorId, 0x10EC);
-    EXPECT_EQ(records[1].deviceId, 0x8139);
-    EXPECT_EQ(records[1].irq, 0x11);
-    EXPECT_EQ(records[2].vendorId, 0x10EC);
-    EXPECT_EQ(records[2].deviceId, 0x8139);
-    EXPECT_EQ(records[2].irq, 0x11);
-    EXPECT_EQ(records[2].slotNum, 3);
-}
-
 TEST_F(BusScan, ALineWithoutAnyFieldRepeatsThePreviousRecord) {
     PciFunction function = deviceAt(1, 2, 3);
     function.irq = 9;
@@ -279,21 +298,6 @@ TEST_F(BusScan, ALineWithoutAnyFieldRepeatsThePreviousRecord) {
     }
 }
 
-TEST_F(BusScan, ALineWithoutAnyFieldAtTheBeginningGivesNoRecord) {
-    files.addRawDevicesLine("").addRawDevicesLine("garbage").addFunction(deviceAt(0, 1, 0));
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0"));
-}
-
-TEST_F(BusScan, AFirstLineThatTellsTooLittleLeavesTheRestZero) {
-    files.setFile(kList, "0008\t80861229\n0010\t80861230\t5\n"s);
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0"));
-    EXPECT_EQ(records[0].irq, 0);
-    EXPECT_EQ(records[0].vendorId, 0x8086);
-    files.setFile(kList, "0008\n"s);
-    EXPECT_THAT(devices(), IsEmpty()) << "no vendor";
-}
-
 TEST_F(BusScan, AFirstLineWithoutAnyFieldIsReadAsFunctionZeroOfBusZero) {
     PciFunction function = deviceAt(0, 0, 0);
     function.bars[0] = 0xFEBF0008;
@@ -302,74 +306,6 @@ TEST_F(BusScan, AFirstLineWithoutAnyFieldIsReadAsFunctionZeroOfBusZero) {
     ASSERT_THAT(addresses(records), ElementsAre("00:01.0"));
     EXPECT_EQ(host().logTexts().at(0), "SCANPCIDEV - slotnum [0] uinumber [0]");
     EXPECT_EQ(records[0].memAddr[0], 0xFEBF00U) << "of the configuration space that was read last";
-}
-
-TEST_F(BusScan, ALineThatFollowsOneWithoutVendorIsLeftOutToo) {
-    files.setFile(kList, "0008\t00001229\n0010\n0018\t80861229\n0020\n"s);
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:03.0", "00:04.0"));
-}
-
-TEST_F(BusScan, FieldsEndAtTheFirstThatIsNoHexadecimalNumber) {
-    files.setFile(kList, "0008\t80861229\t11\n0010\t10ec8139\tnone\t5\n"s);
-    const auto records = devices();
-    ASSERT_THAT(records, SizeIs(2));
-    EXPECT_EQ(records[1].vendorId, 0x10EC);
-    EXPECT_EQ(records[1].irq, 0x11);
-}
-
-TEST_F(BusScan, TheLastLineNeedsNoLineEnd) {
-    files.setFile(kList, "0008\t80861229\t0\n0010\t10ec8139\t0"s);
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0", "00:02.0"));
-}
-
-TEST_F(BusScan, CarriageReturnsAndBlanksBetweenFieldsDoNotMatter) {
-    files.setFile(kList, "  0008 80861229   5\r\n0010\t\t10ec8139 6\r\n"s);
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0"));
-    EXPECT_EQ(records[0].irq, 5);
-    EXPECT_EQ(records[1].irq, 6);
-}
-
-TEST_F(BusScan, ALineEndsAtAZeroByte) {
-    files.setFile(kList, "0008\t80861229\t11\n0010\t10ec8139\0\t12\n\0\n0018\t10ec8139\t13\n"s);
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0", "00:02.0", "00:03.0"));
-    EXPECT_EQ(records[1].irq, 0x11) << "what stands behind the zero byte is not seen";
-    EXPECT_EQ(records[3].irq, 0x13);
-}
-
-TEST_F(BusScan, ADriverNameBehindTheFieldsIsIgnored) {
-    PciFunction function = deviceAt(0, 1, 0);
-    function.driver = "beef_driver";
-    files.addFunction(function);
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0"));
-}
-
-TEST_F(BusScan, ALineUpToTheBuffersLengthIsOneLine) {
-    // 2,048 bytes hold 2,046 characters, the line end and the terminating zero.
-    std::string line = "0008\t80861229\t";
-    line.resize(2046, ' ');
-    line.back() = '7';
-    files.setFile(kList, line + "\n0010\t10ec8139\t12\n");
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "00:02.0"));
-    EXPECT_EQ(records[0].irq, 7);
-}
-
-TEST_F(BusScan, WhatALineHasBeyondTheBufferIsALineOfItsOwn) {
-    // The digits on both sides of the cut count.
-    std::string line = "0008\t80861229\t";
-    line.resize(2047, ' ');
-    line.back() = '7';
-    files.setFile(kList, line + "2118\t10ec8139\t12\n0020\t80861230\t13\n");
-    const auto records = devices();
-    ASSERT_THAT(addresses(records), ElementsAre("00:01.0", "21:03.0", "00:04.0"));
-    EXPECT_EQ(records[0].irq, 7);
-}
-
-TEST_F(BusScan, AVeryLongLineOfGarbageRepeatsTheRecordForEachBufferful) {
-    files.addFunction(deviceAt(0, 1, 0)).addRawDevicesLine(std::string(5000, 'x'));
-    EXPECT_THAT(addresses(devices()), ElementsAre("00:01.0", "00:01.0", "00:01.0", "00:01.0"));
 }
 
 TEST_F(BusScan, ArbitraryBytesGiveNoRecordWithoutVendorOrOfBusFE) {
