@@ -66,6 +66,14 @@ inline Fault at(Occasion occasion, Fault fault, unsigned from = 1, unsigned time
     return fault;
 }
 
+/** Runs work(i) on `count` threads at once, i from 0 on. */
+template <typename Work>
+void onThreads(unsigned count, Work work) {
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < count; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+}
+
 /** The product's transport over a host with a BMC. Waits are virtual. Nothing may be logged, nor left open. */
 class BmcHostTest : public testing::Test {
  protected:

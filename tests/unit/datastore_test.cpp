@@ -14,7 +14,6 @@ using emulator::Sent;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 using tPCIInfo::IpmiDataStore;
 
 constexpr std::uint8_t kCodeBefore = 0x77;
@@ -91,8 +90,8 @@ class DataStoreTest : public BmcHostTest {
     }
 
     void openFile() {
-        std::uint8_t code = kCodeBefore;
-        ASSERT_EQ(openToRead(store, code), 0);
+        Outcome opened;
+        ASSERT_EQ(openToRead(store, opened.code), 0);
         host.clearEvents();
     }
     /** A file under a handle of the test's own. */
@@ -124,6 +123,7 @@ class DataStoreTest : public BmcHostTest {
 
     const Bytes content = pattern(1000);
     OpenedUp store;
+    std::uint8_t code = kCodeBefore;  // that an operation called by the test gives
 };
 
 // --- constants and a fresh object ---
@@ -145,21 +145,17 @@ TEST_F(DataStoreTest, CodesOfOperationsAndStatuses) {
     EXPECT_THAT(statuses, ElementsAre(0x00, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10, 0x14, 0x15, 0x16, 0x17, 0x18));
 }
 
-TEST_F(DataStoreTest, AFreshObjectHasNoFileOpenAndAdaptsItsChunks) {
+TEST_F(DataStoreTest, AFreshObjectHasNoFileOpenAndAdaptsItsChunksWhichAreOf200BytesAtFirst) {
     EXPECT_FALSE(store.isFileOpen());
     EXPECT_TRUE(store.kcsBuffAdaptive);
-    expectNothingSent();
-}
-
-TEST_F(DataStoreTest, ChunksAreOf200BytesAtFirst) {
     EXPECT_EQ(tPCIInfo::MAX_KCS_BUFF_SIZE, 200);
     EXPECT_TRUE((std::is_same_v<decltype(tPCIInfo::MAX_KCS_BUFF_SIZE), std::uint16_t>));
+    expectNothingSent();
 }
 
 // --- requests byte for byte ---
 
 TEST_F(DataStoreTest, OpenRequestByteForByte) {
-    std::uint8_t code = kCodeBefore;
     store.Open(code, tPCIInfo::kAccessWrite, static_cast<tPCIInfo::characteristics>(0x5C), 0x1234, tPCIInfo::kCreate,
                0xAB, "ab.c");
     Bytes expected{0xD9, 0x7E, 0x00, 1, 3, 0x5C, 0x34, 0x12, 0, 0, 1, 0xAB, 'a', 'b', '.', 'c'};
@@ -175,7 +171,6 @@ TEST_F(DataStoreTest, OpenRequestByteForByte) {
 
 TEST_F(DataStoreTest, ReadRequestByteForByte) {
     openFileAs(0xA1B2C3D4);
-    std::uint8_t code = 0;
     std::uint8_t buffer[200];
     store.Read(code, buffer, 200, 0xBEEF);
     EXPECT_THAT(theRequest(), ElementsAre(0xD9, 0x7E, 0x00, 2, 0xD4, 0xC3, 0xB2, 0xA1, 0xEF, 0xBE, 0, 0, 200, 0));
@@ -183,7 +178,6 @@ TEST_F(DataStoreTest, ReadRequestByteForByte) {
 
 TEST_F(DataStoreTest, WriteRequestByteForByte) {
     openFileAs(0x01020304);
-    std::uint8_t code = 0;
     const Bytes data{9, 8, 7};
     store.Write(code, data.data(), 3, 0xFEDC);
     EXPECT_THAT(theRequest(), ElementsAre(0xD9, 0x7E, 0x00, 3, 4, 3, 2, 1, 0xDC, 0xFE, 0, 0, 9, 8, 7));
@@ -194,7 +188,6 @@ TEST_F(DataStoreTest, WriteRequestByteForByte) {
 }
 
 TEST_F(DataStoreTest, WriteDefaultsAndCloseRequestsByteForByte) {
-    std::uint8_t code = 0;
     openFileAs(0xCAFEF00D);
     store.WriteDefaults(code);
     EXPECT_THAT(theRequest(), ElementsAre(0xD9, 0x7E, 0x00, 4, 0x0D, 0xF0, 0xFE, 0xCA));
@@ -204,7 +197,6 @@ TEST_F(DataStoreTest, WriteDefaultsAndCloseRequestsByteForByte) {
 }
 
 TEST_F(DataStoreTest, QuerySizeRequestByteForByte) {
-    std::uint8_t code = 0;
     std::uint32_t size = 0;
     store.QuerySize(code, "ab", size);
     Bytes expected{0xD9, 0x7E, 0x00, 6, 'a', 'b'};
@@ -213,7 +205,6 @@ TEST_F(DataStoreTest, QuerySizeRequestByteForByte) {
 }
 
 TEST_F(DataStoreTest, DeleteRequestCarriesTheNameWithoutATerminator) {
-    std::uint8_t code = 0;
     store.DeleteFile(code, "old.log");
     EXPECT_THAT(theRequest(), ElementsAre(0xD9, 0x7E, 0x00, 7, 'o', 'l', 'd', '.', 'l', 'o', 'g'));
     store.DeleteFile(code, "");
@@ -222,61 +213,52 @@ TEST_F(DataStoreTest, DeleteRequestCarriesTheNameWithoutATerminator) {
 
 // --- file names ---
 
-TEST_F(DataStoreTest, OpenTakesNamesOfUpTo31Characters) {
-    std::uint8_t code = kCodeBefore;
-    bmc().putFile(std::string(31, 'n'), {1});
-    EXPECT_EQ(openToRead(store, code, std::string(31, 'n')), 0);
-    Bytes expected{0xD9, 0x7E, 0x00, 1, 1, 0, 0, 0, 0, 0, 0, 16};
-    expected.resize(43, 'n');
-    expected.push_back(0);
-    EXPECT_EQ(theRequest(), expected);
-}
+/** The longest name that an operation takes, and what its request has before and after the name. */
+struct NameLimit {
+    std::string operation;
+    std::size_t longest;
+    Bytes before;
+    std::size_t zerosAfter;
+    std::function<std::int32_t(const std::string& name)> run;
+};
 
-TEST_F(DataStoreTest, OpenOfALongerNameSendsNothingAndLeavesNoFileOpen) {
-    for (const std::size_t length : {std::size_t{32}, std::size_t{33}, std::size_t{70000}}) {
+TEST_F(DataStoreTest, NamesLongerThanAnOperationTakesSendNothingAndOpenWithOneLeavesNoFileOpen) {
+    std::uint32_t size = 0;
+    const std::vector<NameLimit> limits{
+        {"Open",
+         31,
+         {0xD9, 0x7E, 0x00, 1, 1, 0, 0, 0, 0, 0, 0, 16},
+         1,
+         [&](const std::string& name) { return openToRead(store, code, name); }},
+        {"QuerySize",
+         30,
+         {0xD9, 0x7E, 0x00, 6},
+         1,
+         [&](const std::string& name) { return store.QuerySize(code, name, size); }},
+        // A message carries 272 bytes, network function and command included; four more are the header's.
+        {"DeleteFile", 266, {0xD9, 0x7E, 0x00, 7}, 0, [&](const std::string& name) {
+             return store.DeleteFile(code, name);
+         }}};
+    for (const NameLimit& limit : limits) {
+        SCOPED_TRACE(limit.operation);
         openFile();
-        std::uint8_t code = kCodeBefore;
-        EXPECT_EQ(openToRead(store, code, std::string(length, 'n')), -1);
-        EXPECT_EQ(code, kCodeBefore);
-        EXPECT_FALSE(store.isFileOpen());
-        expectNothingSent();
-    }
-}
-
-TEST_F(DataStoreTest, QuerySizeTakesNamesOfUpTo30Characters) {
-    std::uint8_t code = kCodeBefore;
-    std::uint32_t size = 5;
-    bmc().putFile(std::string(30, 'n'), {1});
-    EXPECT_EQ(store.QuerySize(code, std::string(30, 'n'), size), 0);
-    Bytes expected{0xD9, 0x7E, 0x00, 6};
-    expected.resize(34, 'n');
-    expected.push_back(0);
-    EXPECT_EQ(theRequest(), expected);
-}
-
-TEST_F(DataStoreTest, QuerySizeOfALongerNameSendsNothing) {
-    for (const std::size_t length : {std::size_t{31}, std::size_t{32}, std::size_t{70000}}) {
-        std::uint8_t code = kCodeBefore;
-        std::uint32_t size = 5;
-        EXPECT_EQ(store.QuerySize(code, std::string(length, 'n'), size), -1);
-        EXPECT_EQ(code, kCodeBefore);
-        EXPECT_EQ(size, 5U);
-        expectNothingSent();
-    }
-}
-
-// A message carries 272 bytes, network function and command included; four more are the header's.
-TEST_F(DataStoreTest, DeleteTakesNamesThatOneMessageCarries) {
-    std::uint8_t code = kCodeBefore;
-    bmc().putFile(std::string(266, 'n'), {1});
-    EXPECT_EQ(store.DeleteFile(code, std::string(266, 'n')), 0);
-    EXPECT_EQ(code, 0);
-    EXPECT_THAT(theRequest(), SizeIs(270));
-    for (const std::size_t length : {std::size_t{267}, std::size_t{70000}}) {
-        code = kCodeBefore;
-        EXPECT_EQ(store.DeleteFile(code, std::string(length, 'n')), -1);
-        EXPECT_EQ(code, kCodeBefore);
-        expectNothingSent();
+        bmc().putFile(std::string(limit.longest, 'n'), {1});
+        EXPECT_EQ(limit.run(std::string(limit.longest, 'n')), 0);
+        EXPECT_EQ(code, 0);
+        Bytes expected = limit.before;
+        expected.resize(expected.size() + limit.longest, 'n');
+        expected.resize(expected.size() + limit.zerosAfter, 0);
+        EXPECT_EQ(theRequest(), expected);
+        for (const std::size_t length : {limit.longest + 1, limit.longest + 2, std::size_t{70000}}) {
+            openFile();
+            code = kCodeBefore;
+            size = 5;
+            EXPECT_EQ(limit.run(std::string(length, 'n')), -1);
+            EXPECT_EQ(code, kCodeBefore);
+            EXPECT_EQ(size, 5U);
+            EXPECT_EQ(store.isFileOpen(), limit.operation != "Open");
+            expectNothingSent();
+        }
     }
 }
 
@@ -286,7 +268,6 @@ TEST_F(DataStoreTest, OpenTakesTheHandleFromTheAnswer) {
     bmc().putFile("other", {1});
     openFile();
     EXPECT_EQ(store.handle, 0x00C0DE01U);  // the model's first
-    std::uint8_t code = kCodeBefore;
     strike(Occasion::open, answerOf({0, 1, 2, 3, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99}));
     EXPECT_EQ(openToRead(store, code, "other"), 0);
     EXPECT_EQ(code, 0);
@@ -295,17 +276,11 @@ TEST_F(DataStoreTest, OpenTakesTheHandleFromTheAnswer) {
 }
 
 TEST_F(DataStoreTest, OpenNeedsAnAnswerOfSevenBytes) {
-    for (const std::size_t length : {0U, 1U, 3U, 4U, 5U, 6U}) {
+    for (const std::size_t length : {0U, 1U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 272U}) {
         SCOPED_TRACE(length);
         meet(answerLength(length));
-        EXPECT_EQ(run("Open"), (Outcome{-1, 0}));
-        EXPECT_FALSE(store.isFileOpen());
-    }
-    for (const std::size_t length : {7U, 8U, 9U, 272U}) {
-        SCOPED_TRACE(length);
-        meet(answerLength(length));
-        EXPECT_EQ(run("Open"), (Outcome{0, 0}));
-        EXPECT_TRUE(store.isFileOpen());
+        EXPECT_EQ(run("Open"), (Outcome{length < 7 ? -1 : 0, 0}));
+        EXPECT_EQ(store.isFileOpen(), length >= 7);
     }
 }
 
@@ -315,37 +290,24 @@ TEST_F(DataStoreTest, AHandleWhoseLastByteDidNotComeHasAZeroThere) {
     EXPECT_EQ(store.handle, 0x00332211U);
 }
 
-TEST_F(DataStoreTest, ARefusedOpenLeavesNoFileOpenEvenIfOneWas) {
-    openFile();
-    meet(refusal(0x0F));
-    EXPECT_EQ(run("Open"), (Outcome{0, 0x0F}));
-    EXPECT_FALSE(store.isFileOpen());
-}
-
-TEST_F(DataStoreTest, AnOpenWithoutAnswerLeavesNoFileOpenEvenIfOneWas) {
-    openFile();
-    meet(timeOut());
-    EXPECT_EQ(run("Open"), (Outcome{1, 0}));
-    EXPECT_FALSE(store.isFileOpen());
+TEST_F(DataStoreTest, ARefusedOpenAndOneWithoutAnswerLeaveNoFileOpenEvenIfOneWas) {
+    for (const auto& [fault, expected] : {std::pair(refusal(0x0F), Outcome{0, 0x0F}), {timeOut(), {1, 0}}}) {
+        bmc().clearFaults();
+        openFile();
+        meet(fault);
+        EXPECT_EQ(run("Open"), expected);
+        EXPECT_FALSE(store.isFileOpen());
+    }
 }
 
 // --- read ---
 
 TEST_F(DataStoreTest, ReadDeliversTheBytesAndTheirNumber) {
     openFile();
-    std::uint8_t code = kCodeBefore;
     Bytes buffer(255);
     EXPECT_EQ(store.Read(code, buffer.data(), 255, 300), 255);
     EXPECT_EQ(code, 0);
     EXPECT_TRUE(std::equal(buffer.begin(), buffer.end(), content.begin() + 300));
-}
-
-TEST_F(DataStoreTest, ReadIntoANullBufferSendsNothing) {
-    openFile();
-    std::uint8_t code = kCodeBefore;
-    EXPECT_EQ(store.Read(code, nullptr, 10, 0), -1);
-    EXPECT_EQ(code, kCodeBefore);
-    expectNothingSent();
 }
 
 TEST_F(DataStoreTest, ReadNeedsAnAnswerOfSixBytes) {
@@ -383,8 +345,8 @@ TEST_F(DataStoreTest, ReadGoesByTheCountInTheAnswerCutToWhatWasWanted) {
         Bytes bytes{0, 0, 0, 0, static_cast<std::uint8_t>(answer.count), static_cast<std::uint8_t>(answer.count >> 8)};
         const Bytes data = pattern(answer.data, 5);
         meet(answerOf(datastore::joined(bytes, data)));
-        std::uint8_t code = kCodeBefore;
         Bytes buffer(30, kUntouched);
+        code = kCodeBefore;
         EXPECT_EQ(store.Read(code, buffer.data(), 20, 0), answer.expected);
         EXPECT_EQ(code, 0);
         // What did not come is zero.
@@ -412,7 +374,6 @@ TEST_F(DataStoreTest, ReadThatIsRefusedOrNotAnsweredTouchesNothing) {
 
 TEST_F(DataStoreTest, ReadAndWriteDoNotAskWhetherAFileIsOpen) {
     openFileAs(0x12345678);
-    std::uint8_t code = 0;
     store.Close(code);
     host.clearEvents();
     EXPECT_EQ(run("Read").code, IpmiDataStore::DS_STATUS_EACCESS);
@@ -424,7 +385,6 @@ TEST_F(DataStoreTest, ReadAndWriteDoNotAskWhetherAFileIsOpen) {
 // --- write ---
 
 TEST_F(DataStoreTest, WritePutsTheBytesIntoTheFile) {
-    std::uint8_t code = kCodeBefore;
     ASSERT_EQ(
         store.Open(code, tPCIInfo::kAccessWrite, tPCIInfo::kCharacteristicsNone, 255, tPCIInfo::kCreate, 16, "new"), 0);
     const Bytes data = pattern(255);
@@ -433,18 +393,11 @@ TEST_F(DataStoreTest, WritePutsTheBytesIntoTheFile) {
     EXPECT_EQ(bmc().file("new"), data);
 }
 
-TEST_F(DataStoreTest, WriteOfNullDataSendsNothing) {
+TEST_F(DataStoreTest, WithoutABufferOrAnyByteToWriteNothingIsSent) {
     openFile();
-    std::uint8_t code = kCodeBefore;
-    EXPECT_EQ(store.Write(code, nullptr, 10, 0), -1);
-    EXPECT_EQ(code, kCodeBefore);
-    expectNothingSent();
-}
-
-TEST_F(DataStoreTest, WriteOfNoBytesSendsNothing) {
-    openFile();
-    std::uint8_t code = kCodeBefore;
     const std::uint8_t data = 1;
+    EXPECT_EQ(store.Read(code, nullptr, 10, 0), -1);
+    EXPECT_EQ(store.Write(code, nullptr, 10, 0), -1);
     EXPECT_EQ(store.Write(code, &data, 0, 0), 0);
     EXPECT_EQ(code, kCodeBefore);
     expectNothingSent();
@@ -516,20 +469,15 @@ TEST_F(DataStoreTest, WriteDefaultsPutsTheDefaultsBack) {
 
 // --- query size and delete ---
 
-TEST_F(DataStoreTest, QuerySizeTellsZeroWhateverTheAnswerCarries) {
+TEST_F(DataStoreTest, QuerySizeTellsZeroWhateverTheAnswerCarriesAndLeavesTheSizeWhereItFails) {
     std::uint32_t size = 12345;
-    std::uint8_t code = kCodeBefore;
-    EXPECT_EQ(store.QuerySize(code, "file", size), 0);
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(size, 0U);
-}
-
-TEST_F(DataStoreTest, QuerySizeLeavesTheSizeWhereItFails) {
-    std::uint32_t size = 12345;
-    std::uint8_t code = kCodeBefore;
     EXPECT_EQ(store.QuerySize(code, "missing", size), 0);
     EXPECT_EQ(code, IpmiDataStore::DS_STATUS_EREAD);
     EXPECT_EQ(size, 12345U);
+    EXPECT_EQ(store.QuerySize(code, "file", size), 0);
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(size, 0U);
+    size = 12345;
     meet(timeOut());
     EXPECT_EQ(store.QuerySize(code, "file", size), 1);
     EXPECT_EQ(size, 12345U);
@@ -542,24 +490,19 @@ TEST_F(DataStoreTest, DeleteFileRemovesTheFile) {
 
 // --- every operation ---
 
-TEST_F(DataStoreTest, EveryOperationPassesOnAFailedExchangeAsOne) {
-    for (const NamedOperation& operation : operations()) {
-        SCOPED_TRACE(operation.name);
-        bmc().clearFaults();
-        openFile();
-        meet(timeOut());
-        EXPECT_EQ(run(operation.name), (Outcome{1, 0}));
+TEST_F(DataStoreTest, EveryOperationPassesOnAFailedExchangeAsOneAndHandsTheCompletionCodeThrough) {
+    std::vector<std::pair<Fault, Outcome>> answers{{timeOut(), {1, 0}}};
+    for (const int refused : {0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10, 0x14, 0x15, 0x16, 0x17, 0x18, 0xA0, 0xFF}) {
+        const auto byte = static_cast<std::uint8_t>(refused);
+        answers.push_back({refusal(byte), {0, byte}});
     }
-}
-
-TEST_F(DataStoreTest, EveryOperationHandsTheCompletionCodeThrough) {
     for (const NamedOperation& operation : operations()) {
-        for (const int code : {0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10, 0x14, 0x15, 0x16, 0x17, 0x18, 0xA0, 0xFF}) {
+        for (const auto& [answer, expected] : answers) {
             SCOPED_TRACE(operation.name);
             bmc().clearFaults();
             openFile();
-            meet(refusal(static_cast<std::uint8_t>(code)));
-            EXPECT_EQ(run(operation.name), (Outcome{0, static_cast<std::uint8_t>(code)}));
+            meet(answer);
+            EXPECT_EQ(run(operation.name), expected);
         }
     }
 }

@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <optional>
-#include <thread>
 
 #include "tests/emulator/datastore.h"
 #include "tests/support/emulatedtime.h"
@@ -72,13 +71,6 @@ Exchange exchangeWithCode(Bytes request) {
     made.result = tPCIInfo::sendIPMI(0x90, request.data(), static_cast<std::uint16_t>(request.size()), made.area.data(),
                                      made.length, made.completionCode, 0x2E);
     return made;
-}
-
-template <typename Work>
-void onThreads(unsigned count, Work work) {
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < count; ++i) threads.emplace_back(work);
-    for (std::thread& thread : threads) thread.join();
 }
 
 /** What system calls do beside what the emulated host makes of them. Set while no other thread runs. */
@@ -153,6 +145,21 @@ class TransportTest : public BmcHostTest {
         return exchange(query());
     }
 
+    /** The answer to query(). */
+    void expectAnswer(const Exchange& made) {
+        ASSERT_EQ(made.result, 0U);
+        EXPECT_EQ(datastore::number(made.response()), 9U);
+    }
+    /** Fails after one wait of five seconds, in which nothing came. */
+    void expectSilence(const Exchange& made) {
+        expectFailure(made);
+        const auto waits = host.eventsOf<Waited>();
+        ASSERT_THAT(waits, SizeIs(1));
+        EXPECT_EQ(waits[0].timeoutMs, 5000);
+        EXPECT_EQ(waits[0].ready, 0);
+        EXPECT_GE(passedMs(), kFiveSeconds);
+        EXPECT_EQ(count<Received>() + count<ReceiveFailed>(), 0U);
+    }
     void expectFailure(const Exchange& made) {
         EXPECT_EQ(made.result, 1U);
         EXPECT_TRUE(made.areaUntouched());
@@ -195,13 +202,6 @@ TEST_F(TransportTest, ConnectTakesTheSecondDeviceWhereTheFirstIsMissing) {
     EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0 -", "/dev/ipmidev/0"));
     EXPECT_EQ(host.eventsOf<DeviceOpened>().at(1).flags, O_RDWR);
     EXPECT_EQ(exchange(query()).result, 0U);
-}
-
-TEST_F(TransportTest, ConnectFailsWhereBothDevicesAreMissing) {
-    host.removeDevice(true);
-    EXPECT_EQ(connect_kcs(), 1);
-    EXPECT_EQ(kcs_fd, -1);
-    EXPECT_THAT(openings(), ElementsAre("/dev/ipmi0 -", "/dev/ipmidev/0 -"));
 }
 
 TEST_F(TransportTest, ConnectClosesWhatAnEarlierTransferLeftOpen) {
@@ -290,7 +290,7 @@ TEST_F(TransportTest, AnExchangeIsOneSendOneWaitOfFiveSecondsAndOneReceiveOf272B
 
 TEST_F(TransportTest, AResponseIsCopiedAsItIsAndItsLengthTold) {
     ASSERT_EQ(connect_kcs(), 0);
-    for (const std::size_t length : {std::size_t{1}, std::size_t{2}, std::size_t{57}, std::size_t{272}}) {
+    for (const std::size_t length : {0U, 1U, 2U, 57U, 272U}) {
         const Bytes answer = pattern(length, 77);
         const Exchange made = exchangeUnder(answerOf(answer));
         EXPECT_EQ(made.result, 0U);
@@ -298,13 +298,6 @@ TEST_F(TransportTest, AResponseIsCopiedAsItIsAndItsLengthTold) {
         EXPECT_EQ(made.response(), answer);
         EXPECT_TRUE(made.untouchedFrom(length));
     }
-}
-
-TEST_F(TransportTest, AResponseWithoutAnyByteIsAResponse) {
-    const Exchange made = exchangeUnder(answerOf({}));
-    EXPECT_EQ(made.result, 0U);
-    EXPECT_EQ(made.length, 0);
-    EXPECT_TRUE(made.areaUntouched());
 }
 
 TEST_F(TransportTest, ANonzeroCompletionCodeIsNoFailureOfTheExchange) {
@@ -317,9 +310,7 @@ TEST_F(TransportTest, ANonzeroCompletionCodeIsNoFailureOfTheExchange) {
 TEST_F(TransportTest, AResponseLongerThanTheDriverCarriesIsLost) {
     expectFailure(exchangeUnder(answerOf(pattern(273))));
     bmc().clearFaults();
-    const Exchange made = exchange(query());
-    ASSERT_EQ(made.result, 0U);
-    EXPECT_EQ(datastore::number(made.response()), 9U);
+    expectAnswer(exchange(query()));
 }
 
 TEST_F(TransportTest, OnlyResponsesToTheNetworkFunctionAndCommandAreTaken) {
@@ -352,18 +343,14 @@ TEST_F(TransportTest, AnAnswerThatComesTooLateIsTakenForTheNextRequests) {
     expectFailure(exchangeUnder(late));
     bmc().clearFaults();
     bmc().putFile("other", Bytes(200));
-    const Exchange next = exchange(query("other"));
-    EXPECT_EQ(next.result, 0U);
-    EXPECT_EQ(datastore::number(next.response()), 9U);
+    expectAnswer(exchange(query("other")));
 }
 
 TEST_F(TransportTest, TheMessageIdThatComesBackIsNotCompared) {
     ASSERT_EQ(connect_kcs(), 0);
     for (const long id : {0L, 22445L, -1L}) {
         spoiled.messageId = id;
-        const Exchange made = exchange(query());
-        ASSERT_EQ(made.result, 0U) << id;
-        EXPECT_EQ(datastore::number(made.response()), 9U);
+        expectAnswer(exchange(query()));
     }
 }
 
@@ -372,18 +359,11 @@ TEST_F(TransportTest, TheMessageIdThatComesBackIsNotCompared) {
 TEST_F(TransportTest, AnAnswerMayTakeAlmostFiveSeconds) {
     Fault slow;
     slow.delayMs = 4000;
-    const Exchange made = exchangeUnder(slow);
-    EXPECT_EQ(made.result, 0U);
-    EXPECT_EQ(datastore::number(made.response()), 9U);
+    expectAnswer(exchangeUnder(slow));
 }
 
 TEST_F(TransportTest, NoAnswerWithinFiveSecondsIsAFailureAndNothingIsReceived) {
-    expectFailure(exchangeUnder(timeOut()));
-    const auto waits = host.eventsOf<Waited>();
-    ASSERT_THAT(waits, SizeIs(1));
-    EXPECT_EQ(waits[0].ready, 0);
-    EXPECT_GE(passedMs(), kFiveSeconds);
-    EXPECT_EQ(count<Received>() + count<ReceiveFailed>(), 0U);
+    expectSilence(exchangeUnder(timeOut()));
 }
 
 TEST_F(TransportTest, AWaitThatFailsIsAFailureAndNothingIsReceived) {
@@ -401,32 +381,24 @@ TEST_F(TransportTest, AWaitThatFailsIsAFailureAndNothingIsReceived) {
 
 TEST_F(TransportTest, AFailedSendShowsItselfAsAMissingAnswer) {
     ASSERT_EQ(connect_kcs(), 0);
-    expectFailure(exchange(Bytes(300)));
+    expectSilence(exchange(Bytes(300)));
     const auto sent = host.eventsOf<Sent>();
     ASSERT_THAT(sent, SizeIs(1));
     EXPECT_EQ(sent[0].error, EMSGSIZE);
-    EXPECT_GE(passedMs(), kFiveSeconds);
 }
 
 TEST_F(TransportTest, ASendThatIsInterruptedIsNotRepeated) {
     ASSERT_EQ(connect_kcs(), 0);
     spoiled.sendErrno = EINTR;
-    expectFailure(exchange(query()));
+    expectSilence(exchange(query()));
     EXPECT_EQ(spoiled.sends, 1U);
-    EXPECT_EQ(count<Waited>(), 1U);
-    EXPECT_GE(passedMs(), kFiveSeconds);
 }
 
 TEST_F(TransportTest, WithoutADeviceAnExchangeFailsAfterFiveSeconds) {
     host.removeDevice(true);
     ASSERT_EQ(connect_kcs(), 1);
-    expectFailure(exchange(query()));
+    expectSilence(exchange(query()));
     EXPECT_EQ(kcs_fd, -1);
-    const auto waits = host.eventsOf<Waited>();
-    ASSERT_THAT(waits, SizeIs(1));
-    EXPECT_EQ(waits[0].timeoutMs, 5000);
-    EXPECT_EQ(waits[0].ready, 0);
-    EXPECT_GE(passedMs(), kFiveSeconds);
 }
 
 TEST_F(TransportTest, AFailedReceiveIsRepeatedWhateverItsReason) {
@@ -435,9 +407,7 @@ TEST_F(TransportTest, AFailedReceiveIsRepeatedWhateverItsReason) {
         Fault fault;
         fault.receiveFailures = 4;
         fault.receiveErrno = error;
-        const Exchange made = exchangeUnder(fault);
-        EXPECT_EQ(made.result, 0U);
-        EXPECT_EQ(datastore::number(made.response()), 9U);
+        expectAnswer(exchangeUnder(fault));
     }
     for (const ReceiveFailed& failed : host.eventsOf<ReceiveFailed>()) EXPECT_EQ(failed.count, 4U);
 }
@@ -501,22 +471,18 @@ TEST_F(TransportTest, AfterAFailedExchangeTheCompletionCodeIsWhatTheAreaHeld) {
 // --- threads ---
 
 TEST_F(TransportTest, ExchangesOfSeveralThreadsDoNotMix) {
-    constexpr int kThreads = 4;
-    constexpr int kExchanges = 150;
+    constexpr unsigned kThreads = 4;
+    constexpr unsigned kExchanges = 150;
     ASSERT_EQ(connect_kcs(), 0);
-    for (std::size_t i = 1; i <= kThreads; ++i) bmc().putFile("file" + std::to_string(i), Bytes(i));
+    for (unsigned i = 0; i < kThreads; ++i) bmc().putFile("file" + std::to_string(i), Bytes(i + 1));
     pauseBehindRequests();
-    std::atomic<int> right{0};
-    std::vector<std::thread> threads;
-    for (std::size_t i = 1; i <= kThreads; ++i) {
-        threads.emplace_back([&right, name = "file" + std::to_string(i), i] {
-            for (int n = 0; n < kExchanges; ++n) {
-                const Exchange made = exchange(query(name));
-                if (made.result == 0 && made.length == 8 && datastore::number(made.response()) == i) ++right;
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    std::atomic<unsigned> right{0};
+    onThreads(kThreads, [&right](unsigned i) {
+        for (unsigned n = 0; n < kExchanges; ++n) {
+            const Exchange made = exchange(query("file" + std::to_string(i)));
+            if (made.result == 0 && made.length == 8 && datastore::number(made.response()) == i + 1) ++right;
+        }
+    });
     EXPECT_EQ(right, kThreads * kExchanges);
     EXPECT_EQ(host.interleavedExchanges(), 0U);
 }
@@ -525,7 +491,7 @@ TEST_F(TransportTest, ConnectsAndDisconnectsOfSeveralThreadsDoNotMix) {
     constexpr unsigned kThreads = 4;
     constexpr unsigned kRounds = 200;
     std::atomic<unsigned> connected{0};
-    onThreads(kThreads, [&] {
+    onThreads(kThreads, [&](unsigned) {
         for (unsigned round = 0; round < kRounds; ++round) {
             if (connect_kcs() == 0) ++connected;
             disconnect_kcs();
@@ -541,7 +507,7 @@ TEST_F(TransportTest, ExchangesOfSeveralThreadsWithoutADeviceWaitSideBySide) {
     constexpr unsigned kThreads = 8;
     host.removeDevice(true);
     const auto began = testsupport::ahead();
-    onThreads(kThreads, [this] {
+    onThreads(kThreads, [this](unsigned) {
         EXPECT_EQ(connect_kcs(), 1);
         expectFailure(exchange(query()));
     });
@@ -553,7 +519,7 @@ TEST_F(TransportTest, ExchangesOfSeveralThreadsWithASilentBmcWaitOneBehindTheOth
     constexpr unsigned kThreads = 4;
     ASSERT_EQ(connect_kcs(), 0);
     strike(Occasion::any, timeOut());
-    onThreads(kThreads, [this] { expectFailure(exchange(query())); });
+    onThreads(kThreads, [this](unsigned) { expectFailure(exchange(query())); });
     EXPECT_GE(passedMs(), kThreads * kFiveSeconds);
     EXPECT_EQ(count<Waited>(), kThreads);
 }

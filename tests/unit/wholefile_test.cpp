@@ -44,8 +44,10 @@ TEST_F(ReadFileTest, AFileCostsOneOpenOneQuery328ReadsAndOneClose) {
     EXPECT_EQ(requests(), expected);
 }
 
-TEST_F(ReadFileTest, TheDeviceIsOpenedFirstAndClosedLast) {
-    readFile();
+TEST_F(ReadFileTest, TheDeviceIsOpenedFirstAndClosedLastAndTheObjectHasNoFileOpenThen) {
+    IpmiDataStore store;
+    readFile(store);
+    EXPECT_FALSE(store.isFileOpen());
     const auto events = host.events();
     EXPECT_TRUE(std::holds_alternative<DeviceOpened>(events.front()));
     EXPECT_TRUE(std::holds_alternative<DeviceClosed>(events.back()));
@@ -53,19 +55,6 @@ TEST_F(ReadFileTest, TheDeviceIsOpenedFirstAndClosedLast) {
     EXPECT_EQ(count<DeviceClosed>(), 1U);
     EXPECT_EQ(tPCIInfo::kcs_fd, -1);
     EXPECT_EQ(bmc().openFiles(), 0U);
-}
-
-TEST_F(ReadFileTest, TheVectorsLengthIsZeroAndItsStorageHoldsTheFile) {
-    readFile();
-    EXPECT_EQ(data.size(), 0U);
-    EXPECT_GE(data.capacity(), kArea);
-    EXPECT_EQ(storage(), content);
-}
-
-TEST_F(ReadFileTest, TheObjectHasNoFileOpenAfterwards) {
-    IpmiDataStore store;
-    readFile(store);
-    EXPECT_FALSE(store.isFileOpen());
 }
 
 TEST_F(ReadFileTest, TheArgumentsGoIntoTheOpenRequest) {
@@ -104,21 +93,15 @@ TEST_F(ReadFileTest, ALongerVectorIsCutAndAShorterOneExtended) {
     }
 }
 
-TEST_F(ReadFileTest, WhatWasNotReadIsZeroOnlyWhereTheVectorWasExtended) {
+TEST_F(ReadFileTest, WhatWasNotReadIsZeroOnlyWhereTheVectorWasExtendedEvenIntoItsRoomToSpare) {
     bmc().setEndOfFile(true);
     bmc().putFile("file", pattern(10));
-    data = ByteVector(64, 0xAA);
-    readFile();
-    EXPECT_EQ(storage(), extended(extended(pattern(10), 64, 0xAA), kArea));
-}
-
-TEST_F(ReadFileTest, AVectorWithRoomToSpareIsExtendedWithZeros) {
-    bmc().setEndOfFile(true);
-    bmc().putFile("file", pattern(10));
-    data = ByteVector(kArea, 0xAA);
-    data.resize(64);
-    readFile();
-    EXPECT_EQ(storage(), extended(extended(pattern(10), 64, 0xAA), kArea));
+    for (const std::size_t before : {std::size_t{64}, kArea}) {
+        data = ByteVector(before, 0xAA);
+        data.resize(64);
+        readFile();
+        EXPECT_EQ(storage(), extended(extended(pattern(10), 64, 0xAA), kArea));
+    }
 }
 
 // --- the end of a file ---
@@ -135,25 +118,13 @@ TEST_F(ReadFileTest, CompletionCodeA0EndsTheFileWithoutFallBackAndWithoutClosesR
     EXPECT_EQ(storage(600), Bytes(content.begin(), content.begin() + 600));
 }
 
-TEST_F(ReadFileTest, CompletionCodeA0OnTheFirstChunkEndsTheFileToo) {
-    strike(Occasion::read, refusal(0xA0));
-    EXPECT_EQ(readFile(), (Transfer{0, 0xA0}));
-    EXPECT_EQ(reads(), (Pieces{{0, 200}}));
-    EXPECT_EQ(storage(), Bytes(kArea));
-}
-
-TEST_F(ReadFileTest, EmptyReadsAreTriedSixteenTimesMoreAndThenEndTheFile) {
+TEST_F(ReadFileTest, EmptyReadsAreTriedSixteenTimesMoreAndThenEndTheFileWithClosesResult) {
     strike(Occasion::read, emptyRead(), 3);
-    EXPECT_EQ(readFile(), (Transfer{0, 0}));
+    strike(Occasion::close, refusal(0x0C));
+    EXPECT_EQ(readFile(), (Transfer{0, 0x0C}));
     EXPECT_EQ(reads(), joined(piecesOf(200, 400), repeated({400, 200}, 17)));
     EXPECT_EQ(operations(), "open query read close");
     EXPECT_EQ(MAX_KCS_BUFF_SIZE, 200);
-}
-
-TEST_F(ReadFileTest, ClosesResultHoldsForAFileThatEmptyReadsEnded) {
-    strike(Occasion::read, emptyRead());
-    strike(Occasion::close, refusal(0x0C));
-    EXPECT_EQ(readFile(), (Transfer{0, 0x0C}));
 }
 
 TEST_F(ReadFileTest, SixteenEmptyReadsAtEveryOffsetDoNotEndTheFile) {
@@ -172,31 +143,24 @@ TEST_F(ReadFileTest, ARefusedFirstChunkIsReadAgainAt58BytesAndSoIsEverythingBehi
     EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
     EXPECT_EQ(reads(), joined({{0, 200}}, piecesOf(58)));
     EXPECT_EQ(storage(), content);
-}
-
-TEST_F(ReadFileTest, LaterTransfersOfTheProcessStartAt58Bytes) {
-    bmc().setReadLimit(58);
-    readFile();
     bmc().setReadLimit(0);
     host.clearEvents();
     EXPECT_EQ(readFile(), (Transfer{0, 0}));
-    EXPECT_EQ(reads(), piecesOf(58));
+    EXPECT_EQ(reads(), piecesOf(58)) << "later transfers of the process";
     EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
 }
 
-TEST_F(ReadFileTest, ARefusalInTheMiddleFallsBackAtItsOffset) {
-    strike(Occasion::read, refusal(0xC7), 3, 1);
-    EXPECT_EQ(readFile(), (Transfer{0, 0}));
-    EXPECT_EQ(reads(), joined(piecesOf(200, 600), piecesOf(58, kArea, 400)));
-    EXPECT_EQ(storage(), content);
-}
-
-TEST_F(ReadFileTest, AnAnswerTooShortFallsBackToo) {
-    strike(Occasion::read, answerOf({0, 0, 0, 0, 200}), 2, 1);
-    EXPECT_EQ(readFile(), (Transfer{0, 0}));
-    EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
-    EXPECT_EQ(reads(), joined(piecesOf(200, 400), piecesOf(58, kArea, 200)));
-    EXPECT_EQ(storage(), content);
+TEST_F(ReadFileTest, ARefusalOrAnAnswerTooShortInTheMiddleFallsBackAtItsOffset) {
+    for (const Fault& fault : {refusal(0xC7), answerOf({0, 0, 0, 0, 200})}) {
+        MAX_KCS_BUFF_SIZE = 200;
+        bmc().clearFaults();
+        host.clearEvents();
+        strike(Occasion::read, fault, 3, 1);
+        EXPECT_EQ(readFile(), (Transfer{0, 0}));
+        EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
+        EXPECT_EQ(reads(), joined(piecesOf(200, 600), piecesOf(58, kArea, 400)));
+        EXPECT_EQ(storage(), content);
+    }
 }
 
 TEST_F(ReadFileTest, TheSmallChunkIsNoLongerThanWhatIsLeft) {
@@ -275,19 +239,14 @@ TEST_F(ReadFileTest, AChunkSizeIsCutToItsLowEightBits) {
 
 // --- failed exchanges ---
 
-TEST_F(ReadFileTest, AFailedExchangeEndsTheFileWithOneAndCloseIsSentAllTheSame) {
+TEST_F(ReadFileTest, AFailedExchangeEndsTheFileWithOneAndCloseIsSentAllTheSameInVain) {
     strike(Occasion::read, timeOut(), 3);
+    strike(Occasion::close, refusal(0x0C));
     EXPECT_EQ(readFile(), (Transfer{1, 0}));
     EXPECT_EQ(reads(), piecesOf(200, 600));
     EXPECT_EQ(operations(), "open query read close");
     EXPECT_EQ(MAX_KCS_BUFF_SIZE, 200);
     EXPECT_EQ(tPCIInfo::kcs_fd, -1);
-}
-
-TEST_F(ReadFileTest, ClosesResultDoesNotReplaceThatOfAFailedExchange) {
-    strike(Occasion::read, timeOut(), 1, 1);
-    strike(Occasion::close, refusal(0x0C));
-    EXPECT_EQ(readFile(), (Transfer{1, 0}));
 }
 
 // --- close ---
@@ -324,29 +283,21 @@ TEST_F(ReadFileTest, OneByteInTheFirstChunkIsNotBlank) {
     }
 }
 
-TEST_F(ReadFileTest, BlankChunksBehindTheFirstDoNotEndTheFile) {
-    bmc().putFile("file", {1});
-    EXPECT_EQ(readFile(true), (Transfer{0, 0}));
-    EXPECT_EQ(reads(), piecesOf(200));
-}
-
 TEST_F(ReadFileTest, AnEmptyReadBehindTheFirstChunkIsNotBlank) {
     strike(Occasion::read, emptyRead(), 2, 1);
     EXPECT_EQ(readFile(true), (Transfer{0, 0}));
     EXPECT_EQ(reads(), joined({{0, 200}, {200, 200}}, piecesOf(200, kArea, 200)));
 }
 
-TEST_F(ReadFileTest, AnEmptyFirstReadCountsAsBlank) {
-    strike(Occasion::read, emptyRead(), 1, 1);
-    EXPECT_EQ(readFile(true), (Transfer{0, 0}));
-    EXPECT_EQ(reads(), (Pieces{{0, 200}}));
-}
-
-TEST_F(ReadFileTest, OnlyTheBytesThatCameAreLookedAt) {
-    data = ByteVector(64, 0xAA);
-    strike(Occasion::read, answerOf({0, 0, 0, 0, 3, 0, 0, 0, 0}), 1, 1);
-    EXPECT_EQ(readFile(true), (Transfer{0, 0}));
-    EXPECT_EQ(reads(), (Pieces{{0, 200}}));
+TEST_F(ReadFileTest, OnlyTheBytesThatCameAreLookedAtAndNoneAreBlank) {
+    for (const Fault& first : {answerOf({0, 0, 0, 0, 3, 0, 0, 0, 0}), emptyRead()}) {
+        host.clearEvents();
+        bmc().clearFaults();
+        data = ByteVector(64, 0xAA);
+        strike(Occasion::read, first, 1, 1);
+        EXPECT_EQ(readFile(true), (Transfer{0, 0}));
+        EXPECT_EQ(reads(), (Pieces{{0, 200}}));
+    }
 }
 
 TEST_F(ReadFileTest, BlankIsDecidedByTheSmallChunkWhereTheLargeOneWasRefused) {
@@ -405,22 +356,14 @@ TEST_F(ReadFileTest, WithoutADeviceTheFirstExchangeFails) {
     EXPECT_EQ(data.size(), 64U);
 }
 
-TEST_F(ReadFileTest, ANameTooLongForOpenSendsNothing) {
+TEST_F(ReadFileTest, ANameTooLongForOpenSendsNothingAndOneTooLongForTheSizeQueryEndsAfterOpen) {
     EXPECT_EQ(readFile(false, std::string(32, 'n')), (Transfer{-1, kCodeBefore}));
     EXPECT_THAT(requests(), IsEmpty());
-}
-
-TEST_F(ReadFileTest, ANameTooLongForTheSizeQueryEndsBehindOpen) {
-    const std::string name(31, 'n');
-    bmc().putFile(name, content);
-    EXPECT_EQ(readFile(false, name), (Transfer{-1, 0}));
+    bmc().putFile(std::string(31, 'n'), content);
+    EXPECT_EQ(readFile(false, std::string(31, 'n')), (Transfer{-1, 0}));
     EXPECT_EQ(operations(), "open");
-}
-
-TEST_F(ReadFileTest, ANameThatFitsBothIsRead) {
-    const std::string name(30, 'n');
-    bmc().putFile(name, content);
-    EXPECT_EQ(readFile(false, name), (Transfer{0, 0}));
+    bmc().putFile(std::string(30, 'n'), content);
+    EXPECT_EQ(readFile(false, std::string(30, 'n')), (Transfer{0, 0}));
     EXPECT_EQ(storage(), content);
 }
 

@@ -125,23 +125,21 @@ TEST_F(WriteFileTest, ANameTooLongSendsNothing) {
 
 // --- the fall-back to small chunks ---
 
-TEST_F(WriteFileTest, ARefusedChunkIsWrittenAgainAt58BytesAndSoIsEverythingBehindIt) {
+TEST_F(WriteFileTest, AChunkRefusedOrAnsweredTooShortIsWrittenAgainAt58BytesAndSoIsEverythingBehindIt) {
     const Bytes content = pattern(400);
-    strike(Occasion::write, refusal(0x0D), 2, 1);
-    EXPECT_EQ(writeFile(content), (Transfer{400 - 200 - 3 * 58, 0}));
-    EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
-    EXPECT_EQ(writes(), joined({{0, 200}, {200, 200}}, piecesOf(58, 400, 200)));
-    EXPECT_EQ(bmc().file("file"), content);
+    for (const Fault& fault : {refusal(0x0D), answerLength(6)}) {
+        MAX_KCS_BUFF_SIZE = 200;
+        bmc().clearFaults();
+        host.clearEvents();
+        strike(Occasion::write, fault, 2, 1);
+        EXPECT_EQ(writeFile(content), (Transfer{400 - 200 - 3 * 58, 0}));
+        EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
+        EXPECT_EQ(writes(), joined({{0, 200}, {200, 200}}, piecesOf(58, 400, 200)));
+        EXPECT_EQ(bmc().file("file"), content);
+    }
     host.clearEvents();
     writeFile(content);
     EXPECT_EQ(writes(), piecesOf(58, 400));
-}
-
-TEST_F(WriteFileTest, AnAnswerTooShortFallsBackToo) {
-    strike(Occasion::write, answerLength(6), 1, 1);
-    EXPECT_EQ(writeFile(pattern(100)), (Transfer{42, 0}));
-    EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
-    EXPECT_EQ(writes(), joined({{0, 100}}, piecesOf(58, 100)));
 }
 
 TEST_F(WriteFileTest, CompletionCodeA0IsNoReasonToFallBack) {
@@ -224,29 +222,30 @@ TEST_F(WriteFileTest, AFailedExchangeEndsTheFileWithOneAndCloseIsSentAllTheSame)
 
 // --- close ---
 
-TEST_F(WriteFileTest, AFailingCloseReplacesTheResult) {
-    strike(Occasion::close, refusal(0x0B), 1, 1);
-    strike(Occasion::close, timeOut(), 2, 1);
-    EXPECT_EQ(writeFile(pattern(10)), (Transfer{0, 0x0B}));
-    EXPECT_EQ(writeFile(pattern(10)), (Transfer{1, 0}));
-}
+/** How a write and the close after it are answered, and what comes of the transfer. */
+struct End {
+    Fault write, close;
+    Transfer expected;
+};
 
-TEST_F(WriteFileTest, AFailingCloseReplacesEvenTheResultOfAnAnswerTooShort) {
+TEST_F(WriteFileTest, AFailingCloseReplacesTheResultUnlessThereIsACompletionCode) {
     MAX_KCS_BUFF_SIZE = 58;
-    strike(Occasion::write, answerLength(4));
-    strike(Occasion::close, refusal(0x0B));
-    EXPECT_EQ(writeFile(pattern(10)), (Transfer{0, 0x0B}));
-}
-
-TEST_F(WriteFileTest, AFailingCloseDoesNotReplaceACompletionCodeThatIsThere) {
-    strike(Occasion::write, refusal(0xA0));
-    strike(Occasion::close, refusal(0x0B));
-    EXPECT_EQ(writeFile(pattern(10)), (Transfer{0, 0xA0}));
+    for (const End& end :
+         {End{Fault{}, refusal(0x0B), {0, 0x0B}}, End{Fault{}, timeOut(), {1, 0}},
+          End{answerLength(4), refusal(0x0B), {0, 0x0B}}, End{refusal(0xA0), refusal(0x0B), {0, 0xA0}}}) {
+        bmc().clearFaults();
+        strike(Occasion::write, end.write);
+        strike(Occasion::close, end.close);
+        EXPECT_EQ(writeFile(pattern(10)), end.expected);
+    }
 }
 
 // --- derived stores ---
 
-/** Stands in for a BMC: every operation is recorded and answered from lists, without any exchange. */
+/**
+ * Stands in for a BMC: every operation is recorded and answered from lists, without any exchange; but where it is told
+ * so, the BMC is asked to open the file.
+ */
 class ScriptedStore : public IpmiDataStore {
  public:
     bool isFileOpen() override { return true; }
@@ -255,8 +254,9 @@ class ScriptedStore : public IpmiDataStore {
                       const std::string& name) override {
         steps.push_back("open " + name + " " + std::to_string(access) + " " + std::to_string(traits) + " " +
                         std::to_string(fileSize) + " " + std::to_string(create) + " " + std::to_string(option));
+        if (whenOpened) whenOpened();
         code = 0;
-        return 0;
+        return askBmc ? IpmiDataStore::Open(code, access, traits, fileSize, create, option, name) : 0;
     }
     std::int32_t Read(std::uint8_t& code, std::uint8_t* buffer, std::uint8_t count, std::uint16_t offset) override {
         steps.push_back("read " + std::to_string(count) + " at " + std::to_string(offset));
@@ -290,6 +290,8 @@ class ScriptedStore : public IpmiDataStore {
         return 0;
     }
 
+    std::function<void()> whenOpened;
+    bool askBmc = false;
     std::deque<Transfer> answers;  // of reads and writes; after the last one comes A0h
     std::int32_t closeResult = 0;
     std::uint8_t closeCode = 0;
@@ -366,20 +368,16 @@ TEST_F(WholeFileTest, TransfersOfSeveralThreadsDoNotInterleave) {
     for (unsigned i = 0; i < kThreads; ++i) bmc().putFile("file" + std::to_string(i), pattern(65536, i));
     pauseBehindRequests();
     std::atomic<unsigned> right{0};
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&right, i] {
-            for (unsigned round = 0; round < kRounds; ++round) {
-                IpmiDataStore store;
-                ByteVector bytes(64);
-                std::uint8_t code = kCodeBefore;
-                const std::int32_t result =
-                    store.ReadFile(code, "file" + std::to_string(i), bytes, false, 16, tPCIInfo::kAccessRead, false);
-                if (result == 0 && code == 0 && Bytes(bytes.data(), bytes.data() + 65536) == pattern(65536, i)) ++right;
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    onThreads(kThreads, [&right](unsigned i) {
+        for (unsigned round = 0; round < kRounds; ++round) {
+            IpmiDataStore store;
+            ByteVector bytes(64);
+            std::uint8_t code = kCodeBefore;
+            const std::int32_t result =
+                store.ReadFile(code, "file" + std::to_string(i), bytes, false, 16, tPCIInfo::kAccessRead, false);
+            if (result == 0 && code == 0 && Bytes(bytes.data(), bytes.data() + 65536) == pattern(65536, i)) ++right;
+        }
+    });
     EXPECT_EQ(right, kThreads * kRounds);
     EXPECT_EQ(bmc().interleavedTransfers(), 0U);
     EXPECT_EQ(host.interleavedExchanges(), 0U);
@@ -388,16 +386,12 @@ TEST_F(WholeFileTest, TransfersOfSeveralThreadsDoNotInterleave) {
 TEST_F(WriteFileTest, WritesOfSeveralThreadsDoNotInterleave) {
     constexpr unsigned kThreads = 4;
     pauseBehindRequests();
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
-        threads.emplace_back([i] {
-            IpmiDataStore store;
-            const Bytes content = pattern(20000, i);
-            std::uint8_t code = kCodeBefore;
-            store.WriteFile(code, "file" + std::to_string(i), ByteVector(content.begin(), content.end()), false, 16);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    onThreads(kThreads, [](unsigned i) {
+        IpmiDataStore store;
+        const Bytes content = pattern(20000, i);
+        std::uint8_t code = kCodeBefore;
+        store.WriteFile(code, "file" + std::to_string(i), ByteVector(content.begin(), content.end()), false, 16);
+    });
     for (unsigned i = 0; i < kThreads; ++i) EXPECT_EQ(bmc().file("file" + std::to_string(i)), pattern(20000, i));
     EXPECT_EQ(bmc().interleavedTransfers(), 0U);
 }
@@ -407,54 +401,18 @@ TEST_F(WholeFileTest, TheFallBackOfSeveralThreadsIsMadeOncePerProcess) {
     bmc().setReadLimit(58);
     bmc().putFile("file", pattern(65536));
     pauseBehindRequests();
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i) {
-        threads.emplace_back([] {
-            IpmiDataStore store;
-            ByteVector bytes;
-            std::uint8_t code = kCodeBefore;
-            store.ReadFile(code, "file", bytes, false, 16, tPCIInfo::kAccessRead, false);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    onThreads(kThreads, [](unsigned) {
+        IpmiDataStore store;
+        ByteVector bytes;
+        std::uint8_t code = kCodeBefore;
+        store.ReadFile(code, "file", bytes, false, 16, tPCIInfo::kAccessRead, false);
+    });
     const Pieces pieces = reads();
     EXPECT_EQ(std::count(pieces.begin(), pieces.end(), Piece{0, 200}), 1);
     EXPECT_EQ(pieces.size(), 1U + kThreads * piecesOf(58).size());
 }
 
 // --- without a device ---
-
-/** Runs a hook when a file is opened or closed, and answers by itself or, where it is told so, by the BMC. */
-class HookedStore : public IpmiDataStore {
- public:
-    std::int32_t Open(std::uint8_t& code, tPCIInfo::accessType access, tPCIInfo::characteristics traits,
-                      std::uint16_t fileSize, tPCIInfo::createFlag create, std::uint8_t option,
-                      const std::string& name) override {
-        whenOpened();
-        code = 0;
-        return askBmc ? IpmiDataStore::Open(code, access, traits, fileSize, create, option, name) : 0;
-    }
-    std::int32_t Read(std::uint8_t& code, std::uint8_t*, std::uint8_t, std::uint16_t) override {
-        code = kRefused;
-        return 0;
-    }
-    std::int32_t Write(std::uint8_t& code, const std::uint8_t*, std::uint8_t count, std::uint16_t) override {
-        code = 0;
-        return count;
-    }
-    std::int32_t Close(std::uint8_t& code) override {
-        code = 0;
-        return 0;
-    }
-    std::int32_t QuerySize(std::uint8_t& code, const std::string&, std::uint32_t&) override {
-        code = 0;
-        return 0;
-    }
-
-    static constexpr std::uint8_t kRefused = 0x0D;
-    std::function<void()> whenOpened;
-    bool askBmc = false;
-};
 
 /** A transfer that found no device, and what other threads do while it is under way. */
 class NoDeviceTest : public WholeFileTest {
@@ -481,7 +439,7 @@ class NoDeviceTest : public WholeFileTest {
         EXPECT_TRUE(meanwhile([] { EXPECT_EQ(tPCIInfo::connect_kcs(), 0); }));
     }
 
-    HookedStore store;
+    ScriptedStore store;
     std::thread other_;
 
  private:
@@ -504,17 +462,16 @@ TEST_F(NoDeviceTest, ATransferGoesWithoutOneToItsEndThoughAnotherThreadOpensIt) 
 
 TEST_F(NoDeviceTest, ATransferDoesNotCloseTheDeviceThatAnotherThreadOpened) {
     store.whenOpened = [this] { openMeanwhile(); };
-    EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+    EXPECT_EQ(readFile(store), (Transfer{0, 0xA0}));
     EXPECT_GE(tPCIInfo::kcs_fd, 0);
     EXPECT_EQ(count<DeviceClosed>(), 0U);
 }
 
 TEST_F(NoDeviceTest, TheNextTransferOfTheSameStoreFindsTheDevice) {
-    store.whenOpened = [] {};
     store.askBmc = true;
     EXPECT_EQ(readFile(store), (Transfer{1, 0}));
     host.removeDevice(false);
-    EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+    EXPECT_EQ(readFile(store), (Transfer{0, 0xA0}));
     EXPECT_EQ(operations(), "open");
 }
 
@@ -527,7 +484,7 @@ TEST_F(NoDeviceTest, ATransferGoesOnWithoutOneBehindATransferWithinItThatFoundTh
         host.removeDevice(false);
         // On a thread of its own: the emulated clock runs ahead for one that has found no device since.
         EXPECT_TRUE(meanwhile([this] {
-            EXPECT_EQ(readFile(store), (Transfer{0, HookedStore::kRefused}));
+            EXPECT_EQ(readFile(store), (Transfer{0, 0xA0}));
             EXPECT_EQ(tPCIInfo::connect_kcs(), 0);
         }));
     };
@@ -553,7 +510,7 @@ TEST_F(NoDeviceTest, OtherThreadsReadWholeFilesMeanwhile) {
         EXPECT_TRUE(meanwhile([this] { EXPECT_EQ(readFile(), (Transfer{0, 0})); }));
     };
     store.askBmc = true;
-    HookedStore writing;
+    ScriptedStore writing;
     writing.whenOpened = store.whenOpened;
     writing.askBmc = true;
     EXPECT_EQ(readFile(store), (Transfer{1, 0}));
@@ -567,6 +524,7 @@ TEST_F(NoDeviceTest, TransfersOfSeveralThreadsLowerTheChunkSizeOncePerProcess) {
         host.removeDevice(false);
         other_ = std::thread([this] { EXPECT_EQ(readFile(), (Transfer{0, 0})); });
     };
+    store.answers = {{0, 0x0D}, {0, 0x0D}};
     std::uint8_t code = kCodeBefore;
     ByteVector bytes;
     store.ReadFile(code, "file", bytes, false, 16, tPCIInfo::kAccessRead, false);
