@@ -12,8 +12,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using tPCIInfo::CMPICIMInst;
 
-/** One array setter for numbers, called with the elements 1, 2, ... up to a count. */
-struct NumberArraySetter {
+/** One array setter, called with the elements 1, 2, ... up to a count, as numbers or as texts. */
+struct ArraySetter {
     const char* name;
     std::function<CMPIStatus(CMPICIMInst&, const CMPIBroker*, CMPIInstance*, const std::string& property, int count)>
         set;
@@ -29,13 +29,23 @@ CMPIStatus setNumbers(CMPICIMInst& cim, const CMPIBroker* broker, CMPIInstance* 
     return cim.setProperty(broker, instance, property, numbers);
 }
 
-const std::vector<NumberArraySetter>& numberArraySetters() {
-    static const std::vector<NumberArraySetter> setters = {
-        {"unsigned char", setNumbers<unsigned char>, 128, 8320},
-        {"unsigned short", setNumbers<unsigned short>, 144, 8336},
-        {"unsigned int", setNumbers<unsigned int>, 160, 8352},
-    };
-    return setters;
+CMPIStatus setDigits(CMPICIMInst& cim, const CMPIBroker* broker, CMPIInstance* instance, const std::string& property,
+                     int count) {
+    std::vector<std::string> texts;
+    for (int number = 1; number <= count; ++number) texts.push_back(std::to_string(number));
+    return cim.setProperty(broker, instance, property, texts);
+}
+
+std::vector<ArraySetter> numberArraySetters() {
+    return {{"unsigned char", setNumbers<unsigned char>, 128, 8320},
+            {"unsigned short", setNumbers<unsigned short>, 144, 8336},
+            {"unsigned int", setNumbers<unsigned int>, 160, 8352}};
+}
+
+std::vector<ArraySetter> arraySetters() {
+    std::vector<ArraySetter> all = numberArraySetters();
+    all.push_back({"text", setDigits, 128, 13824});
+    return all;
 }
 
 class ArraySetterTest : public CimTest {
@@ -62,7 +72,7 @@ class ArraySetterTest : public CimTest {
 };
 
 TEST_F(ArraySetterTest, NumbersAreSetOneByOneIntoAnArrayOfTheirTypeAndThenThatIsTheProperty) {
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : numberArraySetters()) {
         SCOPED_TRACE(setter.name);
         CMPIInstance* instance = freshInstance();
         const CMPIStatus status = setter.set(cim_, broker_.handle(), instance, "Held", 3);
@@ -77,29 +87,18 @@ TEST_F(ArraySetterTest, NumbersAreSetOneByOneIntoAnArrayOfTheirTypeAndThenThatIs
     }
 }
 
-TEST_F(ArraySetterTest, AnEmptyVectorSetsNoPropertyAndIsOk) {
+TEST_F(ArraySetterTest, EmptyVectorsNullInstancesAndEmptyNamesAreOkAndSetNothing) {
     CMPIInstance* instance = freshInstance();
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : arraySetters()) {
         EXPECT_EQ(setter.set(cim_, broker_.handle(), instance, "Held", 0).rc, CMPI_RC_OK) << setter.name;
-    }
-    EXPECT_EQ(setTexts(instance, {}).rc, CMPI_RC_OK);
-    EXPECT_THAT(takeCalls(), IsEmpty());
-}
-
-TEST_F(ArraySetterTest, NullInstancesAndEmptyNamesAreOkAndSetNothing) {
-    CMPIInstance* instance = freshInstance();
-    for (const NumberArraySetter& setter : numberArraySetters()) {
         EXPECT_EQ(setter.set(cim_, broker_.handle(), nullptr, "Held", 2).rc, CMPI_RC_OK) << setter.name;
         EXPECT_EQ(setter.set(cim_, broker_.handle(), instance, "", 2).rc, CMPI_RC_OK) << setter.name;
     }
-    const std::vector<std::string> texts = {"one"};
-    EXPECT_EQ(setTexts(nullptr, texts).rc, CMPI_RC_OK);
-    EXPECT_EQ(cim_.setProperty(broker_.handle(), instance, "", texts).rc, CMPI_RC_OK);
     EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
 TEST_F(ArraySetterTest, AnArrayThatCannotBeMadeGivesItsStatusAndSetsNothing) {
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : arraySetters()) {
         SCOPED_TRACE(setter.name);
         CMPIInstance* instance = freshInstance();
         broker_.failAt("eft.newArray", 1, CMPI_RC_ERR_SERVER_LIMITS_EXCEEDED);
@@ -107,10 +106,6 @@ TEST_F(ArraySetterTest, AnArrayThatCannotBeMadeGivesItsStatusAndSetsNothing) {
         EXPECT_THAT(takeCalls(), ElementsAre(CallRow{"eft.newArray", "", setter.element, 2}));
         broker_.clearFaults();
     }
-    CMPIInstance* instance = freshInstance();
-    broker_.failAt("eft.newArray", 1, CMPI_RC_ERR_ACCESS_DENIED);
-    EXPECT_EQ(setTexts(instance, {"one"}).rc, CMPI_RC_ERR_ACCESS_DENIED);
-    EXPECT_THAT(takeCalls(), ElementsAre(CallRow{"eft.newArray", "", 128, 1}));
 }
 
 TEST_F(ArraySetterTest, ANullArrayIsNeverUsedWhateverTheStatusSays) {
@@ -119,15 +114,14 @@ TEST_F(ArraySetterTest, ANullArrayIsNeverUsedWhateverTheStatusSays) {
         return nullptr;
     };
     CMPIInstance* instance = freshInstance();
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : arraySetters()) {
         EXPECT_NE(setter.set(cim_, broker_.handle(), instance, "Held", 2).rc, CMPI_RC_OK) << setter.name;
     }
-    EXPECT_NE(setTexts(instance, {"one"}).rc, CMPI_RC_OK);
     EXPECT_THAT(takeCalls(), IsEmpty());
 }
 
 TEST_F(ArraySetterTest, AFailingElementEndsTheFillingAndThePropertyIsSetAllTheSame) {
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : numberArraySetters()) {
         SCOPED_TRACE(setter.name);
         CMPIInstance* instance = freshInstance();
         broker_.failAt("array.setElementAt", 2, CMPI_RC_ERR_ACCESS_DENIED);
@@ -142,7 +136,7 @@ TEST_F(ArraySetterTest, AFailingElementEndsTheFillingAndThePropertyIsSetAllTheSa
 }
 
 TEST_F(ArraySetterTest, TheStatusOfSettingThePropertyIsDropped) {
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : numberArraySetters()) {
         CMPIInstance* instance = freshInstance();
         broker_.failAt("instance.setProperty", 1);
         EXPECT_EQ(setter.set(cim_, broker_.handle(), instance, "Held", 2).rc, CMPI_RC_OK) << setter.name;
@@ -153,7 +147,7 @@ TEST_F(ArraySetterTest, TheStatusOfSettingThePropertyIsDropped) {
 
 TEST_F(ArraySetterTest, ExceptionsPassToTheCaller) {
     CMPIInstance* instance = freshInstance();
-    for (const NumberArraySetter& setter : numberArraySetters()) {
+    for (const ArraySetter& setter : numberArraySetters()) {
         for (const char* function : {"eft.newArray", "array.setElementAt", "instance.setProperty"}) {
             broker_.throwAt(function, 1);
             EXPECT_THROW(setter.set(cim_, broker_.handle(), instance, "Held", 2), std::runtime_error)
@@ -244,15 +238,12 @@ class Uint32ArrayLogTest : public ArraySetterTest {
     }
 };
 
-TEST_F(Uint32ArrayLogTest, AnArrayThatIsSetLogsItsSizeAndItsMaking) {
-    EXPECT_THAT(logOfSetting(makeInstance(), "Held", 3),
-                ElementsAre("in setProperty with array size [3]", "about to process the array", "new array created"));
-}
-
-TEST_F(Uint32ArrayLogTest, AnArrayWithAFailingElementLogsLikeOneThatIsSet) {
+TEST_F(Uint32ArrayLogTest, AnArrayThatIsSetLogsItsSizeAndItsMakingEvenWithAFailingElement) {
+    const std::vector<std::string> expected = {"in setProperty with array size [3]", "about to process the array",
+                                               "new array created"};
+    EXPECT_EQ(logOfSetting(makeInstance(), "Held", 3), expected);
     broker_.failAt("array.setElementAt", 1);
-    EXPECT_THAT(logOfSetting(makeInstance(), "Held", 2),
-                ElementsAre("in setProperty with array size [2]", "about to process the array", "new array created"));
+    EXPECT_EQ(logOfSetting(makeInstance(), "Held", 3), expected);
 }
 
 TEST_F(Uint32ArrayLogTest, MissingArgumentsLogThatTheFirstConditionFailed) {

@@ -12,6 +12,7 @@
 #include "broker/broker.h"
 #include "emulator/emulatedhost.h"
 #include "tests/support/hostbuilder.h"
+#include "tests/support/loglines.h"
 #include "tests/support/machine.h"
 #include "tests/support/records.h"
 #include "utils/providerutils.h"
