@@ -1,6 +1,4 @@
 /** Deliveries of PCI functions: one class, all on the board, all in one slot. */
-#include <fmt/format.h>
-
 #include "tests/unit/inventory.h"
 
 namespace {
@@ -48,7 +46,7 @@ class PciWalks : public InventoryTest {
 // ---------------------------------------------------------------------------------------------------------------
 // One class
 
-TEST_F(PciWalks, AClassIsDeliveredInBusOrder) {
+TEST_F(PciWalks, AClassIsDeliveredInBusOrderAndEachInstanceIsLogged) {
     files.addFunction(deviceAt(4, 1, 0)).addFunction(bridgeAt(3, 1, 0)).addFunction(deviceAt(0, 31, 7));
     files.addFunction(bridgeAt(0, 1, 0));
     for (const bool namesOnly : {false, true}) {
@@ -56,22 +54,10 @@ TEST_F(PciWalks, AClassIsDeliveredInBusOrder) {
         expectForm(namesOnly);
         EXPECT_THAT(deliver("QELTA_PCIBridge", namesOnly), ElementsAre(bridgePath(3, 1, 0), bridgePath(0, 1, 0)));
         expectForm(namesOnly);
+        EXPECT_THAT(callsOf("eft.newObjectPath"), ElementsAre("QELTA_PCIBridge", "QELTA_PCIBridge"));
+        EXPECT_EQ(callsOf("eft.newInstance").size(), namesOnly ? 0U : 2U);
+        EXPECT_EQ(log(), repeated(kReturning, namesOnly ? 0 : 2));
     }
-}
-
-TEST_F(PciWalks, NamesOfAClassAreMadeWithoutInstancesAndWithoutALogLine) {
-    files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0));
-    deliver("QELTA_PCIDevice", true);
-    EXPECT_THAT(callsOf("eft.newInstance"), IsEmpty());
-    EXPECT_THAT(callsOf("eft.newObjectPath"), ElementsAre("QELTA_PCIDevice", "QELTA_PCIDevice"));
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(PciWalks, EachInstanceOfAClassIsLogged) {
-    files.addFunction(bridgeAt(0, 1, 0)).addFunction(bridgeAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
-    deliver("QELTA_PCIBridge", false);
-    EXPECT_EQ(log(), repeated(kReturning, 2));
-    EXPECT_THAT(callsOf("result.returnInstance"), ElementsAre("QELTA_PCIBridge", "QELTA_PCIBridge"));
 }
 
 TEST_F(PciWalks, ABusWithoutFunctionsDeliversNothing) {
@@ -80,6 +66,9 @@ TEST_F(PciWalks, ABusWithoutFunctionsDeliversNothing) {
         EXPECT_THAT(deliver("QELTA_PCIBridge", namesOnly), IsEmpty());
         EXPECT_THAT(manager.calls(), IsEmpty());
         EXPECT_THAT(log(), IsEmpty());
+        EXPECT_THAT(onBoard(scan(), namesOnly), IsEmpty());
+        EXPECT_THAT(log(),
+                    ElementsAre("GetOnboardDeviceAssocInstances - sizeof deviceArray [0] sizeof bridgearray[0]"));
     }
 }
 
@@ -111,23 +100,17 @@ TEST_F(PciWalks, TheSlotAssociationIsPassedOn) {
     EXPECT_THAT(deliver("QELTA_DeviceInSlot", false), ElementsAre(inSlotPath(3, devicePath(0, 3, 0))));
 }
 
-TEST_F(PciWalks, AClassIsDeliveredFromTheCursorOn) {
+TEST_F(PciWalks, AClassIsDeliveredFromTheCursorOnUntilTheFirstElementIsSetAgain) {
     files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
     for (const bool namesOnly : {false, true}) {
         const auto info = scan("QELTA_PCIDevice");
         info->getNextElement();
         EXPECT_THAT(deliver(info, "QELTA_PCIDevice", namesOnly), ElementsAre(devicePath(0, 2, 0), devicePath(0, 3, 0)));
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", namesOnly), IsEmpty());
+        EXPECT_EQ(info->getNextElement(), nullptr);
+        info->setFirstElement();
+        EXPECT_EQ(deliver(info, "QELTA_PCIDevice", namesOnly).size(), 3U);
     }
-}
-
-TEST_F(PciWalks, ASecondDeliveryOfAClassIsEmptyUntilTheFirstElementIsSetAgain) {
-    files.addFunction(deviceAt(0, 1, 0));
-    const auto info = scan("QELTA_PCIDevice");
-    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), ElementsAre(devicePath(0, 1, 0)));
-    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), IsEmpty());
-    EXPECT_EQ(info->getNextElement(), nullptr);
-    info->setFirstElement();
-    EXPECT_THAT(deliver(info, "QELTA_PCIDevice", true), ElementsAre(devicePath(0, 1, 0)));
 }
 
 TEST_F(PciWalks, AFunctionWhosePathOrInstanceCannotBeMadeIsSkippedAlone) {
@@ -150,41 +133,6 @@ TEST_F(PciWalks, AFunctionWhosePathOrInstanceCannotBeMadeIsSkippedAlone) {
     }
 }
 
-TEST_F(PciWalks, APropertyThatIsRefusedIsMissingFromTheInstanceOnly) {
-    PciFunction function = deviceAt(0, 1, 0);
-    function.bars = {0x10008, 0x20008, 0x30008, 0, 0, 0};
-    files.addFunction(function);
-    struct Row {
-        const char* function;
-        unsigned nth;
-        const char* property;
-    };
-    for (const Row& row : {Row{"instance.setProperty", 2, "VendorID"}, Row{"eft.newArray", 1, "MEMAddress"}}) {
-        const auto info = scan("QELTA_PCIDevice");
-        manager.failAt(row.function, row.nth);
-        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", false), ElementsAre(devicePath(0, 1, 0)));
-        EXPECT_EQ(scope->response().instances.at(0).property(row.property), nullptr) << row.property;
-        EXPECT_NE(scope->response().instances.at(0).property("SubsystemID"), nullptr);
-        manager.clearFaults();
-    }
-}
-
-TEST_F(PciWalks, AnAddressThatIsRefusedEndsItsList) {
-    PciFunction function = deviceAt(0, 1, 0);
-    function.bars = {0x10008, 0x20008, 0x30008, 0, 0, 0};
-    files.addFunction(function);
-    const auto info = scan("QELTA_PCIDevice");
-    manager.failAt("array.setElementAt", 2);
-    deliver(info, "QELTA_PCIDevice", false);
-    const broker::Value* addresses = scope->response().instances.at(0).property("MEMAddress");
-    ASSERT_NE(addresses, nullptr);
-    const auto& elements = std::get<std::vector<broker::Value>>(addresses->data);
-    ASSERT_EQ(elements.size(), 3U);
-    EXPECT_EQ(elements[0], broker::Value::uint(CMPI_uint32, 0x100));
-    EXPECT_TRUE(elements[1].null);
-    EXPECT_TRUE(elements[2].null);
-}
-
 // ---------------------------------------------------------------------------------------------------------------
 // The system board
 
@@ -204,6 +152,11 @@ TEST_F(OnBoard, FunctionsWithoutAUserVisibleNumberAreDeliveredDevicesFirst) {
         EXPECT_THAT(onBoard(info, namesOnly),
                     ElementsAre(devicePath(0, 5, 0), devicePath(1, 0, 0), bridgePath(0, 0, 0), bridgePath(1, 31, 0)));
         expectForm(namesOnly);
+        // Names need the instance first, then the path again.
+        EXPECT_EQ(callsOf("eft.newInstance").size(), 4U);
+        EXPECT_EQ(callsOf("eft.newObjectPath").size(), namesOnly ? 8U : 4U);
+        EXPECT_EQ(log(), allLines({{"GetOnboardDeviceAssocInstances - sizeof deviceArray [3] sizeof bridgearray[3]"},
+                                   repeated(kReturning, 4)}));
     }
 }
 
@@ -211,29 +164,6 @@ TEST_F(OnBoard, TheWorkingListDoesNotMatter) {
     for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SystemBoard", ""}) {
         EXPECT_EQ(onBoard(scan(className), true).size(), 4U) << className;
     }
-}
-
-TEST_F(OnBoard, TheSizesOfBothListsAndEachInstanceAreLogged) {
-    for (const bool namesOnly : {false, true}) {
-        onBoard(scan("QELTA_PCIDevice"), namesOnly);
-        EXPECT_EQ(log(), allLines({{"GetOnboardDeviceAssocInstances - sizeof deviceArray [3] sizeof bridgearray[3]"},
-                                   repeated(kReturning, 4)}))
-            << "instances are made for names too";
-    }
-}
-
-TEST_F(OnBoard, ABusWithoutFunctionsIsLoggedAllTheSame) {
-    files.setFile("proc/bus/pci/devices", std::string());
-    EXPECT_THAT(onBoard(scan("QELTA_PCIDevice"), false), IsEmpty());
-    EXPECT_THAT(log(), ElementsAre("GetOnboardDeviceAssocInstances - sizeof deviceArray [0] sizeof bridgearray[0]"));
-}
-
-TEST_F(OnBoard, NamesNeedTheInstanceFirstThenThePathAgain) {
-    onBoard(scan("QELTA_PCIDevice"), true);
-    EXPECT_EQ(callsOf("eft.newInstance").size(), 4U);
-    EXPECT_THAT(callsOf("eft.newObjectPath"),
-                ElementsAre("QELTA_PCIDevice", "QELTA_PCIDevice", "QELTA_PCIDevice", "QELTA_PCIDevice",
-                            "QELTA_PCIBridge", "QELTA_PCIBridge", "QELTA_PCIBridge", "QELTA_PCIBridge"));
 }
 
 TEST_F(OnBoard, AFunctionWhoseInstanceCannotBeMadeHasNoPathEither) {
@@ -276,18 +206,12 @@ class InSlot : public PciWalks {
     }
 };
 
-TEST_F(InSlot, EveryFunctionWithTheNumberIsDeliveredDevicesFirst) {
+TEST_F(InSlot, EveryFunctionWithTheNumberIsLoggedAndDeliveredDevicesFirst) {
     const auto info = scan("QELTA_PCIBridge");
     for (const bool namesOnly : {false, true}) {
         EXPECT_THAT(inSlot(info, 7, namesOnly),
                     ElementsAre(devicePath(0, 7, 0), devicePath(2, 7, 1), bridgePath(3, 7, 0), bridgePath(0, 7, 2)));
         expectForm(namesOnly);
-    }
-}
-
-TEST_F(InSlot, EachMatchIsLoggedBeforeItsInstanceForNamesToo) {
-    for (const bool namesOnly : {false, true}) {
-        inSlot(scan("QELTA_PCIBridge"), 7, namesOnly);
         EXPECT_EQ(log(),
                   allLines({deviceInSlotLines(7), deviceInSlotLines(7), bridgeInSlotLines(7), bridgeInSlotLines(7)}));
     }
