@@ -1,8 +1,6 @@
 // The system board, and its associations with the functions on it.
 #include "board/tsysbrd.h"
 
-#include <fmt/format.h>
-
 #include "tests/unit/inventory.h"
 
 namespace {
@@ -48,17 +46,17 @@ Lines uiNumberLines(const Lines& readerLines = uint8Lines()) {
                      readerLines, boardLine("got the UI number")});
 }
 
-Lines onBoardLines(int status = 0, const Lines& readerLines = uint8Lines()) {
-    return allLines({uiNumberLines(readerLines), boardLine(fmt::format("making instance status [{}] ui [0]", status))});
+Lines onBoardLines(const Lines& readerLines = uint8Lines()) {
+    return allLines({uiNumberLines(readerLines), boardLine("making instance status [0] ui [0]")});
 }
 
-Lines onBoardWithPathsLines() {
-    return allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath is good")});
+Lines onBoardWithPathsLines(const Lines& readerLines = uint8Lines()) {
+    return allLines({onBoardLines(readerLines), boardLine("depOjbectpath and antobjectpath is good")});
 }
 
-Lines pathDeliveredLines() {
-    return allLines(
-        {onBoardWithPathsLines(), pathLines(), boardLine("setting object path"), boardLine("set object path")});
+Lines pathDeliveredLines(const Lines& readerLines = uint8Lines()) {
+    return allLines({onBoardWithPathsLines(readerLines), pathLines(), boardLine("setting object path"),
+                     boardLine("set object path")});
 }
 
 Lines creatingLines() {
@@ -116,38 +114,26 @@ TEST_F(SystemBoard, NamesOnlyDeliversOnePathWithItsFourKeysInOrder) {
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(SystemBoard, InstanceHasItsSevenPropertiesSetInOrder) {
+TEST_F(SystemBoard, InstanceHasItsSevenPropertiesSetInOrderAsChars) {
     EXPECT_THAT(ask(kBoardClass, false), ElementsAre(boardPath()));
     ASSERT_EQ(scope->response().instances.size(), 1U);
     EXPECT_THAT(callsOf("instance.setProperty"),
                 ElementsAre("SystemCreationClassName", "SystemName", "DeviceID", "ElementName", "CreationClassName",
                             "SlotDesignation", "SlotAllInfo"));
-    const Instance& instance = scope->response().instances.front();
-    const std::vector<std::pair<const char*, const char*>> expected = {
-        {"SystemCreationClassName", "QELTA_ASSETID"},
-        {"SystemName", kMachineName},
-        {"DeviceID", "SystemBoard1"},
-        {"ElementName", "SystemBoard1"},
-        {"CreationClassName", "QELTA_SystemBoard"},
-        {"SlotDesignation", "Onboard"},
-        {"SlotAllInfo", "Onboard"},
-    };
-    EXPECT_EQ(instance.properties.size(), expected.size());
-    for (const auto& [name, text] : expected) {
-        const Value* value = instance.property(name);
-        ASSERT_NE(value, nullptr) << name;
-        EXPECT_EQ(*value, Value::string(text)) << name;
-    }
-    EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST_F(SystemBoard, TextPropertiesArePassedAsChars) {
-    ask(kBoardClass, false);
+    EXPECT_EQ(scope->response().instances.front().properties,
+              (std::vector<broker::Property>{{"SystemCreationClassName", Value::string("QELTA_ASSETID")},
+                                             {"SystemName", Value::string(kMachineName)},
+                                             {"CreationClassName", Value::string("QELTA_SystemBoard")},
+                                             {"DeviceID", Value::string("SystemBoard1")},
+                                             {"ElementName", Value::string("SystemBoard1")},
+                                             {"SlotDesignation", Value::string("Onboard")},
+                                             {"SlotAllInfo", Value::string("Onboard")}}));
     for (const broker::Call& call : manager.calls()) {
         if (call.function == "instance.setProperty" || call.function == "objectPath.addKey") {
             EXPECT_EQ(call.type, CMPI_chars) << call.name;
         }
     }
+    EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(SystemBoard, ClassNamesAreComparedWithRegardToCase) {
@@ -160,21 +146,15 @@ TEST_F(SystemBoard, ClassNamesAreComparedWithRegardToCase) {
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(SystemBoard, PathTakesAnotherDeviceIdFromItsCaller) {
+TEST_F(SystemBoard, PathTakesNamespaceClassNameAndAnotherDeviceIdFromItsCaller) {
     const std::string deviceId = "SystemBoard2";
-    ObjectPath expected = boardPath();
+    ObjectPath expected = renamed(boardPath(), "QELTA_OtherBoard");
     expected.nameSpace = "root/other";
-    expected.keys.back().value = Value::string(deviceId);
-    CMPIObjectPath* path = board.getObjectPath(handle(), "root/other", kBoardClass, &deviceId);
+    expected.keys[2].value = Value::string("QELTA_OtherBoard");
+    expected.keys[3].value = Value::string(deviceId);
+    CMPIObjectPath* path = board.getObjectPath(handle(), "root/other", "QELTA_OtherBoard", &deviceId);
     ASSERT_NE(path, nullptr);
     EXPECT_EQ(scope->read(path), expected);
-}
-
-TEST_F(SystemBoard, PathCarriesTheClassNameThatItIsMadeFor) {
-    CMPIObjectPath* path = board.getObjectPath(handle(), "root/kavix", "QELTA_OtherBoard", nullptr);
-    ASSERT_NE(path, nullptr);
-    EXPECT_EQ(scope->read(path).className, "QELTA_OtherBoard");
-    EXPECT_EQ(*scope->read(path).key("CreationClassName"), Value::string("QELTA_OtherBoard"));
 }
 
 TEST_F(SystemBoard, TellsItsIdentity) {
@@ -183,23 +163,18 @@ TEST_F(SystemBoard, TellsItsIdentity) {
     EXPECT_EQ(board.getSystemName(), kMachineName);
 }
 
-TEST_F(SystemBoard, WhosePathCannotBeMadeIsNotDelivered) {
-    for (const bool namesOnly : {true, false}) {
-        manager.failAt("eft.newObjectPath", 1);
-        EXPECT_THAT(ask(kBoardClass, namesOnly), IsEmpty());
-        EXPECT_TRUE(manager.faultStruck());
+TEST_F(SystemBoard, WhosePathOrInstanceCannotBeMadeIsNotDelivered) {
+    for (const auto& [function, namesOnly] :
+         {std::pair("eft.newObjectPath", true), {"eft.newObjectPath", false}, {"eft.newInstance", false}}) {
+        manager.failAt(function, 1);
+        EXPECT_THAT(ask(kBoardClass, namesOnly), IsEmpty()) << function;
+        EXPECT_TRUE(manager.faultStruck()) << function;
+        manager.failAt(function, 1);
+        EXPECT_EQ(board.PopulateSysbrdProperties(handle(), kBoardClass), nullptr) << function;
+        manager.clearFaults();
     }
     manager.failAt("eft.newObjectPath", 1);
     EXPECT_EQ(board.getObjectPath(handle(), "root/kavix", kBoardClass, nullptr), nullptr);
-    manager.failAt("eft.newObjectPath", 1);
-    EXPECT_EQ(board.PopulateSysbrdProperties(handle(), kBoardClass), nullptr);
-}
-
-TEST_F(SystemBoard, WhoseInstanceCannotBeMadeIsNotDelivered) {
-    manager.failAt("eft.newInstance", 1);
-    EXPECT_THAT(ask(kBoardClass, false), IsEmpty());
-    manager.failAt("eft.newInstance", 1);
-    EXPECT_EQ(board.PopulateSysbrdProperties(handle(), kBoardClass), nullptr);
 }
 
 // --- the association's path ---
@@ -212,14 +187,6 @@ TEST_F(SystemBoard, AssociationPathHoldsBothReferencesAsKeys) {
     EXPECT_EQ(scope->read(path), onBoardPath(function));
     EXPECT_THAT(callsOf("objectPath.addKey"), ElementsAre("Antecedent", "Dependent"));
     EXPECT_THAT(log(), ElementsAreArray(pathLines()));
-}
-
-TEST_F(SystemBoard, AssociationPathThatCannotBeMadeIsNullAndLogged) {
-    CMPIObjectPath* end = scope->make(boardPath());
-    manager.failAt("eft.newObjectPath", 1);
-    EXPECT_EQ(board.getObjectPath(handle(), "root/kavix", kAssociationClass, end, end), nullptr);
-    EXPECT_THAT(log(), ElementsAre("TSysBrd::getObjectPath in the routine",
-                                   "TSysBrd::getObjectPath could not create the path"));
 }
 
 // --- associations: what is delivered ---
@@ -237,52 +204,11 @@ TEST_F(SystemBoard, AssociatesDevicesThenBridgesThatAreOnIt) {
     EXPECT_THAT(scope->response().paths, IsEmpty());
 }
 
-TEST_F(SystemBoard, AsksForTheDevicesThenForTheBridges) {
-    answerFunctions({}, {});
-    associate(true);
-    EXPECT_THAT(callsOf("bft.enumerateInstances"), ElementsAre("QELTA_PCIDevice", "QELTA_PCIBridge"));
+// Every other form of a number: tests/requests/associations_test.cpp.
+TEST_F(SystemBoard, FunctionWhoseUiNumberHasNoLowByteCountsAsOnBoard) {
+    answerFunctions({withUiNumber(devicePath(3, 3, 0), Value::uint(CMPI_uint16, 256))}, {});
+    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
 }
-
-TEST_F(SystemBoard, WithoutAnyFunctionOnItHasNoAssociation) {
-    answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {withUiNumber(bridgePath(5, 5, 0), 255)});
-    EXPECT_THAT(associate(true), IsEmpty());
-    EXPECT_THAT(associate(false), IsEmpty());
-}
-
-TEST_F(SystemBoard, SetsNoPropertyOnAnAssociation) {
-    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0)}, {});
-    associate(false);
-    ASSERT_EQ(scope->response().instances.size(), 1U);
-    const Instance& association = scope->response().instances.front();
-    EXPECT_EQ(association.properties, association.path.keys);  // what the object manager takes from the path
-    EXPECT_THAT(callsOf("instance.setProperty"), Not(Contains("Antecedent")));
-    EXPECT_THAT(callsOf("instance.setProperty"), Not(Contains("Dependent")));
-}
-
-/** A value of "UINumber" and whether it counts as on the board. */
-struct UiNumber {
-    const char* what;
-    Value value;
-    bool onBoard;
-};
-
-class UiNumberTest : public SystemBoard, public testing::WithParamInterface<UiNumber> {};
-
-TEST_P(UiNumberTest, DecidesWhetherAFunctionIsOnTheBoard) {
-    const UiNumber& number = GetParam();
-    answerFunctions({withUiNumber(devicePath(3, 3, 0), number.value)}, {});
-    EXPECT_EQ(associate(true).size(), number.onBoard ? 1U : 0U);
-}
-
-// Every type and width of a number: cimreaders_test.cpp.
-INSTANTIATE_TEST_SUITE_P(OfEveryForm, UiNumberTest,
-                         Values(UiNumber{"Uint8Zero", Value::uint(CMPI_uint8, 0), true},
-                                UiNumber{"Uint8", Value::uint(CMPI_uint8, 31), false},
-                                UiNumber{"Null", Value::nothing(CMPI_uint8), true},
-                                UiNumber{"Sint64", Value::sint(CMPI_sint64, 3), false},
-                                UiNumber{"Uint16Of256HasNoLowByte", Value::uint(CMPI_uint16, 256), true},
-                                UiNumber{"Text", Value::string("3"), true}),
-                         CaseName{});
 
 TEST_F(SystemBoard, FunctionWithoutUiNumberCountsAsOnBoard) {
     Instance device;
@@ -323,15 +249,16 @@ TEST_F(SystemBoard, LogsBridgeInstancesInOtherWordsThanDeviceInstances) {
 
 TEST_F(SystemBoard, LogsFunctionsThatAreNotOnIt) {
     answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {withUiNumber(bridgePath(5, 5, 0), 200)});
-    associate(false);
+    EXPECT_THAT(associate(false), IsEmpty());
     const Lines device = allLines({uiNumberLines(), boardLine("not making instance status [0] ui [3]")});
     const Lines bridge = allLines({uiNumberLines(), boardLine("not making instance status [0] ui [200]")});
     EXPECT_THAT(log(), ElementsAreArray(walkLines(device, bridge)));
 }
 
-TEST_F(SystemBoard, LogsAWalkOverNothing) {
+TEST_F(SystemBoard, AsksForTheDevicesThenForTheBridgesAndLogsAWalkOverNothing) {
     answerFunctions({}, {});
     associate(false);
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), ElementsAre("QELTA_PCIDevice", "QELTA_PCIBridge"));
     EXPECT_THAT(log(), ElementsAreArray(walkLines({}, {})));
 }
 
@@ -366,16 +293,14 @@ class SkippedFunction : public SystemBoard {
     }
 };
 
-TEST_F(SkippedFunction, WhoseOwnPathIsMissing) {
-    associateWithFault("instance.getObjectPath", 2, true);  // the first is the board's
+TEST_F(SkippedFunction, WhoseOwnPathOrThatOfTheBoardIsMissing) {
     const Lines skipped = allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath not good")});
-    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {})));
-}
-
-TEST_F(SkippedFunction, ForWhichTheBoardHasNoPath) {
-    associateWithFault("instance.getObjectPath", 1, true);
-    const Lines skipped = allLines({onBoardLines(), boardLine("depOjbectpath and antobjectpath not good")});
-    EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {})));
+    for (const unsigned nth : {1U, 2U}) {  // the first is the board's
+        associateWithFault("instance.getObjectPath", nth, true);
+        EXPECT_THAT(log(), ElementsAreArray(walkLines(allLines({skipped, pathDeliveredLines()}), {}))) << nth;
+        manager.clearFaults();
+        forget();
+    }
 }
 
 TEST_F(SkippedFunction, WhoseAssociationPathCannotBeMade) {
@@ -398,12 +323,7 @@ TEST_F(SystemBoard, FunctionWhoseUiNumberThrowsCountsAsOnBoard) {
         answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {});
         manager.throwAt("instance.getProperty", 1, standard);
         EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
-        EXPECT_THAT(
-            log(),
-            ElementsAreArray(walkLines(
-                allLines({onBoardLines(0, uint8CaughtLines()), boardLine("depOjbectpath and antobjectpath is good"),
-                          pathLines(), boardLine("setting object path"), boardLine("set object path")}),
-                {})));
+        EXPECT_THAT(log(), ElementsAreArray(walkLines(pathDeliveredLines(uint8CaughtLines()), {})));
         forget();
     }
 }
@@ -475,12 +395,6 @@ TEST_F(SystemBoard, AssociationPathIsMadeWithoutItsReferencesToo) {
     ASSERT_NE(path, nullptr);
     EXPECT_THAT(scope->read(path).keys, IsEmpty());
     EXPECT_EQ(log(), pathLines());
-}
-
-TEST_F(SystemBoard, KeepsWhatWasDeliveredBeforeAnException) {
-    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(0, 31, 3), 0)}, {});
-    manager.throwAt("enumeration.getNext", 2);
-    EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(0, 31, 2))));
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // From slots to the functions in them: associations and functions.
 #include <fmt/format.h>
 
-#include <utility>
-
 #include "tests/unit/inventory.h"
 
 namespace {
@@ -93,13 +91,6 @@ TEST_F(DeviceInSlot, AssociationPathHoldsAntecedentThenDependent) {
     EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(DeviceInSlot, AssociationPathThatCannotBeMadeIsNull) {
-    const auto info = scan();
-    CMPIObjectPath* end = scope->make(slotPath(3));
-    manager.failAt("eft.newObjectPath", 1);
-    EXPECT_EQ(info->getObjectPath(handle(), "root/kavix", "QELTA_DeviceInSlot", end, end), nullptr);
-}
-
 // --- the associations of one slot ---
 
 TEST_F(DeviceInSlot, EveryFunctionOfAMultiFunctionDeviceIsAssociatedDevicesFirst) {
@@ -136,11 +127,6 @@ TEST_F(DeviceInSlot, SlotNumberIsNotCutToEightBitsForTheComparison) {
     EXPECT_THAT(create(&slot, 259, true), IsEmpty());
     EXPECT_THAT(log(), Contains("MakeDeviceSlotAssociation found no match checking device slot [3] against slotnumber "
                                 "[259]"));
-}
-
-TEST_F(DeviceInSlot, SlotNumberZeroMatchesDeviceNumberZeroHere) {
-    const ObjectPath slot = slotPath(0);
-    EXPECT_THAT(create(&slot, 0, true), ElementsAre(inSlotPath(0, devicePath(0, 0, 0))));
 }
 
 TEST_F(DeviceInSlot, MissingSlotPathIsLoggedForEveryMatch) {
@@ -194,9 +180,10 @@ Lines walkingLines() {
     return allLines({startLines(), makeLine("was able to get instances of system slot")});
 }
 
-TEST_F(DeviceInSlot, EverySlotIsAssociatedInTheOrderOfTheEnumeration) {
-    answer(kSlotClass, {slotInstance(4), slotInstance(9), slotInstance(3)});
-    const Paths expected = allPaths({{inSlotPath(4, bridgePath(4, 4, 0))}, associations()});
+TEST_F(DeviceInSlot, EverySlotIsAssociatedInTheOrderOfTheEnumerationTwinsIncluded) {
+    const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
+    answer(kSlotClass, {slotInstance(4), slotInstance(9), slotInstance(3), slotInstance(0), twin});
+    const Paths expected = allPaths({{inSlotPath(4, bridgePath(4, 4, 0))}, associations(), associationsOf(twin.path)});
     EXPECT_THAT(makeAll(true), ElementsAreArray(expected));
     EXPECT_THAT(makeAll(false), ElementsAreArray(expected));
     EXPECT_THAT(callsOf("bft.enumerateInstances"), ElementsAre(kSlotClass));
@@ -210,27 +197,9 @@ TEST_F(DeviceInSlot, LogsEverySlotAndTheIntanceLineTwice) {
                                                   noMatchLines(4, 3), slotLines(0), noNextInstanceLines()})));
 }
 
-TEST_F(DeviceInSlot, SlotNumberZeroHasNoAssociation) {
-    answer(kSlotClass, {slotInstance(0)});
-    EXPECT_THAT(makeAll(true), IsEmpty());
-    EXPECT_THAT(makeAll(false), IsEmpty());
-}
-
 TEST_F(DeviceInSlot, NumberIsReadInEightBitsWhenEverythingIsAssociated) {
     answer(kSlotClass, {numbered(3, Value::uint(CMPI_uint16, 259)), numbered(4, Value::uint(CMPI_uint16, 256))});
     EXPECT_THAT(makeAll(true), ElementsAreArray(associations()));
-}
-
-TEST_F(DeviceInSlot, TwoSlotsWithOneNumberAreBothAssociated) {
-    const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
-    answer(kSlotClass, {slotInstance(3), twin});
-    EXPECT_THAT(makeAll(true), ElementsAreArray(allPaths({associations(), associationsOf(twin.path)})));
-}
-
-TEST_F(DeviceInSlot, SystemWithoutSlotsHasNoAssociation) {
-    answer(kSlotClass, {});
-    EXPECT_THAT(makeAll(false), IsEmpty());
-    EXPECT_THAT(log(), ElementsAreArray(allLines({walkingLines(), noNextInstanceLines()})));
 }
 
 TEST_F(DeviceInSlot, SlotsThatCannotBeEnumeratedAreLogged) {
@@ -248,15 +217,6 @@ TEST_F(DeviceInSlot, MissingClassPathEndsTheRoutineBehindItsLogLine) {
     EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
 }
 
-TEST_F(DeviceInSlot, SlotWithoutAPathIsWalkedInVain) {
-    answer(kSlotClass, {slotInstance(3)});
-    const auto info = scan();
-    manager.failAt("instance.getObjectPath", 1);
-    info->MakeDeviceSlotAssociation(handle(), context(), result(), true);
-    EXPECT_THAT(answered(), IsEmpty());
-    EXPECT_THAT(log(), Contains("MakeDeviceSlotAssociation object paths null").Times(3));
-}
-
 TEST_F(DeviceInSlot, SlotWhoseNumberThrowsCountsAsNumberZero) {
     answer(kSlotClass, {slotInstance(3)});
     for (const bool standard : {true, false}) {
@@ -269,51 +229,32 @@ TEST_F(DeviceInSlot, SlotWhoseNumberThrowsCountsAsNumberZero) {
     }
 }
 
-/** A call that throws, and the lines up to there. */
-struct ThrowingCall {
-    const char* function;
-    Lines (*lines)();
-};
-
-class AssociatingAllSlots : public DeviceInSlot, public testing::WithParamInterface<ThrowingCall> {};
-
-TEST_P(AssociatingAllSlots, EndsWithALogLineAtAnException) {
+TEST_F(DeviceInSlot, AssociatingAllSlotsEndsWithALogLineAtAnException) {
+    const auto first = [](Lines lines, std::size_t count) {
+        lines.resize(count);
+        return lines;
+    };
+    // The calls that throw, and the lines up to there.
+    const std::vector<std::pair<const char*, Lines>> calls = {
+        {"bft.enumerateInstances", first(startLines(), 4)},
+        {"enumeration.hasNext", allLines({walkingLines(), first(nextInstanceLines(), 2)})},
+        {"enumeration.getNext", allLines({walkingLines(), first(nextInstanceLines(), 3)})},
+        {"instance.getObjectPath", allLines({walkingLines(), nextInstanceLines(), makeLine("got next intance")})},
+        {"result.returnObjectPath",
+         allLines({walkingLines(), slotLines(3), noMatchLines(0, 3), pathDeliveredLines(3)})}};
     answer(kSlotClass, {slotInstance(3)});
-    for (const bool standard : {true, false}) {
-        const auto info = scan();
-        manager.throwAt(GetParam().function, 1, standard);
-        EXPECT_NO_THROW(info->MakeDeviceSlotAssociation(handle(), context(), result(), true));
-        EXPECT_TRUE(manager.faultStruck());
-        EXPECT_THAT(log(), ElementsAreArray(allLines({GetParam().lines(), makeLine("system slots failed")})));
-        EXPECT_THAT(answered(), IsEmpty());
+    for (const auto& [function, lines] : calls) {
+        for (const bool standard : {true, false}) {
+            SCOPED_TRACE(function);
+            manager.throwAt(function, 1, standard);
+            EXPECT_NO_THROW(makeAll(true));
+            EXPECT_TRUE(manager.faultStruck());
+            EXPECT_THAT(log(), ElementsAreArray(allLines({lines, makeLine("system slots failed")})));
+            EXPECT_THAT(answered(), IsEmpty());
+            manager.clearFaults();
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    OfEveryCall, AssociatingAllSlots,
-    Values(ThrowingCall{"bft.enumerateInstances",
-                        [] {
-                            Lines lines = startLines();
-                            lines.pop_back();  // "got system slots" is not reached
-                            return lines;
-                        }},
-           ThrowingCall{"enumeration.hasNext",
-                        [] {
-                            return allLines({walkingLines(), {nextInstanceLines()[0], nextInstanceLines()[1]}});
-                        }},
-           ThrowingCall{"enumeration.getNext",
-                        [] {
-                            Lines next = nextInstanceLines();
-                            next.pop_back();
-                            return allLines({walkingLines(), next});
-                        }},
-           ThrowingCall{"instance.getObjectPath",
-                        [] {
-                            return allLines({walkingLines(), nextInstanceLines(), makeLine("got next intance")});
-                        }},
-           ThrowingCall{"result.returnObjectPath", [] {
-                            return allLines({walkingLines(), slotLines(3), noMatchLines(0, 3), pathDeliveredLines(3)});
-                        }}));
 
 // --- the associations of one slot, asked for by its path ---
 
@@ -322,24 +263,13 @@ Lines referenceStartLines(unsigned number) {
                      fromSlotLine(fmt::format("not creating path for slotnum [{}]", number))});
 }
 
-TEST_F(DeviceInSlot, ReferencesOfASlotNameTheFunctionsInIt) {
-    answer(kSlotClass, {slotInstance(4), slotInstance(3)});
-    EXPECT_THAT(referencesOf(slotPath(3), true), ElementsAreArray(associations()));
-    EXPECT_THAT(referencesOf(slotPath(3), false), ElementsAreArray(associations()));
-}
-
-TEST_F(DeviceInSlot, ReferencesNameTheSlotPathThatTheObjectManagerGivesBack) {
-    Instance known = slotInstance(3);
-    known.path.keys[1].value = Value::string("otherhost");
-    answer(kSlotClass, {known});
-    EXPECT_THAT(referencesOf(slotPath(3), true), ElementsAreArray(associationsOf(known.path)));
-}
-
-TEST_F(DeviceInSlot, ReferencesOfTwoSlotsWithOneNumberAreThoseOfEach) {
+TEST_F(DeviceInSlot, ReferencesOfTwoSlotsWithOneNumberAreThoseOfEachByThePathThatTheObjectManagerGives) {
     const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
     answer(kSlotClass, {slotInstance(3), slotInstance(4), twin});
-    EXPECT_THAT(referencesOf(slotPath(3), true),
-                ElementsAreArray(allPaths({associations(), associationsOf(twin.path)})));
+    for (const bool namesOnly : {true, false}) {
+        EXPECT_THAT(referencesOf(slotPath(3), namesOnly),
+                    ElementsAreArray(allPaths({associations(), associationsOf(twin.path)})));
+    }
 }
 
 TEST_F(DeviceInSlot, ReferencesOfASlotLogEverySlotToTheEnd) {
@@ -378,41 +308,16 @@ TEST_F(DeviceInSlot, SlotWithoutAReadableNumberCountsAsNumberZero) {
                 ElementsAre(inSlotPath(7, devicePath(0, 0, 0)), inSlotPath(8, devicePath(0, 0, 0))));
 }
 
-TEST_F(DeviceInSlot, ExceptionsInTheWalkEndTheReferencesOfASlot) {
-    answer(kSlotClass, {slotInstance(3)});
-    for (const char* function : {"bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
-                                 "instance.getProperty", "instance.getObjectPath", "result.returnObjectPath"}) {
-        for (const bool standard : {true, false}) {
-            const auto info = scan();
-            CMPIObjectPath* slot = scope->make(slotPath(3));
-            manager.throwAt(function, 1, standard);
-            EXPECT_NO_THROW(info->GetAssocRefFromSlotInstances(handle(), context(), result(), slot, true)) << function;
-            EXPECT_TRUE(manager.faultStruck()) << function;
-            EXPECT_EQ(log().back(), "GetDeviceFromSlotAssocInstances leaving routine") << function;
-            EXPECT_THAT(answered(), IsEmpty()) << function;
-        }
-    }
-}
-
 // --- the functions in slots ---
 
-TEST_F(DeviceInSlot, FunctionsOfASlotAreDeliveredDevicesFirst) {
+TEST_F(DeviceInSlot, FunctionsOfASlotAreDeliveredDevicesFirstWithoutEnumeratingSlots) {
     EXPECT_THAT(functionsOf(slotPath(3), true), ElementsAreArray(functionsInSlot()));
     EXPECT_THAT(scope->response().instances, IsEmpty());
     EXPECT_THAT(functionsOf(slotPath(3), false), ElementsAreArray(functionsInSlot()));
     EXPECT_THAT(scope->response().paths, IsEmpty());
-}
-
-TEST_F(DeviceInSlot, FunctionsOfASlotAreFoundWithoutEnumeratingSlots) {
-    functionsOf(slotPath(3), true);
     EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
     EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(3), deviceInSlotLines(3), deviceInSlotLines(3),
                                                   bridgeInSlotLines(3), fromSlotLine("leaving routine")})));
-}
-
-TEST_F(DeviceInSlot, FunctionsOfASlotThatNoDeviceNumberMatchesAreNone) {
-    EXPECT_THAT(functionsOf(slotPath(9), true), IsEmpty());
-    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(9), fromSlotLine("leaving routine")})));
 }
 
 TEST_F(DeviceInSlot, FunctionsOfAllSlotsComeSlotBySlotAsTheyAreEnumerated) {
@@ -430,14 +335,10 @@ TEST_F(DeviceInSlot, FunctionsOfAllSlotsLogEverySlot) {
                                                   noNextInstanceLines(), fromSlotLine("leaving routine")})));
 }
 
-TEST_F(DeviceInSlot, SlotNumberZeroIsAmongAllSlots) {
-    answer(kSlotClass, {slotInstance(0), numbered(7, Value::nothing(CMPI_uint16))});
+TEST_F(DeviceInSlot, SlotNumberZeroIsAmongAllSlotsAndNumbersAreReadInSixteenBits) {
+    answer(kSlotClass,
+           {slotInstance(0), numbered(7, Value::nothing(CMPI_uint16)), numbered(3, Value::uint(CMPI_uint16, 259))});
     EXPECT_THAT(functionsOfAllSlots(true), ElementsAre(devicePath(0, 0, 0), devicePath(0, 0, 0)));
-}
-
-TEST_F(DeviceInSlot, FunctionsOfAllSlotsReadNumbersInSixteenBits) {
-    answer(kSlotClass, {numbered(3, Value::uint(CMPI_uint16, 259))});
-    EXPECT_THAT(functionsOfAllSlots(true), IsEmpty());
 }
 
 TEST_F(DeviceInSlot, FunctionsOfAllSlotsAreNoneWithoutAnEnumeration) {
@@ -447,18 +348,22 @@ TEST_F(DeviceInSlot, FunctionsOfAllSlotsAreNoneWithoutAnEnumeration) {
                                                   noEnumerationLines(), fromSlotLine("leaving routine")})));
 }
 
-TEST_F(DeviceInSlot, ExceptionsInTheWalkOverAllSlotsAreLogged) {
+TEST_F(DeviceInSlot, ExceptionsInTheWalkOverSlotsEndItAndAreLoggedWhereAllSlotsAreAskedFor) {
     answer(kSlotClass, {slotInstance(3)});
     for (const char* function :
          {"eft.newObjectPath", "bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
           "instance.getObjectPath", "instance.getProperty", "result.returnObjectPath"}) {
         for (const bool standard : {true, false}) {
-            const auto info = scan();
-            manager.throwAt(function, 1, standard);
-            EXPECT_NO_THROW(info->GetDeviceFromSlotAssocInstances(handle(), context(), result(), nullptr, true));
-            EXPECT_TRUE(manager.faultStruck()) << function;
-            EXPECT_THAT(log(), Contains("GetDeviceFromSlotAssocInstances system slots failed")) << function;
-            EXPECT_THAT(answered(), IsEmpty()) << function;
+            for (const bool all : {true, false}) {
+                SCOPED_TRACE(function);
+                manager.throwAt(function, 1, standard);
+                EXPECT_NO_THROW(all ? functionsOfAllSlots(true) : referencesOf(slotPath(3), true));
+                EXPECT_TRUE(manager.faultStruck());
+                EXPECT_THAT(log(), Contains("GetDeviceFromSlotAssocInstances system slots failed").Times(all ? 1 : 0));
+                EXPECT_EQ(log().back(), "GetDeviceFromSlotAssocInstances leaving routine");
+                EXPECT_THAT(answered(), IsEmpty());
+                manager.clearFaults();
+            }
         }
     }
 }
@@ -509,15 +414,6 @@ TEST_F(DeviceInSlot, TagWithoutADigitNamesSlotNumberZero) {
     EXPECT_THAT(functionsOf(taggedPath(Value::string("System Slot four")), true), ElementsAre(devicePath(0, 0, 0)));
     EXPECT_THAT(log(), ElementsAreArray(
                            allLines({referenceStartLines(0), deviceInSlotLines(0), fromSlotLine("leaving routine")})));
-}
-
-TEST_F(DeviceInSlot, SlotPathWithoutATagNamesNoSlot) {
-    ObjectPath path = slotPath(3);
-    path.keys.pop_back();
-    answer(kSlotClass, {slotInstance(3), slotInstance(0)});
-    EXPECT_THAT(functionsOf(path, true), IsEmpty());
-    EXPECT_THAT(referencesOf(path, true), IsEmpty());
-    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
 }
 
 TEST_F(DeviceInSlot, ReferencesTooNeedATagOfMoreThanTwelveCharacters) {

@@ -1,10 +1,13 @@
 // From functions to their slots and to the board; how a DeviceID is read.
 #include <fmt/format.h>
 
+#include <array>
+
 #include "tests/unit/inventory.h"
 
 namespace {
 
+using namespace std::string_literals;
 using broker::Instance;
 using broker::ObjectPath;
 using broker::Value;
@@ -61,27 +64,16 @@ class SlotOfDevice : public InventoryTest {
 
 // --- the slot number of a function ---
 
-TEST_F(SlotOfDevice, SlotNumberIsTheDeviceNumberOfAKnownFunction) {
+TEST_F(SlotOfDevice, SlotNumberIsTheDeviceNumberOfAKnownFunctionAndZeroOfAnUnknownOne) {
     const auto info = scan();
     EXPECT_EQ(info->GetSlotNumberFromDevice(3, 3, 1), 3);
     EXPECT_EQ(info->GetSlotNumberFromDevice(12, 4, 0), 4);
     EXPECT_EQ(info->GetSlotNumberFromDevice(0, 31, 2), 31);
-}
-
-TEST_F(SlotOfDevice, DeviceNumberZeroIsNoSlot) {
-    const auto info = scan();
-    EXPECT_EQ(info->GetSlotNumberFromDevice(0, 0, 0), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(0, 0, 1), 0);
-}
-
-TEST_F(SlotOfDevice, UnknownFunctionsAreInNoSlot) {
-    const auto info = scan();
-    EXPECT_EQ(info->GetSlotNumberFromDevice(3, 3, 0), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(4, 3, 1), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(3, 4, 1), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(256 + 3, 3, 1), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(3, 256 + 3, 1), 0);
-    EXPECT_EQ(info->GetSlotNumberFromDevice(3 - 256, 3, 1), 0);
+    const std::vector<std::array<int, 3>> none = {{0, 0, 0}, {0, 0, 1},   {3, 3, 0},   {4, 3, 1},
+                                                  {3, 4, 1}, {259, 3, 1}, {3, 259, 1}, {-253, 3, 1}};
+    for (const auto& [bus, device, function] : none) {
+        EXPECT_EQ(info->GetSlotNumberFromDevice(bus, device, function), 0) << bus << ' ' << device << ' ' << function;
+    }
 }
 
 // --- the slot of a function ---
@@ -97,16 +89,6 @@ Lines addressLines(int bus, int device, int function) {
 
 Lines returningLines() {
     return slotFromLine("returning from the routine");
-}
-
-TEST_F(SlotOfDevice, IsDeliveredAsPathOrAsTheInstanceThatCameBack) {
-    const Instance slot = slotInstance(3);
-    answer(kSlotClass, {slotInstance(9), slot});
-    EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
-    EXPECT_THAT(scope->response().instances, IsEmpty());
-    slotOf(devicePath(3, 3, 1), false);
-    EXPECT_THAT(scope->response().instances, ElementsAre(slot));
-    EXPECT_THAT(scope->response().paths, IsEmpty());
 }
 
 TEST_F(SlotOfDevice, IsTheFirstOfTwoWithOneNumberAndNoSlotBehindItIsFetched) {
@@ -132,12 +114,6 @@ TEST_F(SlotOfDevice, IsNoneForDeviceNumberZeroAndNoSlotIsAskedFor) {
                            {startLines("PCI Bus 0, device 0, function 0"), addressLines(0, 0, 0), returningLines()})));
 }
 
-TEST_F(SlotOfDevice, IsNoneForAnUnknownFunctionAndNoSlotIsAskedFor) {
-    answer(kSlotClass, {slotInstance(3)});
-    EXPECT_THAT(slotOf(devicePath(3, 3, 7), true), IsEmpty());
-    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
-}
-
 TEST_F(SlotOfDevice, IsNoneForNoPath) {
     const auto info = scan();
     info->GetSlotFromDeviceAssocInstances(handle(), context(), result(), nullptr, true);
@@ -154,17 +130,13 @@ TEST_F(SlotOfDevice, IsNoneOnASystemWithoutSlots) {
                                                   noEnumerationLines(), returningLines()})));
 }
 
-TEST_F(SlotOfDevice, NumbersAreReadInSixteenBits) {
-    answer(kSlotClass, {numbered(259, Value::uint(CMPI_uint16, 259)), slotInstance(3)});
-    EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
-}
-
-TEST_F(SlotOfDevice, UnreadableNumbersCountAsZeroEach) {
+TEST_F(SlotOfDevice, NumbersAreReadInSixteenBitsAndUnreadableOnesAsZeroEach) {
     Instance without;
     without.path = slotPath(1);
     // The number before it does not live on in a slot that has none.
-    answer(kSlotClass, {slotInstance(9), without, numbered(2, Value::nothing(CMPI_uint16)),
-                        numbered(4, Value::string("3")), slotInstance(3)});
+    answer(kSlotClass,
+           {slotInstance(9), without, numbered(2, Value::nothing(CMPI_uint16)), numbered(4, Value::string("3")),
+            numbered(259, Value::uint(CMPI_uint16, 259)), slotInstance(3)});
     EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), ElementsAre(slotPath(3)));
     EXPECT_THAT(log(), Contains("GetSlotFromDeviceAssocInstances got slot number of 0").Times(3));
 }
@@ -191,31 +163,6 @@ TEST_F(SlotOfDevice, WithoutAPathIsNotDeliveredAsOne) {
     info->GetSlotFromDeviceAssocInstances(handle(), context(), result(), device, true);
     EXPECT_THAT(answered(), IsEmpty());
     EXPECT_EQ(log().back(), returningLines().front());
-}
-
-/** Exceptions in the walk over slots stay inside, and the routine is left with its last line. */
-template <typename Routine>
-void expectContained(broker::Broker& manager, const char* function, bool standard, Routine routine) {
-    manager.throwAt(function, 1, standard);
-    EXPECT_NO_THROW(routine()) << function;
-    EXPECT_TRUE(manager.faultStruck()) << function;
-    manager.clearFaults();
-}
-
-TEST_F(SlotOfDevice, ExceptionsInTheWalkEndIt) {
-    answer(kSlotClass, {slotInstance(3)});
-    for (const char* function : {"eft.newObjectPath", "bft.enumerateInstances", "enumeration.hasNext",
-                                 "enumeration.getNext", "instance.getProperty"}) {
-        for (const bool standard : {true, false}) {
-            const auto info = scan();
-            CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
-            expectContained(manager, function, standard, [&] {
-                info->GetSlotFromDeviceAssocInstances(handle(), context(), result(), device, true);
-            });
-            EXPECT_THAT(answered(), IsEmpty()) << function;
-            EXPECT_EQ(log().back(), returningLines().front()) << function;
-        }
-    }
 }
 
 // --- the DeviceID ---
@@ -306,40 +253,25 @@ Lines referenceReturningLines() {
     return slotRefLine("returning from the routine");
 }
 
-TEST_F(SlotOfDevice, ReferenceToTheSlotHoldsSlotAndFunction) {
-    answer(kSlotClass, {slotInstance(9), slotInstance(3)});
-    EXPECT_THAT(referenceOf(devicePath(3, 3, 1), kSlotClass, true), ElementsAre(inSlotPath(3, devicePath(3, 3, 1))));
-    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(), slotRefReadLines(9), slotRefReadLines(3),
-                                                  noNextInstanceLines(), referenceReturningLines()})));
-}
-
 TEST_F(SlotOfDevice, ReferenceInstanceHasBothReferencesSetAsProperties) {
-    answer(kSlotClass, {slotInstance(3)});
+    answer(kSlotClass, {slotInstance(9), slotInstance(3)});
     referenceOf(devicePath(3, 3, 1), kSlotClass, false);
     ASSERT_EQ(scope->response().instances.size(), 1U);
     const Instance& reference = scope->response().instances.front();
     EXPECT_EQ(reference.path, inSlotPath(3, devicePath(3, 3, 1)));
     EXPECT_EQ(reference.properties, reference.path.keys);
     EXPECT_THAT(callsOf("instance.setProperty"), ElementsAre("Antecedent", "Dependent"));
-    EXPECT_THAT(log(),
-                ElementsAreArray(allLines({referenceStartLines(), slotRefReadLines(3), noNextInstanceLines(),
-                                           setReferenceLines(), setReferenceLines(), referenceReturningLines()})));
+    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(), slotRefReadLines(9), slotRefReadLines(3),
+                                                  noNextInstanceLines(), setReferenceLines(), setReferenceLines(),
+                                                  referenceReturningLines()})));
 }
 
-TEST_F(SlotOfDevice, ReferenceNamesTheLastOfTwoSlotsWithOneNumber) {
+TEST_F(SlotOfDevice, ReferenceNamesTheLastOfTwoSlotsWithOneNumberAndPathsAsTheyAreKnownNotAsTheyWereGiven) {
     const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
     answer(kSlotClass, {slotInstance(3), twin, slotInstance(9)});
-    EXPECT_THAT(referenceOf(devicePath(3, 3, 1), kSlotClass, true),
-                ElementsAre(association("QELTA_DeviceInSlot", twin.path, devicePath(3, 3, 1))));
-}
-
-TEST_F(SlotOfDevice, ReferenceNamesThePathsAsTheyAreKnownNotAsTheyWereGiven) {
-    Instance known = slotInstance(3);
-    known.path.keys[1].value = Value::string("otherhost");
-    answer(kSlotClass, {known});
     const ObjectPath given = identified(Value::string("PCI Bus 3, device 3, function 1"));
     EXPECT_THAT(referenceOf(given, kSlotClass, true),
-                ElementsAre(association("QELTA_DeviceInSlot", known.path, devicePath(3, 3, 1))));
+                ElementsAre(association("QELTA_DeviceInSlot", twin.path, devicePath(3, 3, 1))));
 }
 
 TEST_F(SlotOfDevice, ReferenceOfABridgeNamesABridgeWhateverClassWasAskedWith) {
@@ -441,18 +373,23 @@ INSTANTIATE_TEST_SUITE_P(AtEveryStep, MissingObjectTest,
                                 MissingObject{"BoardAssociation", kBoardClass, "eft.newInstance", 2, false}),
                          CaseName{});
 
-TEST_F(SlotOfDevice, ExceptionsInTheWalkForAReferenceStayInside) {
+TEST_F(SlotOfDevice, ExceptionsInTheWalkOverSlotsEndItAndStayInside) {
     answer(kSlotClass, {slotInstance(3)});
     for (const char* function : {"bft.enumerateInstances", "enumeration.hasNext", "enumeration.getNext",
-                                 "instance.getProperty", "instance.getObjectPath"}) {
+                                 "instance.getProperty", "instance.getObjectPath", "eft.newObjectPath"}) {
         for (const bool standard : {true, false}) {
-            const auto info = scan();
-            CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
-            expectContained(manager, function, standard, [&] {
-                info->GetAssocRefFromDeviceInstances(handle(), context(), result(), device, kSlotClass, true);
-            });
-            EXPECT_THAT(answered(), IsEmpty()) << function;
-            EXPECT_EQ(log().back(), referenceReturningLines().front()) << function;
+            for (const bool reference : {true, false}) {
+                SCOPED_TRACE(function);
+                // Outside of the walk: the path of the function for its reference, that of the slot for its delivery.
+                if (function == (reference ? "eft.newObjectPath"s : "instance.getObjectPath"s)) continue;
+                manager.throwAt(function, 1, standard);
+                EXPECT_NO_THROW(reference ? referenceOf(devicePath(3, 3, 1), kSlotClass, true)
+                                          : slotOf(devicePath(3, 3, 1), true));
+                EXPECT_TRUE(manager.faultStruck());
+                EXPECT_THAT(answered(), IsEmpty());
+                EXPECT_EQ(log().back(), (reference ? referenceReturningLines() : returningLines()).front());
+                manager.clearFaults();
+            }
         }
     }
 }
