@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 #include "tests/unit/slothost.h"
 
@@ -34,23 +35,11 @@ Slot slotWith(std::uint8_t Slot::*field, std::uint8_t value) {
 
 // --- paths ---
 
-TEST_F(SlotsTest, NamesOnlyDeliversObjectPathsWithTheFourKeysAlone) {
-    startWithNumbers({5, 3});
+TEST_F(SlotsTest, NamesOnlyDeliversAnObjectPathWithTheFourKeysAlone) {
+    startWithNumbers({5});
     enumerate(true);
     EXPECT_THAT(scope->response().instances, IsEmpty());
-    ASSERT_THAT(scope->response().paths, ElementsAre(slotPath(5), slotPath(3)));
-    const broker::ObjectPath& path = scope->response().paths[0];
-    EXPECT_EQ(path.nameSpace, "root/kavix");
-    EXPECT_EQ(path.className, "QELTA_SystemSlot");
-    EXPECT_EQ(path.keys, (std::vector<broker::Property>{{"SystemCreationClassName", Value::string("QELTA_ASSETID")},
-                                                        {"SystemName", Value::string(testsupport::kMachineName)},
-                                                        {"CreationClassName", Value::string("QELTA_SystemSlot")},
-                                                        {"Tag", Value::string("System Slot 5")}}));
-}
-
-TEST_F(SlotsTest, NamesOnlyMakesOnePathAndReturnsIt) {
-    startWithNumbers({1});
-    enumerate(true);
+    EXPECT_THAT(scope->response().paths, ElementsAre(slotPath(5)));
     EXPECT_THAT(callsMade(), ElementsAre(Call{"eft.newObjectPath", "QELTA_SystemSlot", CMPI_null, 0},
                                          Call{"objectPath.addKey", "SystemCreationClassName", CMPI_chars, 0},
                                          Call{"objectPath.addKey", "SystemName", CMPI_chars, 0},
@@ -61,14 +50,12 @@ TEST_F(SlotsTest, NamesOnlyMakesOnePathAndReturnsIt) {
 
 TEST_F(SlotsTest, APathTakesItsClassNameFirstAndItsNamespaceSecond) {
     start();
+    broker::ObjectPath expected = testsupport::renamed(slotPath(260), "SomeClass");
+    expected.nameSpace = "some/namespace";
+    expected.keys[2].value = Value::string("SomeClass");
     const CMPIObjectPath* made = TSlotInfo().getObjectPath(handle(), "SomeClass", "some/namespace", 260);
     ASSERT_NE(made, nullptr);
-    const broker::ObjectPath path = scope->read(made);
-    EXPECT_EQ(path.nameSpace, "some/namespace");
-    EXPECT_EQ(path.className, "SomeClass");
-    EXPECT_EQ(*path.key("CreationClassName"), Value::string("SomeClass"));
-    EXPECT_EQ(*path.key("SystemCreationClassName"), Value::string("QELTA_ASSETID"));
-    EXPECT_EQ(*path.key("Tag"), Value::string("System Slot 260"));
+    EXPECT_EQ(scope->read(made), expected);
 }
 
 TEST_F(SlotsTest, APathThatCannotBeMadeIsNull) {
@@ -168,8 +155,11 @@ TEST_F(SlotsTest, TheClassNameThatIsAskedForIsNotConsulted) {
 
 TEST_F(SlotsTest, SlotsComeInTheOrderOfTheTableTwinsIncluded) {
     startWithNumbers({5, 3, 9, 3});
-    enumerate();
-    EXPECT_EQ(answered(), (Paths{slotPath(5), slotPath(3), slotPath(9), slotPath(3)}));
+    for (const bool namesOnly : {false, true}) {
+        forget();
+        enumerate(namesOnly);
+        EXPECT_EQ(answered(), (Paths{slotPath(5), slotPath(3), slotPath(9), slotPath(3)}));
+    }
 }
 
 // --- the slot number ---
@@ -280,45 +270,41 @@ TEST_F(SlotsTest, HotPlugIsBitOneOfTheSecondCharacteristics) {
 
 // --- designations ---
 
-TEST_F(SlotsTest, ASlotWithoutStringsIsDesignatedByItsTag) {
+class SlotDesignations : public SlotsTest {
+ protected:
+    /** The slot's designation, a null of no type where it has none, and all its information. */
+    void expectDesignation(const Slot& slot, const Value& designation, const std::string& allInfo) {
+        EXPECT_EQ(property(slot, "SlotDesignation"), designation);
+        EXPECT_EQ(property(slot, "SlotAllInfo"), Value::string(allInfo));
+    }
+};
+
+TEST_F(SlotDesignations, OfASlotWithoutStringsAreItsTag) {
     Slot slot;
     slot.id = 12;
     slot.designation = std::nullopt;
-    const broker::Instance made = instanceOf(slot);
-    EXPECT_EQ(*made.property("SlotDesignation"), Value::string("System Slot 12"));
-    EXPECT_EQ(*made.property("SlotAllInfo"), Value::string("System Slot 12"));
+    expectDesignation(slot, Value::string("System Slot 12"), "System Slot 12");
 }
 
-TEST_F(SlotsTest, TheDesignationIsTheFirstStringWhateverNumberTheRecordGives) {
+TEST_F(SlotDesignations, AreTheFirstStringWhateverNumberTheRecordGivesAndNoneWhereThatIsEmpty) {
+    Slot slot;
+    slot.strings = {"second"};
     for (const unsigned number : {0U, 1U, 2U, 3U, 255U}) {
-        Slot slot;
         slot.designation = "first";
-        slot.strings = {"second"};
         slot.designationNumber = static_cast<std::uint8_t>(number);
-        const broker::Instance made = instanceOf(slot);
-        EXPECT_EQ(*made.property("SlotDesignation"), Value::string("first"));
-        EXPECT_EQ(*made.property("SlotAllInfo"), Value::string("first, System Slot 1"));
+        expectDesignation(slot, Value::string("first"), "first, System Slot 1");
+        slot.designation = "";
+        expectDesignation(slot, Value(), ", System Slot 1");
     }
 }
 
-TEST_F(SlotsTest, AnEmptyFirstStringIsNoDesignationToSet) {
-    Slot slot;
-    slot.designation = "";
-    slot.strings = {"second"};
-    const broker::Instance made = instanceOf(slot);
-    EXPECT_EQ(made.property("SlotDesignation"), nullptr);
-    EXPECT_EQ(*made.property("SlotAllInfo"), Value::string(", System Slot 1"));
-}
-
-TEST_F(SlotsTest, ADesignationMayHoldAnyBytes) {
+TEST_F(SlotDesignations, MayHoldAnyBytes) {
     std::string every;
     for (unsigned byte = 1; byte < 256; ++byte) every += static_cast<char>(byte);
+    Slot slot;
     for (const std::string& designation : {every, std::string("%s%n%d"), std::string(5000, 'x'), std::string(" ")}) {
-        Slot slot;
         slot.designation = designation;
-        const broker::Instance made = instanceOf(slot);
-        EXPECT_EQ(*made.property("SlotDesignation"), Value::string(designation));
-        EXPECT_EQ(*made.property("SlotAllInfo"), Value::string(designation + ", System Slot 1"));
+        expectDesignation(slot, Value::string(designation), designation + ", System Slot 1");
     }
 }
 
@@ -332,20 +318,17 @@ TEST_F(SlotsTest, StringsBeginBehindTheFormattedAreaHoweverLongItIs) {
 
 // --- log lines ---
 
-TEST_F(SlotsTest, EverySlotIsLoggedAndTheEndOfTheEnumeration) {
+TEST_F(SlotsTest, EverySlotIsLoggedAndTheEndOfTheEnumerationButNotByGetSlotInfo) {
     startWithNumbers({5, 3});
-    enumerate(false);
-    EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
-    forget();
-    enumerate(true);
-    EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
-}
-
-TEST_F(SlotsTest, GetSlotInfoDeliversWithoutTheLastLine) {
-    startWithNumbers({5});
-    TSlotInfo().GetSlotInfo(handle(), result(), true);
-    EXPECT_EQ(answered(), (Paths{slotPath(5)}));
-    EXPECT_EQ(log(), slotLines());
+    for (const bool namesOnly : {false, true}) {
+        forget();
+        enumerate(namesOnly);
+        EXPECT_EQ(log(), allLines({slotLines(), slotLines(), returningLines()}));
+        forget();
+        TSlotInfo().GetSlotInfo(handle(), result(), namesOnly);
+        EXPECT_EQ(answered(), (Paths{slotPath(5), slotPath(3)}));
+        EXPECT_EQ(log(), allLines({slotLines(), slotLines()}));
+    }
 }
 
 // --- the utilities ---
@@ -377,26 +360,6 @@ std::string getString(int index, const Bytes& bytes, std::size_t structure = 0) 
     return TSlotInfo::GetString(index, memory.get() + structure, memory.get(), memory.get() + bytes.size());
 }
 
-TEST(SlotUtilities, GetStringGivesTheStringOfAnIndex) {
-    const Bytes bytes{9, 4, 0, 0, 'o', 'n', 'e', 0, 't', 'w', 'o', 0, 0};
-    EXPECT_EQ(getString(0, bytes), "");
-    EXPECT_EQ(getString(1, bytes), "one");
-    EXPECT_EQ(getString(2, bytes), "two");
-}
-
-TEST(SlotUtilities, GetStringFindsNoStringWhereAZeroFollowsTheFormattedArea) {
-    const Bytes bytes{9, 4, 0, 0, 0, 'x', 0, 0};
-    EXPECT_EQ(getString(0, bytes), "");
-    EXPECT_EQ(getString(1, bytes), "(null string)");
-    EXPECT_EQ(getString(2, bytes), "(null string)");
-}
-
-TEST(SlotUtilities, GetStringPassesTheEndOfASet) {
-    const Bytes bytes{9, 4, 0, 0, 'o', 'n', 'e', 0, 0, 'n', 'e', 'x', 't', 0};
-    EXPECT_EQ(getString(2, bytes), "");
-    EXPECT_EQ(getString(3, bytes), "next");
-}
-
 TEST(SlotUtilities, GetStringReadsTheLengthAsASignedByte) {
     Bytes bytes{'b', 'e', 'f', 'o', 'r', 'e', 0, 9, 0xF9, 0, 0};  // a length of -7
     EXPECT_EQ(getString(1, bytes, 7), "before");
@@ -407,14 +370,21 @@ TEST(SlotUtilities, GetStringReadsTheLengthAsASignedByte) {
     EXPECT_EQ(getString(1, bytes, 7), "behind");
 }
 
-TEST(SlotUtilities, GetStringStaysInsideTheStorage) {
-    EXPECT_EQ(getString(1, {9, 4, 0, 0}), "(null string)");
-    EXPECT_EQ(getString(1, {9, 0x80, 0, 0}), "(null string)");
-    EXPECT_EQ(getString(1, {9, 0x7F, 0, 0}), "(null string)");
-    EXPECT_EQ(getString(1, {9, 4, 0, 0, 'o', 'n', 'e'}), "one");
-    EXPECT_EQ(getString(2, {9, 4, 0, 0, 'o', 'n', 'e'}), "");
-    EXPECT_EQ(getString(100, {9, 4, 0, 0, 'o', 'n', 'e', 0, 0}), "");
-    EXPECT_EQ(getString(-1, {9, 4, 0, 0, 'o', 'n', 'e', 0, 0}), "");
+TEST(SlotUtilities, GetStringGivesTheStringOfAnIndexInsideTheStorage) {
+    const Bytes two{9, 4, 0, 0, 'o', 'n', 'e', 0, 't', 'w', 'o', 0, 0};
+    const Bytes none{9, 4, 0, 0, 0, 'x', 0, 0};
+    const Bytes next{9, 4, 0, 0, 'o', 'n', 'e', 0, 0, 'n', 'e', 'x', 't', 0};  // after the end of the set
+    const Bytes cut{9, 4, 0, 0, 'o', 'n', 'e'};
+    const char* const null = "(null string)";
+    using Row = std::tuple<int, Bytes, const char*>;
+    const Bytes empty{9, 4, 0, 0};
+    const Bytes before{9, 128, 0, 0};
+    const Bytes after{9, 127, 0, 0};
+    const std::vector<Row> rows{{0, two, ""},     {1, two, "one"},   {2, two, "two"}, {100, two, ""},
+                                {-1, two, ""},    {0, none, ""},     {1, none, null}, {2, none, null},
+                                {2, next, ""},    {3, next, "next"}, {1, cut, "one"}, {2, cut, ""},
+                                {1, empty, null}, {1, before, null}, {1, after, null}};
+    for (const auto& [index, bytes, expected] : rows) EXPECT_EQ(getString(index, bytes), expected) << index;
 }
 
 }  // namespace

@@ -87,31 +87,21 @@ TEST(SmbiosStructure, WithoutStringsIsItsFormattedAreaAndTwoZeroBytes) {
     }
 }
 
-TEST(SmbiosStructure, StringsAreNumberedFromOne) {
-    const Memory memory(structure(4, text("A\0B\0\0", 5)));
-    EXPECT_EQ(memory.string(1), "A");
-    EXPECT_EQ(memory.string(2), "B");
-    EXPECT_EQ(memory.string(3), std::nullopt);
-    EXPECT_EQ(memory.string(0), std::nullopt);
-    EXPECT_EQ(memory.strings(), 2);
-    EXPECT_EQ(memory.next(), 4U + 5U);
-}
-
-TEST(SmbiosStructure, OneString) {
-    const Memory memory(structure(13, text("Slot 1\0\0", 8)));
-    EXPECT_EQ(memory.string(1), "Slot 1");
-    EXPECT_EQ(memory.string(2), std::nullopt);
-    EXPECT_EQ(memory.strings(), 1);
-    EXPECT_EQ(memory.next(), 13U + 8U);
-}
-
-TEST(SmbiosStructure, AnEmptyFirstStringCountsWhereAnotherFollows) {
-    const Memory memory(structure(4, text("\0B\0\0", 4)));
-    EXPECT_EQ(memory.string(1), "");
-    EXPECT_EQ(memory.string(2), "B");
-    EXPECT_EQ(memory.string(3), std::nullopt);
-    EXPECT_EQ(memory.strings(), 2);
-    EXPECT_EQ(memory.next(), 8U);
+TEST(SmbiosStructure, StringsAreNumberedFromOneAnEmptyFirstOneBeforeOthersIncluded) {
+    const std::vector<std::vector<std::string>> sets{{"Slot 1"}, {"A", "B"}, {"", "B"}};
+    for (const std::uint8_t length : {std::uint8_t{4}, std::uint8_t{13}}) {
+        for (const std::vector<std::string>& set : sets) {
+            std::string strings;
+            for (const std::string& string : set) strings += string + text("\0", 1);
+            const Memory memory(structure(length, strings + text("\0", 1)));
+            std::uint8_t number = 0;
+            EXPECT_EQ(memory.string(number), std::nullopt);
+            for (const std::string& string : set) EXPECT_EQ(memory.string(++number), string);
+            EXPECT_EQ(memory.string(++number), std::nullopt);
+            EXPECT_EQ(memory.strings(), static_cast<int>(set.size()));
+            EXPECT_EQ(memory.next(), length + strings.size() + 1);
+        }
+    }
 }
 
 TEST(SmbiosStructure, MoreThan255StringsAreCounted) {
@@ -329,13 +319,8 @@ class SmbiosTableTest : public testsupport::InventoryTest {
         return tPCIInfo::TSlotInfo().GetMaxSystemSlot();
     }
     std::vector<unsigned> numbersOf(const Bytes& table) {
-        setTable(table);
-        forget();
-        tPCIInfo::TSlotInfo().GetSlotInfo(handle(), result(), false);
         std::vector<unsigned> numbers;
-        for (const broker::Instance& instance : scope->response().instances) {
-            numbers.push_back(static_cast<unsigned>(std::stoul(toString(*instance.property("Number")))));
-        }
+        for (const std::string& slot : slotsOf(table)) numbers.push_back(static_cast<unsigned>(std::stoul(slot)));
         return numbers;
     }
 
@@ -352,20 +337,20 @@ class SmbiosTableTest : public testsupport::InventoryTest {
     }
 };
 
-TEST_F(SmbiosTableTest, ACountBelowTwoVisitsNothing) {
-    const Bytes slots = joined(slotRecord(1), slotRecord(2));
-    for (const unsigned count : {0U, 1U}) {
-        EXPECT_THAT(numbersOf(tableOf(count, slots)), IsEmpty());
-        EXPECT_EQ(highestOf(tableOf(count, slots)), 0U);
-    }
-    EXPECT_THAT(numbersOf(tableOf(2, slots)), ElementsAre(1));
-}
-
-TEST_F(SmbiosTableTest, ACountOfFiveVisitsTheFirstFour) {
+TEST_F(SmbiosTableTest, OneStructureFewerThanTheCountOfSixteenBitsIsVisitedAndTheZerosAfterThemAreNone) {
     Bytes slots;
-    for (std::uint8_t number = 11; number <= 17; ++number) slots = joined(slots, slotRecord(number));
-    EXPECT_THAT(numbersOf(tableOf(5, slots)), ElementsAre(11, 12, 13, 14));
-    EXPECT_EQ(highestOf(tableOf(5, slots)), 14U);
+    std::vector<unsigned> numbers;
+    for (unsigned i = 0; i < 300; ++i) {
+        numbers.push_back(1 + i % 255);
+        slots = joined(slots, slotRecord(static_cast<std::uint8_t>(numbers.back())));
+    }
+    for (const unsigned count : {0U, 1U, 2U, 5U, 0x0100U, 0x0101U, 301U, 302U, 65535U}) {
+        SCOPED_TRACE(count);
+        const unsigned visited = std::min(count > 0 ? count - 1 : 0, 300U);
+        const std::vector<unsigned> expected(numbers.begin(), numbers.begin() + visited);
+        EXPECT_EQ(numbersOf(tableOf(count, slots)), expected);
+        EXPECT_EQ(highestOf(tableOf(count, slots)), std::min(visited, 255U));
+    }
 }
 
 TEST_F(SmbiosTableTest, TheLastStructureIsNeverVisitedEvenIfItIsASlot) {
@@ -385,26 +370,12 @@ TEST_F(SmbiosTableTest, TheEndOfTableStructureIsNotLookedFor) {
     EXPECT_THAT(numbersOf(table), ElementsAre(1, 2));
 }
 
-TEST_F(SmbiosTableTest, TheCountHasSixteenBits) {
-    Bytes slots;
-    for (unsigned i = 0; i < 300; ++i) slots = joined(slots, slotRecord(3));
-    EXPECT_THAT(numbersOf(tableOf(0x0101, slots)), SizeIs(0x0100));
-    EXPECT_THAT(numbersOf(tableOf(0x0100, slots)), SizeIs(0x00FF));
-}
-
 TEST_F(SmbiosTableTest, OfTheEntryPointOnlyTheCountIsUsed) {
     Bytes table = tableOf(3, joined(slotRecord(1), slotRecord(2)));
     for (std::size_t i = 0; i < kFirst; ++i) {
         if (i != 28 && i != 29) table[i] = 0xFF;
     }
     EXPECT_THAT(numbersOf(table), ElementsAre(1, 2));
-}
-
-TEST_F(SmbiosTableTest, ACountLargerThanTheTableFindsTheZerosBehindIt) {
-    const Bytes slots = joined(slotRecord(1), slotRecord(2));
-    for (const unsigned count : {3U, 4U, 100U, 65535U}) {
-        EXPECT_THAT(numbersOf(tableOf(count, slots)), ElementsAre(1, 2));
-    }
 }
 
 TEST_F(SmbiosTableTest, AnEmptyFileHasNoSlots) {
