@@ -220,14 +220,7 @@ TEST_F(SystemBoard, FunctionWithoutUiNumberCountsAsOnBoard) {
 
 TEST_F(SystemBoard, FailedReadOfUiNumberCountsAsOnBoardWhateverValueCameWithIt) {
     answerFunctions({withUiNumber(devicePath(3, 3, 0), 3)}, {});
-    manager.instanceTable().getProperty = [](const CMPIInstance*, const char*, CMPIStatus* status) {
-        if (status != nullptr) *status = {CMPI_RC_ERR_FAILED, nullptr};
-        CMPIData rubbish{};
-        rubbish.type = CMPI_uint8;
-        rubbish.state = CMPI_badValue;
-        rubbish.value.uint8 = 3;
-        return rubbish;
-    };
+    failPropertyReads();
     EXPECT_THAT(associate(true), ElementsAre(onBoardPath(devicePath(3, 3, 0))));
     EXPECT_THAT(log(), Contains("MakeDeviceBoardAssociation making instance status [1] ui [0]"));
 }

@@ -115,20 +115,17 @@ TEST_F(PciWalks, AClassIsDeliveredFromTheCursorOnUntilTheFirstElementIsSetAgain)
 
 TEST_F(PciWalks, AFunctionWhosePathOrInstanceCannotBeMadeIsSkippedAlone) {
     files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
-    struct Row {
-        const char* function;
-        bool namesOnly;
-    };
-    for (const Row& row :
-         {Row{"eft.newObjectPath", true}, Row{"eft.newObjectPath", false}, Row{"eft.newInstance", false},
-          Row{"result.returnObjectPath", true}, Row{"result.returnInstance", false}}) {
+    for (const auto& [function, namesOnly] : {std::pair("eft.newObjectPath", true),
+                                              {"eft.newObjectPath", false},
+                                              {"eft.newInstance", false},
+                                              {"result.returnObjectPath", true},
+                                              {"result.returnInstance", false}}) {
         const auto info = scan("QELTA_PCIDevice");
-        manager.failAt(row.function, 2);
-        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", row.namesOnly),
-                    ElementsAre(devicePath(0, 1, 0), devicePath(0, 3, 0)))
-            << row.function;
-        EXPECT_TRUE(manager.faultStruck()) << row.function;
-        EXPECT_EQ(log(), repeated(kReturning, row.namesOnly ? 0 : 3)) << row.function;
+        manager.failAt(function, 2);
+        EXPECT_THAT(deliver(info, "QELTA_PCIDevice", namesOnly), ElementsAre(devicePath(0, 1, 0), devicePath(0, 3, 0)))
+            << function;
+        EXPECT_TRUE(manager.faultStruck()) << function;
+        EXPECT_EQ(log(), repeated(kReturning, namesOnly ? 0 : 3)) << function;
         manager.clearFaults();
     }
 }
@@ -238,16 +235,14 @@ TEST_F(InSlot, AFunctionMatchesByItsDeviceNumberEvenAboveTheHighestSlot) {
 }
 
 TEST_F(InSlot, AFunctionThatCannotBeMadeIsSkippedAlone) {
-    struct Row {
-        const char* function;
-        unsigned nth;
-    };
-    for (const Row& row : {Row{"eft.newInstance", 2}, Row{"eft.newObjectPath", 3}, Row{"eft.newObjectPath", 4},
-                           Row{"result.returnObjectPath", 2}}) {
+    for (const auto& [function, nth] : {std::pair("eft.newInstance", 2U),
+                                        {"eft.newObjectPath", 3U},
+                                        {"eft.newObjectPath", 4U},
+                                        {"result.returnObjectPath", 2U}}) {
         const auto info = scan("QELTA_PCIBridge");
-        manager.failAt(row.function, row.nth);
+        manager.failAt(function, nth);
         EXPECT_THAT(inSlot(info, 7, true), ElementsAre(devicePath(0, 7, 0), bridgePath(3, 7, 0), bridgePath(0, 7, 2)))
-            << row.function << " " << row.nth;
+            << function << " " << nth;
         EXPECT_EQ(log(),
                   allLines({deviceInSlotLines(7), deviceInSlotLines(7), bridgeInSlotLines(7), bridgeInSlotLines(7)}));
         manager.clearFaults();

@@ -73,6 +73,18 @@ class InventoryTest : public testing::Test {
         manager.answerUpcall(className, canned);
     }
 
+    /** Every read of a property fails from now on, and a 3 comes with it. */
+    void failPropertyReads() {
+        manager.instanceTable().getProperty = [](const CMPIInstance*, const char*, CMPIStatus* status) {
+            if (status != nullptr) *status = {CMPI_RC_ERR_FAILED, nullptr};
+            CMPIData rubbish{};
+            rubbish.type = CMPI_uint16;
+            rubbish.state = CMPI_badValue;
+            rubbish.value.uint16 = 3;
+            return rubbish;
+        };
+    }
+
     const CMPIBroker* handle() const { return manager.handle(); }
     const CMPIContext* context() const { return scope->context(); }
     const CMPIResult* result() const { return scope->result(); }

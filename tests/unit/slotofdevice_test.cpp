@@ -143,14 +143,7 @@ TEST_F(SlotOfDevice, NumbersAreReadInSixteenBitsAndUnreadableOnesAsZeroEach) {
 
 TEST_F(SlotOfDevice, FailedReadOfANumberCountsAsZeroWhateverValueCameWithIt) {
     answer(kSlotClass, {slotInstance(3)});
-    manager.instanceTable().getProperty = [](const CMPIInstance*, const char*, CMPIStatus* status) {
-        if (status != nullptr) *status = {CMPI_RC_ERR_FAILED, nullptr};
-        CMPIData rubbish{};
-        rubbish.type = CMPI_uint16;
-        rubbish.state = CMPI_badValue;
-        rubbish.value.uint16 = 3;
-        return rubbish;
-    };
+    failPropertyReads();
     EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), IsEmpty());
     EXPECT_THAT(log(), Contains("GetSlotFromDeviceAssocInstances got slot number of 0"));
 }
