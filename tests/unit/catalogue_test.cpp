@@ -365,7 +365,7 @@ TEST(ClassLists, LeadNowhereOutOfThemHoweverTheyAreCut) {
 // Names of scanned functions
 
 constexpr char kClassPairs[] =
-    "C 00\n\t03  Zero three\nC 01\n\t02  One two\nC 02\n\t01  Two one\nC 03\n\t00  Three zero\n";
+    "C 00\n\t03  Zero three\nC 01\n\t02  One two\n\t04  One four\nC 02\n\t01  Two one\nC 03\n\t00  Three zero\n";
 
 class CatalogueOfAScan : public PciHostTest {
  protected:
@@ -434,7 +434,7 @@ TEST_F(CatalogueOfAScan, ANumberMayBeAVendorsAndADevices) {
 TEST_F(CatalogueOfAScan, ClassAndSubclassAreNotMixedUp) {
     files.setFile("proc/bus/pci/devices", ""s).setClassList(kClassPairs);
     PciFunction function;
-    for (const auto& [classCode, subclass] : {std::pair(1, 2), std::pair(2, 1), std::pair(3, 0), std::pair(0, 3)}) {
+    for (const auto& [classCode, subclass] : {std::pair(1, 2), {1, 4}, {2, 1}, {3, 0}, {0, 3}}) {
         ++function.dev;
         function.classCode = static_cast<std::uint8_t>(classCode);
         function.subclass = static_cast<std::uint8_t>(subclass);
@@ -442,7 +442,7 @@ TEST_F(CatalogueOfAScan, ClassAndSubclassAreNotMixedUp) {
     }
     std::vector<std::string> texts;
     for (const auto& record : devices()) texts.push_back(record.className);
-    EXPECT_THAT(texts, ElementsAre("One two", "Two one", "Three zero", "Zero three"));
+    EXPECT_THAT(texts, ElementsAre("One two", "One four", "Two one", "Three zero", "Zero three"));
 }
 
 TEST_F(CatalogueOfAScan, MissingAndUnknownNamesLogNothing) {
