@@ -1,4 +1,5 @@
 // Reading properties, keys and texts; the host name.
+#include <cstdint>
 #include <stdexcept>
 
 #include "tests/unit/cimtest.h"
@@ -76,6 +77,11 @@ TEST_F(PropertyReaderTest, AValueOfTheMatchingTypeIsStored) {
     EXPECT_EQ(read8(holding(Value::uint(CMPI_uint8, 0xFF))), 0xFFU);
     EXPECT_EQ(readText(holding(Value::string("a text"))), "a text");
     EXPECT_EQ(readText(holding(Value::string(""))), "");
+}
+
+TEST_F(PropertyReaderTest, ATextMayComeAsMereCharacters) {
+    EXPECT_EQ(readText(answering(CMPI_chars, CMPI_goodValue, reinterpret_cast<std::uintptr_t>("a text"))), "a text");
+    EXPECT_EQ(readText(answering(CMPI_chars, CMPI_goodValue, 0)), "earlier");
 }
 
 TEST_F(PropertyReaderTest, APropertyWithoutValueLeavesTheEarlierValueExceptThat8BitsBecome0) {

@@ -51,6 +51,7 @@ TEST(TextSplitting, GivesNothingForATextOfDelimitersOnly) {
 TEST(TextSplitting, GivesTheWholeTextWhereNothingCutsIt) {
     EXPECT_THAT(TPciDevInfo::MultiStringTok("a b", ","), ElementsAre("a b"));
     EXPECT_THAT(TPciDevInfo::MultiStringTok("a b", ""), ElementsAre("a b"));
+    EXPECT_THAT(TPciDevInfo::MultiStringTok("a b", nullptr), ElementsAre("a b"));
 }
 
 }  // namespace
