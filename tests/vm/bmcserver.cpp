@@ -6,6 +6,7 @@
 // log of everything that happens, one line each: seconds since its start, what, and for a message network function,
 // command, the request's data, ":", the answer's length and its first bytes.
 
+#include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -14,10 +15,9 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -47,42 +47,31 @@ class Descriptor {
     const int number_;
 };
 
-std::string hex(const Bytes& bytes, std::size_t most) {
-    std::string digits;
-    for (std::size_t i = 0; i < std::min(bytes.size(), most); ++i) {
-        std::array<char, 3> pair{};
-        std::snprintf(pair.data(), pair.size(), "%02x", bytes[i]);
-        digits += pair.data();
-    }
-    return digits.empty() ? "-" : digits;
+std::string hex(const Bytes& bytes) {
+    return bytes.empty() ? "-" : fmt::format("{:02x}", fmt::join(bytes, ""));
 }
 
 /** Lines are complete in the file as soon as they are written. */
 class Log {
  public:
-    explicit Log(const std::string& file) : file_(std::fopen(file.c_str(), "w")) {
-        if (file_ == nullptr) fail(file);
-        std::setvbuf(file_, nullptr, _IOLBF, BUFSIZ);
+    explicit Log(const std::string& file) : file_(file) {
+        if (!file_) fail(file);
     }
-    ~Log() { std::fclose(file_); }
-    Log(const Log&) = delete;
-    Log& operator=(const Log&) = delete;
 
     void line(const std::string& what) {
         const std::chrono::duration<double> now = std::chrono::steady_clock::now() - start_;
-        std::fprintf(file_, "%.6f %s\n", now.count(), what.c_str());
+        file_ << fmt::format("{:.6f} {}\n", now.count(), what) << std::flush;
     }
     void message(const vm::Message& request, const vm::Reaction& reaction) {
-        constexpr std::size_t kAllOfIt = 512;
-        constexpr std::size_t kItsHead = 8;
-        std::array<char, 16> code{};
-        std::snprintf(code.data(), code.size(), " %02x %02x ", request.netfn, request.command);
-        line(reaction.what + std::string(code.data()) + hex(request.data, kAllOfIt) + " : " +
-             std::to_string(reaction.answer.size()) + " " + hex(reaction.answer, kItsHead));
+        constexpr std::size_t kShown = 8;
+        Bytes head = reaction.answer;
+        head.resize(std::min(head.size(), kShown));
+        line(fmt::format("{} {:02x} {:02x} {} : {} {}", reaction.what, request.netfn, request.command,
+                         hex(request.data), reaction.answer.size(), hex(head)));
     }
 
  private:
-    std::FILE* const file_;
+    std::ofstream file_;
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
@@ -116,12 +105,12 @@ bool send(int connection, const Bytes& bytes) {
 /** Does what comes of one unit; false when the connection is to end. */
 bool handle(int connection, const vm::Unit& unit, vm::SerialBmc& bmc, Log& log) {
     if (unit.control) {
-        log.line("control " + hex(unit.bytes, unit.bytes.size()));
+        log.line("control " + hex(unit.bytes));
         return true;
     }
     const auto request = vm::parseMessage(unit.bytes);
     if (!request) {
-        log.line("garbage " + hex(unit.bytes, unit.bytes.size()));
+        log.line("garbage " + hex(unit.bytes));
         return true;
     }
     const vm::Reaction reaction = bmc.take(*request);

@@ -14,8 +14,7 @@ import bmclog
 import check
 import image
 import run
-from answers import Answers
-from facts import Facts, PciIds
+from facts import Facts, readings
 
 # The machines by the tests that run in them, with their hard limits. All but the last run side by side, most of them
 # waiting; the one that is timed runs by itself.
@@ -44,98 +43,77 @@ def seconds_of(lines, step):
     return [line["seconds"] for line in lines if line["step"] == step]
 
 
-def timing_rows(lines, answers):
+def timing_rows(lines):
     """(request, seconds, readings, exchanges, seconds of the bare loop, own seconds, own share), the quickest of each"""
     bare = min(seconds_of(lines, "bare"))
     for step in check.TIMED:
         seconds = min(seconds_of(lines, step))
-        transfers = check.expected_of(step, answers).transfers
+        arguments = check.arguments_of(step)
+        transfers = readings(arguments)
         own = seconds - transfers * bare
-        verb, subject = step.split("=", 1)
-        yield (f"{verb} {subject.split('.')[0]}", f"{seconds:.3f}", transfers,
+        subject, *options = arguments[1:]
+        yield (" ".join((arguments[0], subject.split(".")[0], *options[1:])), f"{seconds:.3f}", transfers,
                transfers * len(bmclog.transfer(check.LARGE)),
                f"{transfers * bare:.3f}", f"{own:.3f}", f"{100 * own / seconds:.0f} %")
 
 
-def show_timing(bits, lines, answers):
+def show_timing(bits, lines):
     bare = seconds_of(lines, "bare")
     table(f"Seconds of a request in the machine, {bits} bits, the quickest of {check.ROUNDS}; 331 exchanges in a "
           f"bare loop took {min(bare):.3f} to {max(bare):.3f}",
           ("request", "seconds", "readings", "exchanges", "bare loop", "provider's own", "share"),
-          timing_rows(lines, answers))
-
-
-def show_faults(faults):
-    rows = []
-    for name, requests in faults.items():
-        for line, messages in requests:
-            rows.append((name, line["step"].split("=")[1], f"{line['seconds']:.2f}", len(line["objects"]),
-                         line["ipmiDescriptors"], messages))
-            name = "  then"
-    table("Faults", ("fault", "request", "seconds", "objects", "descriptors open", "messages to the BMC"), rows)
-
-
-def show_driver_answers(answers):
-    table("What the driver hands over in the BMC's place", ("case", "seconds", "answer"),
-          [(case, f"{line['seconds']:.2f}", bytes(line["answer"]).hex().upper() + "h") for case, line in answers])
-
-
-def show_side_by_side(seconds):
-    print(f"\n{len(seconds)} requests at once without a device took {min(seconds):.2f} to {max(seconds):.2f} s each")
+          timing_rows(lines))
 
 
 class Machine:
     """What was brought out of one machine."""
 
-    def __init__(self, folder, ids):
+    def __init__(self, folder, build):
         self.results = folder / "results"
-        self.facts = Facts(self.results, ids)
+        self.facts = Facts(self.results, build)
         log = folder / "bmc.log"
         self.sections = list(bmclog.sections(log)) if log.exists() else []
 
 
 def show_machine(facts):
-    print(f"\nThe machine has {len(facts.devices())} devices and {len(facts.bridges())} bridges on "
-          f"{len({function.bus for function in facts.functions})} buses and {len(facts.slots)} slots; "
-          f"{sum(len(facts.in_slot(slot)) for slot in facts.slots)} functions are in slots, {len(facts.on_board())} on "
-          "the board")
+    in_slots, on_board = (len(facts.instances(name)) for name in check.ASSOCIATIONS)
+    print(f"\nThe machine has {len(facts.devices)} devices and {len(facts.bridges)} bridges on "
+          f"{len({number >> 8 for number in facts.numbers})} buses and {len(facts.slots)} slots; "
+          f"{in_slots} functions are in slots, {on_board} on the board")
 
 
 def check_requests(tally, machines):
     show_machine(machines[0].facts)
     check.check_coverage(tally, [machine.results for machine in machines], machines[0].facts)
     for machine in machines:
-        check.check_facts(tally, machine.facts)
         check.check_store(tally, machine.results, machine.facts)
-        check.check_requests(tally, machine.results, Answers(machine.facts), dict(machine.sections))
+        check.check_requests(tally, machine.results, machine.facts, dict(machine.sections))
 
 
 def check_times(tally, machine):
-    answers = Answers(machine.facts)
-    lines = {bits: check.check_client(tally, machine.results, bits, answers, machine.sections) for bits in (64, 32)}
+    lines = {bits: check.check_client(tally, machine.results, bits, machine.facts, machine.sections)
+             for bits in (64, 32)}
     check.check_bare(tally, lines[64] + lines[32], machine.sections)
     for bits in lines:
-        show_timing(bits, lines[bits], answers)
+        show_timing(bits, lines[bits])
 
 
 def check_faults(tally, machines):
-    machine = machines["faults"]
-    faults = check.check_faults(tally, machine.results, machine.facts, machine.sections)
-    show_driver_answers(check.check_driver_answers(tally, machine.results))
-    faults["no rights"] = check.check_without_device(tally, machine.results, machine.facts, "no-rights")
-    faults["/dev/ipmidev/0"] = check.check_other_place(tally, machine.results, machine.facts,
-                                                       dict(machine.sections)["other-place"])
-    machine = machines["no-device"]
-    faults["no device"] = check.check_without_device(tally, machine.results, machine.facts, "no-device")
-    show_side_by_side(check.check_side_by_side(tally, machine.results))
-    machine = machines["hung"]
-    faults["answer past the request"] = check.check_hung(tally, machine.results, machine.facts, machine.sections)
-    show_faults(faults)
+    faults, no_device, hung = machines["faults"], machines["no-device"], machines["hung"]
+    check.check_faults(tally, faults.results, faults.facts, faults.sections)
+    check.check_driver_answers(tally, faults.results)
+    check.check_without_device(tally, faults.results, faults.facts, "no-rights")
+    check.check_other_place(tally, faults.results, faults.facts, dict(faults.sections)["other-place"])
+    check.check_without_device(tally, no_device.results, no_device.facts, "no-device")
+    check.check_side_by_side(tally, no_device.results)
+    check.check_hung(tally, hung.results, hung.facts, hung.sections)
 
 
-def check_all(folder, ids):
+def check_all(folder, build):
     tally = check.Tally()
-    machines = {mode: Machine(folder / mode, ids) for mode in SECONDS}
+    machines = {mode: Machine(folder / mode, build) for mode in SECONDS}
+    for machine in machines.values():
+        check.check_facts(tally, machine.facts)
     check_requests(tally, [machines["requests"], machines["more-requests"]])
     check_times(tally, machines["times"])
     check_faults(tally, machines)
@@ -190,7 +168,6 @@ def main():
     parser.add_argument("--build32", type=Path, required=True, help="build tree of the 32-bit programs")
     parser.add_argument("--cache", type=Path, required=True, help="where unpacked kernels stay")
     parser.add_argument("--folder", type=Path, required=True, help="for everything else; emptied first")
-    parser.add_argument("--ids", type=Path, default=Path("/usr/share/misc/pci.ids"), help="the PCI ID list")
     options = parser.parse_args()
     started = time.monotonic()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("test-vm: terminated"))    # stopping the machines on its way
@@ -199,7 +176,7 @@ def main():
         kernel, boot = image.make(options.cache.resolve(), options.build.resolve(), options.build32.resolve(),
                                   options.folder.resolve())
         run_machines(options.folder.resolve(), kernel, boot, options.build.resolve() / "bin/bmcserver")
-        good = check_all(options.folder, PciIds(options.ids))
+        good = check_all(options.folder, options.build.resolve())
     except (run.Failed, OSError, subprocess.SubprocessError) as error:
         sys.exit(f"test-vm: {error}")
     print(f"\n{'All equal' if good else 'FAILED'}, {time.monotonic() - started:.0f} s; consoles, BMC logs and answers "

@@ -3,9 +3,9 @@
 //
 //     vmclient OUTPUT LIBRARY STEP...
 //
-// A step is VERB or VERB=ARGUMENT. Each writes one JSON object as a line of OUTPUT: the step, how long it took in
-// seconds, how many descriptors of an IPMI device the process has open afterwards, and what came of it. The first step
-// that fails ends the program with status 1.
+// A step is VERB or VERB=ARGUMENT, or a request as cimhost takes it, "COMMAND SUBJECT [--FILTER CLASS]". Each writes
+// one JSON object as a line of OUTPUT: the step, how long it took in seconds, how many descriptors of an IPMI device
+// the process has open afterwards, and what came of it. The first step that fails ends the program with status 1.
 
 #include <linux/ipmi.h>
 #include <linux/ipmi_msgdefs.h>
@@ -21,6 +21,7 @@
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -39,13 +40,6 @@ using emulator::Bytes;
 using Clock = std::chrono::steady_clock;
 using Json = nlohmann::ordered_json;
 using Seconds = std::chrono::duration<double>;
-
-// The driver's request numbers: direction, the record's size, 'i', number. The record is ipmi_req with 20 bytes in a
-// 32-bit process and 40 in a 64-bit one, ipmi_recv with 24 and 48.
-constexpr bool kNarrow = sizeof(void*) == 4;
-static_assert(sizeof(ipmi_req) == (kNarrow ? 20 : 40) && sizeof(ipmi_recv) == (kNarrow ? 24 : 48));
-static_assert(IPMICTL_SEND_COMMAND == (kNarrow ? 0x8014690DUL : 0x8028690DUL));
-static_assert(IPMICTL_RECEIVE_MSG_TRUNC == (kNarrow ? 0xC018690BUL : 0xC030690BUL));
 
 constexpr const char* kTable = "smbios-table";
 
@@ -196,6 +190,7 @@ Json becomeUser(const std::string& number) {
     return {};
 }
 
+/** The driver's request numbers have the sizes of the records in them, which differ with the program's width. */
 Json about(const std::string&) {
     return {{"bits", 8 * sizeof(void*)},
             {"send", static_cast<std::uint64_t>(IPMICTL_SEND_COMMAND)},
@@ -204,63 +199,57 @@ Json about(const std::string&) {
 
 // --- requests to the provider ---
 
+/** COMMAND and SUBJECT, and a filter after it, as the command line takes them. */
+broker::Response requested(const std::string& command, const std::string& words, broker::Broker& manager) {
+    const std::string subject = words.substr(0, words.find(" --"));
+    const auto filter = [&](const std::string& option) {
+        const std::size_t place = words.find(option);
+        return place == std::string::npos ? std::nullopt : std::make_optional(words.substr(place + option.size()));
+    };
+    if (command == "enumerate") return manager.enumerateInstances({"root/kavix", subject, {}});
+    const broker::ObjectPath object = broker::parseObjectPath(subject);
+    if (command == "get") return manager.getInstance(object);
+    broker::Filters filters;
+    filters.assocClass = filter(" --assoc-class ");
+    filters.resultClass = filter(" --result-class ");
+    if (command == "associators") return manager.associators(object, filters);
+    if (command == "references") return manager.references(object, filters);
+    fail("no such step");
+}
+
+/** The status, then the instances and their properties, a line each. */
+Json answerOf(const broker::Response& response) {
+    std::string lines = broker::statusName(response.status) + '\n';
+    for (const broker::Instance& instance : response.instances) {
+        lines += broker::toString(instance.path) + '\n';
+        for (const broker::Property& property : instance.properties)
+            lines += "  " + property.name + " = " + broker::typeName(property.value.type) + " " +
+                     broker::toString(property.value) + '\n';
+    }
+    return {{"delivered", lines}};
+}
+
+/** Sixteen requests for a class's instances at once, each on a thread of its own. */
+Json sixteenAtOnce(const std::string& className, broker::Broker& manager) {
+    constexpr std::size_t kRequests = 16;
+    std::vector<Json> answers(kRequests);
+    std::vector<std::thread> threads;
+    for (Json& answer : answers) {
+        threads.emplace_back([&manager, &answer, &className] {
+            const auto start = Clock::now();
+            answer = answerOf(requested("enumerate", className, manager));
+            answer["seconds"] = Seconds(Clock::now() - start).count();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    return {{"requests", std::move(answers)}};
+}
+
+/** The provider, once it is needed: the steps before may change what it finds. */
 class Provider {
  public:
     explicit Provider(std::string library) : library_(std::move(library)) {}
 
-    Json enumerate(const std::string& className) { return json(manager().enumerateInstances(pathOf(className))); }
-    Json get(const std::string& path) { return json(manager().getInstance(broker::parseObjectPath(path))); }
-    Json associators(const std::string& path) { return json(manager().associators(broker::parseObjectPath(path), {})); }
-    Json slots(const std::string& path) {
-        broker::Filters filters;
-        filters.assocClass = kDeviceInSlot;
-        return json(manager().associators(broker::parseObjectPath(path), filters));
-    }
-    Json references(const std::string& path) { return json(manager().references(broker::parseObjectPath(path), {})); }
-    Json slotReferences(const std::string& path) {
-        broker::Filters filters;
-        filters.resultClass = kDeviceInSlot;
-        return json(manager().references(broker::parseObjectPath(path), filters));
-    }
-    /** Sixteen requests for a class's instances at once, each on a thread of its own. */
-    Json sixteenAtOnce(const std::string& className) {
-        constexpr std::size_t kRequests = 16;
-        broker::Broker& asked = manager();
-        std::vector<Json> answers(kRequests);
-        std::vector<std::thread> threads;
-        for (Json& answer : answers) {
-            threads.emplace_back([&asked, &answer, &className] {
-                const auto start = Clock::now();
-                const broker::Response response = asked.enumerateInstances(pathOf(className));
-                const Seconds elapsed = Clock::now() - start;
-                answer = {{"seconds", elapsed.count()},
-                          {"status", broker::statusName(response.status)},
-                          {"objects", response.instances.size()}};
-            });
-        }
-        for (std::thread& thread : threads) thread.join();
-        return {{"requests", std::move(answers)}};
-    }
-    Json load(const std::string&) {
-        manager();
-        return {};
-    }
-
- private:
-    static constexpr const char* kDeviceInSlot = "QELTA_DeviceInSlot";
-
-    static broker::ObjectPath pathOf(const std::string& className) { return {"root/kavix", className, {}}; }
-    static Json json(const broker::Response& response) {
-        Json objects = Json::array();
-        for (const broker::Instance& instance : response.instances) objects.push_back(json(instance));
-        return {{"status", broker::statusName(response.status)}, {"objects", std::move(objects)}};
-    }
-    static Json json(const broker::Instance& instance) {
-        Json object = {{"path", broker::toString(instance.path)}};
-        for (const broker::Property& property : instance.properties)
-            object[property.name] = broker::typeName(property.value.type) + " " + broker::toString(property.value);
-        return object;
-    }
     broker::Broker& manager() {
         if (!loaded_) broker_.load(library_);
         loaded_ = true;
@@ -268,6 +257,7 @@ class Provider {
         return broker_;
     }
 
+ private:
     const std::string library_;
     broker::Broker broker_;
     bool loaded_ = false;
@@ -279,22 +269,15 @@ Json perform(Provider& provider, const std::string& step) {
         {"profile", selectProfile}, {"desynchronise", desynchronise}, {"mark", mark},   {"await", awaitBmc},
         {"answer", answerToOpen},   {"bare", bareTransfer},           {"store", store}, {"about", about},
         {"user", becomeUser}};
-    using Request = Json (Provider::*)(const std::string&);
-    static const std::map<std::string, Request> kRequests = {{"load", &Provider::load},
-                                                             {"enumerate", &Provider::enumerate},
-                                                             {"sixteen-at-once", &Provider::sixteenAtOnce},
-                                                             {"get", &Provider::get},
-                                                             {"associators", &Provider::associators},
-                                                             {"slots", &Provider::slots},
-                                                             {"references", &Provider::references},
-                                                             {"slot-references", &Provider::slotReferences}};
 
-    const std::size_t equals = std::min(step.find('='), step.size());
-    const std::string verb = step.substr(0, equals);
-    const std::string argument = equals < step.size() ? step.substr(equals + 1) : "";
+    const std::size_t end = std::min(step.find_first_of("= "), step.size());
+    const std::string verb = step.substr(0, end);
+    const std::string argument = end < step.size() ? step.substr(end + 1) : "";
     if (const auto found = kVerbs.find(verb); found != kVerbs.end()) return found->second(argument);
-    if (const auto found = kRequests.find(verb); found != kRequests.end()) return (provider.*found->second)(argument);
-    fail("no such step");
+    if (verb == "sixteen-at-once") return sixteenAtOnce(argument, provider.manager());
+    if (verb != "load") return answerOf(requested(verb, argument, provider.manager()));
+    provider.manager();
+    return {};
 }
 
 void run(std::ostream& output, Provider& provider, const std::string& step) {
