@@ -93,8 +93,21 @@ std::vector<Answer> answersOfEveryKind(const ObjectPath& path, const std::string
     };
 }
 
+class Answers : public RackTest, public testing::WithParamInterface<Answer> {
+ protected:
+    /** Each of the operations answers with so many objects. */
+    void expectCount(const std::vector<AssociationOperation>& operations, const ObjectPath& source,
+                     const FilterTexts& texts, std::size_t count) {
+        for (const AssociationOperation& operation : operations) {
+            const Response response = ask(operation, source, texts);
+            expectClosed(manager, response, CMPI_RC_OK);
+            EXPECT_THAT(delivered(response), SizeIs(count));
+        }
+    }
+};
+
 /** Every association request that asks the object manager for slots. */
-class SlotAnswers : public RackTest, public testing::WithParamInterface<Answer> {
+class SlotAnswers : public Answers {
  protected:
     SlotAnswers() { manager.answerUpcall(kSlotClass, GetParam().answer); }
 
@@ -104,28 +117,10 @@ class SlotAnswers : public RackTest, public testing::WithParamInterface<Answer> 
 
 INSTANTIATE_TEST_SUITE_P(Of, SlotAnswers, ValuesIn(answersOfEveryKind(slotPath(3), "Number", 3)), CaseName{});
 
-TEST_P(SlotAnswers, GiveADeviceItsSlotWhereItsNumberIsFound) {
-    for (const AssociationOperation& operation : {kAssociators, kAssociatorNames}) {
-        const Response response = ask(operation, devicePath(3, 3, 0), {"QELTA_DeviceInSlot"});
-        expectClosed(manager, response, CMPI_RC_OK);
-        EXPECT_THAT(delivered(response), SizeIs(ifUnderstood(1)));
-    }
-}
-
-TEST_P(SlotAnswers, GiveADeviceItsSlotReferenceWhereItsNumberIsFound) {
-    for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-        const Response response = ask(operation, devicePath(3, 3, 0), {nullptr, "QELTA_DeviceInSlot"});
-        expectClosed(manager, response, CMPI_RC_OK);
-        EXPECT_THAT(delivered(response), SizeIs(ifUnderstood(1)));
-    }
-}
-
-TEST_P(SlotAnswers, GiveASlotItsReferencesWhereItsNumberIsFound) {
-    for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-        const Response response = ask(operation, slotPath(3));
-        expectClosed(manager, response, CMPI_RC_OK);
-        EXPECT_THAT(delivered(response), SizeIs(ifUnderstood(2)));
-    }
+TEST_P(SlotAnswers, GiveAssociationsWhereTheNumberIsFound) {
+    expectCount(kAllAssociators, devicePath(3, 3, 0), {"QELTA_DeviceInSlot"}, ifUnderstood(1));
+    expectCount(kAllReferences, devicePath(3, 3, 0), {nullptr, "QELTA_DeviceInSlot"}, ifUnderstood(1));
+    expectCount(kAllReferences, slotPath(3), {}, ifUnderstood(2));
 }
 
 TEST_P(SlotAnswers, GiveAllAssociationsWhereTheNumberIsFound) {
@@ -141,7 +136,7 @@ TEST_P(SlotAnswers, DoNotMatterForTheFunctionsOfOneSlot) {
 }
 
 /** Every association request that asks the object manager for functions; the number is that of no board function. */
-class FunctionAnswers : public RackTest, public testing::WithParamInterface<Answer> {
+class FunctionAnswers : public Answers {
  protected:
     /** Whether the answer has an instance in its first place. */
     static bool hasFunction() {
@@ -158,11 +153,7 @@ TEST_P(FunctionAnswers, CountAsOnTheBoardUnlessANumberIsFound) {
         manager.answerUpcall(kDeviceClass, emptyWith(CMPI_RC_OK));
         manager.answerUpcall(kBridgeClass, emptyWith(CMPI_RC_OK));
         manager.answerUpcall(className, GetParam().answer);
-        for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-            const Response response = ask(operation, boardPath());
-            expectClosed(manager, response, CMPI_RC_OK);
-            EXPECT_THAT(delivered(response), SizeIs(hasFunction() && !GetParam().understood ? 1 : 0));
-        }
+        expectCount(kAllReferences, boardPath(), {}, hasFunction() && !GetParam().understood ? 1 : 0);
     }
 }
 

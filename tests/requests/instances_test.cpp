@@ -2,10 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
-#include <functional>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -21,50 +18,6 @@ using broker::Response;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace testsupport;
-
-/** A class and what a request for it comes to on the rack. */
-struct ServedClass {
-    const char* name;
-    Paths (*objects)();
-    bool closesResult;       // once its instances are delivered
-    unsigned upcalls;        // enumerations asked for on the way ...
-    unsigned upcallObjects;  // ... and the instances that they deliver
-};
-
-void PrintTo(const ServedClass& served, std::ostream* out) {
-    *out << served.name;
-}
-
-Paths board() {
-    return {boardPath()};
-}
-
-const std::vector<ServedClass>& servedClasses() {
-    static const std::vector<ServedClass> classes = {
-        {"QELTA_PCIDevice", rack::devices, true, 0, 0},
-        {"QELTA_PCIBridge", rack::bridges, true, 0, 0},
-        {"QELTA_DeviceInSlot", rack::associationsOfSlots, true, 1, 3},
-        {"QELTA_SystemSlot", rack::slots, true, 0, 0},
-        {"QELTA_SystemBoard", board, true, 0, 0},
-        {"QELTA_OnBoardDevice", rack::associationsOfBoard, true, 2, 9},
-        {"QELTA_SSPCIController", rack::functionsInSlots, false, 1, 3},
-        {"QELTA_OBDPCIController", rack::functionsOnBoard, false, 0, 0},
-    };
-    return classes;
-}
-
-std::string inCase(std::string text, int (*change)(int)) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [&](unsigned char character) { return static_cast<char>(change(character)); });
-    return text;
-}
-
-/** The class name as clients may spell it. */
-std::vector<std::string> spellings(const std::string& name) {
-    std::string mixed = inCase(name, std::tolower);
-    for (std::size_t i = 0; i < mixed.size(); i += 2) mixed[i] = static_cast<char>(std::toupper(mixed[i]));
-    return {name, inCase(name, std::tolower), inCase(name, std::toupper), mixed};
-}
 
 /** Standard output of this process goes to a file of its own while an object of this class lives. */
 class StdoutCapture {
@@ -129,16 +82,15 @@ class EveryClassTest : public InstanceTest, public testing::WithParamInterface<C
 };
 
 std::string nameOf(const testing::TestParamInfo<ClassAndOperation>& info) {
-    const std::string className = std::get<ServedClass>(info.param).name;
-    return className.substr(className.find('_') + 1) + "_" + std::get<Operation>(info.param).name;
+    return std::get<ServedClass>(info.param).shortName() + "_" + std::get<Operation>(info.param).name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Instances, EveryClassTest,
-                         testing::Combine(testing::ValuesIn(servedClasses()), testing::ValuesIn(kInstanceOperations)),
+                         testing::Combine(testing::ValuesIn(kServedClasses), testing::ValuesIn(kInstanceOperations)),
                          nameOf);
 
 TEST_P(EveryClassTest, IsLoggedByTheEnumerationOfInstancesAloneWithTheNameAsGiven) {
-    for (const std::string& spelling : spellings(served().name)) {
+    for (const std::string& spelling : spellings(served().what)) {
         SCOPED_TRACE(spelling);
         ask(operation(), spelling);
         Lines lines = log();
@@ -156,13 +108,13 @@ TEST_P(EveryClassTest, IsLoggedByTheEnumerationOfInstancesAloneWithTheNameAsGive
 TEST_P(EveryClassTest, PutsOutOneLineForEachEnumerationOfInstances) {
     const bool enumerates = std::string(operation().name) == "Enumerate";
     const StdoutCapture capture;
-    ask(operation(), served().name);
+    ask(operation(), served().what);
     EXPECT_EQ(capture.written(), "");  // the stream is not flushed
     EXPECT_EQ(capture.text(), lines(served().upcalls + (enumerates ? 1 : 0)));
 }
 
 TEST_P(EveryClassTest, ReadsTheClassNameOfThePathAndNothingElse) {
-    ObjectPath path = functionPath(served().name, 200, 31, 7);
+    ObjectPath path = functionPath(served().what, 200, 31, 7);
     path.nameSpace = "root/elsewhere";
     path.keys.push_back({"Tag", broker::Value::string("System Slot 99")});
     const auto refuse = [](const CMPIObjectPath*, CMPIStatus*) -> CMPIString* {
@@ -180,9 +132,9 @@ TEST_P(EveryClassTest, ReadsTheClassNameOfThePathAndNothingElse) {
 TEST_P(EveryClassTest, IsAnsweredOkWithFewerObjectsOnAnEmptyHost) {
     files.remove("proc").remove("bmc");
     host->removeDevice(true);
-    const Response response = ask(operation(), served().name);
+    const Response response = ask(operation(), served().what);
     EXPECT_EQ(response.status, CMPI_RC_OK);
-    const bool isBoard = std::string(served().name) == "QELTA_SystemBoard";
+    const bool isBoard = std::string(served().what) == "QELTA_SystemBoard";
     EXPECT_EQ(delivered(response), isBoard ? board() : Paths());
     EXPECT_EQ(response.doneCalls, closes() ? 1U : 0U);
 }
@@ -194,7 +146,7 @@ TEST_P(EveryClassTest, KeepsWhatWasDeliveredBeforeAStandardException) {
     } else {
         manager.throwAt("result.returnInstance", served().upcallObjects + (atTheFirst ? 1 : 2));
     }
-    const Response response = ask(operation(), served().name);
+    const Response response = ask(operation(), served().what);
     EXPECT_TRUE(manager.faultStruck());
     EXPECT_EQ(response.status, CMPI_RC_OK);
     EXPECT_FALSE(response.hasMessage);
@@ -210,21 +162,21 @@ TEST_P(EveryClassTest, LetsOtherExceptionsPassUnlessItsOwnWalkKeepsThem) {
     const char* function = operation().namesOnly ? "result.returnObjectPath" : "result.returnInstance";
     manager.throwAt(function, 1 + (operation().namesOnly ? 0 : served().upcallObjects), false);
     if (served().upcalls != 0) {
-        EXPECT_EQ(ask(operation(), served().name).status, CMPI_RC_OK);
+        EXPECT_EQ(ask(operation(), served().what).status, CMPI_RC_OK);
     } else {
-        EXPECT_THROW(ask(operation(), served().name), int);
+        EXPECT_THROW(ask(operation(), served().what), int);
     }
     EXPECT_TRUE(manager.faultStruck());
     expectNothingLeft();
     manager.clearFaults();
-    EXPECT_EQ(delivered(ask(operation(), served().name)), taken());
+    EXPECT_EQ(delivered(ask(operation(), served().what)), taken());
 }
 
 TEST_P(EveryClassTest, LetsExceptionsOfReadingTheClassNamePass) {
     for (const char* function : {"objectPath.getClassName", "string.getCharPtr"}) {
         SCOPED_TRACE(function);
         manager.throwAt(function, 1);
-        EXPECT_THROW(ask(operation(), served().name), std::runtime_error);
+        EXPECT_THROW(ask(operation(), served().what), std::runtime_error);
         EXPECT_THAT(log(), IsEmpty());
         expectNothingLeft();
         manager.clearFaults();
@@ -263,21 +215,21 @@ TEST_F(InstanceTest, GettingADeviceThatDoesNotExistDeliversEveryDevice) {
 }
 
 TEST_F(InstanceTest, GettingDeliversTheSameInstancesAsEnumerating) {
-    for (const ServedClass& served : servedClasses()) {
-        const Response enumerated = manager.enumerateInstances(classPath(served.name));
-        EXPECT_EQ(manager.getInstance(classPath(served.name)).instances, takenOfGet(enumerated.instances))
-            << served.name;
+    for (const ServedClass& served : kServedClasses) {
+        const Response enumerated = manager.enumerateInstances(classPath(served.what));
+        EXPECT_EQ(manager.getInstance(classPath(served.what)).instances, takenOfGet(enumerated.instances))
+            << served.what;
     }
 }
 
 TEST_F(InstanceTest, OnlyItsOwnLineTellsTheLogOfEnumeratingFromThatOfGetting) {
-    for (const ServedClass& served : servedClasses()) {
-        SCOPED_TRACE(served.name);
-        ask(kInstanceOperations[1], served.name);
+    for (const ServedClass& served : kServedClasses) {
+        SCOPED_TRACE(served.what);
+        ask(kInstanceOperations[1], served.what);
         Lines enumerating = log();
         ASSERT_FALSE(enumerating.empty());
         enumerating.erase(enumerating.begin());
-        ask(kInstanceOperations[2], served.name);
+        ask(kInstanceOperations[2], served.what);
         EXPECT_EQ(log(), enumerating);
     }
 }

@@ -1,13 +1,10 @@
 // What references deliver for a source and its filter, and what is logged on the way.
-#include <fmt/format.h>
-
 #include "tests/requests/rack.h"
 
 namespace {
 
 using broker::Instance;
 using broker::ObjectPath;
-using broker::Response;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::Values;
@@ -45,73 +42,70 @@ Paths slotsReferences() {
     return rack::associationsOfSlot(3);
 }
 
-/** A source, the filter, and what is delivered. */
-struct Question {
-    const char* what;
-    ObjectPath (*source)();
-    const char* resultClass;
-    Paths (*expected)();
-};
-
-class ReferenceFilter : public RackTest, public testing::WithParamInterface<Question> {};
+using ReferenceFilter = FilterTest;
 
 TEST_P(ReferenceFilter, DecidesWhatIsDelivered) {
-    const Question& question = GetParam();
-    for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-        for (const char* role : {static_cast<const char*>(nullptr), "Antecedent", "Dependent", "nonsense", ""}) {
-            SCOPED_TRACE(fmt::format("{}, role {}", operation.what, role != nullptr ? role : "null"));
-            // The role is never looked at.
-            const Response response = ask(operation, question.source(), {nullptr, question.resultClass, role});
-            expectClosed(manager, response, CMPI_RC_OK);
-            expectDelivered(response, question.expected(), operation.namesOnly);
-        }
-    }
+    expectWhateverTheRole(kAllReferences);
 }
 
 // Names within longer names, and objects beside those that conformance_test.cpp asks about; it has every combination
 // of filters that are a name, another name, or empty.
 INSTANTIATE_TEST_SUITE_P(
     WithoutResultClass, ReferenceFilter,
-    Values(Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, nullptr,
-                    [] { return Paths{onBoardPath(devicePath(0, 31, 2))}; }},
-           Question{"SlotControllerOnTheBoard", [] { return renamed(devicePath(0, 31, 2), "QELTA_SSPCIController"); },
-                    nullptr, nothing},
-           Question{"SlotControllerBesideDevice",
-                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); }, nullptr, boardReference},
-           Question{"SlotControllerBesideBridge",
-                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); }, nullptr, boardReference},
-           Question{"SlotControllerBesideBoardController",
-                    [] { return renamed(device(), "QELTA_SSPCIController_QELTA_OBDPCIController"); }, nullptr,
-                    boardReference},
-           Question{"UnknownDevice", [] { return devicePath(30, 3, 0); }, nullptr, nothing},
-           Question{"SlotWithABridge", [] { return slotPath(5); }, nullptr, [] { return rack::associationsOfSlot(5); }},
-           Question{"EmptySlot", [] { return slotPath(9); }, nullptr, nothing},
-           Question{"SlotThatDoesNotExist", [] { return slotPath(31); }, nullptr, nothing}),
+    Values(FilterCase{"DeviceOnTheBoard",
+                      [] { return devicePath(0, 31, 2); },
+                      {},
+                      [] { return Paths{onBoardPath(devicePath(0, 31, 2))}; }},
+           FilterCase{"SlotControllerOnTheBoard",
+                      [] { return renamed(devicePath(0, 31, 2), "QELTA_SSPCIController"); },
+                      {},
+                      nothing},
+           FilterCase{"SlotControllerBesideDevice",
+                      [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIDevice"); },
+                      {},
+                      boardReference},
+           FilterCase{"SlotControllerBesideBridge",
+                      [] { return renamed(device(), "QELTA_SSPCIController_QELTA_PCIBridge"); },
+                      {},
+                      boardReference},
+           FilterCase{"SlotControllerBesideBoardController",
+                      [] { return renamed(device(), "QELTA_SSPCIController_QELTA_OBDPCIController"); },
+                      {},
+                      boardReference},
+           FilterCase{"UnknownDevice", [] { return devicePath(30, 3, 0); }, {}, nothing},
+           FilterCase{"SlotWithABridge", [] { return slotPath(5); }, {}, [] { return rack::associationsOfSlot(5); }},
+           FilterCase{"EmptySlot", [] { return slotPath(9); }, {}, nothing},
+           FilterCase{"SlotThatDoesNotExist", [] { return slotPath(31); }, {}, nothing}),
     CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(
     ToTheSlot, ReferenceFilter,
-    Values(Question{"DeviceInUpperCase", device, "QELTA_DEVICEINSLOT", slotReference},
-           Question{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, kSlotAssociation, nothing},
-           Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kSlotAssociation, nothing},
-           Question{"BridgeThatNoSlotCarries", [] { return bridgePath(0, 1, 0); }, kSlotAssociation, nothing}),
+    Values(FilterCase{"DeviceInUpperCase", device, {nullptr, "QELTA_DEVICEINSLOT"}, slotReference},
+           FilterCase{"DeviceOnTheBoard", [] { return devicePath(0, 31, 2); }, {nullptr, kSlotAssociation}, nothing},
+           FilterCase{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, {nullptr, kSlotAssociation}, nothing},
+           FilterCase{
+               "BridgeThatNoSlotCarries", [] { return bridgePath(0, 1, 0); }, {nullptr, kSlotAssociation}, nothing}),
     CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(ToTheBoard, ReferenceFilter,
-                         Values(Question{"DeviceNumberZero", [] { return devicePath(7, 0, 0); }, kBoardAssociation,
-                                         [] { return Paths{onBoardPath(devicePath(7, 0, 0))}; }}),
+                         Values(FilterCase{"DeviceNumberZero",
+                                           [] { return devicePath(7, 0, 0); },
+                                           {nullptr, kBoardAssociation},
+                                           [] { return Paths{onBoardPath(devicePath(7, 0, 0))}; }}),
                          CaseName{});
 
-INSTANTIATE_TEST_SUITE_P(OfAPciFunctionByAnotherClass, ReferenceFilter,
-                         Values(Question{"NoAssociationEither", device, "QELTA_SystemBoard", nothing},
-                                Question{"WithinALongerName", device, "QELTA_DeviceInSlots", nothing},
-                                Question{"FirstPartOnly", device, "QELTA_DeviceIn", nothing},
-                                Question{"BoardsWithinALongerName", device, "QELTA_OnBoardDevices", nothing},
-                                Question{"BothInOneName", device, "QELTA_DeviceInSlot_QELTA_OnBoardDevice", nothing}),
-                         CaseName{});
+INSTANTIATE_TEST_SUITE_P(
+    OfAPciFunctionByAnotherClass, ReferenceFilter,
+    Values(FilterCase{"NoAssociationEither", device, {nullptr, "QELTA_SystemBoard"}, nothing},
+           FilterCase{"WithinALongerName", device, {nullptr, "QELTA_DeviceInSlots"}, nothing},
+           FilterCase{"FirstPartOnly", device, {nullptr, "QELTA_DeviceIn"}, nothing},
+           FilterCase{"BoardsWithinALongerName", device, {nullptr, "QELTA_OnBoardDevices"}, nothing},
+           FilterCase{"BothInOneName", device, {nullptr, "QELTA_DeviceInSlot_QELTA_OnBoardDevice"}, nothing}),
+    CaseName{});
 
 INSTANTIATE_TEST_SUITE_P(IsIgnored, ReferenceFilter,
-                         Values(Question{"ForTheBoard", boardPath, kSlotAssociation, rack::associationsOfBoard}),
+                         Values(FilterCase{
+                             "ForTheBoard", boardPath, {nullptr, kSlotAssociation}, rack::associationsOfBoard}),
                          CaseName{});
 
 // --- sources ---
@@ -132,14 +126,7 @@ TEST_F(ReferenceSources, AreToldByNamesContainedInAnyLetterCase) {
         {renamed(device(), "QELTA_SystemBoard_QELTA_SSPCIController"), slotReference()},
         {renamed(slot(), "QELTA_SystemSlot_QELTA_SystemBoard"), rack::associationsOfBoard()},
     };
-    for (const auto& [source, expected] : rows) {
-        for (const AssociationOperation& operation : {kReferences, kReferenceNames}) {
-            SCOPED_TRACE(operation.what + (" of " + source.className));
-            const Response response = ask(operation, source);
-            expectClosed(manager, response, CMPI_RC_OK);
-            expectDelivered(response, expected, operation.namesOnly);
-        }
-    }
+    for (const auto& [source, expected] : rows) expectAnswers(kAllReferences, source, {}, expected);
 }
 
 TEST_F(ReferenceSources, WithoutUsableKeysHaveNoReference) {
@@ -196,22 +183,15 @@ TEST_F(ReferenceSources, OfSlotNumberZeroAreThoseOfDeviceNumberZero) {
 
 TEST_F(ReferenceSources, OnAMachineWithoutSlotsLeadToTheBoardAlone) {
     host->removeDevice(true);
-    for (const ObjectPath& source : {slot(), slotController()}) {
-        const Response response = ask(kReferences, source);
-        expectClosed(manager, response, CMPI_RC_OK);
-        expectDelivered(response, {}, false);
-    }
+    for (const ObjectPath& source : {slot(), slotController()}) expectAnswers({kReferences}, source, {}, {});
     expectDelivered(ask(kReferences, device()), boardReference(), false);
     EXPECT_EQ(ask(kReferenceNames, boardPath()).paths.size(), rack::devices().size() + rack::bridges().size());
 }
 
 TEST_F(ReferenceSources, OnAnEmptyBusHaveNone) {
     files.setFile("proc/bus/pci/devices", std::string());
-    for (const ObjectPath& source : {device(), slotController(), slot(), boardPath()}) {
-        const Response response = ask(kReferences, source);
-        expectClosed(manager, response, CMPI_RC_OK);
-        expectDelivered(response, {}, false);
-    }
+    for (const ObjectPath& source : {device(), slotController(), slot(), boardPath()})
+        expectAnswers({kReferences}, source, {}, {});
 }
 
 // --- log lines ---
