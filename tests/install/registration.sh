@@ -90,6 +90,22 @@ expect_refusal() {
     expect_equal "$calls" ""
 }
 
+# register_refused STATUS TEXT [OPTION...]
+register_refused() {
+    register "${@:3}"
+    expect_refusal "$1" "$2"
+}
+
+# register_ends STATUS TEXT [OPTION...]: it ends so, with this in its output.
+register_ends() {
+    register "${@:3}"
+    expect_equal "$status" "$1"
+    expect_part "$output" "$2"
+}
+
+# register_well [OPTION...]
+register_well() { register_ends 0 "" "$@"; }
+
 # expect_no_part TEXT PART
 expect_no_part() {
     [[ $1 != *"$2"* ]] || failed "got:" "$1" "expected it not to hold:" "$2"
