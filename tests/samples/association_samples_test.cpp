@@ -103,15 +103,11 @@ class Placement {
 };
 
 Filters byAssociation(const std::string& className) {
-    Filters filters;
-    filters.assocClass = className;
-    return filters;
+    return {className, {}, {}, {}};
 }
 
 Filters byResult(const std::string& className) {
-    Filters filters;
-    filters.resultClass = className;
-    return filters;
+    return {{}, className, {}, {}};
 }
 
 /** One sample machine under the provider's library. */

@@ -24,35 +24,6 @@ std::string quoted(const std::string& word) {
     return text + "'";
 }
 
-/** The output of a shell command; closed, and its process waited for, on every path. */
-class Pipe {
- public:
-    explicit Pipe(const std::string& commandLine) : stream_(popen(commandLine.c_str(), "r")) {
-        if (stream_ == nullptr) throw std::runtime_error("cannot run " + commandLine);
-    }
-    ~Pipe() {
-        if (stream_ != nullptr) pclose(stream_);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-
-    std::string readAll() {
-        std::string text;
-        std::array<char, 4096> buffer{};
-        while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), stream_))
-            text.append(buffer.data(), got);
-        return text;
-    }
-    /** The exit status as shells count it. */
-    int close() {
-        const int status = pclose(std::exchange(stream_, nullptr));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
- private:
-    FILE* stream_;
-};
-
 std::string mustRun(const std::vector<std::string>& command) {
     const Ran ran = run(command);
     if (ran.exitStatus != 0) throw std::runtime_error(command.front() + " failed: " + ran.output);
@@ -64,10 +35,6 @@ std::vector<std::string> lines(const std::string& text) {
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) found.push_back(line);
     return found;
-}
-
-std::string configSpace(const std::string& procBusPci, unsigned bus, unsigned dev, unsigned func) {
-    return readFile(fmt::format("{}/{:02x}/{:02x}.{:x}", procBusPci, bus, dev, func));
 }
 
 unsigned hexadecimal(const std::string& digits) {
@@ -152,10 +119,14 @@ Slot slotOf(const std::vector<std::string>& block) {
 Ran run(const std::vector<std::string>& command) {
     std::string line = "PATH=\"$PATH:/usr/sbin\" ";  // dmidecode is there, which is not on every user's path
     for (const std::string& word : command) line += quoted(word) + " ";
-    Pipe pipe(line + "2>&1");
+    FILE* const stream = popen((line + "2>&1").c_str(), "r");
+    if (stream == nullptr) throw std::runtime_error("cannot run " + line);
     Ran ran;
-    ran.output = pipe.readAll();
-    ran.exitStatus = pipe.close();
+    std::array<char, 4096> buffer{};
+    while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), stream))
+        ran.output.append(buffer.data(), got);
+    const int status = pclose(stream);
+    ran.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return ran;
 }
 
@@ -189,7 +160,8 @@ RawFunction rawFunction(const std::string& procBusPci, const Function& function)
         std::string found, ids;
         if (!(fields >> found >> ids) || found != address) continue;
         if (!(fields >> std::hex >> raw.irq)) throw std::runtime_error("short line for " + address);
-        const std::string config = configSpace(procBusPci, function.bus, function.dev, function.func);
+        const std::string config =
+            readFile(fmt::format("{}/{:02x}/{:02x}.{:x}", procBusPci, function.bus, function.dev, function.func));
         if (config.size() < raw.config.size()) throw std::runtime_error("short configuration space of " + address);
         std::copy_n(config.begin(), raw.config.size(), raw.config.begin());
         return raw;

@@ -92,14 +92,4 @@ TEST_P(SampleSlots, CharacteristicsAreThoseOfDmidecode) {
     });
 }
 
-TEST_P(SampleSlots, NamesAreThePathsOfTheInstances) {
-    std::vector<std::string> fromInstances, fromNames;
-    for (const broker::Instance& instance : samples::instances(directory(), "QELTA_SystemSlot"))
-        fromInstances.push_back(broker::toString(instance.path));
-    for (const broker::ObjectPath& path : samples::instanceNames(directory(), "QELTA_SystemSlot"))
-        fromNames.push_back(broker::toString(path));
-    EXPECT_FALSE(fromNames.empty());
-    EXPECT_EQ(fromNames, fromInstances);
-}
-
 INSTANTIATE_TEST_SUITE_P(Machines, SampleSlots, ::testing::ValuesIn(samples::names()), samples::caseName);
