@@ -234,6 +234,7 @@ Json sixteenAtOnce(const std::string& className, broker::Broker& manager) {
     constexpr std::size_t kRequests = 16;
     std::vector<Json> answers(kRequests);
     std::vector<std::thread> threads;
+    threads.reserve(kRequests);
     for (Json& answer : answers) {
         threads.emplace_back([&manager, &answer, &className] {
             const auto start = Clock::now();
