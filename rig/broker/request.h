@@ -32,10 +32,10 @@ Response ask(Broker& broker, Interface* interface, const CMPIContext* context,
     const CMPIStatus status = (interface->ft->*slot)(interface, context, result.handle(), asked, arguments...);
     failure.status = CMPI_RC_ERR_FAILED;
     if (broker.brokenDown()) return failure;
-    Response& response = result.data.response;
+    Response response = std::move(result.data.response);
     response.status = status.rc;
     response.hasMessage = status.msg != nullptr;
-    return std::move(response);
+    return response;
 }
 
 }  // namespace broker
