@@ -118,13 +118,14 @@ TEST(CmpiSizes, OfObjectsArePairsOfHandleAndTable) {
                CMPIAssociationMI, CMPIMethodMI, CMPIPropertyMI, CMPIIndicationMI>();
 }
 
-/** A function table: its size, and its slots in their order from an offset on. */
+/** A function table: its size, and its versions and slots in their order, each aligned to its own size. */
 template <typename Table, typename... Slots>
-void checkTable(std::size_t size, std::size_t first, Slots Table::*... slots) {
+void checkTable(std::size_t size, Slots Table::*... slots) {
     EXPECT_EQ(sizeof(Table), size);
     const Table table{};
-    std::size_t place = first;
+    std::size_t place = 0;
     const auto expectNext = [&](const auto& slot) {
+        place = (place + sizeof(slot) - 1) / sizeof(slot) * sizeof(slot);
         const auto offset = reinterpret_cast<const char*>(&slot) - reinterpret_cast<const char*>(&table);
         EXPECT_EQ(static_cast<std::size_t>(offset), place);
         place += sizeof(slot);
@@ -135,128 +136,115 @@ void checkTable(std::size_t size, std::size_t first, Slots Table::*... slots) {
 
 TEST(CmpiTable, BrokerFT) {
     using T = CMPIBrokerFT;
-    check({AT(T, brokerCapabilities, 0), AT(T, brokerVersion, 4)});
-    checkTable<T>(160, 8, &T::brokerName, &T::prepareAttachThread, &T::attachThread, &T::detachThread,
-                  &T::deliverIndication, &T::enumerateInstanceNames, &T::getInstance, &T::createInstance,
-                  &T::modifyInstance, &T::deleteInstance, &T::execQuery, &T::enumerateInstances, &T::associators,
-                  &T::associatorNames, &T::references, &T::referenceNames, &T::invokeMethod, &T::setProperty,
-                  &T::getProperty);
+    checkTable<T>(160, &T::brokerCapabilities, &T::brokerVersion, &T::brokerName, &T::prepareAttachThread,
+                  &T::attachThread, &T::detachThread, &T::deliverIndication, &T::enumerateInstanceNames,
+                  &T::getInstance, &T::createInstance, &T::modifyInstance, &T::deleteInstance, &T::execQuery,
+                  &T::enumerateInstances, &T::associators, &T::associatorNames, &T::references, &T::referenceNames,
+                  &T::invokeMethod, &T::setProperty, &T::getProperty);
 }
 
 TEST(CmpiTable, BrokerEncFT) {
     using T = CMPIBrokerEncFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(136, 8, &T::newInstance, &T::newObjectPath, &T::newArgs, &T::newString, &T::newArray, &T::newDateTime,
-                  &T::newDateTimeFromBinary, &T::newDateTimeFromChars, &T::newSelectExp, &T::classPathIsA, &T::toString,
-                  &T::isOfType, &T::getType, &T::getMessage, &T::logMessage, &T::trace);
+    checkTable<T>(136, &T::ftVersion, &T::newInstance, &T::newObjectPath, &T::newArgs, &T::newString, &T::newArray,
+                  &T::newDateTime, &T::newDateTimeFromBinary, &T::newDateTimeFromChars, &T::newSelectExp,
+                  &T::classPathIsA, &T::toString, &T::isOfType, &T::getType, &T::getMessage, &T::logMessage, &T::trace);
 }
 
 TEST(CmpiTable, BrokerExtFT) {
     using T = CMPIBrokerExtFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(168, 8, &T::resolveFileName, &T::newThread, &T::joinThread, &T::exitThread, &T::cancelThread,
-                  &T::threadSleep, &T::threadOnce, &T::createThreadKey, &T::destroyThreadKey, &T::getThreadSpecific,
-                  &T::setThreadSpecific, &T::newMutex, &T::destroyMutex, &T::lockMutex, &T::unlockMutex,
-                  &T::newCondition, &T::destroyCondition, &T::condWait, &T::timedCondWait, &T::signalCondition);
+    checkTable<T>(168, &T::ftVersion, &T::resolveFileName, &T::newThread, &T::joinThread, &T::exitThread,
+                  &T::cancelThread, &T::threadSleep, &T::threadOnce, &T::createThreadKey, &T::destroyThreadKey,
+                  &T::getThreadSpecific, &T::setThreadSpecific, &T::newMutex, &T::destroyMutex, &T::lockMutex,
+                  &T::unlockMutex, &T::newCondition, &T::destroyCondition, &T::condWait, &T::timedCondWait,
+                  &T::signalCondition);
 }
 
 TEST(CmpiTable, ContextFT) {
     using T = CMPIContextFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(56, 8, &T::release, &T::clone, &T::getEntry, &T::getEntryAt, &T::getEntryCount, &T::addEntry);
+    checkTable<T>(56, &T::ftVersion, &T::release, &T::clone, &T::getEntry, &T::getEntryAt, &T::getEntryCount,
+                  &T::addEntry);
 }
 
 TEST(CmpiTable, ResultFT) {
     using T = CMPIResultFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(56, 8, &T::release, &T::clone, &T::returnData, &T::returnInstance, &T::returnObjectPath,
+    checkTable<T>(56, &T::ftVersion, &T::release, &T::clone, &T::returnData, &T::returnInstance, &T::returnObjectPath,
                   &T::returnDone);
 }
 
 TEST(CmpiTable, StringFT) {
     using T = CMPIStringFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(32, 8, &T::release, &T::clone, &T::getCharPtr);
+    checkTable<T>(32, &T::ftVersion, &T::release, &T::clone, &T::getCharPtr);
 }
 
 TEST(CmpiTable, ArrayFT) {
     using T = CMPIArrayFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(56, 8, &T::release, &T::clone, &T::getSize, &T::getSimpleType, &T::getElementAt, &T::setElementAt);
+    checkTable<T>(56, &T::ftVersion, &T::release, &T::clone, &T::getSize, &T::getSimpleType, &T::getElementAt,
+                  &T::setElementAt);
 }
 
 TEST(CmpiTable, EnumerationFT) {
     using T = CMPIEnumerationFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(48, 8, &T::release, &T::clone, &T::getNext, &T::hasNext, &T::toArray);
+    checkTable<T>(48, &T::ftVersion, &T::release, &T::clone, &T::getNext, &T::hasNext, &T::toArray);
 }
 
 TEST(CmpiTable, InstanceFT) {
     using T = CMPIInstanceFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(80, 8, &T::release, &T::clone, &T::getProperty, &T::getPropertyAt, &T::getPropertyCount,
+    checkTable<T>(80, &T::ftVersion, &T::release, &T::clone, &T::getProperty, &T::getPropertyAt, &T::getPropertyCount,
                   &T::setProperty, &T::getObjectPath, &T::setPropertyFilter, &T::setObjectPath);
 }
 
 TEST(CmpiTable, ObjectPathFT) {
     using T = CMPIObjectPathFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(160, 8, &T::release, &T::clone, &T::setNameSpace, &T::getNameSpace, &T::setHostname, &T::getHostname,
-                  &T::setClassName, &T::getClassName, &T::addKey, &T::getKey, &T::getKeyAt, &T::getKeyCount,
-                  &T::setNameSpaceFromObjectPath, &T::setHostAndNameSpaceFromObjectPath, &T::getClassQualifier,
-                  &T::getPropertyQualifier, &T::getMethodQualifier, &T::getParameterQualifier, &T::toString);
+    checkTable<T>(160, &T::ftVersion, &T::release, &T::clone, &T::setNameSpace, &T::getNameSpace, &T::setHostname,
+                  &T::getHostname, &T::setClassName, &T::getClassName, &T::addKey, &T::getKey, &T::getKeyAt,
+                  &T::getKeyCount, &T::setNameSpaceFromObjectPath, &T::setHostAndNameSpaceFromObjectPath,
+                  &T::getClassQualifier, &T::getPropertyQualifier, &T::getMethodQualifier, &T::getParameterQualifier,
+                  &T::toString);
 }
 
 TEST(CmpiTable, ArgsFT) {
     using T = CMPIArgsFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(56, 8, &T::release, &T::clone, &T::addArg, &T::getArg, &T::getArgAt, &T::getArgCount);
+    checkTable<T>(56, &T::ftVersion, &T::release, &T::clone, &T::addArg, &T::getArg, &T::getArgAt, &T::getArgCount);
 }
 
 TEST(CmpiTable, DateTimeFT) {
     using T = CMPIDateTimeFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(48, 8, &T::release, &T::clone, &T::getBinaryFormat, &T::getStringFormat, &T::isInterval);
+    checkTable<T>(48, &T::ftVersion, &T::release, &T::clone, &T::getBinaryFormat, &T::getStringFormat, &T::isInterval);
 }
 
 TEST(CmpiTable, SelectExpFT) {
     using T = CMPISelectExpFT;
-    check({AT(T, ftVersion, 0)});
-    checkTable<T>(64, 8, &T::release, &T::clone, &T::evaluate, &T::getString, &T::getDOC, &T::getCOD,
+    checkTable<T>(64, &T::ftVersion, &T::release, &T::clone, &T::evaluate, &T::getString, &T::getDOC, &T::getCOD,
                   &T::evaluateUsingAccessor);
 }
 
 TEST(CmpiTable, InstanceMIFT) {
     using T = CMPIInstanceMIFT;
-    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
-    checkTable<T>(80, 8, &T::miName, &T::cleanup, &T::enumerateInstanceNames, &T::enumerateInstances, &T::getInstance,
-                  &T::createInstance, &T::modifyInstance, &T::deleteInstance, &T::execQuery);
+    checkTable<T>(80, &T::ftVersion, &T::miVersion, &T::miName, &T::cleanup, &T::enumerateInstanceNames,
+                  &T::enumerateInstances, &T::getInstance, &T::createInstance, &T::modifyInstance, &T::deleteInstance,
+                  &T::execQuery);
 }
 
 TEST(CmpiTable, AssociationMIFT) {
     using T = CMPIAssociationMIFT;
-    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
-    checkTable<T>(56, 8, &T::miName, &T::cleanup, &T::associators, &T::associatorNames, &T::references,
-                  &T::referenceNames);
+    checkTable<T>(56, &T::ftVersion, &T::miVersion, &T::miName, &T::cleanup, &T::associators, &T::associatorNames,
+                  &T::references, &T::referenceNames);
 }
 
 TEST(CmpiTable, MethodMIFT) {
     using T = CMPIMethodMIFT;
-    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
-    checkTable<T>(32, 8, &T::miName, &T::cleanup, &T::invokeMethod);
+    checkTable<T>(32, &T::ftVersion, &T::miVersion, &T::miName, &T::cleanup, &T::invokeMethod);
 }
 
 TEST(CmpiTable, PropertyMIFT) {
     using T = CMPIPropertyMIFT;
-    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
-    checkTable<T>(40, 8, &T::miName, &T::cleanup, &T::setProperty, &T::getProperty);
+    checkTable<T>(40, &T::ftVersion, &T::miVersion, &T::miName, &T::cleanup, &T::setProperty, &T::getProperty);
 }
 
 TEST(CmpiTable, IndicationMIFT) {
     using T = CMPIIndicationMIFT;
-    check({AT(T, ftVersion, 0), AT(T, miVersion, 4)});
-    checkTable<T>(72, 8, &T::miName, &T::cleanup, &T::authorizeFilter, &T::mustPoll, &T::activateFilter,
-                  &T::deActivateFilter, &T::enableIndications, &T::disableIndications);
+    checkTable<T>(72, &T::ftVersion, &T::miVersion, &T::miName, &T::cleanup, &T::authorizeFilter, &T::mustPoll,
+                  &T::activateFilter, &T::deActivateFilter, &T::enableIndications, &T::disableIndications);
 }
 
 TEST(CmpiConstants, Types) {
