@@ -94,44 +94,6 @@ TEST_F(DeviceTest, AnExchangeByteForByte) {
     EXPECT_EQ(client.address[0], IPMI_SYSTEM_INTERFACE_ADDR_TYPE);
 }
 
-TEST_F(DeviceTest, AnExchangeIsRecordedWithEverything) {
-    {
-        IpmiClient client;
-        EXPECT_EQ(client.exchange(query()), size4());
-    }
-    const auto opened = host.eventsOf<DeviceOpened>();
-    ASSERT_THAT(opened, SizeIs(1));
-    EXPECT_EQ(opened[0].path, "/dev/ipmi0");
-    EXPECT_EQ(opened[0].flags, O_RDWR);
-    EXPECT_TRUE(opened[0].ok);
-
-    const auto sent = host.eventsOf<Sent>();
-    ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_EQ(sent[0].request.netfn, 0x2E);
-    EXPECT_EQ(sent[0].request.command, 0x90);
-    EXPECT_EQ(sent[0].request.data, query().data);
-    EXPECT_EQ(sent[0].msgid, 22444);
-    EXPECT_EQ(sent[0].addrType, 0x0C);
-    EXPECT_EQ(sent[0].channel, 0x0F);
-    EXPECT_EQ(sent[0].lun, 0);
-    EXPECT_EQ(sent[0].addrLen, 8U);
-    EXPECT_EQ(sent[0].error, 0);
-
-    const auto received = host.eventsOf<Received>();
-    ASSERT_THAT(received, SizeIs(1));
-    EXPECT_EQ(received[0].answer.data, size4());
-    EXPECT_EQ(received[0].bufferLen, 272U);
-    EXPECT_EQ(received[0].addrLen, 40U);
-
-    const auto waited = host.eventsOf<Waited>();
-    ASSERT_THAT(waited, SizeIs(1));
-    EXPECT_EQ(waited[0].timeoutMs, 5000);
-    EXPECT_EQ(waited[0].events, POLLIN);
-    EXPECT_EQ(waited[0].ready, 1);
-    EXPECT_THAT(host.eventsOf<emulator::DeviceClosed>(), SizeIs(1));
-    EXPECT_EQ(host.openFiles(), 0U);
-}
-
 TEST_F(DeviceTest, NothingThereIsEagain) {
     IpmiClient client;
     EXPECT_EQ(client.receive(), EAGAIN);
@@ -168,28 +130,6 @@ TEST_F(DeviceTest, ABufferOfNoBytesTakesTheMessage) {
     ASSERT_EQ(client.send(query()), 0);
     EXPECT_EQ(client.receive(IPMICTL_RECEIVE_MSG_TRUNC, 0), EMSGSIZE);
     EXPECT_EQ(client.receive(), EAGAIN);
-}
-
-TEST_F(DeviceTest, AnAnswerOf272BytesFitsALongerOneDoesNot) {
-    onQuerySize([](Fault& fault) { fault.length = 272; });
-    onQuerySize([](Fault& fault) {
-        fault.length = 300;
-        fault.from = 2;
-    });
-    IpmiClient client;
-    EXPECT_THAT(client.exchange(query()), SizeIs(272));
-    ASSERT_EQ(client.send(query()), 0);
-    EXPECT_EQ(client.receive(), EMSGSIZE);
-    EXPECT_THAT(client.data(), SizeIs(272));
-}
-
-TEST_F(DeviceTest, AnEmptyAnswerIsAMessageWithoutData) {
-    onQuerySize([](Fault& fault) { fault.length = 0; });
-    IpmiClient client;
-    ASSERT_EQ(client.send(query()), 0);
-    ASSERT_EQ(client.wait(), 1);
-    EXPECT_EQ(client.receive(), 0);
-    EXPECT_THAT(client.data(), SizeIs(0));
 }
 
 TEST_F(DeviceTest, SendRefusesWhatTheDriverRefuses) {
@@ -416,14 +356,6 @@ TEST_F(DeviceTest, AMissingDeviceComesBackAfterSoManyAttempts) {
     EXPECT_TRUE(IpmiClient().isOpen());
 }
 
-TEST_F(DeviceTest, TheSecondPath) {
-    EXPECT_FALSE(IpmiClient("/dev/ipmidev/0").isOpen());
-    host.useSecondDevice(true);
-    EXPECT_FALSE(IpmiClient("/dev/ipmi0").isOpen());
-    IpmiClient client("/dev/ipmidev/0");
-    EXPECT_EQ(client.exchange(query()), size4());
-}
-
 TEST_F(DeviceTest, AWaitOnNoDeviceAfterAFailedOpenIsVirtual) {
     host.removeDevice(true);
     ASSERT_FALSE(IpmiClient().isOpen());
@@ -529,16 +461,6 @@ TEST_F(DeviceTest, ExchangesOfSeveralThreadsThatOverlapAreCounted) {
     ASSERT_EQ(client.send(query()), 0);
     std::thread([&client] { EXPECT_EQ(client.send(query()), 0); }).join();
     EXPECT_EQ(host.interleavedExchanges(), 1U);
-}
-
-TEST_F(DeviceTest, ExchangesOneAfterTheOtherAreNotCounted) {
-    IpmiClient client;
-    EXPECT_EQ(client.exchange(query()), size4());
-    std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
-    onQuerySize([](Fault& fault) { fault.timeout = true; });
-    EXPECT_EQ(client.exchange(query()), Bytes());
-    std::thread([&client] { EXPECT_EQ(client.exchange(query()), size4()); }).join();
-    EXPECT_EQ(host.interleavedExchanges(), 0U);
 }
 
 TEST_F(DeviceTest, ManyThreadsUseTheDeviceAtOnce) {
