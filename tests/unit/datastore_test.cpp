@@ -384,15 +384,6 @@ TEST_F(DataStoreTest, ReadAndWriteDoNotAskWhetherAFileIsOpen) {
 
 // --- write ---
 
-TEST_F(DataStoreTest, WritePutsTheBytesIntoTheFile) {
-    ASSERT_EQ(
-        store.Open(code, tPCIInfo::kAccessWrite, tPCIInfo::kCharacteristicsNone, 255, tPCIInfo::kCreate, 16, "new"), 0);
-    const Bytes data = pattern(255);
-    EXPECT_EQ(store.Write(code, data.data(), 255, 0), 255);
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(bmc().file("new"), data);
-}
-
 TEST_F(DataStoreTest, WithoutABufferOrAnyByteToWriteNothingIsSent) {
     openFile();
     const std::uint8_t data = 1;
@@ -433,13 +424,6 @@ TEST_F(DataStoreTest, ALongAnswerBeforeLeavesNothingBehindAWriteAnswer) {
 
 // --- close and write defaults ---
 
-TEST_F(DataStoreTest, CloseAndWriteDefaultsWithoutAnOpenFileSendNothing) {
-    for (const char* operation : {"WriteDefaults", "Close"}) {
-        EXPECT_EQ(run(operation), (Outcome{-1, kCodeBefore}));
-        expectNothingSent();
-    }
-}
-
 TEST_F(DataStoreTest, CloseAndWriteDefaultsEndTheFileWhateverTheBmcSays) {
     const std::vector<std::pair<Fault, Outcome>> answers{
         {Fault{}, {0, 0}},         {refusal(0x0E), {0, 0x0E}},  {timeOut(), {1, 0}},        {answerLength(0), {0, 0}},
@@ -460,13 +444,6 @@ TEST_F(DataStoreTest, CloseAndWriteDefaultsEndTheFileWhateverTheBmcSays) {
     }
 }
 
-TEST_F(DataStoreTest, WriteDefaultsPutsTheDefaultsBack) {
-    bmc().putDefaults("file", {'d', 'e', 'f'});
-    openFile();
-    EXPECT_EQ(run("WriteDefaults"), (Outcome{0, 0}));
-    EXPECT_EQ(bmc().file("file"), (Bytes{'d', 'e', 'f'}));
-}
-
 // --- query size and delete ---
 
 TEST_F(DataStoreTest, QuerySizeTellsZeroWhateverTheAnswerCarriesAndLeavesTheSizeWhereItFails) {
@@ -481,11 +458,6 @@ TEST_F(DataStoreTest, QuerySizeTellsZeroWhateverTheAnswerCarriesAndLeavesTheSize
     meet(timeOut());
     EXPECT_EQ(store.QuerySize(code, "file", size), 1);
     EXPECT_EQ(size, 12345U);
-}
-
-TEST_F(DataStoreTest, DeleteFileRemovesTheFile) {
-    EXPECT_EQ(run("DeleteFile"), (Outcome{0, 0}));
-    EXPECT_EQ(bmc().file("file"), std::nullopt);
 }
 
 // --- every operation ---
