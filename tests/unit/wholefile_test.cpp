@@ -184,6 +184,7 @@ TEST_F(ReadFileTest, AChunkThatGoesWrongAt58BytesTooEndsTheFile) {
         {"refused", refusal(0x0C), {0, 0x0C}},
         {"ended", refusal(0xA0), {0, 0xA0}},
         {"not answered", timeOut(), {1, 0}},
+        {"answered too short", answerLength(5), {-1, 0}},
     };
     for (const FallBackEnd& end : ends) {
         SCOPED_TRACE(end.name);
@@ -199,14 +200,6 @@ TEST_F(ReadFileTest, AChunkThatGoesWrongAt58BytesTooEndsTheFile) {
         EXPECT_EQ(MAX_KCS_BUFF_SIZE, 58);
         EXPECT_EQ(tPCIInfo::kcs_fd, -1);
     }
-}
-
-TEST_F(ReadFileTest, AShortAnswerAt58BytesTooIsMinusOneWhateverCloseSays) {
-    strike(Occasion::read, answerLength(5));
-    strike(Occasion::close, refusal(0x0A));
-    EXPECT_EQ(readFile(), (Transfer{-1, 0}));
-    EXPECT_EQ(reads(), (Pieces{{0, 200}, {0, 58}}));
-    EXPECT_EQ(operations(), "open query read close");
 }
 
 TEST_F(ReadFileTest, ARefusalAt58BytesIsNotTriedAgain) {
