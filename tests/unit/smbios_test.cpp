@@ -9,10 +9,12 @@
 
 #include "ipmi/IpmiDataStore.h"
 #include "slots/tslotinfo.h"
+#include "tests/emulator/datastore.h"
 #include "tests/unit/inventory.h"
 
 namespace {
 
+using datastore::joined;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -25,11 +27,6 @@ using tPCIInfo::get_string_number;
 constexpr std::size_t kArea = 65536;
 constexpr std::size_t kFirst = 31;  // where the structures begin
 constexpr std::uint8_t kSlotType = 9;
-
-Bytes joined(Bytes first, const Bytes& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
 
 /** Bytes in memory of their exact size, so that a checker sees every step beside them. */
 class Memory {
@@ -335,6 +332,20 @@ class SmbiosTableTest : public testsupport::InventoryTest {
         EXPECT_EQ(slotsOf(table), slots);
         EXPECT_EQ(highestOf(table), highest);
     }
+
+    /** draw(seed, random) is a table, of each seed from 1 on; together they have enough slots to tell something. */
+    template <typename Draw>
+    void expectTheRuleOfRandomTables(unsigned seeds, Draw draw) {
+        std::size_t slots = 0;
+        for (unsigned seed = 1; seed <= seeds; ++seed) {
+            SCOPED_TRACE(seed);
+            Random random(seed);
+            const Bytes table = draw(seed, random);
+            slots += slotsByTheRule(table).size();
+            expectTheRule(table);
+        }
+        EXPECT_GT(slots, 1000U);
+    }
 };
 
 TEST_F(SmbiosTableTest, OneStructureFewerThanTheCountOfSixteenBitsIsVisitedAndTheZerosAfterThemAreNone) {
@@ -474,33 +485,22 @@ Bytes randomStructure(Random& random) {
 }
 
 TEST_F(SmbiosTableTest, RandomTablesFollowTheRule) {
-    std::size_t slots = 0;
-    for (unsigned seed = 1; seed <= 40; ++seed) {
-        SCOPED_TRACE(seed);
-        Random random(seed);
+    expectTheRuleOfRandomTables(40, [](unsigned seed, Random& random) {
         Bytes structures;
         const std::size_t size = seed % 4 == 0 ? kArea : 200 + random.below(2000);
         while (structures.size() < size) structures = joined(structures, randomStructure(random));
         Bytes table = tableOf(seed % 3 == 0 ? random.below(40) : 65535, structures);
         table.resize(std::min(table.size(), kArea));
-        slots += slotsByTheRule(table).size();
-        expectTheRule(table);
-    }
-    EXPECT_GT(slots, 1000U);
+        return table;
+    });
 }
 
 TEST_F(SmbiosTableTest, RandomBytesFollowTheRule) {
-    std::size_t slots = 0;
-    for (unsigned seed = 1; seed <= 20; ++seed) {
-        SCOPED_TRACE(seed);
-        Random random(seed);
+    expectTheRuleOfRandomTables(20, [](unsigned seed, Random& random) {
         const Bytes few{0, 0, 9, 4};
-        const Bytes table = tableOf(65535, random.bytes(seed % 5 == 0 ? kArea - kFirst : 1500,
-                                                        seed % 2 == 0 ? few : Bytes{0, 9, 1, 'A', 13, 0xFF, 0}));
-        slots += slotsByTheRule(table).size();
-        expectTheRule(table);
-    }
-    EXPECT_GT(slots, 1000U);
+        return tableOf(65535, random.bytes(seed % 5 == 0 ? kArea - kFirst : 1500,
+                                           seed % 2 == 0 ? few : Bytes{0, 9, 1, 'A', 13, 0xFF, 0}));
+    });
 }
 
 }  // namespace
