@@ -268,14 +268,6 @@ TEST_P(BusScanUiNumbers, AreTheDeviceNumbersUpToTheHighestSystemSlot) {
 
 INSTANTIATE_TEST_SUITE_P(HighestSlot, BusScanUiNumbers, ::testing::Values(0U, 1U, 4U, 30U, 31U, 128U, 255U));
 
-TEST_F(BusScan, WithoutABmcNoDeviceHasAUserVisibleNumber) {
-    setHighestSlot(4);
-    files.addFunction(deviceAt(0, 3, 0));
-    host().removeDevice(true);
-    EXPECT_EQ(device().uiNumber, 0);
-    EXPECT_EQ(device().slotNum, 3);
-}
-
 // ---------------------------------------------------------------------------------------------------------------
 // Lines that are not as they should be
 
