@@ -396,29 +396,20 @@ class CatalogueOfAScan : public PciHostTest {
     }
 };
 
-TEST_F(CatalogueOfAScan, FunctionsAreNamedFromBothFiles) {
-    files.setCatalogue(kCatalogue).setClassList(kClassList + "C 06  Bridge\n\t04  PCI bridge\n"s);
-    EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ethernet controller"));
-    EXPECT_THAT(bridgeNames(), ElementsAre("Intel Corporation", "440BX AGP", "PCI bridge"));
-}
-
-TEST_F(CatalogueOfAScan, WithoutAnyCatalogueEveryNameIsADefault) {
-    EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
-    EXPECT_THAT(bridgeNames(), ElementsAre("vendor", "descrip", "PCI Bridge:"));
-}
-
 TEST_F(CatalogueOfAScan, WhatStandsBehindAZeroByteIsNotSeen) {
     files.setCatalogue("\0"s + kCatalogue).setClassList("C 01\n\0"s + kClassList);
     EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
 }
 
-TEST_F(CatalogueOfAScan, NamesAreLookedUpAfreshForEachRequest) {
-    files.setCatalogue(kCatalogue).setClassList(kClassList);
+TEST_F(CatalogueOfAScan, NamesOfDevicesAndBridgesAreLookedUpInBothFilesAfreshForEachRequest) {
+    files.setCatalogue(kCatalogue).setClassList(kClassList + "C 06  Bridge\n\t04  PCI bridge\n"s);
     EXPECT_THAT(nicNames(), ElementsAre("Realtek", "RTL8139", "Ethernet controller"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("Intel Corporation", "440BX AGP", "PCI bridge"));
     files.setCatalogue(R"(<vendor id="10ec"><name>Renamed</name>)").setClassList("C 02\n\t00  Other\n");
     EXPECT_THAT(nicNames(), ElementsAre("Renamed", "descrip", "Other"));
     files.remove("etc/vmware/pci.xml").remove("etc/vmware/pci.classlist");
     EXPECT_THAT(nicNames(), ElementsAre("vendor", "descrip", "PIC:"));
+    EXPECT_THAT(bridgeNames(), ElementsAre("vendor", "descrip", "PCI Bridge:"));
 }
 
 TEST_F(CatalogueOfAScan, ANumberMayBeAVendorsAndADevices) {
