@@ -93,13 +93,6 @@ TEST_F(PciWalks, AnyOtherClassDeliversNothingAndLeavesTheCursor) {
     EXPECT_EQ(info->getNextElement()->dev, 1);
 }
 
-TEST_F(PciWalks, TheSlotAssociationIsPassedOn) {
-    files.addFunction(deviceAt(0, 3, 0));
-    answer("QELTA_SystemSlot", {slotInstance(3)});
-    EXPECT_THAT(deliver("QELTA_DeviceInSlot", true), ElementsAre(inSlotPath(3, devicePath(0, 3, 0))));
-    EXPECT_THAT(deliver("QELTA_DeviceInSlot", false), ElementsAre(inSlotPath(3, devicePath(0, 3, 0))));
-}
-
 TEST_F(PciWalks, AClassIsDeliveredFromTheCursorOnUntilTheFirstElementIsSetAgain) {
     files.addFunction(deviceAt(0, 1, 0)).addFunction(deviceAt(0, 2, 0)).addFunction(deviceAt(0, 3, 0));
     for (const bool namesOnly : {false, true}) {
@@ -222,16 +215,6 @@ TEST_F(InSlot, ASlotThatNoDeviceNumberMatchesDeliversNothing) {
         EXPECT_THAT(log(), IsEmpty());
         EXPECT_THAT(manager.calls(), IsEmpty());
     }
-}
-
-TEST_F(InSlot, SlotZeroIsTheDeviceNumberZero) {
-    EXPECT_THAT(inSlot(scan("QELTA_PCIBridge"), 0, true), ElementsAre(bridgePath(0, 0, 0)));
-    EXPECT_EQ(log(), bridgeInSlotLines(0));
-}
-
-TEST_F(InSlot, AFunctionMatchesByItsDeviceNumberEvenAboveTheHighestSlot) {
-    files.setSmbiosTable(slotTable({4}));
-    EXPECT_THAT(inSlot(scan("QELTA_PCIBridge"), 8, true), ElementsAre(devicePath(0, 8, 0)));
 }
 
 TEST_F(InSlot, AFunctionThatCannotBeMadeIsSkippedAlone) {
