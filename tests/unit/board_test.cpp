@@ -157,12 +157,6 @@ TEST_F(SystemBoard, PathTakesNamespaceClassNameAndAnotherDeviceIdFromItsCaller) 
     EXPECT_EQ(scope->read(path), expected);
 }
 
-TEST_F(SystemBoard, TellsItsIdentity) {
-    EXPECT_EQ(board.getDeviceID(), "SystemBoard1");
-    EXPECT_EQ(board.getSystemCreationClassName(), "QELTA_ASSETID");
-    EXPECT_EQ(board.getSystemName(), kMachineName);
-}
-
 TEST_F(SystemBoard, WhosePathOrInstanceCannotBeMadeIsNotDelivered) {
     for (const auto& [function, namesOnly] :
          {std::pair("eft.newObjectPath", true), {"eft.newObjectPath", false}, {"eft.newInstance", false}}) {
@@ -177,32 +171,7 @@ TEST_F(SystemBoard, WhosePathOrInstanceCannotBeMadeIsNotDelivered) {
     EXPECT_EQ(board.getObjectPath(handle(), "root/kavix", kBoardClass, nullptr), nullptr);
 }
 
-// --- the association's path ---
-
-TEST_F(SystemBoard, AssociationPathHoldsBothReferencesAsKeys) {
-    const ObjectPath function = devicePath(0, 31, 2);
-    CMPIObjectPath* path =
-        board.getObjectPath(handle(), "root/kavix", kAssociationClass, scope->make(boardPath()), scope->make(function));
-    ASSERT_NE(path, nullptr);
-    EXPECT_EQ(scope->read(path), onBoardPath(function));
-    EXPECT_THAT(callsOf("objectPath.addKey"), ElementsAre("Antecedent", "Dependent"));
-    EXPECT_THAT(log(), ElementsAreArray(pathLines()));
-}
-
 // --- associations: what is delivered ---
-
-TEST_F(SystemBoard, AssociatesDevicesThenBridgesThatAreOnIt) {
-    answerFunctions({withUiNumber(devicePath(0, 31, 2), 0), withUiNumber(devicePath(3, 3, 0), 3),
-                     withUiNumber(devicePath(7, 0, 0), 0)},
-                    {withUiNumber(bridgePath(5, 5, 0), 5), withUiNumber(bridgePath(0, 0, 0), 0)});
-    const Paths expected = {onBoardPath(devicePath(0, 31, 2)), onBoardPath(devicePath(7, 0, 0)),
-                            onBoardPath(bridgePath(0, 0, 0))};
-    EXPECT_THAT(ask(kAssociationClass, true), ElementsAreArray(expected));
-    EXPECT_THAT(scope->response().instances, IsEmpty());
-    forget();
-    EXPECT_THAT(ask(kAssociationClass, false), ElementsAreArray(expected));
-    EXPECT_THAT(scope->response().paths, IsEmpty());
-}
 
 // Every other form of a number: tests/requests/associations_test.cpp.
 TEST_F(SystemBoard, FunctionWhoseUiNumberHasNoLowByteCountsAsOnBoard) {
