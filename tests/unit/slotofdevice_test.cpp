@@ -32,13 +32,6 @@ ObjectPath identified(const Value& deviceId) {
     return path;
 }
 
-/** An association as a path: class, other end, function. */
-ObjectPath association(const std::string& className, const ObjectPath& antecedent, const ObjectPath& dependent) {
-    ObjectPath path = classPath(className);
-    path.keys = {{"Antecedent", Value::reference(antecedent)}, {"Dependent", Value::reference(dependent)}};
-    return path;
-}
-
 class SlotOfDevice : public InventoryTest {
  protected:
     SlotOfDevice() {
@@ -115,8 +108,7 @@ TEST_F(SlotOfDevice, IsNoneForDeviceNumberZeroAndNoSlotIsAskedFor) {
 }
 
 TEST_F(SlotOfDevice, IsNoneForNoPath) {
-    const auto info = scan();
-    info->GetSlotFromDeviceAssocInstances(handle(), context(), result(), nullptr, true);
+    scan()->GetSlotFromDeviceAssocInstances(handle(), context(), result(), nullptr, true);
     EXPECT_THAT(answered(), IsEmpty());
     EXPECT_THAT(log(), ElementsAreArray(allLines({slotFromLine("in the routine"), returningLines()})));
 }
@@ -150,11 +142,8 @@ TEST_F(SlotOfDevice, FailedReadOfANumberCountsAsZeroWhateverValueCameWithIt) {
 
 TEST_F(SlotOfDevice, WithoutAPathIsNotDeliveredAsOne) {
     answer(kSlotClass, {slotInstance(3), numbered(103, Value::uint(CMPI_uint16, 3))});
-    const auto info = scan();
-    CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
     manager.failAt("instance.getObjectPath", 1);
-    info->GetSlotFromDeviceAssocInstances(handle(), context(), result(), device, true);
-    EXPECT_THAT(answered(), IsEmpty());
+    EXPECT_THAT(slotOf(devicePath(3, 3, 1), true), IsEmpty());
     EXPECT_EQ(log().back(), returningLines().front());
 }
 
@@ -220,12 +209,6 @@ TEST_F(SlotOfDevice, DeviceIdThatIsMissingOrNoTextIsEmpty) {
     }
 }
 
-TEST_F(SlotOfDevice, DeviceIdWithOtherTextBeforeItNamesTheFunctionOfBusZero) {
-    answer(kBoardClass, {});
-    const ObjectPath path = identified(Value::string("the PCI Bus 3, device 31, function 2"));
-    EXPECT_THAT(referenceOf(path, kBoardClass, true), ElementsAre(onBoardPath(devicePath(0, 31, 2))));
-}
-
 TEST_F(SlotOfDevice, NumbersBeyondEveryAddressMatchNothing) {
     answer(kSlotClass, {slotInstance(3)});
     for (const char* id : {"PCI Bus 259, device 3, function 1", "PCI Bus 99999999999999999999, device 3, function 1",
@@ -246,49 +229,19 @@ Lines referenceReturningLines() {
     return slotRefLine("returning from the routine");
 }
 
-TEST_F(SlotOfDevice, ReferenceInstanceHasBothReferencesSetAsProperties) {
-    answer(kSlotClass, {slotInstance(9), slotInstance(3)});
-    referenceOf(devicePath(3, 3, 1), kSlotClass, false);
-    ASSERT_EQ(scope->response().instances.size(), 1U);
-    const Instance& reference = scope->response().instances.front();
-    EXPECT_EQ(reference.path, inSlotPath(3, devicePath(3, 3, 1)));
-    EXPECT_EQ(reference.properties, reference.path.keys);
-    EXPECT_THAT(callsOf("instance.setProperty"), ElementsAre("Antecedent", "Dependent"));
-    EXPECT_THAT(log(), ElementsAreArray(allLines({referenceStartLines(), slotRefReadLines(9), slotRefReadLines(3),
-                                                  noNextInstanceLines(), setReferenceLines(), setReferenceLines(),
-                                                  referenceReturningLines()})));
-}
-
 TEST_F(SlotOfDevice, ReferenceNamesTheLastOfTwoSlotsWithOneNumberAndPathsAsTheyAreKnownNotAsTheyWereGiven) {
     const Instance twin = numbered(103, Value::uint(CMPI_uint16, 3));
     answer(kSlotClass, {slotInstance(3), twin, slotInstance(9)});
     const ObjectPath given = identified(Value::string("PCI Bus 3, device 3, function 1"));
-    EXPECT_THAT(referenceOf(given, kSlotClass, true),
-                ElementsAre(association("QELTA_DeviceInSlot", twin.path, devicePath(3, 3, 1))));
+    ObjectPath expected = inSlotPath(3, devicePath(3, 3, 1));
+    expected.keys[0].value = Value::reference(twin.path);
+    EXPECT_THAT(referenceOf(given, kSlotClass, true), ElementsAre(expected));
 }
 
 TEST_F(SlotOfDevice, ReferenceOfABridgeNamesABridgeWhateverClassWasAskedWith) {
     answer(kSlotClass, {slotInstance(4)});
     EXPECT_THAT(referenceOf(devicePath(12, 4, 0), kSlotClass, true), ElementsAre(inSlotPath(4, bridgePath(12, 4, 0))));
     EXPECT_THAT(referenceOf(devicePath(12, 4, 0), kBoardClass, true), ElementsAre(onBoardPath(bridgePath(12, 4, 0))));
-}
-
-TEST_F(SlotOfDevice, ReferenceToTheBoardExistsForEveryFunctionInASlotOrNot) {
-    answer(kSlotClass, {slotInstance(3), slotInstance(4)});
-    for (const ObjectPath& function :
-         {devicePath(0, 0, 0), bridgePath(0, 0, 1), devicePath(0, 31, 2), devicePath(3, 3, 1), bridgePath(12, 4, 0)}) {
-        EXPECT_THAT(referenceOf(function, kBoardClass, true), ElementsAre(onBoardPath(function)));
-        EXPECT_THAT(referenceOf(function, kBoardClass, false), ElementsAre(onBoardPath(function)));
-    }
-    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
-}
-
-TEST_F(SlotOfDevice, ReferenceToTheSlotDoesNotExistForDeviceNumberZero) {
-    answer(kSlotClass, {slotInstance(0)});
-    for (const ObjectPath& function : {devicePath(0, 0, 0), bridgePath(0, 0, 1)}) {
-        EXPECT_THAT(referenceOf(function, kSlotClass, true), IsEmpty());
-    }
-    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
 }
 
 TEST_F(SlotOfDevice, ReferenceIsChosenByResultClassWithRegardToCase) {
@@ -322,11 +275,8 @@ TEST_F(SlotOfDevice, ReferenceReadsNumbersInSixteenBitsAndUnreadableOnesAsZero) 
 
 TEST_F(SlotOfDevice, ReferenceIsNotDeliveredWithoutTheLastMatchingSlotsPath) {
     answer(kSlotClass, {slotInstance(3), numbered(103, Value::uint(CMPI_uint16, 3))});
-    const auto info = scan();
-    CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
     manager.failAt("instance.getObjectPath", 2);
-    info->GetAssocRefFromDeviceInstances(handle(), context(), result(), device, kSlotClass, true);
-    EXPECT_THAT(answered(), IsEmpty());
+    EXPECT_THAT(referenceOf(devicePath(3, 3, 1), kSlotClass, true), IsEmpty());
 }
 
 /** The nth call of a function fails, and nothing is delivered. */
@@ -343,12 +293,9 @@ class MissingObjectTest : public SlotOfDevice, public testing::WithParamInterfac
 TEST_P(MissingObjectTest, LeavesNoReferenceToDeliver) {
     const MissingObject& missing = GetParam();
     answer(kSlotClass, {slotInstance(3)});
-    const auto info = scan();
-    CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
     manager.failAt(missing.function, missing.nth);
-    info->GetAssocRefFromDeviceInstances(handle(), context(), result(), device, missing.resultClass, missing.namesOnly);
+    EXPECT_THAT(referenceOf(devicePath(3, 3, 1), missing.resultClass, missing.namesOnly), IsEmpty());
     EXPECT_TRUE(manager.faultStruck());
-    EXPECT_THAT(answered(), IsEmpty());
     EXPECT_EQ(log().back(), referenceReturningLines().front());
 }
 
@@ -389,10 +336,8 @@ TEST_F(SlotOfDevice, ExceptionsInTheWalkOverSlotsEndItAndStayInside) {
 
 TEST_F(SlotOfDevice, ReferenceIsWholeWhereAnExceptionCutsOffASecondSlot) {
     answer(kSlotClass, {slotInstance(3), numbered(103, Value::uint(CMPI_uint16, 3))});
-    const auto info = scan();
-    CMPIObjectPath* device = scope->make(devicePath(3, 3, 1));
     manager.throwAt("eft.newObjectPath", 4);  // after the function's, the class's and the first association's
-    info->GetAssocRefFromDeviceInstances(handle(), context(), result(), device, kSlotClass, false);
+    referenceOf(devicePath(3, 3, 1), kSlotClass, false);
     EXPECT_TRUE(manager.faultStruck());
     for (const Instance& reference : scope->response().instances) {
         EXPECT_EQ(reference.properties, reference.path.keys);
@@ -431,9 +376,10 @@ TEST_F(AddressInBothLists, IsTheBridgeOnTheBoard) {
     EXPECT_THAT(referenceOf(devicePath(9, 0, 5), kBoardClass, true), ElementsAre(onBoardPath(bridgePath(9, 0, 5))));
 }
 
-TEST_F(AddressInBothLists, IsInNoSlotWithDeviceNumberZero) {
+TEST_F(AddressInBothLists, IsInNoSlotWithDeviceNumberZeroAndNoSlotIsAskedFor) {
     answer(kSlotClass, {slotInstance(0)});
     EXPECT_THAT(referenceOf(devicePath(9, 0, 5), kSlotClass, true), IsEmpty());
+    EXPECT_THAT(callsOf("bft.enumerateInstances"), IsEmpty());
 }
 
 }  // namespace
