@@ -160,16 +160,4 @@ TEST_P(SamplePci, SystemNameIsTheHostName) {
     });
 }
 
-TEST_P(SamplePci, NamesAreThePathsOfTheInstances) {
-    for (const char* className : {"QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SystemSlot"}) {
-        std::vector<std::string> fromInstances, fromNames;
-        for (const broker::Instance& instance : samples::instances(directory(), className))
-            fromInstances.push_back(broker::toString(instance.path));
-        for (const broker::ObjectPath& path : samples::instanceNames(directory(), className))
-            fromNames.push_back(broker::toString(path));
-        EXPECT_FALSE(fromNames.empty());
-        EXPECT_EQ(fromNames, fromInstances);
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Machines, SamplePci, ::testing::ValuesIn(samples::names()), samples::caseName);
