@@ -17,7 +17,6 @@ using testing::Values;
 using tPCIInfo::TSysBrd;
 using namespace testsupport;
 
-constexpr char kBoardClass[] = "QELTA_SystemBoard";
 constexpr char kAssociationClass[] = "QELTA_OnBoardDevice";
 
 Instance withUiNumber(const ObjectPath& path, const Value& value) {

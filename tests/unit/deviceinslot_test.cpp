@@ -15,16 +15,10 @@ using testing::IsEmpty;
 using testing::Values;
 using namespace testsupport;
 
-constexpr char kSlotClass[] = "QELTA_SystemSlot";
-
 ObjectPath taggedPath(const Value& tag) {
     ObjectPath path = slotPath(0);
     path.keys.back().value = tag;
     return path;
-}
-
-Instance numbered(unsigned tagNumber, const Value& number) {
-    return instanceOf(slotPath(tagNumber), "Number", number);
 }
 
 /** Two functions of device 3 on bus 3, a bridge of device 3 on bus 4, and a device and a bridge elsewhere. */

@@ -20,6 +20,14 @@
 
 namespace testsupport {
 
+constexpr char kSlotClass[] = "QELTA_SystemSlot";
+constexpr char kBoardClass[] = "QELTA_SystemBoard";
+
+/** A slot with a number in its tag and anything as its "Number". */
+inline broker::Instance numbered(unsigned tagNumber, const broker::Value& number) {
+    return instanceOf(slotPath(tagNumber), "Number", number);
+}
+
 /**
  * A machine whose object manager answers upcalls with canned objects. PCI functions are added first, then start() runs
  * the machine. Afterwards nothing may be left open and nothing leaked.

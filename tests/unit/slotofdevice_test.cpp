@@ -18,13 +18,6 @@ using testing::IsEmpty;
 using testing::Values;
 using namespace testsupport;
 
-constexpr char kSlotClass[] = "QELTA_SystemSlot";
-constexpr char kBoardClass[] = "QELTA_SystemBoard";
-
-Instance numbered(unsigned tagNumber, const Value& number) {
-    return instanceOf(slotPath(tagNumber), "Number", number);
-}
-
 /** A path that carries a DeviceID and nothing else. */
 ObjectPath identified(const Value& deviceId) {
     ObjectPath path = classPath("QELTA_PCIDevice");
