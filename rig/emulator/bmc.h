@@ -53,7 +53,7 @@ struct Fault {
     unsigned times = 1;
 
     std::optional<std::uint8_t> completionCode;  // the operation is refused: this code, nothing after the header
-    std::optional<std::size_t> length;           // the answer is cut or zero-extended to so many bytes
+    std::optional<std::uint16_t> length;         // the answer is cut or zero-extended to so many bytes
     std::optional<std::uint8_t> netfn;
     std::optional<std::uint8_t> command;
     std::optional<int> receiveType;

@@ -3,17 +3,15 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <system_error>
+
+#include "emulator/filereader.h"
 
 namespace emulator {
 
@@ -24,16 +22,20 @@ using nlohmann::json;
 
 constexpr const char* kScriptName = "faults.json";
 constexpr const char* kDefaultsFolder = "defaults";
-
-Bytes readWhole(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    Bytes content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (!in) throw std::system_error(errno, std::generic_category(), path.string());
-    return content;
-}
+constexpr std::size_t kLongestScript = 1 << 20;  // bytes
+constexpr int kDeepest = 4;                      // the bytes of an answer, in a fault, in the list, in the script
 
 [[noreturn]] void fail(const std::string& key, const std::string& what) {
     throw std::runtime_error(key + ": " + what);
+}
+
+/** A value that is nested deeper than any script is refused while it is read: writing and destroying it take stack. */
+json parsed(const Bytes& text) {
+    if (text.size() > kLongestScript) throw std::runtime_error(fmt::format("longer than {} bytes", kLongestScript));
+    return json::parse(text.begin(), text.end(), [](int depth, json::parse_event_t, const json&) {
+        if (depth > kDeepest) throw std::runtime_error("nested too deeply");
+        return true;
+    });
 }
 
 std::uint64_t hexadecimal(const std::string& text, const std::string& key) {
@@ -151,7 +153,7 @@ template <typename Put>
 void eachFile(const fs::path& folder, const Put& put) {
     if (!fs::is_directory(folder)) return;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder))
-        if (entry.is_regular_file()) put(entry.path().filename().string(), entry.path());
+        if (entry.exists() && !entry.is_directory()) put(entry.path().filename().string(), entry.path().string());
 }
 
 }  // namespace
@@ -162,20 +164,21 @@ FaultScript readFaultScript(const std::string& file) {
         {"endOfFile", member(&FaultScript::endOfFile)},
         {"faults", readFaults},
     };
+    const Bytes text = readFile(file, kLongestScript + 1);
     try {
-        const Bytes text = readWhole(file);
-        return readObject(json::parse(text.begin(), text.end()), kSetters, "");
+        return readObject(parsed(text), kSetters, "");
     } catch (const std::exception& error) {
         throw std::runtime_error(file + ": " + error.what());
     }
 }
 
 void loadDataStore(Bmc& bmc, const std::string& folder) {
-    eachFile(folder, [&bmc](const std::string& name, const fs::path& path) {
-        if (name != kScriptName) bmc.putFile(name, readWhole(path));
+    eachFile(folder, [&bmc](const std::string& name, const std::string& path) {
+        if (name != kScriptName) bmc.putFile(name, readFile(path, Bmc::kFileArea));
     });
-    eachFile(fs::path(folder) / kDefaultsFolder,
-             [&bmc](const std::string& name, const fs::path& path) { bmc.putDefaults(name, readWhole(path)); });
+    eachFile(fs::path(folder) / kDefaultsFolder, [&bmc](const std::string& name, const std::string& path) {
+        bmc.putDefaults(name, readFile(path, Bmc::kFileArea));
+    });
 
     const fs::path script = fs::path(folder) / kScriptName;
     if (!fs::exists(script)) return;

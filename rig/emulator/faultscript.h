@@ -24,12 +24,17 @@ struct FaultScript {
     std::vector<Fault> faults;
 };
 
-/** Throws std::runtime_error that names the file and the key where something is unknown or of a wrong type or range. */
+/**
+ * Throws std::runtime_error that names the file, and the key where something is unknown or of a wrong type or range. A
+ * script is of 1 MiB at most.
+ */
 FaultScript readFaultScript(const std::string& file);
 
 /**
  * Fills the data store from a folder: every file of it under its own name, the files of its sub-folder `defaults` as
- * what "write defaults" puts back, and the fault script `faults.json`. A folder that does not exist is an empty one.
+ * what "write defaults" puts back, and the fault script `faults.json`. A folder that does not exist is an empty one; of
+ * a file that is longer than Bmc::kFileArea the rest is not read. Throws std::runtime_error that names the file where
+ * one cannot be read, or is neither regular nor a folder.
  */
 void loadDataStore(Bmc& bmc, const std::string& folder);
 

@@ -11,11 +11,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
 #include "emulator/faultscript.h"
+#include "emulator/filereader.h"
 #include "emulator/procstream.h"
 #include "emulator/real.h"
 
@@ -81,13 +81,14 @@ std::string existingDirectory(const std::string& directory) {
     return path.string();
 }
 
+/** The first line of the file `hostname`, else the directory's own name. */
 std::string hostNameOf(const fs::path& directory) {
+    constexpr std::size_t kLongestName = 4096;
     const fs::path file = directory / "hostname";
-    std::string name;
-    if (fs::is_regular_file(file)) {
-        std::ifstream in(file);
-        std::getline(in, name);
-    }
+    if (!fs::exists(file)) return directory.filename().string();
+    const Bytes text = readFile(file.string(), kLongestName + 1);
+    const std::string name(text.begin(), std::find(text.begin(), text.end(), '\n'));
+    if (name.size() > kLongestName) throw std::runtime_error(file.string() + ": its first line is too long");
     return name.empty() ? directory.filename().string() : name;
 }
 

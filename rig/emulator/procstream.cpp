@@ -2,6 +2,7 @@
 #include "emulator/procstream.h"
 
 #include <stdio_ext.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -17,7 +18,12 @@ FILE* ProcFile::open(const std::shared_ptr<Host>& host, const std::string& path,
         errno = EACCES;
         return nullptr;
     }
-    const int descriptor = real::openat(AT_FDCWD, realPath.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status {};
+    if (real::stat(realPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        errno = EINVAL;  // a FIFO would be waited for, and devices may have no end
+        return nullptr;
+    }
+    const int descriptor = real::openat(AT_FDCWD, realPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<ProcFile> file(new ProcFile(host, path, descriptor));
     cookie_io_functions_t calls{};

@@ -1,5 +1,8 @@
 // The built program from outside: arguments in; standard output, standard error and exit code out.
 
+#include <cstdint>
+#include <filesystem>
+
 #include "cimhost/shortforms.h"
 #include "programtest.h"
 
@@ -144,6 +147,38 @@ TEST_F(CommandLine, HostWithABrokenFaultScriptIsReported) {
     const Outcome run = ask({"enumerate", "QELTA_PCIDevice"});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_THAT(run.err, HasSubstr("faults.json"));
+}
+
+/** Of a host directory: there may be what would be waited for, or has no end. */
+class OddPlace : public CommandLine, public testing::WithParamInterface<const char*> {};
+
+TEST_P(OddPlace, IsNotWaitedForAndNotReadWithoutEnd) {
+    const std::string place = GetParam();
+    const bool isTheProviders = place.rfind("proc", 0) == 0 || place.rfind("etc", 0) == 0;
+    host.remove(place).makeFifo(place);
+    for (const bool endless : {false, true}) {
+        if (endless) {
+            host.remove(place);
+            std::filesystem::create_symlink("/dev/zero", host.path(place));
+        }
+        const Outcome run = RunningCimhost({"tree", "--host", host.directory()}).end();
+        EXPECT_EQ(run.exitCode, isTheProviders ? 0 : 2) << run.err;
+        const std::string complaint = host.path(place).string() + ": not a regular file";
+        EXPECT_THAT(run.err, isTheProviders ? testing::Matcher<std::string>(IsEmpty()) : HasSubstr(complaint));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, OddPlace,
+                         testing::Values("hostname", "bmc/faults.json", "bmc/smbios-table", "bmc/other",
+                                         "bmc/defaults/smbios-table", "proc/bus/pci/devices", "proc/bus/pci/02/03.0",
+                                         "etc/vmware/pci.xml", "etc/vmware/pci.classlist"));
+
+TEST_F(CommandLine, AHostNameWithoutAnEndIsReported) {
+    host.setFile("hostname", std::string(5000, 'n'));
+    std::filesystem::resize_file(host.path("hostname"), std::uintmax_t{1} << 40);
+    const Outcome run = RunningCimhost({"enumerate", "QELTA_SystemBoard", "--host", host.directory()}).end();
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_THAT(run.err, HasSubstr(host.path("hostname").string() + ": its first line is too long"));
 }
 
 TEST_F(CommandLine, OutputThatNobodyReadsEndsQuietly) {

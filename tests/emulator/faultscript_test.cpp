@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 
 #include "tests/emulator/datastore.h"
@@ -113,6 +115,8 @@ TEST_F(FaultScriptTest, AnErrorNamesTheFileAndTheKey) {
         {R"({"faults": [{"on": 1}]})", "faults[0].on: unknown occasion 1"},
         {R"({"faults": [{}, {"code": 1}]})", "faults[1].code: unknown key"},
         {R"({"faults": [{"completionCode": 256}]})", "faults[0].completionCode: number too large"},
+        {R"({"faults": [{"length": "0x4000000000000000"}]})", "faults[0].length: number too large"},
+        {R"({"faults": [{"length": 65536}]})", "faults[0].length: number too large"},
         {R"({"faults": [{"countField": "0x10000"}]})", "faults[0].countField: number too large"},
         {R"({"faults": [{"data": 1}]})", "faults[0].data: must be an array of bytes"},
         {R"({"faults": [{"data": [1, 256]}]})", "faults[0].data: number too large"},
@@ -127,8 +131,28 @@ TEST_F(FaultScriptTest, AnErrorNamesTheFileAndTheKey) {
         EXPECT_THAT(errorOf(json), AllOf(HasSubstr(file()), HasSubstr(message))) << json;
 }
 
-TEST_F(FaultScriptTest, AScriptThatIsNotThereIsAnError) {
-    EXPECT_THROW(emulator::readFaultScript(file()), std::runtime_error);
+TEST_F(FaultScriptTest, NestingIsRefusedWhereverItStands) {
+    const std::string brackets = std::string(200000, '[') + std::string(200000, ']');
+    for (const char* beginning : {"", R"({"readLimit": )", R"({"faults": )", R"({"faults": [{"on": )",
+                                  R"({"faults": [{"data": )", R"({"faults": [{"data": [)"})
+        EXPECT_THAT(errorOf(beginning + brackets), AllOf(HasSubstr(file()), HasSubstr("nested too deeply")));
+    EXPECT_THAT(errorOf(R"({"faults": [{"data": [[[]]]}]})"), HasSubstr("nested too deeply"));
+}
+
+TEST_F(FaultScriptTest, AScriptThatCannotBeReadIsAnErrorThatNamesItOnce) {
+    const auto error = [&] {
+        try {
+            emulator::readFaultScript(file());
+        } catch (const std::runtime_error& said) {
+            return std::string(said.what());
+        }
+        return std::string("no error");
+    };
+    EXPECT_EQ(error(), file() + ": No such file or directory");
+    host.makeDirectory("bmc/faults.json");
+    EXPECT_EQ(error(), file() + ": not a regular file");
+    host.remove("bmc/faults.json");
+    EXPECT_EQ(errorOf(std::string((1 << 20) + 1, ' ')), file() + ": longer than 1048576 bytes");
 }
 
 TEST_F(FaultScriptTest, AFolderFillsTheDataStore) {
@@ -146,6 +170,25 @@ TEST_F(FaultScriptTest, AFolderFillsTheDataStore) {
     EXPECT_EQ(bmc.answer(datastore::read(handle, 1, 1)).data[0], emulator::Bmc::kPastEnd);
     EXPECT_EQ(bmc.answer(datastore::writeDefaults(handle)).data[0], 0);
     EXPECT_EQ(bmc.file("settings"), Bytes({4}));
+}
+
+TEST_F(FaultScriptTest, FilesAreReadAsFarAsAnAreaGoes) {
+    for (const char* name : {"bmc/smbios-table", "bmc/defaults/smbios-table"}) {
+        host.setFile(name, Bytes{1, 2});
+        std::filesystem::resize_file(host.path(name), std::uintmax_t{1} << 40);  // a hole: it takes no room
+    }
+    emulator::Bmc bmc;
+    emulator::loadDataStore(bmc, host.path("bmc").string());
+    EXPECT_EQ(bmc.file("smbios-table")->size(), emulator::Bmc::kFileArea);
+    EXPECT_EQ(bmc.file("smbios-table")->at(1), 2);
+}
+
+TEST_F(FaultScriptTest, ALinkThatLeadsNowhereIsNoFile) {
+    host.makeDirectory("bmc");
+    std::filesystem::create_symlink("nowhere", host.path("bmc/.#faults.json"));
+    emulator::Bmc bmc;
+    emulator::loadDataStore(bmc, host.path("bmc").string());
+    EXPECT_EQ(bmc.file(".#faults.json"), std::nullopt);
 }
 
 TEST_F(FaultScriptTest, AFolderThatIsNotThereIsAnEmptyDataStore) {
