@@ -1,7 +1,10 @@
 // What sits where, from a provider's answers. Tests: tests/cimhost/tree_test.cpp, treecommand_test.cpp.
 
 #include <algorithm>
+#include <cstdint>
+#include <map>
 #include <utility>
+#include <vector>
 
 #include "cimhost/properties.h"
 #include "cimhost/selection.h"
@@ -25,39 +28,31 @@ std::uint64_t deviceNumber(const broker::Instance& instance, const std::string& 
     return numberOf(instance, property).value_or(0);
 }
 
-bool isOnBoard(const broker::Instance& instance) {
-    return deviceNumber(instance, "UINumber") == 0;
-}
+/** A function with what tells its place. */
+struct Placed {
+    Function function;
+    bool onBoard;
+    std::uint64_t slotNumber;  // 0 is in no slot, whatever the slots' numbers
+};
 
-/** Device number 0 is in no slot, whatever the slots' numbers. */
-bool isInSlot(const broker::Instance& instance, const Slot& slot) {
-    const std::uint64_t number = deviceNumber(instance, "Number");
-    return number != 0 && slot.number == number;
-}
-
-/** The functions that `belongs` picks out. */
-template <typename Belongs>
-Functions chosen(const Instances& instances, Belongs belongs) {
-    Functions functions;
+/** In the order of their locations. */
+std::vector<Placed> placed(const Instances& instances) {
+    std::vector<Placed> functions;
     for (const broker::Instance& instance : instances)
-        if (belongs(instance)) functions.push_back(functionOf(instance));
+        functions.push_back(
+            {functionOf(instance), deviceNumber(instance, "UINumber") == 0, deviceNumber(instance, "Number")});
     std::stable_sort(functions.begin(), functions.end(),
-                     [](const Function& a, const Function& b) { return a.location < b.location; });
+                     [](const Placed& a, const Placed& b) { return a.function.location < b.function.location; });
     return functions;
 }
 
-Slot slotOf(const broker::Instance& instance, const Instances& functions) {
-    Slot slot = {numberOf(instance, "Number"),
-                 textOf(instance, "SlotDesignation"),
-                 slotWordOf(instance, "CurrentUsage"),
-                 slotWordOf(instance, "MaxDataWidth"),
-                 {}};
-    slot.functions = chosen(functions, [&](const broker::Instance& function) { return isInSlot(function, slot); });
-    return slot;
-}
-
-bool isInAny(const std::vector<Slot>& slots, const broker::Instance& function) {
-    return std::any_of(slots.begin(), slots.end(), [&](const Slot& slot) { return isInSlot(function, slot); });
+/** A slot without its functions. */
+Slot slotOf(const broker::Instance& instance) {
+    return {numberOf(instance, "Number"),
+            textOf(instance, "SlotDesignation"),
+            slotWordOf(instance, "CurrentUsage"),
+            slotWordOf(instance, "MaxDataWidth"),
+            {}};
 }
 
 }  // namespace
@@ -79,13 +74,21 @@ Inventory takeInventory(const Ask& ask) {
     const Instances bridges = instancesOf("QELTA_PCIBridge");
     functions.insert(functions.end(), bridges.begin(), bridges.end());
     inventory.functionCount = functions.size();
-    for (const broker::Instance& slot : instancesOf("QELTA_SystemSlot"))
-        inventory.slots.push_back(slotOf(slot, functions));
+    std::map<std::uint64_t, Functions> inSlots;  // by the slots' numbers
+    for (const broker::Instance& slot : instancesOf("QELTA_SystemSlot")) {
+        inventory.slots.push_back(slotOf(slot));
+        if (const auto number = inventory.slots.back().number.value_or(0); number != 0) inSlots[number];
+    }
     inventory.readings = kReadingsOfInventory;
-    inventory.onBoard = chosen(functions, isOnBoard);
-    inventory.elsewhere = chosen(functions, [&](const broker::Instance& function) {
-        return !isOnBoard(function) && !isInAny(inventory.slots, function);
-    });
+    for (const Placed& each : placed(functions)) {
+        const auto found = inSlots.find(each.slotNumber);
+        if (found != inSlots.end()) found->second.push_back(each.function);
+        if (each.onBoard) inventory.onBoard.push_back(each.function);
+        if (!each.onBoard && found == inSlots.end()) inventory.elsewhere.push_back(each.function);
+    }
+    for (Slot& slot : inventory.slots)
+        if (const auto found = inSlots.find(slot.number.value_or(0)); found != inSlots.end())
+            slot.functions = found->second;
     return inventory;
 }
 

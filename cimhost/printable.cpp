@@ -55,7 +55,7 @@ std::string escaped(const std::string& bytes, MayShow mayShow, Escape escape) {
 }
 
 /** How many bytes the first `columns` columns take. */
-std::size_t offsetOf(const std::string& text, std::size_t columns) {
+std::size_t offsetOf(std::string_view text, std::size_t columns) {
     std::string_view rest = text;
     for (; columns > 0 && !rest.empty(); --columns) rest.remove_prefix(cim::firstPiece(rest).length);
     return text.size() - rest.size();
@@ -109,16 +109,14 @@ std::string cut(const std::string& text, std::size_t columns) {
 
 std::vector<std::string> wrap(const std::string& text, std::size_t columns) {
     std::vector<std::string> pieces;
-    std::string rest = text;
+    std::string_view rest = text;
     columns = std::max<std::size_t>(columns, 1);
-    while (columnsOf(rest) > columns) {
-        std::size_t end = offsetOf(rest, columns);
+    for (std::size_t end = 0; (end = offsetOf(rest, columns)) < rest.size(); rest.remove_prefix(end)) {
         const std::size_t blank = rest.rfind(' ', end - 1);
         if (blank != std::string::npos) end = blank + 1;
-        pieces.push_back(rest.substr(0, end));
-        rest.erase(0, end);
+        pieces.emplace_back(rest.substr(0, end));
     }
-    pieces.push_back(rest);
+    pieces.emplace_back(rest);
     return pieces;
 }
 
@@ -126,8 +124,8 @@ std::string counted(std::size_t count, const std::string& noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
-void addNew(std::vector<std::string>& texts, const std::string& text) {
-    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+void DistinctTexts::add(const std::string& text) {
+    if (!text.empty() && known_.insert(text).second) texts_.push_back(text);
 }
 
 std::vector<std::string> lines(const std::string& text) {

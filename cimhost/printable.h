@@ -2,6 +2,7 @@
 #define PCIINFO_CIMHOST_PRINTABLE_H
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,16 @@ std::vector<std::string> wrap(const std::string& text, std::size_t columns);
 /** "1 slot", "0 slots". */
 std::string counted(std::size_t count, const std::string& noun);
 
-/** Appends a text that is not empty and not in the list yet. */
-void addNew(std::vector<std::string>& texts, const std::string& text);
+/** Texts in the order in which they first came, each once; empty ones are left out. */
+class DistinctTexts {
+ public:
+    void add(const std::string& text);
+    const std::vector<std::string>& inOrder() const { return texts_; }
+
+ private:
+    std::vector<std::string> texts_;
+    std::set<std::string> known_;
+};
 
 /** The lines of a text, without their ends; a last one without an end counts. */
 std::vector<std::string> lines(const std::string& text);

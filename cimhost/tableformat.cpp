@@ -188,13 +188,13 @@ class Tables {
     /** What the tables leave out, each said once. */
     std::string notes() const {
         std::string text;
-        for (const std::string& note : notes_) text += secondary(note, options_);
+        for (const std::string& note : notes_.inOrder()) text += secondary(note, options_);
         return text;
     }
 
  private:
     void leaveOut(TextTable& table, const char* remedy) {
-        if (options_.toTerminal) addNew(notes_, leftOutNote(table.leaveOut(options_.width), remedy));
+        if (options_.toTerminal) notes_.add(leftOutNote(table.leaveOut(options_.width), remedy));
     }
 
     std::string overview(const Instances& instances) {
@@ -244,7 +244,7 @@ class Tables {
     }
 
     const TableOptions& options_;
-    std::vector<std::string> notes_;
+    DistinctTexts notes_;
 };
 
 }  // namespace

@@ -140,7 +140,9 @@ TextTable::Lines TextTable::rowLines(const Row& row, const Widths& widths, Overf
         std::string line;
         for (std::size_t column = 0; column < row.size(); ++column) {
             const std::string piece = i < cells[column].size() ? cells[column][i] : "";
-            line += (column == 0 ? "" : kGap) + padded(piece, widths[column], headings_[column].align);
+            const bool endsLine = column + 1 == row.size() && headings_[column].align == Align::left;
+            line += column == 0 ? "" : kGap;
+            line += endsLine ? piece : padded(piece, widths[column], headings_[column].align);
         }
         result.push_back(withoutTrailingBlanks(line));
     }

@@ -68,13 +68,15 @@ std::string withoutSharedWords(const std::string& text, const std::string& first
 std::string commonDescription(const Functions& functions) {
     const auto sameAsFirst = [&](const Function& each) { return each.description == functions[0].description; };
     if (std::all_of(functions.begin(), functions.end(), sameAsFirst)) return functions[0].description;
-    std::vector<std::string> kinds;
-    std::vector<std::string> names;
+    DistinctTexts allKinds;
+    DistinctTexts allNames;
     for (const Function& function : functions) {
         const Description description(function.description);
-        addNew(kinds, description.kind);
-        addNew(names, description.name);
+        allKinds.add(description.kind);
+        allNames.add(description.name);
     }
+    const std::vector<std::string>& kinds = allKinds.inOrder();
+    std::vector<std::string> names = allNames.inOrder();
     for (std::size_t i = 1; i < names.size(); ++i) names[i] = withoutSharedWords(names[i], names[0]);
     return fmt::format("{}{}{}", fmt::join(kinds, ", "), kinds.empty() ? "" : ": ", fmt::join(names, "; "));
 }
@@ -91,16 +93,16 @@ Domains domainsOf(const Functions& functions) {
 /** What is to be said of locations that occur more than once: "[00:1f.2 in 2 PCI domains] ", else nothing. */
 std::string domainsText(const Functions& functions, const Domains& domains) {
     const std::size_t count = domains.at(functions.front().location);
-    std::vector<std::string> several;
+    DistinctTexts several;
     bool alike = true;
     for (const Function& function : functions) {
         const std::size_t here = domains.at(function.location);
         alike = alike && here == count;
-        if (here > 1) addNew(several, fmt::format("{} in {}", function.location, here));
+        if (here > 1) several.add(fmt::format("{} in {}", function.location, here));
     }
-    if (several.empty()) return "";
+    if (several.inOrder().empty()) return "";
     if (alike) return fmt::format("[the same location in {} PCI domains] ", count);
-    return fmt::format("[{} PCI domains] ", fmt::join(several, ", "));
+    return fmt::format("[{} PCI domains] ", fmt::join(several.inOrder(), ", "));
 }
 
 /** The functions that one line stands for, those of one device or of several. */

@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <ctime>
+#include <limits>
 
 #include "answers.h"
 #include "tests/support/machine.h"
@@ -163,7 +166,66 @@ TEST(TreeLines, StatusIsTheLast) {
                 "CMPI_RC_ERR_FAILED, 0 slots, 1 function; 3 readings of the SMBIOS table");
 }
 
+/** So many functions at one location, each of another kind and name, and as many elsewhere. */
+Functions crowd(std::size_t count) {
+    Functions functions;
+    for (std::size_t i = 0; i < count; ++i)
+        functions.push_back(function("00:00.0", "Kind " + std::to_string(i) + ": Name" + std::to_string(i)));
+    for (std::size_t i = 0; i < count; ++i) functions.push_back(function("place " + std::to_string(i)));
+    return functions;
+}
+
+/** Processor time of this process that work takes, in seconds; the least of three times. */
+template <typename Work>
+double cost(const Work& work) {
+    double least = std::numeric_limits<double>::max();
+    for (int i = 0; i < 3; ++i) {
+        const std::clock_t began = std::clock();
+        work();
+        least = std::min(least, static_cast<double>(std::clock() - began) / CLOCKS_PER_SEC);
+    }
+    return least;
+}
+
+// What is quadratic takes 256 times as long for 16 times as much, what is not takes about 20 times as long.
+constexpr std::size_t kMore = 16;
+constexpr double kFarFromQuadratic = 80;
+
+TEST(TreeLines, CostInProportionToTheFunctions) {
+    for (const std::size_t width : {std::size_t{0}, std::size_t{60}}) {
+        const auto drawn = [&](std::size_t count) {
+            const Inventory inventory = withOnBoard(crowd(count));
+            return cost([&] { cimhost::treeText(inventory, {width, false}); });
+        };
+        constexpr std::size_t kCount = 1000;
+        EXPECT_LT(drawn(kMore * kCount), kFarFromQuadratic * drawn(kCount)) << "width " << width;
+    }
+}
+
 // --- taking stock ---
+
+TEST(TakeInventory, CostsInProportionToSlotsAndFunctions) {
+    const auto taken = [](std::size_t count) {
+        cimhost::Instances slots;
+        cimhost::Instances functions;
+        for (std::size_t i = 1; i <= count; ++i) {
+            slots.push_back(testsupport::slotInstance(static_cast<unsigned>(i)));
+            broker::Instance function;
+            function.path.className = "QELTA_PCIDevice";
+            function.properties = {{"Number", broker::Value::uint(CMPI_uint64, count + i)},
+                                   {"UINumber", broker::Value::uint(CMPI_uint64, count + i)}};
+            functions.push_back(function);
+        }
+        const auto ask = [&](const cimhost::Question& question) -> cimhost::Answer {
+            if (question.subject == "QELTA_PCIDevice") return {CMPI_RC_OK, functions};
+            if (question.subject == "QELTA_SystemSlot") return {CMPI_RC_OK, slots};
+            return {CMPI_RC_OK, cimhost::Instances{}};
+        };
+        return cost([&] { EXPECT_THAT(cimhost::takeInventory(ask).elsewhere, SizeIs(count)); });
+    };
+    constexpr std::size_t kCount = 200;
+    EXPECT_LT(taken(kMore * kCount), kFarFromQuadratic * taken(kCount));
+}
 
 TEST(TakeInventory, KeepsTheFirstErrorAndWhatTheOthersBring) {
     const auto ask = [](const cimhost::Question& question) -> cimhost::Answer {
