@@ -20,11 +20,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/** The directory of the running program. */
-fs::path programDirectory() {
+/** The directory of the running program, which `link` leads to; throws std::system_error where that does not. */
+fs::path programDirectory(const fs::path& link) {
     std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    return error ? fs::current_path() : program.parent_path();
+    const fs::path program = fs::read_symlink(link, error);
+    if (error) throw std::system_error(error, "cannot tell where cimhost is, " + link.string());
+    return program.parent_path();
 }
 
 /** The first of the places where the file is, or that exists if no file is named; throws `complaint` when none does. */
@@ -64,21 +65,26 @@ std::vector<std::string> namesOf(const std::vector<Sample>& samples) {
 
 }  // namespace
 
-std::vector<fs::path> libraryPlaces() {
-    const fs::path program = programDirectory();
+std::vector<fs::path> libraryPlaces(const fs::path& programLink) try {
+    const fs::path program = programDirectory(programLink);
     std::vector<fs::path> places = {program.parent_path() / "lib",
                                     (program / CIMHOST_PROVIDER_FROM_BIN).lexically_normal(), "/usr/lib/cmpi",
                                     fs::path("/usr/lib") / CIMHOST_MULTIARCH / "cmpi"};
     for (fs::path& place : places) place /= "libPCIInfoProvider.so";
     return places;
+} catch (const std::system_error& error) {
+    throw std::runtime_error(fmt::format("{}; name the provider library with --library", error.what()));
 }
 
 fs::path findLibrary(const std::vector<fs::path>& places) {
     return firstOf(places, nullptr, "no provider library found (looked for {}); name it with --library");
 }
 
-std::vector<fs::path> dataDirectories() {
-    return {programDirectory().parent_path(), (programDirectory() / CIMHOST_SHARE_FROM_BIN).lexically_normal()};
+std::vector<fs::path> dataDirectories(const fs::path& programLink) try {
+    const fs::path program = programDirectory(programLink);
+    return {program.parent_path(), (program / CIMHOST_SHARE_FROM_BIN).lexically_normal()};
+} catch (const std::system_error&) {
+    return {};
 }
 
 std::vector<Sample> findSamples(const std::vector<fs::path>& dataDirectories) {

@@ -7,11 +7,15 @@
 
 namespace cimhost {
 
+/** Leads to the running program, where /proc is mounted. */
+constexpr const char* kProgramLink = "/proc/self/exe";
+
 /**
  * Where the provider's library is looked for, in this order: the build tree of the running program, where an
- * installation puts it beside the running program, where object managers customarily have it.
+ * installation puts it beside the running program, where object managers customarily have it. Throws
+ * std::runtime_error where the link does not tell the program: what else there is to go by is not to be trusted.
  */
-std::vector<std::filesystem::path> libraryPlaces();
+std::vector<std::filesystem::path> libraryPlaces(const std::filesystem::path& programLink = kProgramLink);
 
 /** The first of the places that exists. Throws std::runtime_error naming all of them when none does. */
 std::filesystem::path findLibrary(const std::vector<std::filesystem::path>& places);
@@ -25,9 +29,9 @@ struct Sample {
 
 /**
  * Where the program's own data is looked for, in this order: the build tree of the running program, where an
- * installation puts it beside the running program.
+ * installation puts it beside the running program; nowhere where the link does not tell the program.
  */
-std::vector<std::filesystem::path> dataDirectories();
+std::vector<std::filesystem::path> dataDirectories(const std::filesystem::path& programLink = kProgramLink);
 
 /** The machines below `samples` of these directories, by name; of one name the first. */
 std::vector<Sample> findSamples(const std::vector<std::filesystem::path>& dataDirectories);

@@ -53,6 +53,12 @@ TEST(Library, ThatIsNowhereIsReportedWithAllPlaces) {
                 AllOf(HasSubstr("/no/such/one, /no/such/two"), HasSubstr("--library")));
 }
 
+TEST(Places, AreNotGuessedWhereTheProgramsOwnIsNotKnown) {
+    const fs::path noLink = "/no/such/proc/self/exe";
+    EXPECT_THAT(complaint([&] { cimhost::libraryPlaces(noLink); }), AllOf(HasSubstr(noLink), HasSubstr("--library")));
+    EXPECT_THAT(cimhost::dataDirectories(noLink), IsEmpty());
+}
+
 /** Two directories of data, the first of which goes first. */
 class Samples : public testing::Test {
  protected:
