@@ -4,63 +4,15 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "tests/requests/leftof.h"
 #include "tests/requests/rack.h"
 
 namespace {
 
 using broker::Instance;
-using broker::ObjectPath;
-using broker::Property;
 using broker::Response;
-using broker::Value;
 using testing::IsEmpty;
 using namespace testsupport;
-
-// --- whether an object is what is left of another one when some of its parts could not be set ---
-
-bool isLeftOf(const ObjectPath& part, const ObjectPath& whole);
-
-bool isLeftOf(const Value& part, const Value& whole) {
-    if (part == whole) return true;
-    if (part.type != whole.type) return false;
-    if (part.null) return true;  // a declared property that could not be set
-    const auto* path = std::get_if<std::shared_ptr<ObjectPath>>(&part.data);
-    const auto* wholePath = std::get_if<std::shared_ptr<ObjectPath>>(&whole.data);
-    if (path != nullptr && wholePath != nullptr) return isLeftOf(**path, **wholePath);
-    const auto* elements = std::get_if<std::vector<Value>>(&part.data);
-    const auto* wholeElements = std::get_if<std::vector<Value>>(&whole.data);
-    return elements != nullptr && wholeElements != nullptr &&
-           std::equal(elements->begin(), elements->end(), wholeElements->begin(), wholeElements->end(),
-                      [](const Value& element, const Value& other) { return element.null || element == other; });
-}
-
-bool areLeftOf(const std::vector<Property>& part, const std::vector<Property>& whole) {
-    return std::all_of(part.begin(), part.end(), [&](const Property& property) {
-        return std::any_of(whole.begin(), whole.end(), [&](const Property& other) {
-            return property.name == other.name && isLeftOf(property.value, other.value);
-        });
-    });
-}
-
-bool isLeftOf(const ObjectPath& part, const ObjectPath& whole) {
-    return part.nameSpace == whole.nameSpace && part.className == whole.className && areLeftOf(part.keys, whole.keys);
-}
-
-bool isLeftOf(const Instance& part, const Instance& whole) {
-    return isLeftOf(part.path, whole.path) && areLeftOf(part.properties, whole.properties);
-}
-
-/** Whether the objects, each whole or in part, come from the full list, in its order and none twice. */
-template <typename Object>
-testing::AssertionResult areAmong(const std::vector<Object>& objects, const std::vector<Object>& full) {
-    auto place = full.begin();
-    for (const Object& object : objects) {
-        place = std::find_if(place, full.end(), [&](const Object& whole) { return isLeftOf(object, whole); });
-        if (place == full.end()) return testing::AssertionFailure() << testing::PrintToString(object);
-        ++place;
-    }
-    return testing::AssertionSuccess();
-}
 
 // --- a small machine, so that every call's turn comes soon ---
 

@@ -240,6 +240,12 @@ class SmallMachineTest : public MachineTest {
     }
 };
 
+inline bool same(const broker::Response& left, const broker::Response& right) {
+    return left.status == right.status && left.hasMessage == right.hasMessage && left.instances == right.instances &&
+           left.paths == right.paths && left.doneCalls == right.doneCalls &&
+           left.deliveredAfterDone == right.deliveredAfterDone;
+}
+
 }  // namespace testsupport
 
 #endif

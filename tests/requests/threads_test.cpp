@@ -47,12 +47,6 @@ std::vector<Question> questions() {
     return all;
 }
 
-bool same(const Response& left, const Response& right) {
-    return left.status == right.status && left.hasMessage == right.hasMessage && left.instances == right.instances &&
-           left.paths == right.paths && left.doneCalls == right.doneCalls &&
-           left.deliveredAfterDone == right.deliveredAfterDone;
-}
-
 /** Runs a function on so many threads at once, with the thread's number. */
 void onThreads(unsigned count, const std::function<void(unsigned)>& work) {
     std::vector<std::thread> threads;
