@@ -1,8 +1,15 @@
 // Requests of several threads at once.
+#include <malloc.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <optional>
+#include <stdexcept>
 #include <thread>
 
 #include "tests/requests/rack.h"
@@ -70,31 +77,118 @@ class Threads : public RackTest {
     }
 };
 
-TEST_F(Threads, MixingAllOperationsGetTheAnswersThatOneThreadGets) {
+/** What a process holds that requests might leave behind. */
+struct Footprint {
+    std::size_t descriptors = entriesOf("/proc/self/fd");
+    std::size_t threads = entriesOf("/proc/self/task");
+    std::size_t heap = heapInUse();
+
+    static std::size_t entriesOf(const char* directory) {
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory), {}));
+    }
+    static std::size_t heapInUse() {
+        const struct mallinfo2 info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    }
+};
+
+/** All questions on eight threads, again and again: first, every answer is as the first one was. */
+class Endurance : public Threads {
+ protected:
+    Endurance() {
+        manager.recordCalls(false);
+        host->keepEvents(false);
+        for (const Question& question : all) expected.push_back(question(manager));
+    }
+
+    /** Every thread asks that many questions. Each begins elsewhere, so that different requests run side by side. */
+    template <typename Judge>
+    void askOnThreads(std::size_t count, Judge judge) {
+        onThreads(kThreads, [&](unsigned number) {
+            for (std::size_t i = 0; i < count; ++i) judge((number * all.size() / kThreads + i) % all.size());
+        });
+        asked += kThreads * count;
+    }
+    void askForTheSame() {
+        askOnThreads(all.size(), [this](std::size_t chosen) {
+            if (!same(all[chosen](manager), expected[chosen])) ++differences;
+        });
+    }
+    /** With some of what can go wrong, another part of it each time; no answer is expected but that the work ends. */
+    void askUnderFaults(unsigned round) {
+        using emulator::Fault;
+        using emulator::Occasion;
+        const auto fault = [](Occasion on, unsigned from, unsigned times, auto set) {
+            Fault made;
+            made.on = on;
+            made.from = from;
+            made.times = times;
+            set(made);
+            return made;
+        };
+        const Fault faults[] = {
+            fault(Occasion::any, 1, 3, [](Fault& made) { made.timeout = true; }),
+            fault(Occasion::read, 100, 5, [](Fault& made) { made.vanish = true; }),
+            fault(Occasion::open, 2, 10, [](Fault& made) { made.completionCode = 0x0C; }),
+            fault(Occasion::close, 1, 2, [](Fault& made) { made.timeout = true; }),
+            fault(Occasion::read, 1, 700, [](Fault& made) { made.countField = 150; }),
+            fault(Occasion::any, 50, 2, [](Fault& made) { made.receiveFailures = 100000; }),
+            fault(Occasion::querySize, 1, 4, [](Fault& made) { made.netfn = 7; }),
+            fault(Occasion::deviceOpen, 3, 20, [](Fault& made) { made.missing = true; }),
+        };
+        host->bmc().addFault(faults[round % std::size(faults)]);
+        host->bmc().addFault(faults[(round / 3 + 1) % std::size(faults)]);
+        for (const unsigned nth : {1U, 50U, 500U, 5000U}) {
+            manager.failAt("*", nth + round);
+            manager.throwAt("*", 2 * nth + round, round % 2 == 0);
+        }
+        askOnThreads(all.size() / 8, [this](std::size_t chosen) {
+            try {
+                const Response response = all[chosen](manager);
+                delivering += delivered(response).empty() ? 0 : 1;
+            } catch (const std::runtime_error&) {
+                ++thrown;
+            } catch (int) {
+                ++thrown;
+            }
+        });
+        host->bmc().clearFaults();
+        manager.clearFaults();
+    }
+
     const std::vector<Question> all = questions();
     std::vector<Response> expected;
-    std::size_t objects = 0;
-    for (const Question& question : all) {
-        expected.push_back(question(manager));
-        objects += delivered(expected.back()).size();
-    }
-    EXPECT_GT(objects, 100U);
-
+    std::size_t asked = 0;
     std::atomic<unsigned> differences{0};
-    onThreads(kThreads, [&](unsigned number) {
-        // Each thread begins elsewhere, so that different requests run side by side.
-        const std::size_t start = number * all.size() / kThreads;
-        for (std::size_t i = 0; i < kRounds * all.size(); ++i) {
-            const std::size_t chosen = (start + i) % all.size();
-            if (!same(all[chosen](manager), expected[chosen])) ++differences;
-            host->clearEvents();
-            manager.clearCalls();
-        }
-    });
+    std::atomic<unsigned> delivering{0};
+    std::atomic<unsigned> thrown{0};
+};
+
+/** PCIINFO_ENDURANCE_REQUESTS in the environment says how many requests are made. */
+TEST_F(Endurance, OfAllOperationsWithFaultsBetweenLeavesNothingAndGivesTheFirstAnswers) {
+    const char* setting = std::getenv("PCIINFO_ENDURANCE_REQUESTS");
+    const std::size_t requests = setting == nullptr ? 4000 : std::strtoul(setting, nullptr, 10);
+    constexpr unsigned kWarmUp = 2;  // rounds, until what is made once is there
+    std::optional<Footprint> before;
+    for (unsigned round = 0; round <= kWarmUp || asked < requests; ++round) {
+        if (round == kWarmUp) before.emplace();
+        askForTheSame();
+        askUnderFaults(round);
+        askForTheSame();
+    }
+    const Footprint after;
     EXPECT_EQ(differences, 0U);
+    EXPECT_EQ(after.descriptors, before->descriptors);
+    EXPECT_EQ(after.threads, before->threads);
+    constexpr std::size_t kOneObject = 4096;  // what a request leaves would come to more with the requests
+    EXPECT_LE(after.heap, before->heap + kOneObject);
+    EXPECT_GT(delivering, 0U);
+    EXPECT_GT(thrown, 0U);
     EXPECT_EQ(host->bmc().interleavedTransfers(), 0U);
     EXPECT_EQ(host->interleavedExchanges(), 0U);
     EXPECT_EQ(host->bmc().openFiles(), 0U);
+    std::fprintf(stderr, "%zu requests on %u threads, %u with exceptions; heap %zu, then %zu bytes\n", asked, kThreads,
+                 thrown.load(), before->heap, after.heap);
 }
 
 TEST_F(Threads, AskingTheSameQuestionWithUpcallsDoNotWaitForOneAnother) {
