@@ -94,7 +94,7 @@ std::vector<Sample> findSamples(const std::vector<fs::path>& dataDirectories) {
             const std::string name = directory.filename().string();
             const std::vector<std::string> known = namesOf(samples);
             const bool isNew = std::find(known.begin(), known.end(), name) == known.end();
-            if (isNew && fs::exists(directory / "SOURCE"))
+            if (isNew && fs::is_regular_file(directory / "SOURCE"))
                 samples.push_back({name, directory, descriptionOf(directory)});
         }
     }

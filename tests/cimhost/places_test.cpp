@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -82,6 +83,13 @@ TEST_F(Samples, AreFoundInAllDirectoriesTheFirstOfAName) {
     EXPECT_EQ(samples[0].description, "about it");
     EXPECT_EQ(samples[1].directory, first.path("samples/beta"));
     EXPECT_EQ(samples[1].description, "the second of two.");
+}
+
+TEST_F(Samples, AreNotWaitedFor) {
+    first.makeFifo("samples/gamma/SOURCE");
+    alarm(60);  // ends a program that waits for ever
+    EXPECT_EQ(found().size(), 2U);
+    alarm(0);
 }
 
 TEST_F(Samples, StandForTheirDirectories) {
