@@ -124,7 +124,7 @@ Paths pathsOfMachine(const std::string& directory) {
 Questions questionsFor(const std::string& directory) {
     Trial trial(directory);
     Questions questions;
-    for (const char* className : kClasses) addForClass(questions, classPath(className));
+    for (const ServedClass& served : kServedClasses) addForClass(questions, classPath(served.what));
     for (const char* className : {"QELTA_Unknown", "", "qelta_systemslot"})
         addForClass(questions, classPath(className));
     addRefused(questions, classPath("QELTA_PCIDevice"));
