@@ -31,8 +31,9 @@ Answer got(broker::Broker& manager, const broker::ObjectPath& wanted) {
     broker::Response response = manager.getInstance(wanted);
     Names delivered;
     for (const broker::Instance& instance : response.instances) delivered.push_back(instance.path);
+    const broker::Wanted object(wanted);
     keepOnly(response.instances,
-             [&](const broker::Instance& instance) { return broker::hasKeysOf(instance.path, wanted); });
+             [&](const broker::Instance& instance) { return broker::hasKeysOf(instance.path, object); });
     if (response.status != CMPI_RC_OK || !response.instances.empty() || wanted.keys.empty())
         return {response.status, std::move(response.instances)};
     return {CMPI_RC_ERR_NOT_FOUND, Instances(), delivered};
@@ -53,7 +54,8 @@ Answer gotOneOf(broker::Broker& manager, const Names& wanted) {
 std::optional<Names> existingInstead(broker::Broker& manager, const broker::ObjectPath& object) {
     if (object.keys.empty()) return std::nullopt;
     broker::Response response = manager.enumerateInstanceNames(classPath(object.className));
-    const auto isObject = [&](const broker::ObjectPath& path) { return broker::hasKeysOf(path, object); };
+    const broker::Wanted wanted(object);
+    const auto isObject = [&](const broker::ObjectPath& path) { return broker::hasKeysOf(path, wanted); };
     if (response.status != CMPI_RC_OK || std::any_of(response.paths.begin(), response.paths.end(), isObject))
         return std::nullopt;
     return std::move(response.paths);

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
+#include <utility>
+
+#include "cim/names.h"
 
 namespace broker {
 
@@ -26,23 +29,16 @@ std::optional<Integer> integerOf(const Value& value) {
     return std::nullopt;
 }
 
-bool sameReference(const ObjectPath& reference, const Value& wanted) {
-    if (const ObjectPath* path = referenceOf(wanted)) return sameObject(reference, *path);
-    // Within a path a reference is written as quoted text, so it may have been read as a text.
-    const auto* text = std::get_if<std::string>(&wanted.data);
-    if (!text) return false;
+/** What a value refers to, read out of a text where it is one. */
+std::shared_ptr<const Wanted> wantedReference(const Value& value) {
+    if (const ObjectPath* path = referenceOf(value)) return std::make_shared<Wanted>(*path);
+    const auto* text = std::get_if<std::string>(&value.data);
+    if (text == nullptr) return nullptr;
     try {
-        return sameObject(reference, parseObjectPath(*text));
+        return std::make_shared<Wanted>(parseObjectPath(*text));
     } catch (const std::invalid_argument&) {
-        return false;
+        return nullptr;
     }
-}
-
-bool sameKeyValue(const Value& value, const Value& wanted) {
-    if (value.null || wanted.null) return value.null && wanted.null;
-    if (const ObjectPath* reference = referenceOf(value)) return sameReference(*reference, wanted);
-    const std::optional<Integer> number = integerOf(value);
-    return number ? number == integerOf(wanted) : value.data == wanted.data;
 }
 
 }  // namespace
@@ -52,15 +48,34 @@ const ObjectPath* referenceOf(const Value& value) {
     return reference ? reference->get() : nullptr;
 }
 
-bool hasKeysOf(const ObjectPath& path, const ObjectPath& wanted) {
-    return std::all_of(wanted.keys.begin(), wanted.keys.end(), [&](const Property& key) {
+Wanted::Wanted(const ObjectPath& path) {
+    for (const Property& key : path.keys)
+        keys_.push_back({cim::foldedName(key.name), key.value, wantedReference(key.value)});
+    std::stable_sort(keys_.begin(), keys_.end(), [](const Key& a, const Key& b) { return a.name < b.name; });
+}
+
+bool Wanted::Key::isEqual(const Value& other) const {
+    if (value.null || other.null) return value.null && other.null;
+    if (const ObjectPath* path = referenceOf(other)) return reference && sameObject(*path, *reference);
+    const std::optional<Integer> number = integerOf(other);
+    return number ? number == integerOf(value) : other.data == value.data;
+}
+
+bool hasKeysOf(const ObjectPath& path, const Wanted& wanted) {
+    return std::all_of(wanted.keys_.begin(), wanted.keys_.end(), [&](const Wanted::Key& key) {
         const Value* value = path.key(key.name);
-        return value && sameKeyValue(*value, key.value);
+        return value && key.isEqual(*value);
     });
 }
 
-bool sameObject(const ObjectPath& left, const ObjectPath& right) {
-    return left.keys.size() == right.keys.size() && hasKeysOf(left, right) && hasKeysOf(right, left);
+bool sameObject(const ObjectPath& path, const Wanted& wanted) {
+    if (path.keys.size() != wanted.keys_.size()) return false;
+    std::vector<std::pair<std::string, const Value*>> keys;
+    for (const Property& key : path.keys) keys.emplace_back(cim::foldedName(key.name), &key.value);
+    std::stable_sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return std::equal(keys.begin(), keys.end(), wanted.keys_.begin(), [](const auto& key, const Wanted::Key& other) {
+        return key.first == other.name && other.isEqual(*key.second);
+    });
 }
 
 }  // namespace broker

@@ -1,7 +1,9 @@
 // Object paths as people write them. Tests: tests/broker/text_test.cpp.
 
 #include <charconv>
+#include <set>
 #include <stdexcept>
+#include <string>
 
 #include "cim/ascii.h"
 #include "cim/data.h"
@@ -23,10 +25,11 @@ class Parser {
         result.className = name("a class name");
         if (atEnd()) return result;
         expect('.', "'.' and the keys, or the end,");
+        std::set<std::string> names;
         do {
             Property key;
             key.name = name("a key name");
-            if (result.key(key.name) != nullptr) fail("the key \"" + key.name + "\" is given twice");
+            if (!names.insert(foldedName(key.name)).second) fail("the key \"" + key.name + "\" is given twice");
             expect('=', "'='");
             key.value = value();
             result.keys.push_back(std::move(key));

@@ -50,8 +50,10 @@ std::vector<std::string> concreteClasses(const Operation& operation, const std::
 
 /** Which of the instances a get is about: the one with the keys of the path. A provider may deliver more than that. */
 const Instance* picked(const std::vector<Instance>& delivered, const ObjectPath& name) {
-    const auto found = std::find_if(delivered.begin(), delivered.end(),
-                                    [&](const Instance& instance) { return broker::sameObject(instance.path, name); });
+    const broker::Wanted wanted(name);
+    const auto found = std::find_if(delivered.begin(), delivered.end(), [&](const Instance& instance) {
+        return broker::sameObject(instance.path, wanted);
+    });
     return found != delivered.end() ? &*found : nullptr;
 }
 

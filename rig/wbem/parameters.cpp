@@ -83,11 +83,11 @@ broker::Instance Parameters::requiredNamedInstance(const char* name) {
 PropertyList Parameters::propertyList() {
     const pugi::xml_node value = find("PropertyList", "VALUE.ARRAY");
     if (!value) return std::nullopt;
-    std::vector<std::string> names;
+    std::set<std::string> names;
     for (const pugi::xml_node element : value) {
         if (element.type() != pugi::node_element) continue;
         if (std::string(element.name()) != "VALUE") throw illTyped("PropertyList");
-        names.push_back(textOf(element));
+        names.insert(cim::foldedName(textOf(element)));
     }
     return names;
 }

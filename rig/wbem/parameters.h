@@ -4,6 +4,7 @@
 #include <pugixml.hpp>
 
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +13,7 @@
 
 namespace wbem {
 
-using PropertyList = std::optional<std::vector<std::string>>;  // none: all properties
+using PropertyList = std::optional<std::set<std::string>>;  // as cim::foldedName has them; none: all properties
 
 /**
  * The IPARAMVALUEs of an intrinsic operation, by names whose letter case does not count. Everything that is not as the

@@ -64,8 +64,9 @@ TEST(KeyMatch, ReferencesAreComparedKeyByKey) {
     EXPECT_FALSE(hasKeysOf(link, linkTo(part))) << "the value of a key has to be the same, and whole";
     EXPECT_TRUE(hasKeysOf(link, parseObjectPath(toString(link))));
     const std::string withoutNamespace = "QELTA_SystemSlot.SystemName=\"host\",Tag=\"System Slot 3\",Number=3";
-    EXPECT_TRUE(hasKeysOf(link, {"", "QELTA_DeviceInSlot", {{"Antecedent", Value::string(withoutNamespace)}}}));
-    EXPECT_FALSE(hasKeysOf(link, {"", "QELTA_DeviceInSlot", {{"Antecedent", Value::string("no path")}}}));
+    EXPECT_TRUE(
+        hasKeysOf(link, ObjectPath{"", "QELTA_DeviceInSlot", {{"Antecedent", Value::string(withoutNamespace)}}}));
+    EXPECT_FALSE(hasKeysOf(link, ObjectPath{"", "QELTA_DeviceInSlot", {{"Antecedent", Value::string("no path")}}}));
 }
 
 TEST(KeyMatch, TheSameObjectHasTheSameKeysOnceEach) {
@@ -80,10 +81,21 @@ TEST(KeyMatch, TheSameObjectHasTheSameKeysOnceEach) {
     EXPECT_FALSE(sameObject(other, slot("System Slot 3")));
 }
 
+TEST(KeyMatch, AnObjectIsTheSameWhoseReferencesAreWrittenAsText) {
+    const ObjectPath link = {"root/kavix", "QELTA_DeviceInSlot", {{"Antecedent", Value::reference(slot("1"))}}};
+    ObjectPath written = link;
+    written.keys.front().value = Value::string(toString(slot("1")));
+    EXPECT_TRUE(sameObject(link, written));
+    written.keys.front().value = Value::string(toString(slot("2")));
+    EXPECT_FALSE(sameObject(link, written));
+    written.keys.front() = {"antecedent", Value::string("no path")};
+    EXPECT_FALSE(sameObject(link, written));
+}
+
 TEST(KeyMatch, NullIsOnlyEqualToNull) {
     const ObjectPath path = {"", "C", {{"K", Value::nothing(CMPI_string)}}};
-    EXPECT_TRUE(hasKeysOf(path, {"", "C", {{"K", Value::nothing(CMPI_string)}}}));
-    EXPECT_FALSE(hasKeysOf(path, {"", "C", {{"K", Value::string("")}}}));
+    EXPECT_TRUE(hasKeysOf(path, ObjectPath{"", "C", {{"K", Value::nothing(CMPI_string)}}}));
+    EXPECT_FALSE(hasKeysOf(path, ObjectPath{"", "C", {{"K", Value::string("")}}}));
 }
 
 }  // namespace
