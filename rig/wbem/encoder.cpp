@@ -2,14 +2,13 @@
 // Tests: tests/wbem/operations_test.cpp.
 #include "wbem/encoder.h"
 
-#include <algorithm>
-#include <sstream>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "broker/matching.h"
 #include "cim/names.h"
+#include "wbem/split.h"
 #include "wbem/xml.h"
 
 namespace wbem {
@@ -21,9 +20,7 @@ using broker::Value;
 
 bool wanted(const View& view, const std::string& property) {
     if (view.within != nullptr && view.within->property(property) == nullptr) return false;
-    if (!view.properties) return true;
-    return std::any_of(view.properties->begin(), view.properties->end(),
-                       [&](const std::string& name) { return cim::sameName(name, property); });
+    return !view.properties || view.properties->count(cim::foldedName(property)) != 0;
 }
 
 const char* valueTypeOf(const Value& value) {
@@ -33,9 +30,7 @@ const char* valueTypeOf(const Value& value) {
 
 void addNamespace(pugi::xml_node parent, const std::string& nameSpace) {
     pugi::xml_node element = addElement(parent, "LOCALNAMESPACEPATH");
-    std::istringstream parts(nameSpace);
-    for (std::string part; std::getline(parts, part, '/');)
-        addAttribute(addElement(element, "NAMESPACE"), "NAME", part);
+    for (const std::string& part : split(nameSpace, '/')) addAttribute(addElement(element, "NAMESPACE"), "NAME", part);
 }
 
 void addArray(pugi::xml_node parent, const std::vector<Value>& elements) {

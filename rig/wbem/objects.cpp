@@ -8,6 +8,7 @@
 
 #include "mof/schema.h"
 #include "wbem/cimerror.h"
+#include "wbem/protocolerror.h"
 #include "wbem/readvalue.h"
 #include "wbem/xml.h"
 
@@ -93,6 +94,7 @@ std::string readNamespace(pugi::xml_node element) {
         if (!text.empty()) text += '/';
         text += part.attribute("NAME").value();
     }
+    if (text.size() > kMaxNamespace) throw notValid("the name of a namespace is too long");
     return text;
 }
 

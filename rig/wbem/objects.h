@@ -3,6 +3,7 @@
 
 #include <pugixml.hpp>
 
+#include <cstddef>
 #include <string>
 
 #include "broker/broker.h"
@@ -10,7 +11,10 @@
 /** Object paths and instances out of the elements of a valid message. Throw CimError (4) for values that are none. */
 namespace wbem {
 
-/** Of a LOCALNAMESPACEPATH: "root/kavix". */
+/** How long the name of a namespace may be: each of the objects of a message that are in it has a copy. */
+constexpr std::size_t kMaxNamespace = 1024;
+
+/** Of a LOCALNAMESPACEPATH: "root/kavix". Throws ProtocolError (request-not-valid) for one that is too long. */
 std::string readNamespace(pugi::xml_node element);
 
 /**

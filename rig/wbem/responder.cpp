@@ -6,7 +6,6 @@
 #include <charconv>
 #include <iterator>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -15,6 +14,7 @@
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
 #include "wbem/protocolerror.h"
+#include "wbem/split.h"
 #include "wbem/xml.h"
 
 namespace wbem {
@@ -38,9 +38,8 @@ std::string trimmed(const std::string& text) {
 
 /** The parts of "a; b=c" or "a, b" without blanks and quotes around them. */
 std::vector<std::string> parts(const std::string& text, char separator) {
-    std::vector<std::string> result;
-    std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) result.push_back(trimmed(part));
+    std::vector<std::string> result = split(text, separator);
+    for (std::string& part : result) part = trimmed(part);
     return result;
 }
 

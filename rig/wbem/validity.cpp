@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "wbem/protocolerror.h"
+#include "wbem/split.h"
 
 namespace wbem {
 
@@ -113,13 +113,6 @@ struct Rule {
     std::vector<std::string> attributes;
     std::vector<Content> contents;  // any of these
 };
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
-    return parts;
-}
 
 Particle particleOf(std::string text) {
     Particle particle;

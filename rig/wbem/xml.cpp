@@ -4,11 +4,12 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <exception>
 #include <limits>
 #include <memory>
-#include <optional>
-#include <sstream>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -23,6 +24,39 @@ struct ParserDeleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
 using Parser = std::unique_ptr<XML_ParserStruct, ParserDeleter>;
+
+/** What pugixml answers where there is no memory is nothing, or false. */
+template <typename Made>
+Made there(Made made) {
+    if (!made) throw std::bad_alloc();
+    return made;
+}
+
+pugi::xml_node append(pugi::xml_node parent, const char* name) {
+    pugi::xml_node element = there(parent.append_child(pugi::node_element));
+    there(element.set_name(name));
+    return element;
+}
+
+void appendText(pugi::xml_node parent, const std::string& text) {
+    there(there(parent.append_child(pugi::node_pcdata)).set_value(text.c_str()));
+}
+
+void appendAttribute(pugi::xml_node element, const char* name, const char* value) {
+    pugi::xml_attribute attribute = there(element.append_attribute(""));
+    there(attribute.set_name(name));
+    there(attribute.set_value(value));
+}
+
+/** The first reference in the markup of a start tag to an entity that is none of XML's own; empty: there is none. */
+std::string_view foreignEntity(std::string_view markup) {
+    for (auto begin = markup.find('&'); begin != std::string_view::npos; begin = markup.find('&', begin + 1)) {
+        const std::string_view name = markup.substr(begin + 1, markup.find(';', begin) - begin - 1);
+        const auto own = {"amp", "lt", "gt", "quot", "apos"};
+        if (name.front() != '#' && std::find(own.begin(), own.end(), name) == own.end()) return name;
+    }
+    return {};
+}
 
 /** Builds the tree out of what the parser reports. Expat is strict about what is well-formed, pugixml's own is not. */
 class TreeBuilder {
@@ -39,36 +73,73 @@ class TreeBuilder {
     pugi::xml_document read(const std::string& text) {
         if (text.size() > std::numeric_limits<int>::max()) throw notValid("the document is too long");
         const XML_Status status = XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
-        if (refusal_) throw notValid(*refusal_);
-        if (status != XML_STATUS_OK) throw notWellFormed(complaint());
+        if (failure_) std::rethrow_exception(failure_);
+        if (status != XML_STATUS_OK) fail(XML_GetErrorCode(parser_.get()));
         return std::move(document_);
     }
 
  private:
-    static TreeBuilder& of(void* self) { return *static_cast<TreeBuilder*>(self); }
+    /** No exception may pass through the parser, which is C: the first one ends the parsing, and then is thrown. */
+    template <typename Work>
+    static void guarded(void* self, Work work) {
+        auto& builder = *static_cast<TreeBuilder*>(self);
+        if (builder.failure_) return;
+        try {
+            work(builder);
+        } catch (...) {
+            builder.failure_ = std::current_exception();
+            XML_StopParser(builder.parser_.get(), XML_FALSE);
+        }
+    }
 
     static void onStart(void* self, const XML_Char* name, const XML_Char** attributes) {
-        of(self).start(name, attributes);
+        guarded(self, [&](TreeBuilder& builder) { builder.start(name, attributes); });
     }
-    static void onEnd(void* self, const XML_Char*) { of(self).end(); }
+    static void onEnd(void* self, const XML_Char*) {
+        guarded(self, [](TreeBuilder& builder) { builder.end(); });
+    }
     static void onText(void* self, const XML_Char* text, int length) {
-        of(self).text_.append(text, static_cast<std::size_t>(length));
+        guarded(self, [&](TreeBuilder& builder) { builder.text_.append(text, static_cast<std::size_t>(length)); });
     }
     /** Entities, and default values of attributes, would let a short message grow to any size. */
     static void onDocumentType(void* self, const XML_Char*, const XML_Char*, const XML_Char*, int hasInternalSubset) {
-        if (hasInternalSubset != 0) of(self).refuse("the document type may not have declarations of its own");
+        guarded(self, [&](TreeBuilder& builder) {
+            if (hasInternalSubset != 0) throw notValid("the document type may not have declarations of its own");
+            builder.watchAttributes();
+        });
     }
     static void onSkippedEntity(void* self, const XML_Char* name, int) {
-        of(self).refuse("the entity " + std::string(name) + " is not declared");
+        guarded(self, [&](TreeBuilder&) { refuseEntity(name); });
+    }
+    static void onMarkup(void* self, const XML_Char* text, int length) {
+        guarded(self, [&](TreeBuilder& builder) { builder.markup_.append(text, static_cast<std::size_t>(length)); });
+    }
+
+    [[noreturn]] static void refuseEntity(std::string_view name) {
+        throw notValid("the entity " + std::string(name) + " is not declared");
+    }
+
+    /** In a document with an external subset Expat leaves entities that it does not know out of attributes, silently.
+     */
+    void watchAttributes() {
+        XML_SetDefaultHandlerExpand(parser_.get(), onMarkup);
+        watchesAttributes_ = true;
+    }
+
+    void checkAttributes() {
+        markup_.clear();
+        XML_DefaultCurrent(parser_.get());  // calls onMarkup
+        if (const std::string_view name = foreignEntity(markup_); !name.empty()) refuseEntity(name);
     }
 
     void start(const XML_Char* name, const XML_Char** attributes) {
-        if (++depth_ > kMaxDepth) return refuse("elements are nested too deeply");
+        if (++depth_ > kMaxDepth) throw notValid("elements are nested too deeply");
         parts_ += 1 + XML_GetSpecifiedAttributeCount(parser_.get()) / 2;  // which counts names and values
-        if (parts_ > kMaxParts) return refuse("there are too many elements and attributes");
+        if (parts_ > kMaxParts) throw notValid("there are too many elements and attributes");
+        if (watchesAttributes_) checkAttributes();
         flushText();
-        current_ = current_.append_child(name);
-        for (; *attributes; attributes += 2) current_.append_attribute(attributes[0]).set_value(attributes[1]);
+        current_ = append(current_, name);
+        for (; *attributes; attributes += 2) appendAttribute(current_, attributes[0], attributes[1]);
     }
 
     void end() {
@@ -79,29 +150,40 @@ class TreeBuilder {
 
     void flushText() {
         if (text_.empty()) return;
-        current_.append_child(pugi::node_pcdata).set_value(text_.c_str());
+        appendText(current_, text_);
         text_.clear();
     }
 
-    void refuse(const std::string& why) {
-        if (!refusal_) refusal_ = why;
-        XML_StopParser(parser_.get(), XML_FALSE);
-    }
-
-    std::string complaint() const {
-        std::ostringstream text;
-        text << "line " << XML_GetCurrentLineNumber(parser_.get()) << ": "
-             << XML_ErrorString(XML_GetErrorCode(parser_.get()));
-        return text.str();
+    [[noreturn]] void fail(XML_Error error) const {
+        if (error == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+        throw notWellFormed("line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + ": " +
+                            XML_ErrorString(error));
     }
 
     Parser parser_;
     pugi::xml_document document_;
     pugi::xml_node current_;
-    std::string text_;  // since the last tag
+    std::string text_;    // since the last tag
+    std::string markup_;  // of the start tag, where attributes are watched
+    bool watchesAttributes_ = false;
     unsigned depth_ = 0;
     int parts_ = 0;  // elements and attributes
-    std::optional<std::string> refusal_;
+    std::exception_ptr failure_;
+};
+
+/** Takes a document's text in. A return that stands as it is would be read as a line end. */
+class TextWriter : public pugi::xml_writer {
+ public:
+    void write(const void* data, std::size_t size) override {
+        for (const char letter : std::string_view(static_cast<const char*>(data), size)) {
+            if (letter == '\r')
+                text += "&#13;";
+            else
+                text += letter;
+        }
+    }
+
+    std::string text;
 };
 
 bool allowedInXml(const cim::Piece& piece) {
@@ -117,18 +199,10 @@ pugi::xml_document parseXml(const std::string& text) {
 }
 
 std::string toText(const pugi::xml_document& document) {
-    std::ostringstream stream;
+    TextWriter writer;
     // <A></A> is the same as <A/>, but not to every client.
-    document.save(stream, "", pugi::format_raw | pugi::format_no_empty_element_tags, pugi::encoding_utf8);
-    // A return that stands as it is would be read as a line end.
-    std::string text;
-    for (const char letter : stream.str()) {
-        if (letter == '\r')
-            text += "&#13;";
-        else
-            text += letter;
-    }
-    return text;
+    document.save(writer, "", pugi::format_raw | pugi::format_no_empty_element_tags, pugi::encoding_utf8);
+    return std::move(writer.text);
 }
 
 std::string xmlText(const std::string& bytes) {
@@ -146,17 +220,17 @@ std::string xmlText(const std::string& bytes) {
 }
 
 pugi::xml_node addElement(pugi::xml_node parent, const char* name) {
-    return parent.append_child(name);
+    return append(parent, name);
 }
 
 pugi::xml_node addText(pugi::xml_node parent, const char* name, const std::string& text) {
     pugi::xml_node element = addElement(parent, name);
-    element.append_child(pugi::node_pcdata).set_value(xmlText(text).c_str());
+    appendText(element, xmlText(text));
     return element;
 }
 
 void addAttribute(pugi::xml_node element, const char* name, const std::string& value) {
-    element.append_attribute(name).set_value(xmlText(value).c_str());
+    appendAttribute(element, name, xmlText(value).c_str());
 }
 
 pugi::xml_node firstElement(pugi::xml_node parent) {

@@ -26,7 +26,7 @@ std::string toText(const pugi::xml_document& document);
 /** Text that XML can hold: each byte that is not UTF-8 and each character that XML forbids becomes U+FFFD. */
 std::string xmlText(const std::string& bytes);
 
-// --- building ---
+// --- building; throws std::bad_alloc where pugixml would leave out what it has no memory for ---
 
 pugi::xml_node addElement(pugi::xml_node parent, const char* name);
 /** An element with text in it. */

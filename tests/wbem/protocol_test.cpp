@@ -149,6 +149,13 @@ INSTANTIATE_TEST_SUITE_P(
                 request.body.insert(request.body.find("<CIM "), "<!DOCTYPE CIM SYSTEM \"x.dtd\">");
             },
             400, kInvalid},
+        Row{"EntityOfAnExternalSubsetInAnAttribute",
+            [](HttpRequest& request) {
+                request.body.replace(request.body.find("&quot;"), 6, "&amp;&a;");
+                request.body.insert(request.body.find("<CIM "), "<!DOCTYPE CIM SYSTEM \"x.dtd\">");
+            },
+            400, kInvalid},
+        replacing("LongNamespace", "NAME=\"root\"", "NAME=\"" + std::string(1020, 'n') + "\"", 400, kInvalid),
         body("OtherRoot", "<HTML/>", 400, kInvalid), body("NoMessage", "<CIM/>", 400, kInvalid),
         body("NoRequest", client::envelope(""), 400, kInvalid),
         body("Response", client::envelope("<SIMPLERSP><IMETHODRESPONSE NAME=\"a\"/></SIMPLERSP>"), 400, kInvalid),
