@@ -17,6 +17,7 @@
 #include <initializer_list>
 
 #include "emulator/host.h"
+#include "emulator/nomemory.h"
 #include "emulator/real.h"
 
 namespace {
@@ -104,16 +105,19 @@ int ioctl(int descriptor, unsigned long request, ...) noexcept {
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
     if (const SessionTarget target(descriptor); target.session)
-        return target.host->ioctl(descriptor, *target.session, request, argument);
+        return emulator::unlessOutOfMemory(
+            -1, [&] { return target.host->ioctl(descriptor, *target.session, request, argument); });
     return real::ioctl(descriptor, request, argument);
 }
 
 int poll(pollfd* items, nfds_t count, int timeout) {
     if (count == 1) {
         if (const SessionTarget target(items->fd); target.session)
-            return target.host->poll(target.session.get(), *items, timeout);
+            return emulator::unlessOutOfMemory(
+                -1, [&] { return target.host->poll(target.session.get(), *items, timeout); });
         if (items->fd == -1 && timeout > 0)
-            if (const auto host = Host::ofFailedOpen()) return host->poll(nullptr, *items, timeout);
+            if (const auto host = Host::ofFailedOpen())
+                return emulator::unlessOutOfMemory(-1, [&] { return host->poll(nullptr, *items, timeout); });
     }
     return anySession(items, count) ? refuse("poll of several descriptors") : real::poll(items, count, timeout);
 }

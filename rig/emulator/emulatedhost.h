@@ -25,6 +25,7 @@ struct FileOpened {
     std::string path;
     std::string mode;
     bool ok = false;
+    int error = 0;  // why it failed (an errno value)
 };
 
 /** One read request on a redirected file below /proc/bus/pci, as it would reach the kernel. */
@@ -86,6 +87,9 @@ struct Waited {
 
 using Event =
     std::variant<LogLine, FileOpened, FileRead, DeviceOpened, DeviceClosed, Sent, Received, ReceiveFailed, Waited>;
+
+/** Whether a call failed because memory or descriptors ran out. */
+bool isShortage(const Event& event);
 
 /** One line of text for an event, as the traces show it; bytes in hexadecimal. */
 std::string describe(const Event& event);

@@ -1,6 +1,7 @@
 // Events as the lines of a trace. Held by tests/emulator/device_test.cpp and host_test.cpp.
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "emulator/emulatedhost.h"
@@ -72,7 +73,20 @@ struct Describer {
     }
 };
 
+int errorOf(const Event& event) {
+    if (const auto* file = std::get_if<FileOpened>(&event)) return file->error;
+    if (const auto* device = std::get_if<DeviceOpened>(&event)) return device->error;
+    if (const auto* sent = std::get_if<Sent>(&event)) return sent->error;
+    if (const auto* failed = std::get_if<ReceiveFailed>(&event)) return failed->error;
+    return 0;
+}
+
 }  // namespace
+
+bool isShortage(const Event& event) {
+    const int error = errorOf(event);
+    return error == ENOMEM || error == EMFILE || error == ENFILE;
+}
 
 std::string describe(const Event& event) {
     return std::visit(Describer{}, event);

@@ -215,12 +215,17 @@ FILE* Host::fopen(const char* path, const char* mode) {
     ProcFile* file = nullptr;
     FILE* stream = isBelow(path, kProcPci) ? ProcFile::open(shared_from_this(), path, place, mode, file)
                                            : real::fopen(place.c_str(), mode);
-    record(FileOpened{path, mode, stream != nullptr});
-    if (stream != nullptr) {
-        const std::lock_guard<Mutex> lock(mutex_);
-        if (streams_.emplace(stream, file).second) ++streamCount;
-    }
+    record([&] { return FileOpened{path, mode, stream != nullptr, stream != nullptr ? 0 : errno}; });
+    if (stream != nullptr) rememberStream(stream, file);
     return stream;
+}
+
+void Host::rememberStream(FILE* stream, ProcFile* file) try {
+    const std::lock_guard<Mutex> lock(mutex_);
+    if (streams_.emplace(stream, file).second) ++streamCount;
+} catch (const std::bad_alloc&) {
+    real::fclose(stream);
+    throw;
 }
 
 ProcFile* Host::procFile(FILE* stream) const {
@@ -236,7 +241,7 @@ void Host::forgetStream(FILE* stream) {
 
 DIR* Host::opendir(const char* path) {
     DIR* stream = real::opendir(realPath(path).c_str());
-    record(FileOpened{path, "directory", stream != nullptr});
+    record([&] { return FileOpened{path, "directory", stream != nullptr, stream != nullptr ? 0 : errno}; });
     return stream;
 }
 
@@ -244,7 +249,7 @@ int Host::open(const char* path, int flags, unsigned permissions) {
     const int descriptor = real::openat(AT_FDCWD, realPath(path).c_str(), flags, permissions);
     const int access = flags & O_ACCMODE;
     const char* mode = access == O_RDONLY ? "O_RDONLY" : access == O_WRONLY ? "O_WRONLY" : "O_RDWR";
-    record(FileOpened{path, mode, descriptor >= 0});
+    record([&] { return FileOpened{path, mode, descriptor >= 0, descriptor >= 0 ? 0 : errno}; });
     return descriptor;
 }
 
@@ -253,13 +258,18 @@ int Host::openDevice(const char* path, int flags) {
     const int descriptor = openSession(path, flags, session);
     const int error = descriptor < 0 ? errno : 0;
     failedOpenSerial = descriptor < 0 ? activeSerial.load() : 0;
-    record(DeviceOpened{path, flags, descriptor >= 0, error});
-    if (descriptor >= 0) {
-        const std::lock_guard<Mutex> lock(mutex_);
-        sessions_[descriptor] = std::move(session);
-        markSession(descriptor, true);
-    }
+    record([&] { return DeviceOpened{path, flags, descriptor >= 0, error}; });
+    if (descriptor >= 0) rememberSession(descriptor, std::move(session));
     return descriptor;
+}
+
+void Host::rememberSession(int descriptor, std::shared_ptr<DeviceSession> session) try {
+    const std::lock_guard<Mutex> lock(mutex_);
+    sessions_[descriptor] = std::move(session);
+    markSession(descriptor, true);
+} catch (const std::bad_alloc&) {
+    real::close(descriptor);
+    throw;
 }
 
 int Host::openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session) {
@@ -293,7 +303,7 @@ void Host::closeSession(int descriptor) {
         ended = sessions_.extract(descriptor);
         markSession(descriptor, false);
     }
-    if (!ended.empty()) record(DeviceClosed{});
+    if (!ended.empty()) record([] { return DeviceClosed{}; });
 }
 
 int Host::ioctl(int descriptor, DeviceSession& session, unsigned long request, void* argument) {
@@ -311,7 +321,7 @@ int Host::ioctl(int descriptor, DeviceSession& session, unsigned long request, v
 
 int Host::send(DeviceSession& session, const ipmi_req& request) {
     const int error = session.send(request);
-    record(describeRequest(request, error));
+    record([&] { return describeRequest(request, error); });
     return toResult(error);
 }
 
@@ -320,14 +330,14 @@ int Host::receive(DeviceSession& session, ipmi_recv& into, bool truncate) {
     const std::size_t addrLen = into.addr_len;
     std::optional<Answer> message;
     const int error = session.receive(into, truncate, message);
-    if (message) record(Received{*message, bufferLen, addrLen});
-    if (error != 0) record(ReceiveFailed{error});
+    if (message) record([&] { return Received{*message, bufferLen, addrLen}; });
+    if (error != 0) record([&] { return ReceiveFailed{error}; });
     return toResult(error);
 }
 
 int Host::poll(DeviceSession* session, pollfd& item, int timeoutMs) {
     const int ready = session != nullptr ? session->poll(item, timeoutMs) : waitForNothing(item, timeoutMs);
-    record(Waited{timeoutMs, item.events, ready});
+    record([&] { return Waited{timeoutMs, item.events, ready}; });
     return ready;
 }
 
@@ -352,14 +362,12 @@ void Host::vsyslog(int priority, const char* format, va_list arguments) {
     const Restored keeper(errno);  // %m prints the caller's
     va_list again;
     va_copy(again, arguments);
-    const std::string text = formatted(format, again);
+    record([&] { return LogLine{priority, formatted(format, again)}; });
     va_end(again);
-    record(LogLine{priority, text});
     if (isMachine()) real::vsyslog(priority, format, arguments);
 }
 
-void Host::record(const Event& event) {
-    const Restored keeper(errno);
+void Host::note(const Event& event) {
     std::shared_ptr<const Listener> listener;
     {
         const std::lock_guard<Mutex> lock(mutex_);

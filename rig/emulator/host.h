@@ -4,12 +4,14 @@
 #include <dirent.h>
 #include <poll.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,7 +73,16 @@ class Host : public std::enable_shared_from_this<Host> {
     int gethostname(char* name, std::size_t size);
     void vsyslog(int priority, const char* format, va_list arguments);
 
-    void record(const Event& event);
+    /** Events are for those who watch: one that there is no memory for is lost, and the call goes on. */
+    template <typename Make>
+    void record(Make make) {
+        const int error = errno;
+        try {
+            note(make());
+        } catch (const std::bad_alloc&) {  // lost
+        }
+        errno = error;
+    }
 
  private:
     friend class EmulatedHost;  // sets and reads the members below
@@ -79,8 +90,12 @@ class Host : public std::enable_shared_from_this<Host> {
     using Listener = std::function<void(const Event&)>;
     using Hook = std::function<void(const std::string&)>;
 
+    void note(const Event& event);
     bool isMachine() const { return directory_.empty(); }
     bool isDevice(const char* path) const;
+    // These close what was opened where there is no memory to remember it, and throw.
+    void rememberStream(FILE* stream, ProcFile* file);
+    void rememberSession(int descriptor, std::shared_ptr<DeviceSession> session);
     int openSession(const char* path, int flags, std::shared_ptr<DeviceSession>& session);
     int send(DeviceSession& session, const ipmi_req& request);
     int receive(DeviceSession& session, ipmi_recv& record, bool truncate);

@@ -12,6 +12,7 @@
 
 #include "emulator/clock.h"
 #include "emulator/host.h"
+#include "emulator/nomemory.h"
 #include "emulator/procstream.h"
 #include "emulator/real.h"
 
@@ -24,7 +25,8 @@ namespace real = emulator::real;
 template <typename NextFunction>
 FILE* openStream(NextFunction& next, const char* path, const char* mode) {
     const auto host = Host::ofFile(path);
-    return host ? host->fopen(path, mode) : next(path, mode);
+    if (!host) return next(path, mode);
+    return emulator::unlessOutOfMemory<FILE*>(nullptr, [&] { return host->fopen(path, mode); });
 }
 
 /** `next` reads from streams that are not the host's business. */

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "emulator/host.h"
+#include "emulator/nomemory.h"
 #include "emulator/real.h"
 
 namespace {
@@ -16,23 +17,21 @@ namespace {
 using emulator::Host;
 namespace real = emulator::real;
 
-/**
- * A path as the machine has to be asked for it; `own` holds one that differs until the call is over. An absolute path
- * stays absolute: ...at() functions take it too.
- */
-const char* asked(const char* path, std::string&& own = {}) {
-    if (const auto host = Host::ofFile(path))
-        own = host->realPath(path);
-    else if (const auto hostOfDevice = Host::ofDevice(path))
-        own = hostOfDevice->devicePlace(path);
-    else
-        return path;
-    return own.c_str();
+/** Asks the machine about a path, as it has to be asked. An absolute one stays absolute: ...at() functions take it. */
+template <typename Ask>
+int askAbout(const char* path, Ask ask) {
+    return emulator::unlessOutOfMemory(-1, [&] {
+        if (const auto host = Host::ofFile(path)) return ask(host->realPath(path).c_str());
+        if (const auto host = Host::ofDevice(path)) return ask(host->devicePlace(path).c_str());
+        return ask(path);
+    });
 }
 
 int openAt(int directory, const char* path, int flags, unsigned mode = 0) {
-    if (const auto host = Host::ofDevice(path)) return host->openDevice(path, flags);
-    if (const auto host = Host::ofFile(path)) return host->open(path, flags, mode);
+    if (const auto host = Host::ofDevice(path))
+        return emulator::unlessOutOfMemory(-1, [&] { return host->openDevice(path, flags); });
+    if (const auto host = Host::ofFile(path))
+        return emulator::unlessOutOfMemory(-1, [&] { return host->open(path, flags, mode); });
     return real::openat(directory, path, flags, mode);
 }
 
@@ -41,48 +40,49 @@ int openAt(int directory, const char* path, int flags, unsigned mode = 0) {
 extern "C" {
 
 int stat(const char* path, struct stat* result) noexcept {
-    return real::stat(asked(path), result);
+    return askAbout(path, [&](const char* asked) { return real::stat(asked, result); });
 }
 
 int stat64(const char* path, struct stat64* result) noexcept {
-    return real::stat64(asked(path), result);
+    return askAbout(path, [&](const char* asked) { return real::stat64(asked, result); });
 }
 
 int lstat(const char* path, struct stat* result) noexcept {
-    return real::lstat(asked(path), result);
+    return askAbout(path, [&](const char* asked) { return real::lstat(asked, result); });
 }
 
 int lstat64(const char* path, struct stat64* result) noexcept {
-    return real::lstat64(asked(path), result);
+    return askAbout(path, [&](const char* asked) { return real::lstat64(asked, result); });
 }
 
 int fstatat(int directory, const char* path, struct stat* result, int flags) noexcept {
-    return real::fstatat(directory, asked(path), result, flags);
+    return askAbout(path, [&](const char* asked) { return real::fstatat(directory, asked, result, flags); });
 }
 
 int fstatat64(int directory, const char* path, struct stat64* result, int flags) noexcept {
-    return real::fstatat64(directory, asked(path), result, flags);
+    return askAbout(path, [&](const char* asked) { return real::fstatat64(directory, asked, result, flags); });
 }
 
 int statx(int directory, const char* path, int flags, unsigned mask, struct statx* result) noexcept {
-    return real::statx(directory, asked(path), flags, mask, result);
+    return askAbout(path, [&](const char* asked) { return real::statx(directory, asked, flags, mask, result); });
 }
 
 int access(const char* path, int mode) noexcept {
-    return real::access(asked(path), mode);
+    return askAbout(path, [&](const char* asked) { return real::access(asked, mode); });
 }
 
 int faccessat(int directory, const char* path, int mode, int flags) noexcept {
-    return real::faccessat(directory, asked(path), mode, flags);
+    return askAbout(path, [&](const char* asked) { return real::faccessat(directory, asked, mode, flags); });
 }
 
 int chdir(const char* path) noexcept {
-    return real::chdir(asked(path));
+    return askAbout(path, [&](const char* asked) { return real::chdir(asked); });
 }
 
 DIR* opendir(const char* path) {
     const auto host = Host::ofFile(path);
-    return host ? host->opendir(path) : real::opendir(path);
+    if (!host) return real::opendir(path);
+    return emulator::unlessOutOfMemory<DIR*>(nullptr, [&] { return host->opendir(path); });
 }
 
 // The mode is there only where a file may be made; what stands in its place otherwise is not looked at.

@@ -72,7 +72,7 @@ std::size_t ProcFile::fread(void* to, std::size_t size, std::size_t count, FILE*
 
 ssize_t ProcFile::read(char* to, std::size_t size) const {
     const ssize_t got = ::read(descriptor_, to, size);
-    host_->record(FileRead{path_, size, got < 0 ? 0 : static_cast<std::size_t>(got)});
+    host_->record([&] { return FileRead{path_, size, got < 0 ? 0 : static_cast<std::size_t>(got)}; });
     return got;
 }
 
