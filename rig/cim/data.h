@@ -26,6 +26,15 @@ struct Value {
                  std::shared_ptr<Instance>, std::vector<Value>>
         data;
 
+    Value() = default;
+    // Where there is no memory for the data, the copy constructor of a variant of such types destroys what it did not
+    // make (libstdc++ takes them for types that never leave it without a value). Assignment does not.
+    Value(const Value& other) : type(other.type), null(other.null) { data = other.data; }
+    Value(Value&&) = default;
+    Value& operator=(const Value&) = default;
+    Value& operator=(Value&&) = default;
+    ~Value() = default;
+
     static Value string(const std::string& text);
     static Value uint(CMPIType type, std::uint64_t number);
     static Value sint(CMPIType type, std::int64_t number);
