@@ -59,10 +59,8 @@ bool hasFunction(const Answer& answer) {
 template <typename Ask>
 ExitCode inSession(const Settings& settings, const std::string& subject, unsigned readings, Ask ask) {
     std::optional<Session> session;
-    Surroundings surroundings = settings.surroundings;
-    surroundings.watched = stderrIsTerminal();
     try {
-        session.emplace(surroundings, makeTracer(settings.trace));
+        session.emplace(settings.surroundings, makeTracer(settings.trace));
     } catch (const std::exception& error) {
         complain(error.what());
         return kCannotAsk;

@@ -5,14 +5,17 @@
 
 #include <clocale>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "cim/shortage.h"
 #include "cimhost/arguments.h"
 
 namespace {
@@ -73,6 +76,16 @@ void openStandardDescriptors() {
             open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // the lowest that is free
 }
 
+/** Says what ended the program, as far as there is memory for that. */
+cimhost::ExitCode endBy(const std::exception& error) {
+    try {
+        cimhost::complain(error.what());
+    } catch (const std::bad_alloc&) {
+        std::fputs("cimhost: there is no memory\n", stderr);
+    }
+    return cimhost::kErrorStatus;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -81,9 +94,9 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe): one thread so far; numbers stay as they are
     try {
-        return runCommand(argc, argv);
+        cim::noteMemoryShortages();
+        return cim::whole([&] { return runCommand(argc, argv); });
     } catch (const std::exception& error) {
-        cimhost::complain(error.what());
-        return cimhost::kErrorStatus;
+        return endBy(error);
     }
 }

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cim/shortage.h"
 #include "cimhost/places.h"
 #include "cimhost/printable.h"
 #include "mof/declaration.h"
@@ -87,7 +88,9 @@ std::string libraryToLoad(const std::string& named) {
 /** The provider's exceptions are told apart from those of the program. */
 Answer answerOf(const Question& question, broker::Broker& manager) {
     try {
-        return question.ask(manager);
+        return cim::whole([&] { return question.ask(manager); });
+    } catch (const cim::Shortage&) {
+        throw;
     } catch (const std::exception& error) {
         throw ProviderException(error.what());
     } catch (...) {
@@ -122,13 +125,13 @@ void Session::openHost(const Surroundings& surroundings) {
     if (!surroundings.hostDirectory.empty()) {
         host_.emplace(surroundings.hostDirectory);
         host_->setRealWaits(surroundings.realWaits);
-    } else if (tracer_ || surroundings.watched || !surroundings.catalogue.empty()) {
+    } else {
         host_.emplace();  // this machine, watched
     }
-    if (!host_) return;
     host_->keepEvents(false);
     if (!surroundings.catalogue.empty()) host_->setCatalogue(surroundings.catalogue);
     host_->onEvent([this](const emulator::Event& event) {
+        if (emulator::isShortage(event)) cim::noteShortage();
         bmc_.see(event);
         if (tracer_) trace(emulator::describe(event));
     });

@@ -20,7 +20,6 @@ struct Surroundings {
     bool realWaits = false;                               // an emulated host's waits take their time
     broker::Manners manners = broker::Manners::standard;  // of the object manager that asks
     std::string catalogue = {};  // a directory that stands in for /etc/vmware; empty: the host's own
-    bool watched = false;        // the BMC is watched on this machine, too; on an emulated host it always is
 };
 
 /** The provider threw; the message is that of its exception, "" where it has none. */
@@ -40,11 +39,11 @@ class Session {
 
     /**
      * What the provider writes to standard output meanwhile goes to the trace, and so does what the object manager
-     * refuses. Throws ProviderException.
+     * refuses. Throws ProviderException, and cim::Shortage where the answer may lack something.
      */
     Answer ask(const Question& question);
 
-    /** How the provider gets on with the BMC, where the session watches. */
+    /** How the provider gets on with the BMC. */
     const BmcWatch& bmc() const { return bmc_; }
 
     /**

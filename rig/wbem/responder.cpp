@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 
 #include "broker/matching.h"
 #include "cim/names.h"
+#include "cim/shortage.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
 #include "wbem/protocolerror.h"
@@ -266,9 +268,30 @@ HttpResponse errorResponse(const ProtocolError& error, const std::string& prefix
     return response;
 }
 
+HttpResponse refusal(const HttpRequest& request, const ProtocolError& error, const std::string& prefix) {
+    HttpResponse response = errorResponse(error, prefix);
+    response.summary =
+        request.method + " " + request.target + ": HTTP " + std::to_string(error.status()) + ", " + error.what();
+    return response;
+}
+
+HttpResponse unavailable(const HttpRequest& request) {
+    return refusal(request, httpError(503, cim::Shortage().what()), "");
+}
+
 }  // namespace
 
 HttpResponse Responder::answer(const HttpRequest& request) const {
+    try {
+        return wholeAnswer(request);
+    } catch (const std::bad_alloc&) {
+        return unavailable(request);
+    } catch (const cim::Shortage&) {
+        return unavailable(request);
+    }
+}
+
+HttpResponse Responder::wholeAnswer(const HttpRequest& request) const {
     std::string prefix;
     try {
         if (request.bodyTooLong) throw httpError(413, "the message is too long");
@@ -277,14 +300,11 @@ HttpResponse Responder::answer(const HttpRequest& request) const {
         checkContentType(request.headers);
         checkAccepted(request.headers);
         checkOperationHeaders(request.headers, prefix);
-        HttpResponse response = perform(request, prefix);
+        HttpResponse response = cim::whole([&] { return perform(request, prefix); });
         if (request.method == "M-POST") addExtensionHeaders(response, prefix);
         return response;
     } catch (const ProtocolError& error) {
-        HttpResponse response = errorResponse(error, prefix);
-        response.summary =
-            request.method + " " + request.target + ": HTTP " + std::to_string(error.status()) + ", " + error.what();
-        return response;
+        return refusal(request, error, prefix);
     }
 }
 

@@ -32,7 +32,8 @@ struct HttpResponse {
 /**
  * Answers HTTP requests as DSP0200 has a CIM server do it: operations with 200 and a CIM message, also where they fail;
  * all other requests with another status, a CIMError header where DSP0200 has one, and a line of
- * text. No request makes it throw but for want of memory. May be used from any number of threads at once.
+ * text. An answer that is not whole for want of memory or descriptors is an error (503); where there is no memory for
+ * that either, std::bad_alloc is thrown, and nothing else ever. May be used from any number of threads at once.
  */
 class Responder {
  public:
@@ -42,6 +43,7 @@ class Responder {
     HttpResponse answer(const HttpRequest& request) const;
 
  private:
+    HttpResponse wholeAnswer(const HttpRequest& request) const;
     HttpResponse perform(const HttpRequest& request, const std::string& prefix) const;
 
     const Operations& operations_;
