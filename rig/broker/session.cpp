@@ -44,8 +44,13 @@ void Broker::endSession() {
 
 Broker::Scope::Scope(Broker& broker) : broker_(broker) {
     broker_.beginSession();
-    context_ = broker_.make<ContextObject>().handle();
-    result_ = broker_.make<ResultObject>().handle();
+    try {
+        context_ = broker_.make<ContextObject>().handle();
+        result_ = broker_.make<ResultObject>().handle();
+    } catch (...) {
+        broker_.endSession();
+        throw;
+    }
 }
 
 Broker::Scope::~Scope() {
