@@ -103,9 +103,10 @@ MHD_Result send(MHD_Connection* connection, const HttpResponse& response) {
     void* body = const_cast<char*>(response.body.data());
     MHD_Response* reply = MHD_create_response_from_buffer(response.body.size(), body, MHD_RESPMEM_MUST_COPY);
     if (reply == nullptr) return MHD_NO;
+    bool whole = true;
     for (const auto& [name, value] : response.headers)  // an empty value is not taken, a blank is the same
-        MHD_add_response_header(reply, name.c_str(), value.empty() ? " " : value.c_str());
-    const MHD_Result result = MHD_queue_response(connection, response.status, reply);
+        whole = MHD_add_response_header(reply, name.c_str(), value.empty() ? " " : value.c_str()) == MHD_YES && whole;
+    const MHD_Result result = whole ? MHD_queue_response(connection, response.status, reply) : MHD_NO;
     MHD_destroy_response(reply);
     return result;
 }
