@@ -31,7 +31,7 @@ struct Value {
     // make (libstdc++ takes them for types that never leave it without a value). Assignment does not.
     Value(const Value& other) : type(other.type), null(other.null) { data = other.data; }
     Value(Value&&) = default;
-    Value& operator=(const Value&) = default;
+    Value& operator=(const Value& other) { return *this = Value(other); }  // wholly or not at all
     Value& operator=(Value&&) = default;
     ~Value() = default;
 

@@ -156,6 +156,31 @@ TEST_P(RequestAllocations, FailAndWhatWasDeliveredStays) {
     std::cout << failed << " allocations failed\n";
 }
 
+/** A variant that is left without a value is destroyed as if it had one, or ends whoever looks at it. */
+TEST(Values, AreCopiedWholeOrNotAtAll) {
+    using broker::Value;
+    const std::string text(100, 'x');
+    for (const Value& value :
+         {Value::string(text), Value::array(CMPI_string, {Value::string(text), Value::string(text)}),
+          Value::reference(slotPath(3)), Value::uint(CMPI_uint8, 1)}) {
+        for (std::size_t number = 1, failed = 1; failed != 0; ++number) {
+            std::optional<std::vector<Value>> copies;
+            Value assigned = Value::boolean(true);
+            {
+                const Allocations failing(number);
+                try {
+                    copies.emplace(3, value);
+                    assigned = value;
+                } catch (const std::bad_alloc&) {
+                }
+                failed = failing.failed();
+            }
+            EXPECT_TRUE(!copies || copies->back() == value);
+            EXPECT_TRUE(assigned == value || assigned == Value::boolean(true));
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Of, RequestAllocations, testing::ValuesIn(kinds()), CaseName());
 
 }  // namespace

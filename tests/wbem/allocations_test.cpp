@@ -1,6 +1,9 @@
 // The server where memory runs out: every allocation of a request fails in turn, the provider's, the emulated host's
 // and the C library's among them. An answer is whole, or it is an error.
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <functional>
 #include <iostream>
 #include <new>
@@ -8,9 +11,11 @@
 #include <string>
 
 #include "cim/shortage.h"
+#include "connection.h"
 #include "server.h"
 #include "tests/support/allocations.h"
 #include "tests/support/casename.h"
+#include "wbem/httpserver.h"
 
 namespace {
 
@@ -51,9 +56,10 @@ HttpRequest extended() {
     return request;
 }
 
-class EveryAllocation : public Rack, public testing::WithParamInterface<Kind> {
+/** Where shortages are noted, as the program does it. */
+class Short : public Rack {
  protected:
-    EveryAllocation() {
+    Short() {
         cim::noteMemoryShortages();
         host->onEvent([](const emulator::Event& event) {
             if (emulator::isShortage(event)) cim::noteShortage();
@@ -62,7 +68,10 @@ class EveryAllocation : public Rack, public testing::WithParamInterface<Kind> {
         host->bmc().setEndOfFile(true);  // the same exchange need not fail in all places of an empty file
         manager.recordCalls(false);
     }
+};
 
+class EveryAllocation : public Short, public testing::WithParamInterface<Kind> {
+ protected:
     /** Lets the allocations of a request fail in turn, each `step`th of them. Adds the answers that were no errors. */
     std::size_t failInTurn(const HttpRequest& request, Allocations::Failing how, std::size_t step,
                            std::set<std::string>& answers) {
@@ -86,6 +95,69 @@ class EveryAllocation : public Rack, public testing::WithParamInterface<Kind> {
         }
     }
 };
+
+TEST_F(Short, OfDescriptorsTheAnswerIsWholeOrAnError) {
+    const HttpRequest request = asking("EnumerateInstances", ofClass("QELTA_Controller"));
+    const HttpResponse whole = responder.answer(request);
+    const int free = dup(STDIN_FILENO);
+    close(free);
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    for (unsigned many = 0; many < 4; ++many) {
+        const rlimit few{static_cast<rlim_t>(free) + many, usual.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+        const HttpResponse response = responder.answer(request);
+        setrlimit(RLIMIT_NOFILE, &usual);
+        EXPECT_EQ(response.status, many < 2 ? 503U : 200U) << many << " descriptors";
+        if (response.status == 200) {
+            EXPECT_EQ(response.body, whole.body);
+        }
+    }
+}
+
+using OverHttp = EveryAllocation;
+
+/** The connection's thread runs out of memory: what comes is whole, an error, or no answer at all. */
+TEST_P(OverHttp, EveryAllocationFailsAndTheAnswerIsWholeOrAnError) {
+    wbem::HttpOptions options;
+    options.port = 0;
+    wbem::HttpServer server(options, [this](const HttpRequest& request) { return responder.answer(request); });
+    HttpRequest request = GetParam().request();
+    request.headers[0].second = server.place();
+    request.headers.emplace_back("Connection", "close");
+    const std::string text = client::wire(request);
+    const auto ask = [&] {
+        client::Connection connection(server.port());
+        connection.send(text);
+        return connection.receiveAll();
+    };
+    const std::string whole = client::bodyOf(ask());
+    ASSERT_THAT(whole, testing::EndsWith("</CIM>"));
+    std::size_t failed = 0;
+    for (std::size_t number = 1, struck = 1; struck != 0; ++number) {
+        std::string response;
+        {
+            const Allocations allocations(number, Allocations::Failing::one, Allocations::Of::otherThreads);
+            response = ask();
+            struck = allocations.failed();
+        }
+        failed += struck;
+        if (response.rfind("HTTP/1.1 200", 0) == 0) {
+            EXPECT_EQ(client::bodyOf(response), whole) << number;
+            EXPECT_THAT(response, testing::HasSubstr("CIMOperation: MethodResponse")) << number;
+        }
+    }
+    EXPECT_EQ(client::bodyOf(ask()), whole);
+    std::cout << failed << " allocations failed\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, OverHttp,
+                         testing::Values(kind("EnumerateInstances", "EnumerateInstances",
+                                              [] { return ofClass("QELTA_SystemSlot"); }),
+                                         kind("GetInstance", "GetInstance", [] { return named(slotPath(3)); }),
+                                         kind("EnumerateClasses", "EnumerateClasses",
+                                              [] { return client::value("DeepInheritance", "true"); })),
+                         CaseName());
 
 TEST_P(EveryAllocation, FailsAndTheAnswerIsWholeOrAnError) {
     const HttpRequest request = GetParam().request();
