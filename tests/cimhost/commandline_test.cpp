@@ -188,9 +188,14 @@ TEST_F(CommandLine, OutputThatNobodyReadsEndsQuietly) {
 }
 
 TEST_F(CommandLine, OutputThatCannotBeWrittenIsAnError) {
-    const Outcome run = ask({"enumerate", "QELTA_PCIDevice"}, {{}, {}, Output::full});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_THAT(run.err, HasSubstr("No space left on device"));
+    const Arguments all[] = {
+        {"enumerate", "QELTA_PCIDevice"}, {"tree", "--format", "json"}, {"samples"}, {"--help"}, {"--version"},
+        {"serve", "--port", "0"}};
+    for (const Arguments& arguments : all) {
+        const Outcome run = ask(arguments, {{}, {}, Output::full});
+        EXPECT_NE(run.exitCode, 0) << arguments.front();
+        EXPECT_THAT(run.err, HasSubstr("No space left on device")) << arguments.front();
+    }
 }
 
 }  // namespace

@@ -36,8 +36,10 @@ TEST(Printable, EscapesWhatIsNotSeenAndMakesAnotherText) {
                         "b"),
               "a\\xe2\\x80\\xaeb")
         << "right to left from here";
-    for (const char* unseen : {"\xc2\xad", "\xd8\x9c", "\xe2\x80\x8b", "\xe2\x80\x8f", "\xe2\x80\xaa", "\xe2\x81\xa6",
-                               "\xe2\x81\xa9", "\xef\xbb\xbf", "\xf3\xa0\x81\x81"})
+    for (const char* unseen :
+         {"\xc2\xad", "\xd8\x9c", "\xe2\x80\x8b", "\xe2\x80\x8f", "\xe2\x80\xaa", "\xe2\x81\xa6", "\xe2\x81\xa9",
+          "\xef\xbb\xbf", "\xf3\xa0\x81\x81", "\xcd\x8f", "\xe1\x85\x9f", "\xe1\xa0\x8b", "\xe3\x85\xa4",
+          "\xef\xb8\x8f", "\xef\xbe\xa0", "\xf0\x9d\x85\xb3", "\xf3\xa0\x84\x80"})
         EXPECT_EQ(printable(unseen).substr(0, 2), "\\x") << testing::PrintToString(unseen);
     for (const char* seen : {"\xc2\xa0", "\xc2\xae", "\xe2\x80\x90", "\xe2\x80\xaf", "\xe2\x82\xac"})
         EXPECT_EQ(printable(seen), seen);
