@@ -28,7 +28,8 @@ std::vector<Kind> kinds() {
     std::vector<Kind> all;
     for (const Operation& operation : kInstanceOperations)
         for (const ServedClass& served : kServedClasses)
-            if (const std::string name = served.what; !operation.isGet() || name == "QELTA_SystemSlot" || name == "QELTA_DeviceInSlot")
+            if (const std::string name = served.what;
+                !operation.isGet() || name == "QELTA_SystemSlot" || name == "QELTA_DeviceInSlot")
                 all.push_back({std::string(operation.name) + "Of" + name,
                                [=](Broker& manager) { return (manager.*operation.ask)(classPath(name)); }});
     const struct {
