@@ -5,9 +5,11 @@
 #include <microhttpd.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdlib>
@@ -116,6 +118,16 @@ std::string clientOf(MHD_Connection* connection) {
     return info != nullptr ? addressText(info->client_addr, sizeof(sockaddr_storage)) : "";
 }
 
+int socketOf(MHD_Connection* connection) {
+    return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+}
+
+/** Whether the other side has closed the connection, or will send nothing more. */
+bool isLeft(int socket) {
+    pollfd state{socket, POLLRDHUP, 0};
+    return poll(&state, 1, 0) > 0;
+}
+
 std::uint64_t announcedLength(MHD_Connection* connection) {
     const char* text = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
     return text != nullptr ? std::strtoull(text, nullptr, 10) : 0;
@@ -193,6 +205,8 @@ struct HttpServer::State {
     MHD_Result answer(MHD_Connection* connection, Arrival& arrival) {
         if (!beginHandling(arrival)) return MHD_NO;
         setTimeout(connection, 0);  // the client is waiting for us, not we for it
+        const int socket = socketOf(connection);
+        arrival.request.abandoned = [this, socket] { return abandoned || isLeft(socket); };
         const HttpResponse response = handler(arrival.request);
         beginSending(arrival);
         setTimeout(connection, timeout());
@@ -238,6 +252,7 @@ struct HttpServer::State {
     std::once_flag listeningEnded;
     std::mutex mutex;
     std::condition_variable ended;
+    std::atomic<bool> abandoned{false};
     bool finishing = false;
     unsigned handling = 0;  // requests in that stage
     unsigned sending = 0;
@@ -260,6 +275,10 @@ std::string HttpServer::place() const {
 
 bool HttpServer::finish(std::chrono::milliseconds patience) {
     return state_->finish(patience);
+}
+
+void HttpServer::abandon() {
+    state_->abandoned = true;
 }
 
 }  // namespace wbem

@@ -26,7 +26,10 @@ struct HttpOptions {
  */
 class HttpServer {
  public:
-    /** Called on the connection's thread. */
+    /**
+     * Called on the connection's thread. The request is abandoned when its client has closed the connection, or only
+     * its own side of it, which looks the same; and after abandon().
+     */
     using Handler = std::function<HttpResponse(const HttpRequest&)>;
 
     /** Serves when it returns. Throws std::runtime_error that says why it cannot (an address in use, for instance). */
@@ -47,6 +50,9 @@ class HttpServer {
      * then.
      */
     bool finish(std::chrono::milliseconds patience);
+
+    /** Tells the handlers of requests that are under way that these are abandoned. */
+    void abandon();
 
  private:
     struct State;

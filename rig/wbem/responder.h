@@ -1,6 +1,7 @@
 #ifndef PCIINFO_WBEM_RESPONDER_H
 #define PCIINFO_WBEM_RESPONDER_H
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,11 @@ struct HttpRequest {
     std::string body;
     bool bodyTooLong = false;  // longer than it may be, and not all there
     std::string client;        // numeric address; empty: unknown
+    /**
+     * Whether nobody waits for the answer any more, so that it need not be finished. Cheap enough to be asked before
+     * each object; on the thread that answers. Empty: somebody waits.
+     */
+    std::function<bool()> abandoned = {};
 };
 
 struct HttpResponse {

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -54,14 +55,18 @@ class Http : public client::Server {
     void start(
         const std::function<void()>& before = [] {}, unsigned connections = 64, seconds timeout = seconds(1)) {
         wbem::HttpOptions options;
-        options.port = 0;
         options.timeout = timeout;
         options.bodyLimit = kLimit;
         options.connections = connections;
-        server.emplace(options, [this, before](const wbem::HttpRequest& request) {
+        serve(options, [this, before](const wbem::HttpRequest& request) {
             before();
             return responder.answer(request);
         });
+    }
+
+    void serve(wbem::HttpOptions options, const wbem::HttpServer::Handler& handler) {
+        options.port = 0;
+        server.emplace(options, handler);
     }
 
     std::uint16_t port() const { return server->port(); }
@@ -252,6 +257,39 @@ TEST_F(Http, MoreConnectionsThanAllowedAreTurnedAway) {
         answer = ask(good());
     }
     EXPECT_THAT(answer, StartsWith(kOk));
+}
+
+TEST_F(Http, AHandlerCanAskWhetherAnybodyWaitsForItsAnswer) {
+    struct Row {
+        const char* what;
+        std::function<void(std::optional<Connection>&)> happen;
+        bool abandoned;
+    };
+    const Row rows[] = {{"nothing", [](auto&) {}, false},
+                        {"another request", [](auto& client) { client->send(client::wire(good())); }, false},
+                        {"the client has gone", [](auto& client) { client.reset(); }, true},
+                        {"the server gives up", [this](auto&) { server->abandon(); }, true}};
+    for (const Row& row : rows) {
+        Gate happened(2);
+        std::atomic<int> requests{0};
+        std::promise<bool> last;
+        serve({}, [&](const wbem::HttpRequest& request) {
+            if (++requests > 1) return wbem::HttpResponse{};
+            EXPECT_FALSE(request.abandoned()) << row.what;
+            EXPECT_TRUE(happened.pass());
+            const auto until = steady_clock::now() + (row.abandoned ? seconds(10) : milliseconds(100));
+            while (!request.abandoned() && steady_clock::now() < until) std::this_thread::yield();
+            last.set_value(request.abandoned());
+            return wbem::HttpResponse{};
+        });
+        std::optional<Connection> client(port());
+        client->send(client::wire(good()));
+        while (requests == 0) std::this_thread::yield();
+        row.happen(client);
+        EXPECT_TRUE(happened.pass());
+        EXPECT_EQ(last.get_future().get(), row.abandoned) << row.what;
+        EXPECT_TRUE(server->finish(seconds(10)));
+    }
 }
 
 TEST_F(Http, RequestsUnderWayAreFinishedAndNoMoreAreTaken) {
