@@ -216,6 +216,11 @@ void addServe(CLI::App& app, Request& request) {
     command->add_option("--port", options->http.port, "Port to listen at; default 5988, 0: any that is free")
         ->type_name("PORT")
         ->check(numberIn(0, kLastPort, "port, a number from 0 to 65535"));
+    command
+        ->add_option("--per-address", options->http.limits.perAddress,
+                     "Connections that one address may have at a time, of 256 in all; default 128")
+        ->type_name("NUMBER")
+        ->check(numberIn(1, wbem::ConnectionLimits{}.connections, "number from 1 to 256"));
     command->add_flag("--log", options->log, "Show a line for each request on standard error");
     command->footer(withExamples("  cimhost serve --host dell-t440 --log\n"));
     command->callback([&request, options] {

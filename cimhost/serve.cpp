@@ -27,7 +27,9 @@ namespace cimhost {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{10};  // with requests under way, once the server is to end
+// With requests under way, once the server is to end: until they are abandoned, and until it ends all the same.
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::seconds kRest{2};
 
 /**
  * The signals that end the server. From then on they interrupt neither this thread nor those that it starts, and a
@@ -106,7 +108,9 @@ void serveUntilSignal(Session& session, const Settings& settings, const ServeOpt
     divertStdout(settings.trace);
     signals.wait();
     if (server.finish(kPatience)) return;
-    complain(fmt::format("requests are still under way after {} s", kPatience.count()));
+    server.abandon();
+    if (server.finish(kRest)) return;
+    complain(fmt::format("requests are still under way after {} s", (kPatience + kRest).count()));
     std::_Exit(kErrorStatus);  // their threads cannot be ended
 }
 
@@ -118,8 +122,9 @@ ExitCode serve(const Settings& settings, const ServeOptions& options) {
     ServeOptions resolved = options;
     try {
         resolved.http.address = wbem::numericAddress(options.http.address);
-        if (!wbem::isLoopback(resolved.http.address))
+        if (!wbem::isLoopback(resolved.http.address)) {
             complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", resolved.http.address));
+        }
         Session session(surroundings, makeTracer(settings.trace));
         serveUntilSignal(session, settings, resolved);
         session.manager().cleanup(true);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "wbem/connections.h"
 #include "wbem/responder.h"
 
 namespace wbem {
@@ -15,9 +16,8 @@ namespace wbem {
 struct HttpOptions {
     std::string address = "127.0.0.1";  // numeric, IPv4 or IPv6
     std::uint16_t port = 5988;          // 0: any that is free
-    unsigned connections = 256;         // at once; more are closed as soon as they are made
-    std::chrono::seconds timeout{5};    // for a connection on which nothing comes or goes, unless it is being answered
     std::size_t bodyLimit = 1U << 20U;  // bytes; longer requests are answered with 413
+    ConnectionLimits limits;
 };
 
 /**

@@ -22,6 +22,11 @@ class ProtocolError : public std::runtime_error {
     std::string cimError_;
 };
 
+/** Of HTTP alone. */
+inline ProtocolError httpError(unsigned status, const std::string& what) {
+    return {status, "", what};
+}
+
 inline ProtocolError notWellFormed(const std::string& what) {
     return {400, "request-not-well-formed", what};
 }

@@ -15,7 +15,6 @@
 #include "cim/shortage.h"
 #include "wbem/cimerror.h"
 #include "wbem/objects.h"
-#include "wbem/protocolerror.h"
 #include "wbem/split.h"
 #include "wbem/xml.h"
 
@@ -57,10 +56,6 @@ std::optional<std::string> headerParameter(const std::vector<std::string>& heade
 
 bool oneOf(const std::string& text, std::initializer_list<const char*> choices) {
     return std::any_of(choices.begin(), choices.end(), [&](const char* choice) { return cim::sameName(text, choice); });
-}
-
-ProtocolError httpError(unsigned status, const std::string& what) {
-    return {status, "", what};
 }
 
 /** The byte that two hexadecimal digits stand for; none for anything else. */
@@ -294,7 +289,7 @@ HttpResponse Responder::answer(const HttpRequest& request) const {
 HttpResponse Responder::wholeAnswer(const HttpRequest& request) const {
     std::string prefix;
     try {
-        if (request.bodyTooLong) throw httpError(413, "the message is too long");
+        if (request.refusal) throw *request.refusal;
         checkTarget(request);
         prefix = headerPrefix(request);
         checkContentType(request.headers);

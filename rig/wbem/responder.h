@@ -2,11 +2,13 @@
 #define PCIINFO_WBEM_RESPONDER_H
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "wbem/operations.h"
+#include "wbem/protocolerror.h"
 
 namespace wbem {
 
@@ -18,8 +20,9 @@ struct HttpRequest {
     std::string target;  // "/cimom", or absolute: "http://host:5988/cimom"
     Headers headers;
     std::string body;
-    bool bodyTooLong = false;  // longer than it may be, and not all there
-    std::string client;        // numeric address; empty: unknown
+    std::optional<ProtocolError>
+        refusal;         // what it is to be answered with as it stands; the body is not all there then
+    std::string client;  // numeric address; empty: unknown
     /**
      * Whether nobody waits for the answer any more, so that it need not be finished. Cheap enough to be asked before
      * each object; on the thread that answers. Empty: somebody waits.

@@ -185,6 +185,9 @@ TEST(UsageErrors, SayWhatIsWrong) {
                       {{"\x1b[31m"}, "\\x1b[31m is no command"}});
     for (const std::string port : {"65536", "99999", "abc", "-1", "1.5"})
         expectComplaints({{{"serve", "--port", port}, "--port: " + port + " is no port, a number from 0 to 65535\n"}});
+    for (const std::string number : {"0", "257"})
+        expectComplaints(
+            {{{"serve", "--per-address", number}, "--per-address: " + number + " is no number from 1 to 256\n"}});
     const std::string path = "QELTA_SystemSlot.Tag=\"System";
     for (const char* command : {"get", "associators", "associator-names", "references", "reference-names"})
         expectComplaints({{{command, path}, path}, {{command, path}, "closing quotation mark"}});

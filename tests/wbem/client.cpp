@@ -83,13 +83,13 @@ std::string envelope(const std::string& contents) {
 wbem::HttpRequest post(const std::string& body, const std::string& method) {
     return {"POST",
             "/cimom",
-            {{"Host", "here:1"},
+            {{"Host", "localhost:1"},
              {"Content-Type", "application/xml; charset=\"utf-8\""},
              {"CIMOperation", "MethodCall"},
              {"CIMObject", "root%2Fkavix"},
              {"CIMMethod", method}},
             body,
-            false,
+            {},
             "192.0.2.7"};
 }
 

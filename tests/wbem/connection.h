@@ -14,18 +14,24 @@
 
 namespace client {
 
-/** A connection to a server on 127.0.0.1, byte by byte, so that requests may be as bad as can be. */
+/** A connection to a server on this machine, byte by byte, so that requests may be as bad as can be. */
 class Connection {
  public:
-    explicit Connection(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    /** source, target: addresses of the client and of the server, of 127.0.0.0/8. */
+    explicit Connection(std::uint16_t port, const char* source = "127.0.0.1", const char* target = "127.0.0.1")
+        : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in own{};
+        own.sin_family = AF_INET;
+        inet_pton(AF_INET, source, &own.sin_addr);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        inet_pton(AF_INET, target, &address.sin_addr);
         const timeval patience{10, 0};
         setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
-        if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        if (bind(socket_, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
+            connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             throw std::system_error(errno, std::generic_category(), "connect");
     }
     ~Connection() { close(socket_); }

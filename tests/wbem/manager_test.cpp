@@ -90,7 +90,7 @@ class ClassLevel : public AnyProvider, public testing::WithParamInterface<ClassR
         for (const pugi::xml_node element : children(answer.result)) {
             const pugi::xml_node path = element.child("CLASSPATH");
             found.emplace_back(path.child("CLASSNAME").attribute("NAME").value());
-            EXPECT_STREQ(path.child("NAMESPACEPATH").child_value("HOST"), "here:1");
+            EXPECT_STREQ(path.child("NAMESPACEPATH").child_value("HOST"), "localhost:1");
             EXPECT_EQ(wbem::readNamespace(path.child("NAMESPACEPATH").child("LOCALNAMESPACEPATH")), "root/kavix");
             if (std::string(element.name()) == "VALUE.OBJECTWITHPATH") {
                 EXPECT_EQ(element.child("CLASS").attribute("NAME").value(), found.back());

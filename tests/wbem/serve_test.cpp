@@ -2,10 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <ctime>
+#include <deque>
+#include <filesystem>
+#include <iterator>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -242,6 +247,50 @@ TEST_F(Serve, TheLogHasOneLineForEachRequestAndNothingOfTheProvider) {
     EXPECT_EQ(entries[7].rfind("POST /cimom: HTTP 400, ", 0), 0U) << entries[7];
     EXPECT_EQ(entries[8], "POST /cimom: HTTP 413, the message is too long");
     EXPECT_EQ(entries[9], entries[8]);
+}
+
+TEST_F(Serve, ClientsThatStopOnTheWayDoNotKeepOthersOut) {
+    RunningCimhost program(arguments());
+    const std::uint16_t port = portOf(program);
+    std::deque<Connection> slow;
+    for (int i = 0; i < 300; ++i) slow.emplace_back(port).send("POST /cimom HTTP/1.1\r\nHost: loc");
+    EXPECT_EQ(countSlots(port), 3U);
+    ended(program);
+}
+
+/** The processor time that a process has taken so far. */
+std::chrono::nanoseconds timeTakenBy(int process) {
+    clockid_t clock{};
+    timespec taken{};
+    EXPECT_EQ(clock_getcpuclockid(process, &clock), 0);
+    EXPECT_EQ(clock_gettime(clock, &taken), 0);
+    return std::chrono::seconds(taken.tv_sec) + std::chrono::nanoseconds(taken.tv_nsec);
+}
+
+std::size_t descriptorsOf(int process) {
+    const std::filesystem::directory_iterator open("/proc/" + std::to_string(process) + "/fd");
+    return static_cast<std::size_t>(std::distance(begin(open), end(open)));
+}
+
+TEST_F(Serve, AtTheLimitOfDescriptorsItWaitsForOneWithoutTakingTime) {
+    RunningCimhost program(arguments());
+    const std::uint16_t port = portOf(program);
+    const int process = program.processId();
+    const std::size_t idle = descriptorsOf(process);
+    const rlimit limit{idle + 8, idle + 8};
+    ASSERT_EQ(prlimit(process, RLIMIT_NOFILE, &limit, nullptr), 0);
+    {
+        std::deque<Connection> clients;
+        for (int i = 0; i < 30; ++i) clients.emplace_back(port);
+        const auto before = timeTakenBy(process);
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        EXPECT_LT(timeTakenBy(process) - before, std::chrono::milliseconds(300));
+    }
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    do std::this_thread::sleep_for(std::chrono::milliseconds(300));  // longer than the server rests
+    while (descriptorsOf(process) > idle && std::chrono::steady_clock::now() < until);
+    EXPECT_EQ(countSlots(port), 3U);
+    ended(program);
 }
 
 TEST_F(Serve, AHostNameIsAnAddressAndOneThatIsNoneIsTold) {

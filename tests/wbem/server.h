@@ -99,7 +99,7 @@ inline ObjectPath nameOf(pugi::xml_node element) {
 /** Of an INSTANCEPATH, which has to lie in our namespace at the host that the request named. */
 inline ObjectPath wholeName(pugi::xml_node element) {
     const pugi::xml_node place = element.child("NAMESPACEPATH");
-    EXPECT_STREQ(place.child_value("HOST"), "here:1");
+    EXPECT_STREQ(place.child_value("HOST"), "localhost:1");
     EXPECT_EQ(wbem::readNamespace(place.child("LOCALNAMESPACEPATH")), "root/kavix");
     return nameOf(element.child("INSTANCENAME"));
 }
