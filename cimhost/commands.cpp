@@ -216,6 +216,9 @@ void addServe(CLI::App& app, Request& request) {
     command->add_option("--port", options->http.port, "Port to listen at; default 5988, 0: any that is free")
         ->type_name("PORT")
         ->check(numberIn(0, kLastPort, "port, a number from 0 to 65535"));
+    command->add_option("--allow-host", options->http.hosts, "Answer requests for this host, too; may be repeated")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
     command
         ->add_option("--per-address", options->http.limits.perAddress,
                      "Connections that one address may have at a time, of 256 in all; default 128")

@@ -18,6 +18,7 @@
 #include "cim/names.h"
 #include "wbem/address.h"
 #include "wbem/framing.h"
+#include "wbem/hosts.h"
 #include "wbem/listener.h"
 
 namespace wbem {
@@ -68,6 +69,14 @@ MHD_Result send(MHD_Connection* connection, const HttpResponse& response, bool l
 bool isLeft(int socket) {
     pollfd state{socket, POLLRDHUP, 0};
     return poll(&state, 1, 0) > 0;
+}
+
+/** The numeric address at this end of a connection. */
+std::string ownAddress(int socket) {
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    auto* const own = reinterpret_cast<sockaddr*>(&address);
+    return getsockname(socket, own, &length) == 0 ? addressText(own, length) : "";
 }
 
 std::string clientOf(MHD_Connection* connection) {
@@ -165,6 +174,7 @@ struct HttpServer::State {
         // may follow.
         arrival.last = isChunked(request.headers);
         if ((request.refusal = framingFault(head))) return answer(connection, arrival);
+        request.refusal = hosts.refusal(request, ownAddress(socket));
         // A client reads no answer before it has sent what it has; somewhat too much is taken and dropped for that.
         if (announcedLength(connection) > options.bodyLimit) request.refusal = tooLong();
         return announcedLength(connection) / 2 > options.bodyLimit ? answer(connection, arrival) : MHD_YES;
@@ -195,6 +205,7 @@ struct HttpServer::State {
 
     const HttpOptions options;
     const Handler handler;
+    const Hosts hosts{options.hosts};
     Connections connections{options.limits};
     Listener listener;
     const std::uint16_t port;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "wbem/connections.h"
 #include "wbem/responder.h"
@@ -17,6 +18,7 @@ struct HttpOptions {
     std::string address = "127.0.0.1";  // numeric, IPv4 or IPv6
     std::uint16_t port = 5988;          // 0: any that is free
     std::size_t bodyLimit = 1U << 20U;  // bytes; longer requests are answered with 413
+    std::vector<std::string> hosts;     // for which requests may be besides this machine's loopback and own address
     ConnectionLimits limits;
 };
 

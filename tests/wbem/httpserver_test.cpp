@@ -317,6 +317,61 @@ TEST_F(Http, RequestsOfWhichTwoReadersCouldSeeDifferentEndsAreRefused) {
     }
 }
 
+TEST_F(Http, RequestsForOtherHostsAndOfForeignPagesAreRefused) {
+    const char* const own = "127.0.0.3";
+    options.address = own;
+    options.hosts = {"Proxy.example", "[2001:DB8::0:1]"};
+    start();
+    struct Row {
+        const char* status;
+        const char* host;
+        const char* origin = "";
+        const char* target = "/cimom";
+    };
+    const Row rows[] = {{"200", "localhost"},
+                        {"200", "LocalHost.:1"},
+                        {"200", "127.0.0.1:5988"},
+                        {"200", "127.0.0.3"},
+                        {"200", "[::1]"},
+                        {"200", "[0:0::1]:5988"},
+                        {"200", "[::ffff:127.0.0.1]"},
+                        {"200", "proxy.example:80"},
+                        {"200", "[2001:db8::1]:80"},
+                        {"421", ""},
+                        {"421", "127.0.0.4"},
+                        {"421", "page.example"},
+                        {"421", "page.example:5988"},
+                        {"421", "localhost.page.example"},
+                        {"421", "page.example@localhost"},
+                        {"421", "localhost, page.example"},
+                        {"421", "[2001:db8::2]"},
+                        {"421", "[::1"},
+                        {"200", "localhost", "http://localhost:8080"},
+                        {"200", "localhost", "https://Proxy.example"},
+                        {"403", "localhost", "http://page.example"},
+                        {"403", "localhost", "http://localhost.page.example:5988"},
+                        {"403", "localhost", "null"},
+                        {"200", "localhost", "", "http://127.0.0.1:1/cimom"},
+                        {"421", "localhost", "", "http://page.example/cimom"},
+                        {"421", "page.example", "", "http://localhost/cimom"}};
+    for (const Row& row : rows) {
+        wbem::HttpRequest request = good();
+        request.target = row.target;
+        request.headers[0].second = row.host;
+        if (*row.origin != '\0') request.headers.emplace_back("Origin", row.origin);
+        request.headers.emplace_back("Connection", "close");
+        Connection connection(port(), own, own);
+        connection.send(client::wire(request));
+        EXPECT_THAT(connection.receiveAll(), StartsWith(std::string("HTTP/1.1 ") + row.status))
+            << row.host << row.origin;
+    }
+    Connection old(port(), own, own);
+    wbem::HttpRequest request = good();
+    request.headers.erase(request.headers.begin());
+    old.send(client::wire(request, "HTTP/1.0"));
+    EXPECT_THAT(old.receiveAll(), HasSubstr(" 200 OK\r\n"));
+}
+
 TEST_F(Http, OtherMethodsThanPostAreAnswered) {
     start();
     for (const char* method : {"GET", "PUT", "OPTIONS", "HEAD", "FOO"}) {

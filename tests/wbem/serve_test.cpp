@@ -5,7 +5,9 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <ctime>
 #include <deque>
@@ -21,6 +23,7 @@
 #include "connection.h"
 #include "tests/cimhost/program.h"
 #include "tests/support/machine.h"
+#include "wbem/address.h"
 
 namespace {
 
@@ -291,6 +294,31 @@ TEST_F(Serve, AtTheLimitOfDescriptorsItWaitsForOneWithoutTakingTime) {
     while (descriptorsOf(process) > idle && std::chrono::steady_clock::now() < until);
     EXPECT_EQ(countSlots(port), 3U);
     ended(program);
+}
+
+TEST_F(Serve, RequestsForOtherHostsAreRefusedUnlessTheyAreAllowed) {
+    RunningCimhost program(arguments({"--allow-host", "proxy.example", "--allow-host", "other.example", "--log"}));
+    const std::uint16_t port = portOf(program);
+    const auto statusFor = [&](const std::string& host, const std::string& origin) {
+        wbem::HttpRequest request = client::post(client::message("EnumerateClassNames", ""), "EnumerateClassNames");
+        request.headers[0].second = host;
+        request.headers.emplace_back("Origin", origin);
+        Connection connection(port);
+        connection.send(client::wire(request));
+        return connection.receiveThrough("\r\n");
+    };
+    EXPECT_THAT(statusFor("proxy.example", "http://other.example"), HasSubstr(" 200 "));
+    EXPECT_THAT(statusFor("page.example:5988", "http://localhost"), HasSubstr(" 421 "));
+    EXPECT_THAT(statusFor("localhost", "http://page.example"), HasSubstr(" 403 "));
+    EXPECT_THAT(ended(program).err,
+                AllOf(HasSubstr(" POST /cimom: HTTP 421, requests for page.example:5988 are not answered here, "),
+                      HasSubstr(" POST /cimom: HTTP 403, pages of http://page.example may not ask here, ")));
+}
+
+TEST_F(Serve, ThisMachinesNameIsKnownForServersThatMoreThanItReach) {
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    ASSERT_EQ(gethostname(name.data(), name.size()), 0);
+    EXPECT_THAT(wbem::ownNames(), testing::Contains(name.data()));
 }
 
 TEST_F(Serve, AHostNameIsAnAddressAndOneThatIsNoneIsTold) {
