@@ -5,6 +5,7 @@ the order of their names, as object managers give keys in any order; instances a
 have a value, sorted by name.
 """
 
+import collections
 import contextlib
 import json
 import os
@@ -24,16 +25,27 @@ _KEY = re.compile(r'(?:[^,"]|"(?:[^"\\]|\\.)*")+')
 
 @contextlib.contextmanager
 def serving(host):
-    """The URL of `cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0."""
+    """The URL of a server, see served()."""
+    with served(host) as server:
+        yield server.url
+
+
+Server = collections.namedtuple("Server", "url pid")
+
+
+@contextlib.contextmanager
+def served(host, **environment):
+    """`cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0."""
     command = [cimhost_program(), "serve", "--port", "0", "--host", host]
-    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True) as process:
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                          env=os.environ | environment) as process:
         try:
             ready, _, _ = select.select([process.stdout], [], [], TIME_LIMIT)
             line = process.stdout.readline() if ready else ""
             announced = re.fullmatch(r"Listening on (http://127\.0\.0\.1:\d+)\n", line)
             if not announced:
                 raise RuntimeError(f"{' '.join(command)}: said {line!r}")
-            yield announced[1]
+            yield Server(announced[1], process.pid)
             process.terminate()
             process.communicate(timeout=TIME_LIMIT)
         finally:
