@@ -140,6 +140,7 @@ void objects(Operation& operation, Sought sought) {
     const Response answer = askAbout(operation, question, sought, false);
     const pugi::xml_node result = operation.returnValue();
     for (const broker::Instance& instance : answer.instances) {
+        operation.goOn();
         const pugi::xml_node element = addElement(result, "VALUE.OBJECTWITHPATH");
         encoder.instancePath(element, instance.path);
         encoder.instance(element, instance, view);
@@ -159,7 +160,10 @@ void names(Operation& operation, Sought sought) {
     }
     const Response answer = askAbout(operation, question, sought, true);
     const pugi::xml_node result = operation.returnValue();
-    for (const ObjectPath& path : answer.paths) encoder.instancePath(addElement(result, "OBJECTPATH"), path);
+    for (const ObjectPath& path : answer.paths) {
+        operation.goOn();
+        encoder.instancePath(addElement(result, "OBJECTPATH"), path);
+    }
 }
 
 }  // namespace

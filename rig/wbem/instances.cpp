@@ -84,7 +84,10 @@ void enumerateInstanceNames(Operation& operation) {
         paths.insert(paths.end(), answer.paths.begin(), answer.paths.end());
     }
     const pugi::xml_node result = operation.returnValue();
-    for (const ObjectPath& path : paths) operation.encoder.instanceName(result, path);
+    for (const ObjectPath& path : paths) {
+        operation.goOn();
+        operation.encoder.instanceName(result, path);
+    }
 }
 
 /** LocalOnly and IncludeQualifiers are taken and have no effect on instances. */
@@ -105,6 +108,7 @@ void enumerateInstances(Operation& operation) {
     const mof::Schema& schema = operation.space.schema;
     const pugi::xml_node result = operation.returnValue();
     for (const Instance& instance : instances) {
+        operation.goOn();
         const pugi::xml_node element = addElement(result, "VALUE.NAMEDINSTANCE");
         operation.encoder.instanceName(element, instance.path);
         View own = view;

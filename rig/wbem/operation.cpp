@@ -8,6 +8,10 @@
 
 namespace wbem {
 
+void Operation::goOn() const {
+    if (abandoned && abandoned()) throw CimError(CMPI_RC_ERR_FAILED, "Given up, as nobody waits for the answer");
+}
+
 const mof::Class& requireClass(const Operation& operation, const std::string& name) {
     const mof::Class* found = operation.space.schema.find(name);
     if (found == nullptr) throw CimError(CMPI_RC_ERR_INVALID_CLASS);
@@ -17,6 +21,7 @@ const mof::Class& requireClass(const Operation& operation, const std::string& na
 broker::Response askProvider(const Operation& operation,
                              const std::function<broker::Response(broker::Broker&)>& request) {
     if (operation.space.manager == nullptr) throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
+    operation.goOn();
     broker::Response answer;
     try {
         answer = request(*operation.space.manager);

@@ -24,7 +24,10 @@ struct Operation {
     Parameters parameters;
     Encoder encoder;
     pugi::xml_node response;
+    std::function<bool()> abandoned;  // see HttpRequest
 
+    /** Called for each object: throws CIM_ERR_FAILED where nobody waits for the answer any more. */
+    void goOn() const;
     pugi::xml_node returnValue() const { return addElement(response, "IRETURNVALUE"); }
 };
 

@@ -61,7 +61,8 @@ Operations::Operations(broker::Broker& manager, const mof::Schema& schema, const
     namespaces_.push_back({nameSpace, schema, &manager, {}});
 }
 
-void Operations::perform(const Call& call, const std::string& host, pugi::xml_node response) const {
+void Operations::perform(const Call& call, const std::string& host, pugi::xml_node response,
+                         const std::function<bool()>& abandoned) const {
     const Intrinsic* intrinsic = intrinsicNamed(call.method);
     // DSP0200 has this error come before all others.
     if (call.intrinsic && intrinsic == nullptr) throw CimError(CMPI_RC_ERR_NOT_SUPPORTED);
@@ -69,8 +70,9 @@ void Operations::perform(const Call& call, const std::string& host, pugi::xml_no
                                     [&](const Namespace& each) { return cim::sameName(call.nameSpace, each.name); });
     if (space == namespaces_.end()) throw CimError(CMPI_RC_ERR_INVALID_NAMESPACE);
     if (!call.intrinsic) refuseMethod(space->schema, call);
-    Operation operation{*space, call.nameSpace, Parameters(call.element, call.nameSpace), Encoder(space->schema, host),
-                        response};
+    Operation operation{
+        *space,   call.nameSpace, Parameters(call.element, call.nameSpace), Encoder(space->schema, host),
+        response, abandoned};
     intrinsic->perform(operation);
 }
 

@@ -3,6 +3,7 @@
 
 #include <pugixml.hpp>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,10 +26,11 @@ class Operations {
 
     /**
      * Performs an operation and puts what it returns (IRETURNVALUE, where it returns something) below `response`. host:
-     * where the objects are, for paths that tell it. Throws CimError; what the provider throws becomes
-     * CIM_ERR_FAILED (1).
+     * where the objects are, for paths that tell it. abandoned: as in HttpRequest, asked before each object. Throws
+     * CimError; what the provider throws becomes CIM_ERR_FAILED (1), and so does an abandoned request.
      */
-    void perform(const Call& call, const std::string& host, pugi::xml_node response) const;
+    void perform(const Call& call, const std::string& host, pugi::xml_node response,
+                 const std::function<bool()>& abandoned) const;
 
  private:
     std::vector<Namespace> namespaces_;

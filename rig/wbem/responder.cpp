@@ -310,7 +310,7 @@ HttpResponse Responder::perform(const HttpRequest& request, const std::string& p
     pugi::xml_node response = addResponse(document, call);
     const std::string host = header(request.headers, "Host").value_or("");
     try {
-        operations_.perform(call, host.empty() ? place_ : host, response);
+        operations_.perform(call, host.empty() ? place_ : host, response, request.abandoned);
     } catch (const CimError& error) {
         response.remove_children();
         addError(response, error);

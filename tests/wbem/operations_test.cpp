@@ -208,6 +208,25 @@ TEST_F(Rack, AssociationsAreAnsweredAsTheProviderAnswers) {
 
 // --- classes ---
 
+TEST_F(Rack, ARequestThatNobodyWaitsForIsGivenUpAtTheNextObject) {
+    const std::pair<const char*, std::string> requests[] = {{"EnumerateInstances", ofClass("QELTA_Controller")},
+                                                            {"EnumerateInstanceNames", ofClass("QELTA_Controller")},
+                                                            {"Associators", from(slotPath(3))},
+                                                            {"AssociatorNames", from(slotPath(3))},
+                                                            {"References", from(slotPath(3))},
+                                                            {"ReferenceNames", from(slotPath(3))}};
+    for (const auto& [operation, parameters] : requests)
+        for (unsigned left = 0; left < 3; ++left) {  // the provider, and both functions in the slot
+            wbem::HttpRequest request = client::post(client::message(operation, parameters), operation);
+            unsigned asked = 0;
+            request.abandoned = [&] { return ++asked > left; };
+            const Answer answer = client::read(responder.answer(request).body);
+            EXPECT_EQ(answer.error, CMPI_RC_ERR_FAILED) << operation;
+            EXPECT_EQ(asked, left + 1) << operation;
+            EXPECT_FALSE(answer.result) << operation;
+        }
+}
+
 TEST_F(Server, ClassesAreEnumeratedAsTheSchemaHasThem) {
     const mof::Schema& schema = schema::declared();
     const auto names = [&](const std::string& parameters) {

@@ -366,6 +366,19 @@ TEST_F(Serve, ARequestUnderWayIsAnsweredBeforeTheEndWhateverSignalsCome) {
     }
 }
 
+TEST_F(Serve, ARequestWhoseClientHasGoneEndsAtTheNextObject) {
+    files.setFaults(R"({"faults": [{"on": "open", "times": 0, "delayMs": 700}]})");
+    RunningCimhost program(arguments({"--trace"}));
+    {
+        Connection gone(portOf(program));
+        gone.send(client::wire(
+            client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")),
+                         "EnumerateInstances")));
+        ASSERT_TRUE(program.wroteToStderr("ipmi > "));  // the provider waits for the BMC now
+    }
+    EXPECT_THAT(ended(program).err, HasSubstr(": status 1 (Given up, as nobody waits for the answer), 0 objects, "));
+}
+
 TEST_F(Serve, SignalsThatFollowEachOtherAtOnceEndItCleanly) {
     for (int round = 0; round < 10; ++round) {
         RunningCimhost program(arguments());
