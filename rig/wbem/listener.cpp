@@ -17,7 +17,9 @@ namespace wbem {
 
 namespace {
 
-constexpr int kLook = 200;  // milliseconds from one look to the next, and of rest where nothing can be accepted
+// Milliseconds from one look to the next, and of rest where nothing can be accepted.
+constexpr int kLook = 200;
+constexpr int kRest = 20;
 
 struct AddressDeleter {
     void operator()(addrinfo* list) const { freeaddrinfo(list); }
@@ -89,7 +91,7 @@ void Listener::run() {
     bool looking = false;
     for (;;) {
         pollfd polled[] = {{stopping_.get(), POLLIN, 0}, {resting ? -1 : socket_.get(), POLLIN, 0}};
-        poll(polled, 2, resting || looking ? kLook : -1);
+        poll(polled, 2, resting ? kRest : looking ? kLook : -1);
         if (polled[0].revents != 0) return;
         resting = polled[1].revents != 0 && !accept();
         looking = actions_.look();
