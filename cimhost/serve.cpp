@@ -122,6 +122,7 @@ ExitCode serve(const Settings& settings, const ServeOptions& options) {
     ServeOptions resolved = options;
     try {
         resolved.http.address = wbem::numericAddress(options.http.address);
+        resolved.http.hosts.push_back(options.http.address);
         if (!wbem::isLoopback(resolved.http.address)) {
             complain(fmt::format("{} is no loopback address: everybody who reaches it may ask", resolved.http.address));
             for (const std::string& name : wbem::ownNames()) resolved.http.hosts.push_back(name);

@@ -24,12 +24,15 @@ struct HttpOptions {
 
 /**
  * An HTTP/1.1 server. Each connection has a thread of its own, on which its requests are answered one after the other,
- * in the order in which HTTP wants the answers; connections are answered side by side.
+ * in the order in which HTTP wants the answers; connections are answered side by side. Clients that take their time, or
+ * more places than there are, lose their connections as ConnectionLimits and Connections have it.
  */
 class HttpServer {
  public:
     /**
-     * Called on the connection's thread. The request is abandoned when its client has closed the connection, or only
+     * Called on the connection's thread with each request whose head has come, and with the reason where it is to be
+     * refused: its end is in doubt (400, 501), it is too long (413), for another host (421) or of a foreign web page
+     * (403). The request is abandoned when its client has closed the connection, or only
      * its own side of it, which looks the same; and after abandon().
      */
     using Handler = std::function<HttpResponse(const HttpRequest&)>;
