@@ -205,12 +205,12 @@ TEST_F(Http, RequestsThatStopOnTheWayOrDripAreGivenUp) {
 }
 
 TEST_F(Http, ATimeForEachRequestIsNoneForTheConnection) {
-    allowArrivals(milliseconds(600));
+    allowArrivals(milliseconds(1500));
     start();
     Connection connection(port());
     const std::string request = client::wire(good());
-    for (int i = 0; i < 5; ++i) {
-        std::this_thread::sleep_for(milliseconds(150));
+    for (int i = 0; i < 4; ++i) {
+        std::this_thread::sleep_for(milliseconds(400));
         connection.send(request.substr(0, request.size() - 1));
         std::this_thread::sleep_for(milliseconds(50));
         connection.send(request.substr(request.size() - 1));
