@@ -21,7 +21,7 @@ REQUESTS = int(os.environ.get("PCIINFO_REQUESTS", "1500"))
 CLIENTS = 8
 SEED = 12
 ARENAS = os.environ.get("MALLOC_ARENA_MAX", "1")
-GROWTH = 8 << 20  # bytes by which the memory may have grown since it was warm: what eight answers at once take
+GROWTH = 24 << 20  # bytes by which the memory may have grown since it was warm; eight long answers take as much
 PATIENCE = 20  # seconds for one answer, and until all is as before
 
 CLASSES = ("QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SSPCIController", "QELTA_OBDPCIController", "QELTA_DeviceInSlot",
