@@ -1,0 +1,215 @@
+#!/usr/bin/env python3
+"""Writes the first inputs of the fuzz targets, made of the sample machines, and the words of their dictionaries.
+
+Usage: seeds.py SAMPLES SCHEMA FOLDER
+
+FOLDER/TARGET gets the inputs, FOLDER/TARGET.dict the words. The kept inputs of corpus/TARGET, a line of base64 each, are
+written there too.
+"""
+import base64
+import pathlib
+import re
+import struct
+import sys
+
+SAMPLES, SCHEMA, FOLDER = map(pathlib.Path, sys.argv[1:4])
+KEPT = pathlib.Path(__file__).parent / "corpus"
+CLASSES = ["QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot", "QELTA_SystemBoard",
+           "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController"]
+KEYS = {"Tag": "System Slot 5", "DeviceID": "PCI Bus 5, device 5, function 1", "SystemName": "rack7",
+        "CreationClassName": "QELTA_SystemSlot", "SystemCreationClassName": "QELTA_ASSETID"}
+
+
+def samples():
+    return sorted(path for path in SAMPLES.iterdir() if path.is_dir())
+
+
+def slot(number, name, characteristics=0x0C):
+    return bytes([9, 17, number, 0, 1, 6, 5, 3, 3, number, 0, characteristics, 2, 0, 0, 0, 0]) + name + b"\0\0"
+
+
+def smbios():
+    for sample in samples():
+        table = (sample / "bmc/smbios-table").read_bytes()
+        # The slots with what stands around them; whole tables would be slow.
+        for place in [match.start() for match in re.finditer(rb"\x09[\x0d-\x18]..\x01", table, re.S)][:4]:
+            yield b"\0" + table[:28] + struct.pack("<HB", 8, 0x24) + table[place:place + 200]
+    head = b"_SM_" + bytes(24)
+    yield b"\0" + head + struct.pack("<HB", 4, 0x24) + slot(5, b"PCI5") + slot(3, b"PCI3") + slot(9, b"") + b"\x7f\x04\0\0\0\0"
+    yield b"\xff" + head + struct.pack("<HB", 3, 0x24) + slot(5, b"PCI5") + b"\x7f\x04\0\0\0\0"
+    yield b"\0" + head + struct.pack("<HB", 3, 0x24) + b"\x09\x0d\1\0\1\6\5\3\3\7\0\xff\xff" + b"one\0two\0\0" + b"\x7f\x04\0\0\0\0"
+
+
+def bmc():
+    for operation in range(7):
+        for which in range(8):
+            yield bytes([0, 0, operation, which]) + bytes(5)
+    for operation in range(8):
+        yield bytes([0, 0x80, 0, operation, 4, 99, 0, 0, 0])
+        for fault in range(16):  # at the open, the size, a read, the close
+            for place in (0, 1, 2, 5):
+                yield bytes([0, 0x80, 0, operation, 4, 99, 0, 0, 0]) + bytes(place) + bytes([64 + fault, 0xD, 1, 0])
+    yield bytes([4, 0, 1, 3, 0, 0, 0, 0, 0, 0x80, 0, 0, 0])
+    yield bytes([0xC0, 0, 1, 3, 0, 0, 0, 0, 0, 0, 0, 0x42, 0xD])
+
+
+def proc():
+    for sample in samples():
+        lines = (sample / "proc/bus/pci/devices").read_bytes().splitlines(keepends=True)
+        spaces = [path.read_bytes()[:64] for path in sorted((sample / "proc/bus/pci").glob("*/*"))]
+        for first in range(0, min(len(lines), 12), 4):
+            pool = b"".join(spaces[first:first + 4])
+            yield bytes([first & 63]) + struct.pack("<H", len(pool)) + pool + b"".join(lines[first:first + 4])
+    yield b"\x05" + b"\x60\0" + struct.pack("<H", 64) + bytes(range(64)) + b"0018\t80861234\t5\n" * 4
+
+
+def catalogue():
+    vendors = b'<vendor id="8086">\n <name>Intel</name>\n <device id="8087"><name>82557</name></device>\n</vendor>\n'
+    classes = b"C 02  Network controller\n\t00  Ethernet controller\n\t80  Network controller\nC 06  Bridge\n\t04  PCI bridge\n"
+    for options in (0, 0x80, 0x81, 0x82, 0x84, 0x88, 0x90):
+        for code, subclass in ((2, 0), (6, 4), (2, 0x80)):
+            head = bytes([options]) + struct.pack("<HBB", 0x8086, code, subclass)
+            yield head + vendors + b"\1" + classes
+            yield head + vendors.replace(b"\n", b"\r\n") + b"\1" + classes.replace(b"\n", b"\r\n")
+    yield bytes([0x80]) + struct.pack("<HBB", 0x8086, 2, 0) + b'vendor id="8086"<name>x\1C 02\r\n00'
+
+
+def association():
+    keys = "".join(f"{name}={text}\n" for name, text in KEYS.items())
+    for operation in range(7):
+        for source in CLASSES:
+            yield bytes([operation, 0, 0, 0, 0, 1, 0]) + f"{source}\n\n\n\n\n{keys}".encode()
+    for operation in range(3, 7):
+        for association_class in CLASSES[2], CLASSES[5]:
+            for role in "antecedent", "dependent":
+                yield bytes([operation, 0, 0, 0, 0, 1, 0]) + (
+                    f"qelta_pcidevice\n{association_class}\n{CLASSES[3]}\n{role}\n{role}\n{keys}".encode())
+    for function in range(0, 27, 2):
+        for effect in 1, 2, 3:
+            for nth in 0, 7, 60:
+                yield bytes([4 + function % 3, 1, effect, function, nth, 1, 0]) + f"{CLASSES[3]}\n\n\n\n\n{keys}".encode()
+    for upcall in range(1, 255, 17):
+        yield bytes([4, 1, 0, 0, 0, 1, upcall]) + f"{CLASSES[6]}\n\n\n\n\n{keys}".encode()
+
+
+def name_element(class_name):
+    bindings = "".join(f'<KEYBINDING NAME="{name}"><KEYVALUE VALUETYPE="string">{text}</KEYVALUE></KEYBINDING>'
+                       for name, text in KEYS.items())
+    return f'<INSTANCENAME CLASSNAME="{class_name}">{bindings}</INSTANCENAME>'
+
+
+def parameter(name, element):
+    return f'<IPARAMVALUE NAME="{name}">{element}</IPARAMVALUE>'
+
+
+def cimxml():
+    def message(operation, parameters, namespace="kavix"):
+        return (f'<CIM CIMVERSION="2.0" DTDVERSION="2.0"><MESSAGE ID="1" PROTOCOLVERSION="1.0"><SIMPLEREQ>'
+                f'<IMETHODCALL NAME="{operation}"><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/>'
+                f'<NAMESPACE NAME="{namespace}"/></LOCALNAMESPACEPATH>{parameters}</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>')
+
+    def class_name(name="ClassName", value="QELTA_SystemSlot"):
+        return parameter(name, f'<CLASSNAME NAME="{value}"/>')
+
+    flags = "".join(parameter(name, "<VALUE>true</VALUE>") for name in
+                    ("LocalOnly", "DeepInheritance", "IncludeQualifiers", "IncludeClassOrigin"))
+    some = parameter("PropertyList", "<VALUE.ARRAY><VALUE>Number</VALUE><VALUE>Tag</VALUE></VALUE.ARRAY>")
+    source = parameter("ObjectName", name_element("QELTA_SystemSlot"))
+    instance = parameter("InstanceName", name_element("QELTA_SystemSlot"))
+    value = ('<PROPERTY NAME="Number" TYPE="uint16"><VALUE>5</VALUE></PROPERTY><PROPERTY.ARRAY NAME="OperationalStatus" '
+             'TYPE="uint16"><VALUE.ARRAY><VALUE>2</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>')
+    whole = f'<INSTANCE CLASSNAME="QELTA_SystemSlot">{value}</INSTANCE>'
+    for each in CLASSES:
+        yield message("EnumerateInstances", class_name(value=each))
+        yield message("EnumerateInstanceNames", class_name(value=each))
+    yield message("EnumerateInstances", class_name() + flags + some)
+    yield message("GetInstance", instance + flags.replace("DeepInheritance", "LocalOnly", 0) + some)
+    yield message("GetInstance", instance)
+    yield message("GetInstance", parameter("InstanceName", '<INSTANCENAME CLASSNAME="QELTA_DeviceInSlot"><KEYBINDING NAME="Antecedent">'
+                                           f'<VALUE.REFERENCE><LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/></LOCALNAMESPACEPATH>'
+                                           f'{name_element("QELTA_SystemSlot")}</LOCALINSTANCEPATH></VALUE.REFERENCE></KEYBINDING></INSTANCENAME>'))
+    yield message("GetInstance", parameter("InstanceName", '<INSTANCENAME CLASSNAME="QELTA_SystemSlot"><KEYVALUE VALUETYPE="numeric">0x10</KEYVALUE></INSTANCENAME>'))
+    yield message("GetProperty", instance + parameter("PropertyName", "<VALUE>Number</VALUE>"))
+    yield message("SetProperty", instance + parameter("PropertyName", "<VALUE>Number</VALUE>") + parameter("NewValue", "<VALUE>5</VALUE>"))
+    yield message("CreateInstance", parameter("NewInstance", whole))
+    yield message("ModifyInstance", parameter("ModifiedInstance", f'<VALUE.NAMEDINSTANCE>{name_element("QELTA_SystemSlot")}{whole}</VALUE.NAMEDINSTANCE>'))
+    yield message("DeleteInstance", instance)
+    yield message("ExecQuery", parameter("QueryLanguage", "<VALUE>WQL</VALUE>") + parameter("Query", "<VALUE>select * from x</VALUE>"))
+    filters = (class_name("AssocClass", "QELTA_DeviceInSlot") + class_name("ResultClass", "QELTA_SSPCIController") +
+               parameter("Role", "<VALUE>Antecedent</VALUE>") + parameter("ResultRole", "<VALUE>Dependent</VALUE>"))
+    for operation in "Associators", "AssociatorNames", "References", "ReferenceNames":
+        yield message(operation, source)
+        yield message(operation, source + (filters if operation.startswith("A") else class_name("ResultClass", "QELTA_DeviceInSlot")))
+        yield message(operation, parameter("ObjectName", '<CLASSNAME NAME="QELTA_SystemSlot"/>'))
+    for operation in "GetClass", "EnumerateClasses", "EnumerateClassNames", "DeleteClass":
+        yield message(operation, class_name() + flags if operation != "EnumerateClassNames" else class_name())
+    yield message("GetQualifier", parameter("QualifierName", "<VALUE>Key</VALUE>"))
+    yield message("EnumerateQualifiers", "")
+    yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "interop")
+    yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "PG_InterOp")
+    yield "method:M-POST\nMan:http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73\n73-CIMOperation:MethodCall\n73-CIMMethod:EnumerateQualifiers\n73-CIMObject:root%2Fkavix\n\n" + message("EnumerateQualifiers", "")
+    yield "Accept:text/xml, */*;q=0.1\nAccept-Charset:utf-8\nTE:trailers\n\n" + message("EnumerateQualifiers", "")
+    call = ('<METHODCALL NAME="Reset"><LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/><NAMESPACE NAME="kavix"/></LOCALNAMESPACEPATH>'
+            f'{name_element("QELTA_SystemSlot")}</LOCALINSTANCEPATH><PARAMVALUE NAME="a"><VALUE>1</VALUE></PARAMVALUE></METHODCALL>')
+    yield ("CIMObject:root/kavix:QELTA_SystemSlot.Tag=\"System Slot 5\"\n\n" +
+           message("X", "").replace(message("X", "")[message("X", "").index("<IMETHODCALL"):message("X", "").index("</SIMPLEREQ>")], call))
+    yield '<!DOCTYPE CIM [<!ENTITY a "b">]><?xml version="1.0"?>' + message("Enumerate&a;&#x41;Qualifiers", "<!-- --><![CDATA[x]]>")
+
+
+def texts():
+    for path in ('root/kavix:QELTA_SystemSlot.Tag="System Slot 5"', 'A.B=-3,C=18446744073709551615,D=1.5e3,E=TRUE,F=NULL',
+                 'QELTA_DeviceInSlot.Antecedent="root/kavix:QELTA_SystemSlot.Tag=\\"System Slot 5\\"",Dependent="a\\\\b"',
+                 "PCI Bus 255, device 31, function 7", "0x1aF:2b", "a,b;;c"):
+        yield "\x07\x10" + path
+
+
+def faultscript():
+    yield '{ "readLimit": 58, "endOfFile": true, "faults": [] }'
+    for on in "open", "read", "write", "writeDefaults", "close", "querySize", "remove", "any":
+        for fault in ('"completionCode": "0xC3"', '"length": 3', '"netfn": 1', '"command": "0x90"', '"receiveType": 2',
+                      '"countField": 65535', '"data": [0, 1, "0xFF"]', '"receiveFailures": 2, "receiveErrno": 4',
+                      '"delayMs": 4999', '"pollErrno": 4', '"timeout": true', '"vanish": true'):
+            yield f'{{ "faults": [ {{ "on": "{on}", "from": 1, "times": 2, {fault} }} ] }}'
+    yield '{ "faults": [ { "on": "deviceOpen", "missing": true } ] }'
+
+
+def attributes(*texts):
+    """The words of a text, for a dictionary."""
+    return sorted({word for text in texts for word in re.findall(r"[A-Za-z_][A-Za-z0-9_.]{2,40}", text)})
+
+
+def words(name, inputs):
+    text = [each if isinstance(each, str) else each.decode("latin-1") for each in inputs]
+    if name == "cimxml":
+        return attributes(*text) + ["&#65;", "&lt;", "<![CDATA[", "]]>", "<!--", "-->", "NULL", "0x1F", "-1", "2.0", "root/kavix"]
+    if name in ("faultscript", "texts"):
+        return attributes(*text) + ["0x", "-1", "1e9", "\\u0000", "18446744073709551615", "\\\\", ".Tag=", "root/kavix:"]
+    if name == "association":
+        return CLASSES + list(KEYS) + list(KEYS.values()) + ["antecedent", "dependent", "=", "Number"]
+    if name == "catalogue":
+        return ['vendor id="', 'device id="', "<name>", "</name>", "C 02", "C 06", "\\x0d\\x0a", "\\x0a", "8086", "8087"]
+    if name == "proc":
+        return ["\\x09", "\\x0a", "ffffffff", "fe00", "80861234", "\\x06", "\\x01"]
+    if name == "smbios":
+        return ["\\x09\\x0d", "\\x09\\x11", "\\x00\\x00", "\\x7f\\x04", "\\xff\\xff"]
+    return ["\\xd9\\x7e\\x00", "\\x90", "\\x2f", "\\x00\\x00\\x00\\x00", "\\xa0", "\\xff\\xff"]
+
+
+def kept(name):
+    path = KEPT / name
+    return [base64.b64decode(line) for line in path.read_text().split()] if path.exists() else []
+
+
+def main():
+    for name, made in (("smbios", smbios), ("bmc", bmc), ("proc", proc), ("catalogue", catalogue),
+                       ("association", association), ("cimxml", cimxml), ("texts", texts), ("faultscript", faultscript)):
+        inputs = list(made())
+        folder = FOLDER / name
+        folder.mkdir(parents=True, exist_ok=True)
+        for number, content in enumerate(inputs + kept(name)):
+            (folder / f"{number:04}").write_bytes(content.encode("latin-1") if isinstance(content, str) else content)
+        quoted = [word if "\\x" in word else word.replace("\\", "\\\\").replace('"', '\\"') for word in words(name, inputs)]
+        (FOLDER / f"{name}.dict").write_text("".join(f'"{word}"\n' for word in quoted if word))
+
+
+main()
