@@ -117,6 +117,12 @@ build_and_test() {
     step "Tests of the gcc build" run_tests release
 }
 
+# build_and_fuzz: a few seconds of each fuzz target; two steps.
+build_and_fuzz() {
+    step "Build of the fuzz targets" build fuzz --target fuzz_targets
+    step "Fuzz targets" run_tests fuzz
+}
+
 # test_summary TITLE: ctest's summary out of the output that `step TITLE run_tests ...` kept.
 test_summary() {
     sed -n '/tests passed/,$p' "build/${1//[^A-Za-z0-9]/-}.log" | grep . || echo "not run"

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Writes the first inputs of the fuzz targets, made of the sample machines, and the words of their dictionaries.
 
-Usage: seeds.py SAMPLES SCHEMA FOLDER
+Usage: seeds.py SAMPLES FOLDER
 
-FOLDER/TARGET gets the inputs, FOLDER/TARGET.dict the words. The kept inputs of corpus/TARGET, a line of base64 each, are
-written there too.
+FOLDER/TARGET gets the inputs, FOLDER/TARGET.dict the words, FOLDER/TARGET.options what libFuzzer is told. The inputs kept
+from long runs, those of corpus/TARGET, a line of base64 each, are written there too.
 """
 import base64
 import pathlib
@@ -12,8 +12,11 @@ import re
 import struct
 import sys
 
-SAMPLES, SCHEMA, FOLDER = map(pathlib.Path, sys.argv[1:4])
+SAMPLES, FOLDER = map(pathlib.Path, sys.argv[1:3])
 KEPT = pathlib.Path(__file__).parent / "corpus"
+# The longest inputs, in bytes: what is longer is slow and says nothing new.
+LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "cimxml": 3000, "texts": 300,
+           "faultscript": 1500}
 CLASSES = ["QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot", "QELTA_SystemBoard",
            "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController"]
 KEYS = {"Tag": "System Slot 5", "DeviceID": "PCI Bus 5, device 5, function 1", "SystemName": "rack7",
@@ -201,13 +204,14 @@ def kept(name):
 
 
 def main():
-    for name, made in (("smbios", smbios), ("bmc", bmc), ("proc", proc), ("catalogue", catalogue),
-                       ("association", association), ("cimxml", cimxml), ("texts", texts), ("faultscript", faultscript)):
-        inputs = list(made())
+    for name, longest in LONGEST.items():
+        inputs = list(globals()[name]())
         folder = FOLDER / name
         folder.mkdir(parents=True, exist_ok=True)
         for number, content in enumerate(inputs + kept(name)):
             (folder / f"{number:04}").write_bytes(content.encode("latin-1") if isinstance(content, str) else content)
+        options = f"-max_len={longest}\n-dict={FOLDER.resolve()}/{name}.dict\n"
+        (FOLDER / f"{name}.options").write_text(options)
         quoted = [word if "\\x" in word else word.replace("\\", "\\\\").replace('"', '\\"') for word in words(name, inputs)]
         (FOLDER / f"{name}.dict").write_text("".join(f'"{word}"\n' for word in quoted if word))
 
