@@ -109,6 +109,19 @@ std::string functionOf(const Request& request) {
     return request.function < functions.size() ? functions[request.function] : "*";
 }
 
+/**
+ * Whether an exception may leave the provider: a standard one where the class is asked for before anything else,
+ * another one from everywhere but the walks over the objects of an upcall.
+ */
+bool mayLeave(const Request& request, bool standard) {
+    const std::string function = functionOf(request);
+    if (standard)
+        return request.operation <= 2 &&
+               (function == "objectPath.getClassName" || function == "string.getCharPtr" || function == "*");
+    return function != "bft.enumerateInstances" && function != "enumeration.getNext" &&
+           function != "enumeration.hasNext" && function != "instance.getProperty";
+}
+
 /** What came of it; delivered objects are lost where an exception of a kind of its own passes. */
 Outcome perform(const Request& request, bool faulty) {
     broker::Broker& manager = fuzz::manager();
@@ -121,12 +134,13 @@ Outcome perform(const Request& request, bool faulty) {
     try {
         outcome.response = fuzz::ask(request.operation, request.path, request.filters);
     } catch (const std::exception&) {
-        // The entry points themselves ask for the class before anything is contained.
         outcome.threw = true;
         require(faulty && request.effect == 2, "no exception comes of itself");
+        require(mayLeave(request, true), "a standard exception stays within the provider");
     } catch (int) {
         outcome.threw = true;
         require(faulty && request.effect == 3, "no exception comes of itself");
+        require(mayLeave(request, false), "no exception leaves a walk");
     }
     outcome.calls = manager.calls();
     manager.clearFaults();

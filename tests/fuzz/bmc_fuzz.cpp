@@ -88,6 +88,9 @@ void change(Answer& answer, Input& script) {
     }
 }
 
+/** The latest answer, changed or not. */
+Answer lastAnswer;
+
 /** The result of an operation and its completion code, bounded in exchanges. */
 void store(Input& input, Host& host, fuzz::Digest& digest) {
     IpmiDataStore store;
@@ -206,9 +209,11 @@ Outcome run(const std::uint8_t* bytes, std::size_t size) {
 
     std::size_t decided = 0;
     host.answering = [&](Answer& answer, std::uint8_t) {
+        lastAnswer = answer;
         if (input.empty()) return;
         require(++decided < kSteps, "transfers end");
         change(answer, input);
+        lastAnswer = answer;
     };
     fuzz::Digest digest;
     if (operation.byte() < 128) {

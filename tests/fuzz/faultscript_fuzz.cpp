@@ -51,7 +51,12 @@ Bytes transfer(Bmc& bmc) {
     exchange(open);
     Bytes read = request(2, 14);
     read[12] = 200;
-    for (int i = 0; i < 4; ++i) exchange(read);
+    for (const unsigned offset : {0U, 200U, 400U, 65400U, 65536U}) {
+        read[8] = static_cast<std::uint8_t>(offset);
+        read[9] = static_cast<std::uint8_t>(offset >> 8);
+        read[10] = static_cast<std::uint8_t>(offset >> 16);
+        exchange(read);
+    }
     Bytes size = request(6, 35);
     size[4] = 'f';
     exchange(size);

@@ -37,6 +37,8 @@ namespace {
 constexpr int kDevice = 0x4000;  // no descriptor of the process
 constexpr std::uint64_t kLongestExchangeMs = 10000;
 constexpr std::uint64_t kReceiveMs = 5000;
+// A chunk that brings one byte, after sixteen that bring none, would be more; no input is so long.
+constexpr std::size_t kMostExchanges = 100000;
 constexpr std::size_t kLargestRequest = IPMI_MAX_MSG_LENGTH - 2;
 constexpr std::size_t kArea = tPCIInfo::kFileArea;
 
@@ -145,7 +147,7 @@ int send(const ipmi_req& request) {
     require(message.data_len <= kLargestRequest, "a request fits into a message");
 
     Host& host = Host::get();
-    ++host.exchanges;
+    require(++host.exchanges <= kMostExchanges, "transfers end");
     host.trace.add(std::string_view(reinterpret_cast<const char*>(message.data), message.data_len));
     device = {};
     device.sentAtMs = nowMs;
