@@ -54,7 +54,8 @@ struct Device {
 };
 
 Device device;
-std::uint64_t nowMs = 1000;
+constexpr std::uint64_t kStartMs = 1000;
+std::uint64_t nowMs = kStartMs;
 
 void pass(std::uint64_t milliseconds) {
     nowMs += milliseconds;
@@ -280,6 +281,7 @@ void Host::reset() {
     require(openStreams == 0 && openDevices == 0, "what was opened is closed");
     *this = Host();
     device = {};
+    nowMs = kStartMs;
     tPCIInfo::MAX_KCS_BUFF_SIZE = 200;
 }
 

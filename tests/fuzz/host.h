@@ -65,7 +65,7 @@ struct Host {
 
     /** The host of this process; the product's calls reach it. */
     static Host& get();
-    /** A host like a new one, with the clock where it was. */
+    /** A host like a new one; its clock begins anew. */
     void reset();
     /** What has to hold after each request: nothing is open but a device that the product knows of. */
     void expectNothingOpen() const;

@@ -24,8 +24,8 @@ FAULTS = [
      "bound off by one: a string set is read past the end"),
     ("smbios", "slots/tslotinfo.cpp", "std::string(text, strnlen(text, limit))", "std::string(text, limit ? strlen(text) : 0)",
      "clamp of a text left out"),
-    ("smbios", "ipmi/smbios.cpp", "left() < structure[1] + 2", "left() < structure[1]",
-     "bound off by two: a formatted area at the end"),
+    ("smbios", "ipmi/smbios.cpp", "left() < 2 || left() < structure[1] + 2", "left() < structure[1] + 2",
+     "bound left out: a structure of one byte"),
     ("bmc", "ipmi/IpmiDataStore.cpp", "mymin(little16(&answer.bytes[4]), count)", "little16(&answer.bytes[4])",
      "clamp of a count left out"),
     ("bmc", "ipmi/kcs.cpp", "while (now() - start < kReceiveRetrySeconds)", "while (now() - start < 2 * kReceiveRetrySeconds)",
@@ -110,7 +110,7 @@ def hunt(copy, target):
 def main():
     copy, targets = pathlib.Path(sys.argv[1]), sys.argv[2:]
     copy_tree(copy)
-    subprocess.run(["cmake", "--preset", "fuzz"], cwd=copy, check=True, stdout=subprocess.PIPE)
+    subprocess.run(["cmake", "--preset", "fuzz", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"], cwd=copy, check=True, stdout=subprocess.PIPE)
     missed = 0
     for target, name, old, new, kind in FAULTS:
         if targets and target not in targets:

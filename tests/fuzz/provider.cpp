@@ -91,8 +91,16 @@ Response ask(std::size_t operation, const ObjectPath& path, const broker::Filter
             return asked.associators(path, filters);
         case 5:
             return asked.referenceNames(path, filters);
-        default:
+        case 6:
             return asked.references(path, filters);
+        case 7:
+            return asked.createInstance(path, {path, path.keys});
+        case 8:
+            return asked.modifyInstance(path, {path, path.keys});
+        case 9:
+            return asked.deleteInstance(path);
+        default:
+            return asked.execQuery(path, "select * from QELTA_SystemSlot", "WQL");
     }
 }
 

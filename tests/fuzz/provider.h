@@ -20,8 +20,12 @@ broker::Broker& manager();
 /** In its place another one, without the settings that the last one was given. */
 void renewManager();
 
-/** Asks one of the seven operations: enumerations (0 and 1), get (2), and those of associations (3 to 6). */
+/**
+ * Asks one of the operations: enumerations (0 and 1), get (2), those of associations (3 to 6), and those that are not
+ * supported, create, modify, delete and query (7 to 10).
+ */
 constexpr std::size_t kOperations = 7;
+constexpr std::size_t kAllOperations = 11;
 broker::Response ask(std::size_t operation, const broker::ObjectPath& path, const broker::Filters& filters = {});
 /** The same of a class, without keys. */
 broker::Response ask(std::size_t operation, const std::string& className);

@@ -79,7 +79,7 @@ def catalogue():
 
 def association():
     keys = "".join(f"{name}={text}\n" for name, text in KEYS.items())
-    for operation in range(7):
+    for operation in range(11):
         for source in CLASSES:
             yield bytes([operation, 0, 0, 0, 0, 1, 0]) + f"{source}\n\n\n\n\n{keys}".encode()
     for operation in range(3, 7):
