@@ -15,7 +15,7 @@ import sys
 SAMPLES, FOLDER = map(pathlib.Path, sys.argv[1:3])
 KEPT = pathlib.Path(__file__).parent / "corpus"
 # The longest inputs, in bytes: what is longer is slow and says nothing new.
-LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "cimxml": 3000, "texts": 300,
+LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "objects": 300, "cimxml": 3000, "texts": 300,
            "faultscript": 1500}
 CLASSES = ["QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot", "QELTA_SystemBoard",
            "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController"]
@@ -93,6 +93,15 @@ def association():
                 yield bytes([4 + function % 3, 1, effect, function, nth, 1, 0]) + f"{CLASSES[3]}\n\n\n\n\n{keys}".encode()
     for upcall in range(1, 255, 17):
         yield bytes([4, 1, 0, 0, 0, 1, upcall]) + f"{CLASSES[6]}\n\n\n\n\n{keys}".encode()
+
+
+def objects():
+    for options in 0, 1, 2, 4, 8:
+        for kind in range(20):
+            yield bytes([options, 0, 0, 0]) + bytes([kind, 0, 4, 1, 2, 3, 4, 5, 16, 0, 17, 0, 18, 0, 19, 1]) * 2
+    for function in range(27):
+        for effect in 1, 2, 3:
+            yield bytes([0, effect, function, 0]) + b"".join(bytes([kind, 0, 2, 1, 2, 3]) for kind in range(20))
 
 
 def name_element(class_name):
@@ -191,6 +200,8 @@ def words(name, inputs):
         return CLASSES + list(KEYS) + list(KEYS.values()) + ["antecedent", "dependent", "=", "Number"]
     if name == "catalogue":
         return ['vendor id="', 'device id="', "<name>", "</name>", "C 02", "C 06", "\\x0d\\x0a", "\\x0a", "8086", "8087"]
+    if name == "objects":
+        return ["\\x08\\xff\\xff\\xff\\xff\\xff\\xff\\xff\\xff"]
     if name == "proc":
         return ["\\x09", "\\x0a", "ffffffff", "fe00", "80861234", "\\x06", "\\x01"]
     if name == "smbios":

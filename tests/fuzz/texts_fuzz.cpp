@@ -11,6 +11,7 @@
 #include "input.h"
 #include "pci/address.h"
 #include "pci/pcidevinfo.h"
+#include "slots/tslotinfo.h"
 
 namespace {
 
@@ -65,6 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const unsigned second = input.byte();
     const std::string text = input.rest();
     readAddress(first, second);
+    const int width = tPCIInfo::TSlotInfo::GetSlotDataBusWidth(static_cast<std::uint8_t>(first));
+    require(width >= 0 && width <= 128, "a width has 1 to 128 bits");
     readTexts(text, static_cast<std::int8_t>(first));
     readPath(text);
     return 0;
