@@ -1,6 +1,7 @@
 // Object paths, filters and a broker that misbehaves: calls that fail or throw, and upcalls that are answered with
 // whatever there is. The input's first line decides the faults; lines of text follow: class, filters, keys.
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -169,6 +170,13 @@ std::size_t deliveredBefore(const Request& request, const std::vector<broker::Ca
     return delivered;
 }
 
+/** Whether the source is a slot whose tag is too short for a number. */
+bool namesNoSlot(const ObjectPath& source) {
+    const Value* tag = source.key("Tag");
+    const auto* text = tag != nullptr ? std::get_if<std::string>(&tag->data) : nullptr;
+    return source.className == "QELTA_SystemSlot" && (text == nullptr || text->size() <= std::strlen("System Slot "));
+}
+
 std::uint64_t digestOf(const Outcome& outcome) {
     Digest digest;
     digest.add(outcome.threw ? 1 : 0);
@@ -198,6 +206,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                 "nothing is written");
     } else if (request.operation > 2) {
         require(plain.response.doneCalls == 1, "an association's result is closed");
+        if (namesNoSlot(request.path)) require(fuzz::pathsOf(plain.response).empty(), "no number is no slot");
     }
     if (request.effect != 0) {
         const Outcome faulty = perform(request, true);

@@ -144,13 +144,26 @@ void store(Input& input, Host& host, fuzz::Digest& digest) {
         default: {
             std::vector<std::uint8_t> response(tPCIInfo::kMaxResponse);
             std::uint16_t length = 0;
+            const std::uint8_t command = input.byte();
+            const bool connected = tPCIInfo::kcs_fd >= 0;
             result = static_cast<std::int32_t>(
-                tPCIInfo::sendIPMI(input.byte(), buffer.data(), count, response.data(), length, completionCode, 0x2C));
-            require(length <= tPCIInfo::kMaxResponse, "a response fits");
+                tPCIInfo::sendIPMI(command, buffer.data(), count, response.data(), length, completionCode, 0x2C));
+            const Answer& last = lastAnswer;
+            const bool arrives = connected && !last.silent && !last.vanish && last.pollErrno == 0 &&
+                                 last.delayMs <= 5000 && last.receiveFailures * last.receiveStepMs < 5000 &&
+                                 last.length <= response.size();
+            const bool valid = last.receiveType == 1 && last.netfn == 0x2D && last.command == command;
+            // Seconds are counted in doubles: what comes at the very end of the 5 s may be in time or not.
+            if (last.receiveFailures * last.receiveStepMs != 5000)
+                require((result == 0) == (arrives && valid), "a response is taken when it comes in time and is one");
+            if (result == 0)
+                require(length == last.length && std::equal(last.data, last.data + length, response.begin()),
+                        "a response is taken as it is");
             digest.add(std::string_view(reinterpret_cast<const char*>(response.data()), length));
         }
     }
     if (operation >= 4) require(host.exchanges - before <= 4, "an operation is one exchange");
+    if (operation >= 2) tPCIInfo::disconnect_kcs();  // which was the caller's
     digest.add(static_cast<std::uint64_t>(result));
     digest.add(completionCode);
     for (const std::uint8_t byte : buffer) digest.add(byte);
@@ -208,7 +221,7 @@ Outcome run(const std::uint8_t* bytes, std::size_t size) {
     Input operation(reinterpret_cast<const std::uint8_t*>(head.data()), head.size());
 
     std::size_t decided = 0;
-    host.answering = [&](Answer& answer, std::uint8_t) {
+    host.answering = [&](Answer& answer) {
         lastAnswer = answer;
         if (input.empty()) return;
         require(++decided < kSteps, "transfers end");

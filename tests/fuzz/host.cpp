@@ -153,7 +153,8 @@ int send(const ipmi_req& request) {
     device = {};
     device.sentAtMs = nowMs;
     Answer answer = answerTo(message);
-    if (host.answering) host.answering(answer, message.data_len > 3 ? message.data[3] : std::uint8_t{0});
+    host.lastOperation = message.data_len > 3 ? message.data[3] : std::uint8_t{0};
+    if (host.answering) host.answering(answer);
     device.gone = answer.vanish;
     device.pollErrno = answer.pollErrno;
     device.readyAtMs = nowMs + answer.delayMs;
@@ -288,6 +289,8 @@ void Host::reset() {
 void Host::expectNothingOpen() const {
     require(openStreams == 0, "every stream is closed");
     require(openDevices == (tPCIInfo::kcs_fd >= 0 ? 1 : 0), "no descriptor is lost");
+    require(openDevices == 0 || lastOperation != tPCIInfo::IpmiDataStore::kDataStoreCloseOp,
+            "the device is closed after a transfer");
 }
 
 }  // namespace fuzz

@@ -51,14 +51,15 @@ struct Host {
     std::string smbiosTable;                                               // content of the data store's one file
     bool endsEmpty = true;  // reads behind the content bring no bytes; else zeros to the area's end
     /** Changes, or replaces, the answer of a BMC without faults. */
-    std::function<void(Answer&, std::uint8_t operation)> answering;
+    std::function<void(Answer&)> answering;
     /** 0 or the errno with which opening the device fails. */
     std::function<int(const char* path)> openingDevice;
 
     // --- what happened ---
     std::size_t openStreams = 0;
     std::size_t openDevices = 0;
-    std::size_t exchanges = 0;  // requests sent
+    std::size_t exchanges = 0;       // requests sent
+    std::uint8_t lastOperation = 0;  // of the data store, the latest that was asked for
     std::uint64_t waitedMs = 0;
     Digest trace;         // log lines and requests sent
     std::string written;  // what came by write requests, each at its offset
@@ -67,7 +68,10 @@ struct Host {
     static Host& get();
     /** A host like a new one; its clock begins anew. */
     void reset();
-    /** What has to hold after each request: nothing is open but a device that the product knows of. */
+    /**
+     * What has to hold after each request: nothing is open but a device that the product knows of, and that one only
+     * where the last transfer did not come to its close.
+     */
     void expectNothingOpen() const;
 };
 

@@ -58,7 +58,7 @@ FAULTS = [
     ("association", "pci/slotlinks.cpp", "if (tag.size() <= kTagNumber) return std::nullopt;", "",
      "bound left out: a tag without a number"),
     ("association", "utils/providerutils.cpp", "if (instance == nullptr || instance->hdl == nullptr) {",
-     "if (instance != nullptr && instance->hdl == nullptr) {", "a missing look at null"),
+     "if (instance->hdl == nullptr) {", "a missing look at null"),
     ("cimxml", "rig/wbem/responder.cpp", "text.substr(place + 1, 2)", "text.substr(place + 2, 1)",
      "bound off by one: a cut escape sequence"),
     ("cimxml", "rig/wbem/responder.cpp", "    } catch (const CimError&) {  // keys that make no path, which no text names\n        return false;\n",

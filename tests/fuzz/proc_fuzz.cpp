@@ -29,6 +29,8 @@ struct Pool {
         if (first == 0xFF) return std::nullopt;
         File file{bytes.substr(start, 64 + first % 2 * 192), {}, true};
         if (first == 0xFE) file.readErrorAt = 32;
+        if (first == 0xFD)
+            file.content.resize(file.content.size() > 1 ? static_cast<unsigned char>(file.content[1]) : 0);
         return file;
     }
     /** The 64 bytes that are read, as far as they come. */

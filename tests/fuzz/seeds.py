@@ -63,6 +63,9 @@ def proc():
         for first in range(0, min(len(lines), 12), 4):
             pool = b"".join(spaces[first:first + 4])
             yield bytes([first & 63]) + struct.pack("<H", len(pool)) + pool + b"".join(lines[first:first + 4])
+    for length in 0, 63, 64, 65, 200, 255:
+        yield bytes([2, length, 64, 0]) + bytes(range(64)) + b"0018\t80861234\t5\n"
+        yield bytes([0, 64, 0, 0xFD, length]) + bytes(range(2, 64)) + b"0018\t80861234\t5\n"
     yield b"\x05" + b"\x60\0" + struct.pack("<H", 64) + bytes(range(64)) + b"0018\t80861234\t5\n" * 4
 
 
@@ -91,6 +94,9 @@ def association():
         for effect in 1, 2, 3:
             for nth in 0, 7, 60:
                 yield bytes([4 + function % 3, 1, effect, function, nth, 1, 0]) + f"{CLASSES[3]}\n\n\n\n\n{keys}".encode()
+    for tag in "", "5", "System Slot ", "System Slot 05x":
+        for operation in 3, 5:
+            yield bytes([operation, 0, 0, 0, 0, 1, 0]) + f"{CLASSES[3]}\n\n\n\n\nTag={tag}\n".encode()
     for upcall in range(1, 255, 17):
         yield bytes([4, 1, 0, 0, 0, 1, upcall]) + f"{CLASSES[6]}\n\n\n\n\n{keys}".encode()
 
