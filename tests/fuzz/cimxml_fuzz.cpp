@@ -10,6 +10,7 @@
 #include "wbem/operations.h"
 #include "wbem/responder.h"
 #include "wbem/validity.h"
+#include "wbem/xml.h"
 
 namespace {
 
@@ -47,7 +48,10 @@ wbem::Headers headersFor(const std::string& message) {
             {"CIMObject", object}};
 }
 
-/** A header of the input, in place of ours or beside them; "method" and "target" are those of the request's line. */
+/**
+ * A header of the input, in place of ours or beside them. "method" and "target" are those of the request's line,
+ * "hostname" and "slot" texts of the machine, which come back in answers.
+ */
 void takeHeader(wbem::HttpRequest& request, const std::string& line) {
     const std::size_t colon = std::min(line.find(':'), line.size());
     const std::string name = line.substr(0, colon);
@@ -56,6 +60,12 @@ void takeHeader(wbem::HttpRequest& request, const std::string& line) {
         request.method = value;
     } else if (name == "target") {
         request.target = value;
+    } else if (name == "hostname") {
+        Host::get().name = value.substr(0, 63);
+    } else if (name == "slot") {
+        std::string& table = Host::get().smbiosTable;
+        const std::size_t place = table.find("PCI5");
+        if (place != std::string::npos) table.replace(place, 4, value.empty() ? "x" : value);
     } else {
         const auto same = std::find_if(request.headers.begin(), request.headers.end(),
                                        [&](const auto& header) { return header.first == name; });
@@ -95,15 +105,14 @@ wbem::HttpResponse answer(const wbem::HttpRequest& request) {
         require(response.status >= 400 && response.status <= 510, "what is no answer is an error");
         return response;
     }
-    pugi::xml_document document;
-    require(document.load_buffer(response.body.data(), response.body.size()), "an answer is well formed");
     try {
+        const pugi::xml_document document = wbem::parseXml(response.body);  // which is strict
         wbem::checkValidity(document.document_element());
+        const pugi::xml_node one = document.child("CIM").child("MESSAGE").child("SIMPLERSP").first_child();
+        require(!!one, "an answer has a response");
     } catch (const std::exception& error) {
         require(false, error.what());
     }
-    const pugi::xml_node one = document.child("CIM").child("MESSAGE").child("SIMPLERSP").first_child();
-    require(!!one, "an answer has a response");
     return response;
 }
 
@@ -127,6 +136,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const wbem::HttpResponse first = answer(request);
     if (size % 4 != 0) return 0;
     require(answer(request).body == first.body, "two runs give the same");
+    host.reset();
+    fuzz::buildRack(host);
     static const std::string& whole = *new std::string(answer(slotRequest()).body);
     require(whole.find("System Slot 9") != std::string::npos, "the three slots are told");
     require(answer(slotRequest()).body == whole, "the next request is answered whole");

@@ -166,6 +166,9 @@ def cimxml():
     yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "interop")
     yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "PG_InterOp")
     yield "method:M-POST\nMan:http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73\n73-CIMOperation:MethodCall\n73-CIMMethod:EnumerateQualifiers\n73-CIMObject:root%2Fkavix\n\n" + message("EnumerateQualifiers", "")
+    for text in "caf\xc3\xa9", "a\rb\tc\x0b\x0c\x7f\xff\xfe<&]]>", "\xef\xbf\xbf\xed\xa0\x80":
+        yield f"hostname:{text}\n\n" + message("EnumerateInstanceNames", class_name())
+        yield f"slot:{text}\n\n" + message("EnumerateInstances", class_name())
     yield "Accept:text/xml, */*;q=0.1\nAccept-Charset:utf-8\nTE:trailers\n\n" + message("EnumerateQualifiers", "")
     call = ('<METHODCALL NAME="Reset"><LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/><NAMESPACE NAME="kavix"/></LOCALNAMESPACEPATH>'
             f'{name_element("QELTA_SystemSlot")}</LOCALINSTANCEPATH><PARAMVALUE NAME="a"><VALUE>1</VALUE></PARAMVALUE></METHODCALL>')
