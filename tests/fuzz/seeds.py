@@ -180,7 +180,7 @@ def cimxml():
 def texts():
     for path in ('root/kavix:QELTA_SystemSlot.Tag="System Slot 5"', 'A.B=-3,C=18446744073709551615,D=1.5e3,E=TRUE,F=NULL',
                  'QELTA_DeviceInSlot.Antecedent="root/kavix:QELTA_SystemSlot.Tag=\\"System Slot 5\\"",Dependent="a\\\\b"',
-                 "PCI Bus 255, device 31, function 7", "0x1aF:2b", "a,b;;c"):
+                 "PCI Bus 255, device 31, function 7", "PCI Bus 99999999999, device -1, function 4294967296", "0x1aF:2b", "a,b;;c"):
         yield "\x07\x10" + path
 
 

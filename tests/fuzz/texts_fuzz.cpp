@@ -1,5 +1,7 @@
 // Texts of people and of clients: the product's addresses, numbers and lists, and the rig's object paths, which read
 // back as they are written.
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -40,8 +42,22 @@ void readPath(const std::string& text) {
     require(cim::toString(*again) == written, "and is written as it was");
 }
 
+/** The number behind a label, or at a place of its own. */
+int numberBehind(const std::string& text, const std::string& label, bool atItsOwnPlace) {
+    const std::size_t found = text.find(label);
+    if (found == std::string::npos) return 0;
+    const std::string rest = text.substr((atItsOwnPlace ? 0 : found) + label.size());
+    const long number = std::strtol(rest.c_str(), nullptr, 10);
+    if (number > INT_MAX) return INT_MAX;
+    return number < INT_MIN ? INT_MIN : static_cast<int>(number);
+}
+
 void readTexts(const std::string& text, int length) {
-    FunctionAddress::fromDeviceId(text);
+    const FunctionAddress address = FunctionAddress::fromDeviceId(text);
+    require(address.bus == numberBehind(text, "PCI Bus ", true) &&
+                address.device == numberBehind(text, "device ", false) &&
+                address.function == numberBehind(text, "function ", false),
+            "an address has the numbers of its text");
     const unsigned number = TPciDevInfo::_httoi(text.c_str(), length);
     if (length < 1) require(number == 0, "no digit is no number");
     std::size_t letters = 0;
