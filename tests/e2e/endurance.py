@@ -24,8 +24,8 @@ ARENAS = os.environ.get("MALLOC_ARENA_MAX", "1")
 GROWTH = 24 << 20  # bytes by which the memory may have grown since it was warm; eight long answers take as much
 PATIENCE = 20  # seconds for one answer, and until all is as before
 
-CLASSES = ("QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SSPCIController", "QELTA_OBDPCIController", "QELTA_DeviceInSlot",
-           "QELTA_OnBoardDevice", "QELTA_SystemSlot", "QELTA_SystemBoard")
+CLASSES = ("QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SSPCIController", "QELTA_OBDPCIController",
+           "QELTA_DeviceInSlot", "QELTA_OnBoardDevice", "QELTA_SystemSlot", "QELTA_SystemBoard")
 SOURCES = ("QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_SystemSlot", "QELTA_SystemBoard")
 
 
@@ -49,9 +49,9 @@ def head(method, length, extra=()):
 
 def body(method, parameters):
     return ('<?xml version="1.0" encoding="utf-8"?><CIM CIMVERSION="2.0" DTDVERSION="2.0"><MESSAGE ID="1" '
-            f'PROTOCOLVERSION="1.0"><SIMPLEREQ><IMETHODCALL NAME="{method}"><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/>'
-            f'<NAMESPACE NAME="kavix"/></LOCALNAMESPACEPATH>{parameters}</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>'
-            ).encode()
+            f'PROTOCOLVERSION="1.0"><SIMPLEREQ><IMETHODCALL NAME="{method}"><LOCALNAMESPACEPATH>'
+            f'<NAMESPACE NAME="root"/><NAMESPACE NAME="kavix"/></LOCALNAMESPACEPATH>{parameters}</IMETHODCALL>'
+            '</SIMPLEREQ></MESSAGE></CIM>').encode()
 
 
 def request(method, parameters="", extra=()):
@@ -137,9 +137,11 @@ class Endurance(unittest.TestCase):
                           ("Associators", "AssociatorNames", "References", "ReferenceNames")]
                 found += [(operation, parameter("InstanceName", source)) for operation in
                           ("GetInstance", "DeleteInstance")]
-                found.append(("GetProperty", parameter("InstanceName", source) + parameter("PropertyName", value("Tag"))))
+                found.append(("GetProperty",
+                              parameter("InstanceName", source) + parameter("PropertyName", value("Tag"))))
         slots = parameter("ObjectName", class_name("QELTA_SystemSlot"))
-        found += [("Associators", slots), ("ReferenceNames", slots), ("EnumerateClassNames", ""), ("EnumerateClasses", ""),
+        found += [("Associators", slots), ("ReferenceNames", slots), ("EnumerateClassNames", ""),
+                  ("EnumerateClasses", ""),
                   ("EnumerateQualifiers", ""), ("GetQualifier", parameter("QualifierName", value("Key"))),
                   ("ExecQuery", parameter("QueryLanguage", value("WQL")) + parameter("Query", value("select"))),
                   ("OpenEnumerateInstances", ""), ("GetClass", parameter("ClassName", class_name("None"))),
@@ -248,8 +250,8 @@ class Endurance(unittest.TestCase):
         made += self.endure(SEED + CLIENTS, REQUESTS - REQUESTS // 3)
         after = self.settled(before)
         print(f"{made} requests by {CLIENTS} clients at a time; descriptors {before.descriptors}, {warm.descriptors}, "
-              f"{after.descriptors}; threads {before.threads}, {warm.threads}, {after.threads}; KiB {before.memory >> 10}, "
-              f"{warm.memory >> 10}, {after.memory >> 10} (at first, warm, in the end)")
+              f"{after.descriptors}; threads {before.threads}, {warm.threads}, {after.threads}; "
+              f"KiB {before.memory >> 10}, {warm.memory >> 10}, {after.memory >> 10} (at first, warm, in the end)")
         self.assertEqual((after.descriptors, after.threads), (before.descriptors, before.threads))
         self.assertLess(after.memory, warm.memory + GROWTH)
 
