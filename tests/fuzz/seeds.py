@@ -48,7 +48,8 @@ def bmc():
         for which in range(8):
             yield bytes([0, 0, operation, which]) + bytes(5)
     for operation in range(8):
-        yield bytes([0, 0x80, 0, operation, 4, 99, 0, 0, 0])
+        for options in 0, 2, 0xC0:
+            yield bytes([options, 0x80, 0, operation, 4, 99, 0xFF, 7, 0])
         for fault in range(16):  # at the open, the size, a read, the close
             for place in (0, 1, 2, 5):
                 yield bytes([0, 0x80, 0, operation, 4, 99, 0, 0, 0]) + bytes(place) + bytes([64 + fault, 0xD, 1, 0])
