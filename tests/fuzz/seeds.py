@@ -15,8 +15,8 @@ import sys
 SAMPLES, FOLDER = map(pathlib.Path, sys.argv[1:3])
 KEPT = pathlib.Path(__file__).parent / "corpus"
 # The longest inputs, in bytes: what is longer is slow and says nothing new.
-LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "objects": 300, "cimxml": 3000, "texts": 300,
-           "faultscript": 1500}
+LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "objects": 300, "cimxml": 3000,
+           "texts": 300, "faultscript": 1500}
 CLASSES = ["QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot", "QELTA_SystemBoard",
            "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController"]
 KEYS = {"Tag": "System Slot 5", "DeviceID": "PCI Bus 5, device 5, function 1", "SystemName": "rack7",
@@ -38,9 +38,11 @@ def smbios():
         for place in [match.start() for match in re.finditer(rb"\x09[\x0d-\x18]..\x01", table, re.S)][:4]:
             yield b"\0" + table[:28] + struct.pack("<HB", 8, 0x24) + table[place:place + 200]
     head = b"_SM_" + bytes(24)
-    yield b"\0" + head + struct.pack("<HB", 4, 0x24) + slot(5, b"PCI5") + slot(3, b"PCI3") + slot(9, b"") + b"\x7f\x04\0\0\0\0"
-    yield b"\xff" + head + struct.pack("<HB", 3, 0x24) + slot(5, b"PCI5") + b"\x7f\x04\0\0\0\0"
-    yield b"\0" + head + struct.pack("<HB", 3, 0x24) + b"\x09\x0d\1\0\1\6\5\3\3\7\0\xff\xff" + b"one\0two\0\0" + b"\x7f\x04\0\0\0\0"
+    last = b"\x7f\x04\0\0\0\0"
+    short = b"\x09\x0d\1\0\1\6\5\3\3\7\0\xff\xff" + b"one\0two\0\0"
+    yield b"\0" + head + struct.pack("<HB", 4, 0x24) + slot(5, b"PCI5") + slot(3, b"PCI3") + slot(9, b"") + last
+    yield b"\xff" + head + struct.pack("<HB", 3, 0x24) + slot(5, b"PCI5") + last
+    yield b"\0" + head + struct.pack("<HB", 3, 0x24) + short + last
 
 
 def bmc():
@@ -72,7 +74,8 @@ def proc():
 
 def catalogue():
     vendors = b'<vendor id="8086">\n <name>Intel</name>\n <device id="8087"><name>82557</name></device>\n</vendor>\n'
-    classes = b"C 02  Network controller\n\t00  Ethernet controller\n\t80  Network controller\nC 06  Bridge\n\t04  PCI bridge\n"
+    classes = (b"C 02  Network controller\n\t00  Ethernet controller\n\t80  Network controller\n"
+               b"C 06  Bridge\n\t04  PCI bridge\n")
     for options in (0, 0x80, 0x81, 0x82, 0x84, 0x88, 0x90):
         for code, subclass in ((2, 0), (6, 4), (2, 0x80)):
             head = bytes([options]) + struct.pack("<HBB", 0x8086, code, subclass)
@@ -111,77 +114,113 @@ def objects():
             yield bytes([0, effect, function, 0]) + b"".join(bytes([kind, 0, 2, 1, 2, 3]) for kind in range(20))
 
 
-def name_element(class_name):
-    bindings = "".join(f'<KEYBINDING NAME="{name}"><KEYVALUE VALUETYPE="string">{text}</KEYVALUE></KEYBINDING>'
-                       for name, text in KEYS.items())
-    return f'<INSTANCENAME CLASSNAME="{class_name}">{bindings}</INSTANCENAME>'
-
-
 def parameter(name, element):
     return f'<IPARAMVALUE NAME="{name}">{element}</IPARAMVALUE>'
 
 
+def value(name, text):
+    return parameter(name, f"<VALUE>{text}</VALUE>")
+
+
+def class_name(name="ClassName", of="QELTA_SystemSlot"):
+    return parameter(name, f'<CLASSNAME NAME="{of}"/>')
+
+
+def name_element(of="QELTA_SystemSlot", bindings=None):
+    if bindings is None:
+        bindings = "".join(binding(name, f'<KEYVALUE VALUETYPE="string">{text}</KEYVALUE>') for name, text in KEYS.items())
+    return f'<INSTANCENAME CLASSNAME="{of}">{bindings}</INSTANCENAME>'
+
+
+def binding(name, element):
+    return f'<KEYBINDING NAME="{name}">{element}</KEYBINDING>'
+
+
+def place(*parts):
+    parts = "".join(f'<NAMESPACE NAME="{part}"/>' for part in parts)
+    return f"<LOCALNAMESPACEPATH>{parts}</LOCALNAMESPACEPATH>"
+
+
+def envelope(call):
+    return ('<CIM CIMVERSION="2.0" DTDVERSION="2.0"><MESSAGE ID="1" PROTOCOLVERSION="1.0"><SIMPLEREQ>'
+            f"{call}</SIMPLEREQ></MESSAGE></CIM>")
+
+
+def message(operation, parameters, namespace="kavix"):
+    return envelope(f'<IMETHODCALL NAME="{operation}">{place("root", namespace)}{parameters}</IMETHODCALL>')
+
+
+def flags(*names):
+    return "".join(value(name, "true") for name in names)
+
+
 def cimxml():
-    def message(operation, parameters, namespace="kavix"):
-        return (f'<CIM CIMVERSION="2.0" DTDVERSION="2.0"><MESSAGE ID="1" PROTOCOLVERSION="1.0"><SIMPLEREQ>'
-                f'<IMETHODCALL NAME="{operation}"><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/>'
-                f'<NAMESPACE NAME="{namespace}"/></LOCALNAMESPACEPATH>{parameters}</IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>')
-
-    def class_name(name="ClassName", value="QELTA_SystemSlot"):
-        return parameter(name, f'<CLASSNAME NAME="{value}"/>')
-
-    flags = "".join(parameter(name, "<VALUE>true</VALUE>") for name in
-                    ("LocalOnly", "DeepInheritance", "IncludeQualifiers", "IncludeClassOrigin"))
-    some = parameter("PropertyList", "<VALUE.ARRAY><VALUE>Number</VALUE><VALUE>Tag</VALUE></VALUE.ARRAY>")
-    source = parameter("ObjectName", name_element("QELTA_SystemSlot"))
-    instance = parameter("InstanceName", name_element("QELTA_SystemSlot"))
-    value = ('<PROPERTY NAME="Number" TYPE="uint16"><VALUE>5</VALUE></PROPERTY><PROPERTY.ARRAY NAME="OperationalStatus" '
-             'TYPE="uint16"><VALUE.ARRAY><VALUE>2</VALUE></VALUE.ARRAY></PROPERTY.ARRAY>')
-    whole = f'<INSTANCE CLASSNAME="QELTA_SystemSlot">{value}</INSTANCE>'
-    for each in CLASSES:
-        yield message("EnumerateInstances", class_name(value=each))
-        yield message("EnumerateInstanceNames", class_name(value=each))
-    yield message("EnumerateInstances", class_name() + flags + some)
-    yield message("GetInstance", instance + flags.replace("DeepInheritance", "LocalOnly", 0) + some)
-    yield message("GetInstance", instance)
-    yield message("GetInstance", parameter("InstanceName", '<INSTANCENAME CLASSNAME="QELTA_DeviceInSlot"><KEYBINDING NAME="Antecedent">'
-                                           f'<VALUE.REFERENCE><LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/></LOCALNAMESPACEPATH>'
-                                           f'{name_element("QELTA_SystemSlot")}</LOCALINSTANCEPATH></VALUE.REFERENCE></KEYBINDING></INSTANCENAME>'))
-    yield message("GetInstance", parameter("InstanceName", '<INSTANCENAME CLASSNAME="QELTA_SystemSlot"><KEYVALUE VALUETYPE="numeric">0x10</KEYVALUE></INSTANCENAME>'))
-    yield message("GetProperty", instance + parameter("PropertyName", "<VALUE>Number</VALUE>"))
-    yield message("SetProperty", instance + parameter("PropertyName", "<VALUE>Number</VALUE>") + parameter("NewValue", "<VALUE>5</VALUE>"))
-    yield message("CreateInstance", parameter("NewInstance", whole))
-    yield message("ModifyInstance", parameter("ModifiedInstance", f'<VALUE.NAMEDINSTANCE>{name_element("QELTA_SystemSlot")}{whole}</VALUE.NAMEDINSTANCE>'))
-    yield message("DeleteInstance", instance)
-    yield message("ExecQuery", parameter("QueryLanguage", "<VALUE>WQL</VALUE>") + parameter("Query", "<VALUE>select * from x</VALUE>"))
-    filters = (class_name("AssocClass", "QELTA_DeviceInSlot") + class_name("ResultClass", "QELTA_SSPCIController") +
-               parameter("Role", "<VALUE>Antecedent</VALUE>") + parameter("ResultRole", "<VALUE>Dependent</VALUE>"))
-    for operation in "Associators", "AssociatorNames", "References", "ReferenceNames":
-        yield message(operation, source)
-        yield message(operation, source + (filters if operation.startswith("A") else class_name("ResultClass", "QELTA_DeviceInSlot")))
-        yield message(operation, parameter("ObjectName", '<CLASSNAME NAME="QELTA_SystemSlot"/>'))
+    yield from instance_requests()
+    yield from association_requests()
     for operation in "GetClass", "EnumerateClasses", "EnumerateClassNames", "DeleteClass":
-        yield message(operation, class_name() + flags if operation != "EnumerateClassNames" else class_name())
-    yield message("GetQualifier", parameter("QualifierName", "<VALUE>Key</VALUE>"))
-    yield message("EnumerateQualifiers", "")
-    yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "interop")
-    yield message("EnumerateInstances", class_name(value="CIM_Namespace"), "PG_InterOp")
-    yield "method:M-POST\nMan:http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73\n73-CIMOperation:MethodCall\n73-CIMMethod:EnumerateQualifiers\n73-CIMObject:root%2Fkavix\n\n" + message("EnumerateQualifiers", "")
+        yield message(operation, class_name() + flags("DeepInheritance"))
+        yield message(operation, class_name() + flags("LocalOnly", "IncludeQualifiers", "IncludeClassOrigin"))
+    yield message("GetQualifier", value("QualifierName", "Key"))
+    for namespace in "interop", "PG_InterOp":
+        yield message("EnumerateInstances", class_name(of="CIM_Namespace"), namespace)
+    # Texts that come back, those that XML does not have included.
     for text in "caf\xc3\xa9", "a\rb\tc\x0b\x0c\x7f\xff\xfe<&]]>", "\xef\xbf\xbf\xed\xa0\x80":
         yield f"hostname:{text}\n\n" + message("EnumerateInstanceNames", class_name())
         yield f"slot:{text}\n\n" + message("EnumerateInstances", class_name())
-    yield "Accept:text/xml, */*;q=0.1\nAccept-Charset:utf-8\nTE:trailers\n\n" + message("EnumerateQualifiers", "")
-    call = ('<METHODCALL NAME="Reset"><LOCALINSTANCEPATH><LOCALNAMESPACEPATH><NAMESPACE NAME="root"/><NAMESPACE NAME="kavix"/></LOCALNAMESPACEPATH>'
-            f'{name_element("QELTA_SystemSlot")}</LOCALINSTANCEPATH><PARAMVALUE NAME="a"><VALUE>1</VALUE></PARAMVALUE></METHODCALL>')
-    yield ("CIMObject:root/kavix:QELTA_SystemSlot.Tag=\"System Slot 5\"\n\n" +
-           message("X", "").replace(message("X", "")[message("X", "").index("<IMETHODCALL"):message("X", "").index("</SIMPLEREQ>")], call))
-    yield '<!DOCTYPE CIM [<!ENTITY a "b">]><?xml version="1.0"?>' + message("Enumerate&a;&#x41;Qualifiers", "<!-- --><![CDATA[x]]>")
+    listed = message("EnumerateQualifiers", "")
+    yield listed
+    yield "Accept:text/xml, */*;q=0.1\nAccept-Charset:utf-8\nTE:trailers\n\n" + listed
+    yield ("method:M-POST\nMan:http://www.dmtf.org/cim/mapping/http/v1.0 ; ns=73\n73-CIMOperation:MethodCall\n"
+           "73-CIMMethod:EnumerateQualifiers\n73-CIMObject:root%2Fkavix\n\n" + listed)
+    yield '<?xml version="1.0"?><!DOCTYPE CIM [<!ENTITY a "b">]>' + listed.replace("Qualifiers", "&a;&#x41;")
+    yield listed.replace("</IMETHODCALL>", "<!-- --><![CDATA[x]]></IMETHODCALL>")
+    instance = f'<LOCALINSTANCEPATH>{place("root", "kavix")}{name_element()}</LOCALINSTANCEPATH>'
+    call = f'<METHODCALL NAME="Reset">{instance}<PARAMVALUE NAME="a"><VALUE>1</VALUE></PARAMVALUE></METHODCALL>'
+    yield 'CIMObject:root/kavix:QELTA_SystemSlot.Tag="System Slot 5"\n\n' + envelope(call)
+
+
+def instance_requests():
+    some = parameter("PropertyList", "<VALUE.ARRAY><VALUE>Number</VALUE><VALUE>Tag</VALUE></VALUE.ARRAY>")
+    name = parameter("InstanceName", name_element())
+    of_property = name + value("PropertyName", "Number")
+    whole = ('<INSTANCE CLASSNAME="QELTA_SystemSlot"><PROPERTY NAME="Number" TYPE="uint16"><VALUE>5</VALUE></PROPERTY>'
+             '<PROPERTY.ARRAY NAME="OperationalStatus" TYPE="uint16"><VALUE.ARRAY><VALUE>2</VALUE></VALUE.ARRAY>'
+             "</PROPERTY.ARRAY></INSTANCE>")
+    for each in CLASSES:
+        yield message("EnumerateInstances", class_name(of=each))
+        yield message("EnumerateInstanceNames", class_name(of=each))
+    yield message("EnumerateInstances", class_name() + flags("DeepInheritance", "IncludeClassOrigin") + some)
+    yield message("GetInstance", name + flags("LocalOnly", "IncludeQualifiers", "IncludeClassOrigin") + some)
+    yield message("GetInstance", name)
+    reference = f'<VALUE.REFERENCE><LOCALINSTANCEPATH>{place("root")}{name_element()}</LOCALINSTANCEPATH></VALUE.REFERENCE>'
+    for element in (name_element("QELTA_DeviceInSlot", binding("Antecedent", reference)),
+                    name_element(bindings='<KEYVALUE VALUETYPE="numeric">0x10</KEYVALUE>')):
+        yield message("GetInstance", parameter("InstanceName", element))
+    yield message("GetProperty", of_property)
+    yield message("SetProperty", of_property + value("NewValue", "5"))
+    yield message("CreateInstance", parameter("NewInstance", whole))
+    named = f"<VALUE.NAMEDINSTANCE>{name_element()}{whole}</VALUE.NAMEDINSTANCE>"
+    yield message("ModifyInstance", parameter("ModifiedInstance", named))
+    yield message("DeleteInstance", name)
+    yield message("ExecQuery", value("QueryLanguage", "WQL") + value("Query", "select * from x"))
+
+
+def association_requests():
+    source = parameter("ObjectName", name_element())
+    filters = (class_name("AssocClass", "QELTA_DeviceInSlot") + class_name("ResultClass", "QELTA_SSPCIController") +
+               value("Role", "Antecedent") + value("ResultRole", "Dependent"))
+    of_references = class_name("ResultClass", "QELTA_DeviceInSlot")
+    for operation in "Associators", "AssociatorNames", "References", "ReferenceNames":
+        yield message(operation, source)
+        yield message(operation, source + (filters if operation.startswith("A") else of_references))
+        yield message(operation, parameter("ObjectName", '<CLASSNAME NAME="QELTA_SystemSlot"/>'))
 
 
 def texts():
     for path in ('root/kavix:QELTA_SystemSlot.Tag="System Slot 5"', 'A.B=-3,C=18446744073709551615,D=1.5e3,E=TRUE,F=NULL',
                  'QELTA_DeviceInSlot.Antecedent="root/kavix:QELTA_SystemSlot.Tag=\\"System Slot 5\\"",Dependent="a\\\\b"',
-                 "PCI Bus 255, device 31, function 7", "PCI Bus 99999999999, device -1, function 4294967296", "0x1aF:2b", "a,b;;c"):
+                 "PCI Bus 255, device 31, function 7", "PCI Bus 99999999999, device -1, function 4294967296",
+                 "0x1aF:2b", "a,b;;c"):
         yield "\x07\x10" + path
 
 
@@ -203,7 +242,7 @@ def attributes(*texts):
 def words(name, inputs):
     text = [each if isinstance(each, str) else each.decode("latin-1") for each in inputs]
     if name == "cimxml":
-        return attributes(*text) + ["&#65;", "&lt;", "<![CDATA[", "]]>", "<!--", "-->", "NULL", "0x1F", "-1", "2.0", "root/kavix"]
+        return attributes(*text) + ["&#65;", "&lt;", "<![CDATA[", "]]>", "<!--", "-->", "NULL", "0x1F", "-1", "root/kavix"]
     if name in ("faultscript", "texts"):
         return attributes(*text) + ["0x", "-1", "1e9", "\\u0000", "18446744073709551615", "\\\\", ".Tag=", "root/kavix:"]
     if name == "association":
