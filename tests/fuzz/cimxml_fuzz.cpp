@@ -77,7 +77,12 @@ void takeHeader(wbem::HttpRequest& request, const std::string& line) {
 wbem::HttpRequest requestOf(const std::string& input) {
     const std::size_t body = std::min(input.find('<'), input.size());
     const std::string message = input.substr(body);
-    wbem::HttpRequest request{"POST", "/cimom", headersFor(message), message, false, "192.0.2.7"};
+    wbem::HttpRequest request;
+    request.method = "POST";
+    request.target = "/cimom";
+    request.headers = headersFor(message);
+    request.body = message;
+    request.client = "192.0.2.7";
     for (std::size_t place = 0; place < body;) {
         const std::size_t feed = std::min(input.find('\n', place), body);
         if (feed > place) takeHeader(request, input.substr(place, feed - place));
