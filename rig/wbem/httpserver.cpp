@@ -48,6 +48,16 @@ RawHead headOf(MHD_Connection* connection, const char* method, const char* versi
     return head;
 }
 
+/** Fields as they mean it: blanks after a value are not part of it. */
+Headers headersOf(const RawHead& head) {
+    Headers headers;
+    for (const auto& [name, value] : head.fields) {
+        const std::string_view text = value;
+        headers.emplace_back(name, text.substr(0, text.find_last_not_of(" \t") + 1));
+    }
+    return headers;
+}
+
 int socketOf(MHD_Connection* connection) {
     return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
 }
@@ -169,7 +179,7 @@ struct HttpServer::State {
         request.method = head.begin;
         request.target = url;
         request.client = clientOf(connection);
-        request.headers.assign(head.fields.begin(), head.fields.end());
+        request.headers = headersOf(head);
         // Chunks may end with line feeds alone, as the library has it. Where they end is of no account where nothing
         // may follow.
         arrival.last = isChunked(request.headers);

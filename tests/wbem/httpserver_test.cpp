@@ -330,6 +330,7 @@ TEST_F(Http, RequestsForOtherHostsAndOfForeignPagesAreRefused) {
     };
     const Row rows[] = {{"200", "localhost"},
                         {"200", "LocalHost.:1"},
+                        {"200", "localhost \t"},
                         {"200", "127.0.0.1:5988"},
                         {"200", "127.0.0.3"},
                         {"200", "[::1]"},
