@@ -102,7 +102,8 @@ class Parser {
         std::uint64_t positive = 0;
         if (isAll(word, positive)) return Value::uint(CMPI_uint64, positive);
         std::int64_t negative = 0;
-        if (isAll(word, negative)) return Value::sint(CMPI_sint64, negative);
+        if (isAll(word, negative))
+            return negative < 0 ? Value::sint(CMPI_sint64, negative) : Value::uint(CMPI_uint64, 0);
         double real = 0;
         const bool integral = word.find_first_not_of("-0123456789") == std::string::npos;
         if (!integral && isAll(word, real)) return Value::real(CMPI_real64, real);

@@ -149,6 +149,11 @@ TEST(ParsePath, WithoutNamespaceMeansTheUsualOne) {
     EXPECT_EQ(parseObjectPath("Test_Slot").nameSpace, "root/kavix");
 }
 
+TEST(ParsePath, TakesMinusZeroForZero) {
+    for (const char* zero : {"0", "-0", "-00"})
+        EXPECT_EQ(*parseObjectPath(std::string("T_A.K=") + zero).key("K"), Value::uint(CMPI_uint64, 0)) << zero;
+}
+
 TEST(ParsePath, TakesTruthValuesInAnyCase) {
     EXPECT_EQ(parseObjectPath("Test_A.On=true,Off=False"),
               (ObjectPath{"root/kavix", "Test_A", {{"On", Value::boolean(true)}, {"Off", Value::boolean(false)}}}));
