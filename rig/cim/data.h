@@ -29,6 +29,7 @@ struct Value {
     Value() = default;
     // Where there is no memory for the data, the copy constructor of a variant of such types destroys what it did not
     // make (libstdc++ takes them for types that never leave it without a value). Assignment does not.
+    // cppcheck-suppress useInitializationList
     Value(const Value& other) : type(other.type), null(other.null) { data = other.data; }
     Value(Value&&) = default;
     Value& operator=(const Value& other) { return *this = Value(other); }  // wholly or not at all

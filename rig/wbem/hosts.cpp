@@ -18,7 +18,7 @@ std::string bare(const std::string& host) {
     const std::size_t colon = host.find(':');
     // An address of IPv6 without brackets has no port.
     const bool hasPort = !bracketed && colon != std::string::npos && colon == host.rfind(':');
-    std::string name = host.substr(0, hasPort ? colon : std::string::npos);
+    std::string name = hasPort ? host.substr(0, colon) : host;
     if (const std::size_t end = host.find(']'); bracketed && end != std::string::npos) name = host.substr(1, end - 1);
     if (!name.empty() && name.back() == '.') name.pop_back();  // of the name server's root
     return usualAddress(name).value_or(name);
