@@ -83,12 +83,18 @@ std::size_t Connections::count(const Choice& choice) const {
     }));
 }
 
-/** False: there is none among those chosen on which a request is waited for. */
+/** Whether the client is waited for: for its request, or to take an answer, which it should have begun to long ago. */
+bool Connections::isClientsTurn(const Connection& connection) const {
+    const bool takesNothing = connection.stage == Stage::sending && Clock::now() - connection.since > limits_.headTime;
+    return isArriving(connection.stage) || takesNothing;
+}
+
+/** False: among those chosen is none whose client is waited for. */
 bool Connections::endLongestIdle(const Choice& choice) {
     auto longest = connections_.end();
     for (auto each = connections_.begin(); each != connections_.end(); ++each) {
         const Connection& connection = each->second;
-        if (connection.ended || !isArriving(connection.stage) || !choice(connection)) continue;
+        if (connection.ended || !isClientsTurn(connection) || !choice(connection)) continue;
         if (longest == connections_.end() || connection.lastRequest < longest->second.lastRequest) longest = each;
     }
     if (longest == connections_.end()) return false;

@@ -23,7 +23,8 @@ struct ConnectionLimits {
 
 /**
  * What the connections of a server are at, by their sockets, which belong to others. A connection is ended by shutting
- * its socket down: who reads or writes there notices, and has it forgotten before it closes the socket.
+ * its socket down: who reads or writes there notices, and has it forgotten before it closes the socket. One that never
+ * came to life, for want of memory, stays until its number comes again.
  */
 class Connections {
  public:
@@ -62,6 +63,7 @@ class Connections {
     using Choice = std::function<bool(const Connection&)>;
 
     std::size_t count(const Choice& choice) const;
+    bool isClientsTurn(const Connection& connection) const;
     bool endLongestIdle(const Choice& choice);
     bool isOverdue(const Connection& connection) const;
 

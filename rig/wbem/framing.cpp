@@ -41,8 +41,11 @@ bool isWellFormed(const Field& field) {
 
 std::optional<ProtocolError> framingFault(const RawHead& head) {
     if (!linesAreWhole(head)) return httpError(400, "lines have to end with CR LF, and none may go on in the next");
-    if (!std::all_of(head.fields.begin(), head.fields.end(), isWellFormed))
-        return httpError(400, "there are characters in the headers that may not be there");
+    // The library ends the texts in the request line with null characters.
+    const bool lineIsWellFormed =
+        std::none_of(head.begin, head.version, [](char letter) { return letter != '\0' && isControl(letter); });
+    if (!lineIsWellFormed || !std::all_of(head.fields.begin(), head.fields.end(), isWellFormed))
+        return httpError(400, "there are characters in the head that may not be there");
     const auto count = [&](const char* name) {
         return std::count_if(head.fields.begin(), head.fields.end(),
                              [&](const Field& field) { return cim::sameName(field.first, name); });

@@ -12,14 +12,24 @@ namespace wbem {
 
 namespace {
 
-/** Without port and brackets; addresses in their usual form. */
+/** "", or a colon and a port. */
+bool isPort(const std::string& text) {
+    constexpr std::size_t kLongest = 6;
+    return text.empty() ||
+           (text[0] == ':' && text.size() <= kLongest && text.find_first_not_of("0123456789", 1) == std::string::npos);
+}
+
+/** Without port, brackets and zone; addresses in their usual form. What is not written as a host is left as it is. */
 std::string bare(const std::string& host) {
     const bool bracketed = host.rfind('[', 0) == 0;
+    const std::size_t first = bracketed ? 1 : 0;
     const std::size_t colon = host.find(':');
     // An address of IPv6 without brackets has no port.
     const bool hasPort = !bracketed && colon != std::string::npos && colon == host.rfind(':');
-    std::string name = hasPort ? host.substr(0, colon) : host;
-    if (const std::size_t end = host.find(']'); bracketed && end != std::string::npos) name = host.substr(1, end - 1);
+    const std::size_t end = bracketed ? host.find(']') : hasPort ? colon : host.size();
+    if (end == std::string::npos || !isPort(host.substr(end + first))) return host;
+    std::string name = host.substr(first, end - first);
+    if (name.find(':') != std::string::npos) name.erase(std::min(name.find('%'), name.size()));
     if (!name.empty() && name.back() == '.') name.pop_back();  // of the name server's root
     return usualAddress(name).value_or(name);
 }

@@ -26,8 +26,8 @@ class Operations {
 
     /**
      * Performs an operation and puts what it returns (IRETURNVALUE, where it returns something) below `response`. host:
-     * where the objects are, for paths that tell it. abandoned: as in HttpRequest, asked before each object. Throws
-     * CimError; what the provider throws becomes CIM_ERR_FAILED (1), and so does an abandoned request.
+     * where the objects are, for paths that tell it. abandoned: as in HttpRequest, asked before each instance or path.
+     * Throws CimError; what the provider throws becomes CIM_ERR_FAILED (1), and so does an abandoned request.
      */
     void perform(const Call& call, const std::string& host, pugi::xml_node response,
                  const std::function<bool()>& abandoned) const;

@@ -178,7 +178,7 @@ TEST_F(Http, LongBodiesAreRefused) {
 }
 
 TEST_F(Http, RequestsThatStopOnTheWayOrDripAreGivenUp) {
-    allowArrivals(milliseconds(400));
+    allowArrivals(milliseconds(1500));
     start();
     const std::string whole = client::wire(good());
     const std::size_t body = whole.find("\r\n\r\n") + 4;
@@ -218,9 +218,15 @@ TEST_F(Http, ATimeForEachRequestIsNoneForTheConnection) {
     }
 }
 
-TEST_F(Http, AnswersThatNobodyTakesAreGivenUp) {
+class Untaken : public Http, public testing::WithParamInterface<milliseconds wbem::ConnectionLimits::*> {};
+
+INSTANTIATE_TEST_SUITE_P(In, Untaken,
+                         testing::Values(&wbem::ConnectionLimits::answerTime, &wbem::ConnectionLimits::headTime),
+                         [](const auto& row) { return row.index == 0 ? "ItsTime" : "FavourOfOthers"; });
+
+TEST_P(Untaken, AnswersAreGivenUp) {
     options.limits.connections = 1;
-    options.limits.answerTime = milliseconds(200);
+    options.limits.*GetParam() = milliseconds(200);
     Gate asked(2);
     serve([&](const wbem::HttpRequest& request) {
         wbem::HttpResponse response = responder.answer(request);
@@ -282,6 +288,7 @@ TEST_F(Http, RequestsOfWhichTwoReadersCouldSeeDifferentEndsAreRefused) {
         {"200", start + "content-length: \t" + length.substr(16) + "\r\n" + body},
         {"200", start + "Transfer-Encoding: Chunked\r\n\r\n" + chunks},
         {"200", replacing("Host: ", "Empty:\r\nHost: ")},
+        {"400", replacing("/cimom", "/cimom?a\rb")},
         {"400", start + length + length + "\r\n" + body},
         {"400", start + length + "Content-Length: 0\r\n\r\n" + body},
         {"400", start + "Content-Length: 5, 5\r\n\r\n" + body},
@@ -347,6 +354,11 @@ TEST_F(Http, RequestsForOtherHostsAndOfForeignPagesAreRefused) {
                         {"421", "localhost, page.example"},
                         {"421", "[2001:db8::2]"},
                         {"421", "[::1"},
+                        {"421", "[::1]x"},
+                        {"421", "localhost:evil"},
+                        {"421", "localhost:999999"},
+                        {"200", "localhost:"},
+                        {"200", "[::1%an-interface-of-the-client]"},
                         {"200", "localhost", "http://localhost:8080"},
                         {"200", "localhost", "https://Proxy.example"},
                         {"403", "localhost", "http://page.example"},
