@@ -23,6 +23,11 @@ FILE* ProcFile::open(const std::shared_ptr<Host>& host, const std::string& path,
         errno = EINVAL;  // a FIFO would be waited for, and devices may have no end
         return nullptr;
     }
+    constexpr off_t kLongest = 16 << 20;  // 65536 functions have 10 MB
+    if (S_ISREG(status.st_mode) && status.st_size > kLongest) {
+        errno = EFBIG;
+        return nullptr;
+    }
     const int descriptor = real::openat(AT_FDCWD, realPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<ProcFile> file(new ProcFile(host, path, descriptor));

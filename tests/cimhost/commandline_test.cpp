@@ -173,6 +173,14 @@ INSTANTIATE_TEST_SUITE_P(Of, OddPlace,
                                          "bmc/defaults/smbios-table", "proc/bus/pci/devices", "proc/bus/pci/02/03.0",
                                          "etc/vmware/pci.xml", "etc/vmware/pci.classlist"));
 
+TEST_F(CommandLine, AListOfFunctionsWithoutAnEndIsNotRead) {
+    host.setFile("proc/bus/pci/devices", "");
+    std::filesystem::resize_file(host.path("proc/bus/pci/devices"), 1ULL << 40);
+    const Outcome run = RunningCimhost({"names", "QELTA_PCIDevice", "--host", host.directory()}).end();
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_THAT(run.out, HasSubstr("0 names"));
+}
+
 TEST_F(CommandLine, AHostNameWithoutAnEndIsReported) {
     host.setFile("hostname", std::string(5000, 'n'));
     std::filesystem::resize_file(host.path("hostname"), std::uintmax_t{1} << 40);

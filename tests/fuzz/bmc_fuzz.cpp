@@ -246,7 +246,7 @@ std::uint64_t run(const std::uint8_t* bytes, std::size_t size) {
     // A transfer of chunks of 58 bytes and no faults, or one that ends empty, is the longest that faults leave; a
     // request reads the table three times at most.
     constexpr std::size_t kTransfer = tPCIInfo::kFileArea / 58 + 1 + 17 + 4;
-    require(host.exchanges <= size * 2 + 3 * kTransfer, "exchanges are bounded");
+    require(host.exchanges <= size * 2 + 2 * kTransfer, "exchanges are bounded");
     require(host.waitedMs <= host.exchanges * 15000, "waits are bounded");
     digest.add(host.trace.value());
     digest.add(host.exchanges);

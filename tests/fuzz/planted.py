@@ -1,16 +1,14 @@
 #!/usr/bin/env python3
 """Plants faults in a copy of the tree, one at a time, and tells how soon the fuzz targets find them.
 
-Usage: planted.py COPY [TARGET...]
-
-COPY becomes a copy of the tree, with a build of its own. Of each fault (of those for the TARGETs) it prints the target,
-what was planted, and the seconds and executions until it was found; the status is 1 where one was not, in two minutes.
+The copy has a build of its own. Of each fault it prints the target, what was planted, and the seconds and executions until
+it was found; the status is 1 where one was not, in two minutes.
 """
+import argparse
 import pathlib
 import re
 import shutil
 import subprocess
-import sys
 import time
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
@@ -63,6 +61,10 @@ FAULTS = [
      "bound left out: a tag without a number"),
     ("association", "utils/providerutils.cpp", "if (instance == nullptr || instance->hdl == nullptr) {",
      "if (instance->hdl == nullptr) {", "a missing look at null"),
+    ("objects", "utils/properties.cpp", "if (path != nullptr && !name.empty()) path->ft->addKey",
+     "if (!name.empty()) path->ft->addKey", "a missing look at null"),
+    ("objects", "utils/properties.cpp", 'contained(read, "getPropertyVal uint8 catch block found");', "read();",
+     "a missing catch"),
     ("cimxml", "rig/wbem/responder.cpp", "text.substr(place + 1, 2)", "text.substr(place + 2, 1)",
      "bound off by one: a cut escape sequence"),
     ("cimxml", "rig/wbem/responder.cpp", "    } catch (const CimError&) {  // keys that make no path, which no text names\n        return false;\n",
@@ -108,12 +110,19 @@ def hunt(copy, target):
     output = run.stdout.decode(errors="replace")
     executed = re.search(r"number_of_executed_units: (\d+)", output)
     why = re.search(r"PROPERTY BROKEN: .*|ERROR: AddressSanitizer: \S+|runtime error: .*|ERROR: libFuzzer: \S+", output)
-    seconds = time.monotonic() - began if run.returncode != 0 else None
+    seconds = time.monotonic() - began if run.returncode != 0 and why else None
     return seconds, int(executed.group(1)) if executed else 0, why.group(0)[:70] if why else ""
 
 
 def main():
-    copy, targets = pathlib.Path(sys.argv[1]), sys.argv[2:]
+    known = sorted({fault[0] for fault in FAULTS})
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("copy", type=pathlib.Path, help="where the copy of the tree is to be, or is from a run before")
+    parser.add_argument("targets", nargs="*", metavar="target", help=f"of {', '.join(known)}; all without it")
+    options = parser.parse_args()
+    copy, targets = options.copy.resolve(), options.targets
+    if copy == TOP or not set(targets) <= set(known):
+        parser.error("the tree itself is not to be spoiled" if copy == TOP else f"targets are {', '.join(known)}")
     copy_tree(copy)
     subprocess.run(["cmake", "--preset", "fuzz", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"], cwd=copy, check=True, stdout=subprocess.PIPE)
     missed = 0

@@ -490,7 +490,7 @@ TEST_F(Campaign, OfSeededFaults) {
         play(seed);
     }
     std::fprintf(stderr, "\n%u seeds, %u answers disturbed, %lu exchanges\n", seeds, disturbed, exchanges);
-    EXPECT_GT(disturbed, seeds / 10) << "faults that disturb nothing test nothing";
+    EXPECT_GE(disturbed, seeds / 10) << "faults that disturb nothing test nothing";
 }
 
 }  // namespace

@@ -160,7 +160,7 @@ const std::vector<Kind>& kinds() {
          kWait + kReceiving,
          {{{at(Occasion::any, receivedLate())}, seconds(1) + (kWait - kNearly)}}},
         {"refuses reads of 200 bytes", kAround + 1 + readsOf(kSmallPiece), kWait, {{{kSlow, refusedOnce}}}},
-        {"gives one byte at a time", kAround + kArea, kWait, {{{kOneByte}, kWait}}},
+        {"gives one byte at a time", kAround + kArea, kWait, {{{kSlow, kOneByte}}}},
         {"gives nothing 16 times before each byte", kAround + drips, kWait, {{{}, kWait, true}}},
         {"has all of these faults",
          kAround + 1 + drips,
