@@ -358,15 +358,20 @@ TEST_F(Serve, AnAddressOfIpv6IsShownInBracketsAndQuotedInTheExample) {
     EXPECT_THAT(outcome.err, IsEmpty());
 }
 
+/** Asks the server with --trace for its slots; when it returns the provider waits for a slow BMC. */
+void askForSlots(const Connection& connection, RunningCimhost& program) {
+    connection.send(client::wire(
+        client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")),
+                     "EnumerateInstances")));
+    ASSERT_TRUE(program.wroteToStderr("ipmi > "));
+}
+
 TEST_F(Serve, ARequestUnderWayIsAnsweredBeforeTheEndWhateverSignalsCome) {
     files.setFaults(R"({"faults": [{"on": "open", "times": 0, "delayMs": 700}]})");
     for (const int signals : {1, 3}) {
         RunningCimhost program(arguments({"--trace"}));
         Connection connection(portOf(program));
-        connection.send(client::wire(
-            client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")),
-                         "EnumerateInstances")));
-        ASSERT_TRUE(program.wroteToStderr("ipmi > "));  // the provider waits for the BMC now
+        askForSlots(connection, program);
         for (int sent = 0; sent < signals; ++sent) {
             program.signal(sent == 1 ? SIGINT : SIGTERM);
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -381,10 +386,7 @@ TEST_F(Serve, ARequestWhoseClientHasGoneEndsAtTheNextObject) {
     RunningCimhost program(arguments({"--trace"}));
     {
         Connection gone(portOf(program));
-        gone.send(client::wire(
-            client::post(client::message("EnumerateInstances", client::className("ClassName", "QELTA_SystemSlot")),
-                         "EnumerateInstances")));
-        ASSERT_TRUE(program.wroteToStderr("ipmi > "));  // the provider waits for the BMC now
+        askForSlots(gone, program);
     }
     EXPECT_THAT(ended(program).err, HasSubstr(": status 1 (Given up, as nobody waits for the answer), 0 objects, "));
 }
