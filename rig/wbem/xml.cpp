@@ -119,8 +119,7 @@ class TreeBuilder {
         throw notValid("the entity " + std::string(name) + " is not declared");
     }
 
-    /** In a document with an external subset Expat leaves entities that it does not know out of attributes, silently.
-     */
+    /** In a document with an external subset Expat silently leaves entities out of attributes that it does not know. */
     void watchAttributes() {
         XML_SetDefaultHandlerExpand(parser_.get(), onMarkup);
         watchesAttributes_ = true;

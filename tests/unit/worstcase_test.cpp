@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -62,46 +63,17 @@ Fault receivedLate() {
     fault.receiveFailures = 4000;
     return fault;
 }
-Fault withCount(std::uint16_t count) {
-    Fault fault;
-    fault.countField = count;
-    return fault;
-}
-Fault vanishing() {
-    Fault fault;
-    fault.vanish = true;
-    return fault;
-}
-Fault missing() {
-    Fault fault;
-    fault.missing = true;
-    return fault;
-}
-Fault interrupted() {
-    Fault fault;
-    fault.pollErrno = 4;
-    return fault;
-}
-Fault notAResponse() {
-    Fault fault = delayed(kNearly);
-    fault.receiveType = 3;
-    return fault;
-}
-Fault ofAnotherFunction() {
-    Fault fault = delayed(kNearly);
-    fault.netfn = 0x2D;
-    return fault;
-}
-Fault ofAnotherCommand() {
-    Fault fault = delayed(kNearly);
-    fault.command = 0x91;
+/** A fault, changed in one member. */
+template <typename Member, typename Content>
+Fault having(Member Fault::*member, Content content, Fault fault = {}) {
+    fault.*member = content;
     return fault;
 }
 
 using Faults = std::vector<Fault>;
 
 const Fault kSlow = at(Occasion::any, delayed(kNearly));
-const Fault kOneByte = at(Occasion::read, withCount(1));
+const Fault kOneByte = at(Occasion::read, having(&Fault::countField, 1));
 
 /** A way to behave. */
 struct Way {
@@ -126,20 +98,20 @@ const std::vector<Kind>& kinds() {
     static const unsigned drips = kArea * (kEmptyAnswers + 1);
     static const Fault refusedOnce = at(Occasion::read, refusal(0xC3), 1, 1);
     static const std::vector<Kind> all = {
-        {"is not there, or may not be opened", 1, kWait, {{{at(Occasion::deviceOpen, missing())}}}},
+        {"is not there, or may not be opened", 1, kWait, {{{at(Occasion::deviceOpen, having(&Fault::missing, true))}}}},
         {"is silent",
          1,
          kWait,
          {{{at(Occasion::any, timeOut())}},
           {{at(Occasion::any, delayed(kWait + seconds(1)))}},
-          {{at(Occasion::any, vanishing())}},
-          {{at(Occasion::any, interrupted())}, kWait}}},
+          {{at(Occasion::any, having(&Fault::vanish, true))}},
+          {{at(Occasion::any, having(&Fault::pollErrno, EINTR))}, kWait}}},
         {"answers what was not asked",
          1,
          kWait,
-         {{{at(Occasion::any, notAResponse())}},
-          {{at(Occasion::any, ofAnotherFunction())}},
-          {{at(Occasion::any, ofAnotherCommand())}}}},
+         {{{at(Occasion::any, having(&Fault::receiveType, 3, delayed(kNearly)))}},
+          {{at(Occasion::any, having(&Fault::netfn, 0x2D, delayed(kNearly)))}},
+          {{at(Occasion::any, having(&Fault::command, 0x91, delayed(kNearly)))}}}},
         {"cannot be received from", 1, kWait + kReceiving, {{{at(Occasion::any, outOfReach())}}}},
         {"refuses the file",
          2,
@@ -207,7 +179,7 @@ class WorstCase : public BmcHostTest {
         const unsigned place = (received - kBeforeReads - refusals) % (kEmptyAnswers + 1);
         if (place > 0 && place < kEmptyAnswers) return;  // as before
         bmc().clearFaults();
-        bmc().addFault(at(Occasion::read, withCount(place == kEmptyAnswers ? 1 : 0)));
+        bmc().addFault(at(Occasion::read, having(&Fault::countField, place == kEmptyAnswers ? 1 : 0)));
     }
 
     Broker manager;
