@@ -31,7 +31,9 @@ constexpr std::size_t kQuerySizeRequestSize = 35;
 constexpr std::size_t kMaxRequest = IPMI_MAX_MSG_LENGTH - 2;
 
 std::vector<std::uint8_t> requestFor(std::uint8_t operation) {
-    std::vector<std::uint8_t> request(std::begin(IpmiDataStore::kIANA), std::end(IpmiDataStore::kIANA));
+    std::vector<std::uint8_t> request;
+    request.reserve(kOpenRequestSize);
+    request.assign(std::begin(IpmiDataStore::kIANA), std::end(IpmiDataStore::kIANA));
     request.push_back(operation);
     return request;
 }
