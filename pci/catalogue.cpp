@@ -48,6 +48,20 @@ TPciDevInfo::CatalogueText loadText(const char* path) {
     return text;
 }
 
+/**
+ * The first occurrence of `name` and `value` in one; null when there is none. What is searched for is the value, which
+ * is rare: the name begins every entry of a catalogue, and a search for both would stop to compare at each of them.
+ */
+const char* findAttribute(const char* text, const std::string& name, const char* value) {
+    const char* place = std::strstr(text, value);
+    for (; place != nullptr; place = std::strstr(place + 1, value)) {
+        if (static_cast<std::size_t>(place - text) < name.size()) continue;
+        const char* begin = place - name.size();
+        if (std::equal(name.begin(), name.end(), begin)) return begin;
+    }
+    return nullptr;
+}
+
 /** A part of a zero-terminated text; positions past its end are clamped to it. */
 class TextPart {
  public:
@@ -87,7 +101,7 @@ void TPciDevInfo::assignID(const char* text, const char* key, int id, const char
     if (text == nullptr) return;
     std::array<char, 16> digits{};
     std::snprintf(digits.data(), digits.size(), "%c%04x%c", '"', static_cast<unsigned int>(id), '"');
-    const char* entry = std::strstr(text, (std::string(key) + "=" + digits.data()).c_str());
+    const char* entry = findAttribute(text, std::string(key) + "=", digits.data());
     if (entry == nullptr) return;
     const char* begin = std::strstr(entry, kNameBegin);
     if (begin == nullptr) return;

@@ -177,6 +177,14 @@ TEST(NameLookup, AnEntryWithoutANameTakesThatOfTheNextEntryThatHasOne) {
     EXPECT_EQ(deviceName(kCatalogue, 0x7190), "440BX AGP");
 }
 
+TEST(NameLookup, ANumberUnderAnotherKeyOrUnderNoneIsPassedOver) {
+    const std::string entry = "vendor id=\"8086\"><name>Intel</name>";
+    for (const char* before : {"\"8086\" ", "=\"8086\" ", "device id=\"8086\"><name>Thing</name>", "\"8086\"8086\"",
+                               "vendor id= \"8086\"", "endor id=\"8086\""}) {
+        EXPECT_EQ(vendorName(before + entry, 0x8086), "Intel") << before;
+    }
+}
+
 TEST(NameLookup, AnUnknownIdGivesTheDefault) {
     EXPECT_EQ(vendorName(kCatalogue, 0x1234), "vendor");
     EXPECT_EQ(deviceName(kCatalogue, 0x1234), "descrip");
