@@ -2,10 +2,22 @@
 // Tests: tests/unit/scan_test.cpp, tests/unit/functionwalks_test.cpp.
 #include "pci/pcidevinfo.h"
 
+#include <utility>
+
 #include "utils/delivery.h"
 #include "utils/providerutils.h"
 
 namespace tPCIInfo {
+
+void PciList::push_back(const sPciDevices& record) {
+    if (size_ == blocks_.size() * kBlock) {
+        auto block = std::make_shared<std::vector<sPciDevices>>();
+        block->reserve(kBlock);
+        blocks_.push_back(std::move(block));
+    }
+    blocks_.back()->push_back(record);
+    ++size_;
+}
 
 TPciDevInfo::TPciDevInfo(const char* name) : className(name != nullptr ? name : "") {
     ScanPciDevices();

@@ -46,7 +46,23 @@ struct sPciDevices {
     FunctionAddress address() const { return {bus, dev, func}; }
 };
 
-using PciList = std::vector<sPciDevices>;
+/**
+ * A list of records, in the order in which they were appended. It grows by blocks, so that there is never a second copy
+ * of the records, which are large. A copy of the list shares them; only the list that is copied may grow afterwards.
+ */
+class PciList {
+ public:
+    void push_back(const sPciDevices& record);
+    void clear() { *this = {}; }
+    std::size_t size() const { return size_; }
+    const sPciDevices& operator[](std::size_t index) const { return (*blocks_[index / kBlock])[index % kBlock]; }
+
+ private:
+    static constexpr std::size_t kBlock = 32;
+
+    std::vector<std::shared_ptr<std::vector<sPciDevices>>> blocks_;  // all full but the last one
+    std::size_t size_ = 0;
+};
 
 /** Base of the PCI inventory. */
 class TPci {
@@ -214,6 +230,7 @@ class TPciDevInfo : public TPci {
     CMPIInstance* createFunctionInstance(const CMPIBroker* broker, const sPciDevices* record, const char* functionClass,
                                          unsigned char* flag);
 
+    const std::string& systemName();
     const sPciDevices* findFunction(const PciList& list, const FunctionAddress& address);
     void associateSlot(const Kind& kind, const Delivery& to, CMPIObjectPath* slotPath, int slotNumber);
     int describeFunction(const CMPIBroker* broker, const FunctionAddress& address, bool slotWanted,

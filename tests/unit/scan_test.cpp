@@ -128,6 +128,20 @@ TEST_F(BusScan, TheScanTellsWhetherTheListCouldBeOpened) {
     EXPECT_EQ(info.getAltHDList(), 0);
 }
 
+TEST_F(BusScan, TheWorkingListKeepsItsRecordsAndTheirPlacesWhenTheOthersGrow) {
+    constexpr int kCount = 100;
+    for (int i = 0; i < kCount; ++i) files.addFunction(deviceAt(i, 1, 0));
+    host();
+    TPciDevInfo info("QELTA_PCIDevice");
+    const auto* first = info.setFirstElement();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(info.getAltHDList(), 1);
+    EXPECT_EQ(info.setFirstElement(), first);
+    int count = 0;
+    while (const auto* record = info.getNextElement()) EXPECT_EQ(record->bus, count++);
+    EXPECT_EQ(count, kCount);
+}
+
 TEST_F(BusScan, ScanningAgainEmptiesTheWorkingList) {
     files.addFunction(deviceAt(0, 1, 0));
     host();
