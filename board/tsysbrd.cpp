@@ -118,7 +118,7 @@ void TSysBrd::associate(const Delivery& to, const CMPIInstance* board, const CMP
 
 CMPIObjectPath* TSysBrd::getObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                        const std::string& className, const std::string* deviceId) {
-    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, "DeviceID",
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, getSystemName(), "DeviceID",
                                               deviceId != nullptr ? *deviceId : getDeviceID());
 }
 

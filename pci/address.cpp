@@ -40,8 +40,12 @@ FunctionAddress FunctionAddress::fromDeviceId(const std::string& deviceId) {
 }
 
 std::string FunctionAddress::deviceId() const {
-    return kLabels[0] + std::to_string(bus) + ", " + kLabels[1] + std::to_string(device) + ", " + kLabels[2] +
-           std::to_string(function);
+    constexpr std::size_t kLongest = 40;  // of addresses that exist; others make it grow
+    std::string text;
+    text.reserve(kLongest);
+    text.append(kLabels[0]).append(std::to_string(bus)).append(", ");
+    text.append(kLabels[1]).append(std::to_string(device)).append(", ");
+    return text.append(kLabels[2]).append(std::to_string(function));
 }
 
 bool operator==(const FunctionAddress& a, const FunctionAddress& b) {

@@ -111,9 +111,8 @@ void TPciDevInfo::assignID(const char* text, const char* key, int id, const char
 }
 
 std::string TPciDevInfo::twoDigits(unsigned char number) {
-    std::array<char, 3> digits{};
-    std::snprintf(digits.data(), digits.size(), "%02x", number);
-    return digits.data();
+    constexpr char kDigits[] = "0123456789abcdef";
+    return {kDigits[number >> 4], kDigits[number & 0xF]};
 }
 
 void TPciDevInfo::assignClassID(const char* text, unsigned char classCode, unsigned char subclass,

@@ -47,14 +47,10 @@ CMPIObjectPath* TPciDevInfo::getObjectPath(const CMPIBroker* broker, const std::
                                            const std::string& name, const std::string* deviceId) {
     if (name == kDeviceInSlotClass) return getObjectPath(broker, nameSpace, name, nullptr, nullptr);
     if (name != kPciDeviceClass && name != kPciBridgeClass && name != kControllerClass) return nullptr;
-    if (deviceId == nullptr && cursor.record() == nullptr) return nullptr;
-    std::stringstream id;
-    if (deviceId != nullptr) {
-        id << *deviceId;
-    } else {
-        getDeviceID(id);
-    }
-    return CMPICIMInst().createHostObjectPath(broker, nameSpace, name, "DeviceID", id.str());
+    const sPciDevices* record = cursor.record();
+    if (deviceId == nullptr && record == nullptr) return nullptr;
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, name, systemName(), "DeviceID",
+                                              deviceId != nullptr ? *deviceId : record->address().deviceId());
 }
 
 int TPciDevInfo::getDeviceID(std::stringstream& out) {
@@ -65,6 +61,12 @@ int TPciDevInfo::getDeviceID(std::stringstream& out) {
 int TPciDevInfo::getSystemCreationClassName(std::stringstream& out) {
     out << kSystemCreationClass;
     return 1;
+}
+
+/** The host's name, which is asked for once: each function has it twice. */
+const std::string& TPciDevInfo::systemName() {
+    if (!knownSystemName) knownSystemName = hostName();
+    return *knownSystemName;
 }
 
 int TPciDevInfo::getSystemName(std::stringstream& out) {
@@ -79,8 +81,11 @@ std::string TPciDevInfo::FormatToString(int value, unsigned int) {
 
 std::string TPciDevInfo::GetDeviceDescription(const sPciDevices* record) {
     if (record == nullptr) return "";
-    return record->className + ": " + record->vendorName + " " + record->deviceName + " (rev " +
-           twoDigits(record->revision) + ")";
+    constexpr std::size_t kOtherText = sizeof(":   (rev 00)");
+    std::string text;
+    text.reserve(record->className.size() + record->vendorName.size() + record->deviceName.size() + kOtherText);
+    text.append(record->className).append(": ").append(record->vendorName).append(" ").append(record->deviceName);
+    return text.append(" (rev ").append(twoDigits(record->revision)).append(")");
 }
 
 int TPciDevInfo::GetCommonDevProperties(const sPciDevices* record, CMPIInstance* instance, unsigned char*) {
@@ -91,7 +96,7 @@ int TPciDevInfo::GetCommonDevProperties(const sPciDevices* record, CMPIInstance*
     cim.setProperty(instance, "VendorID", record->vendorId);
     cim.setProperty(instance, "PciDeviceID", record->deviceId);
     cim.setProperty(instance, "SystemCreationClassName", std::string(kSystemCreationClass));
-    cim.setProperty(instance, "SystemName", hostName());
+    cim.setProperty(instance, "SystemName", systemName());
     if (record->slotNum != 0) cim.setProperty(instance, "Number", record->slotNum);
     cim.setProperty(instance, "UINumber", record->uiNumber);
     cim.setProperty(instance, "ClassCode", record->classCode);

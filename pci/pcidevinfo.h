@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -243,6 +244,7 @@ class TPciDevInfo : public TPci {
     PciList bridgeList;
     Cursor cursor;
     std::string className;
+    std::optional<std::string> knownSystemName;
 };
 
 }  // namespace tPCIInfo

@@ -148,7 +148,7 @@ CMPIObjectPath* TSlotInfo::getObjectPath(const CMPIBroker* broker, const std::st
                                          const std::string& nameSpace, int slotNumber) {
     std::string tag;
     getTag(tag, slotNumber);
-    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, "Tag", tag);
+    return CMPICIMInst().createHostObjectPath(broker, nameSpace, className, getSystemName(), "Tag", tag);
 }
 
 void TSlotInfo::getTag(std::string& tag, int slotNumber) {

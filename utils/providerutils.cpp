@@ -72,12 +72,12 @@ CMPIObjectPath* CMPICIMInst::createObjectPath(const CMPIBroker* broker, const st
 }
 
 CMPIObjectPath* CMPICIMInst::createHostObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
-                                                  const std::string& className, const std::string& keyName,
-                                                  const std::string& keyValue) {
+                                                  const std::string& className, const std::string& host,
+                                                  const std::string& keyName, const std::string& keyValue) {
     CMPIObjectPath* path = createObjectPath(broker, nameSpace, className);
     if (path == nullptr) return nullptr;
     setKeyProperty(path, "SystemCreationClassName", std::string(kSystemCreationClass));
-    setKeyProperty(path, "SystemName", hostName());
+    setKeyProperty(path, "SystemName", host);
     setKeyProperty(path, "CreationClassName", className);
     setKeyProperty(path, keyName, keyValue);
     return path;

@@ -58,12 +58,12 @@ class CMPICIMInst {
     CMPIObjectPath* createObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
                                      const std::string& className);
     /**
-     * The path of an object on this host: the keys that all of them have (the host's class and name, the class name),
-     * and the one that is the class's own. Null when it cannot be made.
+     * The path of an object on a host of that name: the keys that all of them have (the host's class and name, the
+     * class name), and the one that is the class's own. Null when it cannot be made.
      */
     CMPIObjectPath* createHostObjectPath(const CMPIBroker* broker, const std::string& nameSpace,
-                                         const std::string& className, const std::string& keyName,
-                                         const std::string& keyValue);
+                                         const std::string& className, const std::string& host,
+                                         const std::string& keyName, const std::string& keyValue);
     void returnInstance(const CMPIResult* result, const CMPIInstance* instance);
     void returnObjectPath(const CMPIResult* result, const CMPIObjectPath* path);
 

@@ -29,7 +29,7 @@ TEST_F(ObjectMakerTest, NothingIsMadeWithoutAnObjectManager) {
     takeCalls();
     EXPECT_EQ(cim_.createCIMInstance(nullptr, path), nullptr);
     EXPECT_EQ(cim_.createObjectPath(nullptr, "root/test", "Test_Thing"), nullptr);
-    EXPECT_EQ(cim_.createHostObjectPath(nullptr, "root/test", "Test_Thing", "Key", "value"), nullptr);
+    EXPECT_EQ(cim_.createHostObjectPath(nullptr, "root/test", "Test_Thing", "host", "Key", "value"), nullptr);
     EXPECT_EQ(cim_.enumerateInstances(nullptr, scope_.context(), "root/test", "Test_Thing"), nullptr);
     EXPECT_EQ(cim_.enumerateInstances(nullptr, scope_.context(), path), nullptr);
     EXPECT_THAT(takeCalls(), IsEmpty());
