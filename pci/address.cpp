@@ -2,10 +2,12 @@
 #include "pci/address.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <tuple>
 
 namespace tPCIInfo {
@@ -40,12 +42,18 @@ FunctionAddress FunctionAddress::fromDeviceId(const std::string& deviceId) {
 }
 
 std::string FunctionAddress::deviceId() const {
-    constexpr std::size_t kLongest = 40;  // of addresses that exist; others make it grow
-    std::string text;
-    text.reserve(kLongest);
-    text.append(kLabels[0]).append(std::to_string(bus)).append(", ");
-    text.append(kLabels[1]).append(std::to_string(device)).append(", ");
-    return text.append(kLabels[2]).append(std::to_string(function));
+    std::string text(64, '\0');  // has room for the labels and three numbers of any size
+    char* end = text.data();
+    const auto append = [&](std::string_view separator, std::string_view label, int number) {
+        end = std::copy(separator.begin(), separator.end(), end);
+        end = std::copy(label.begin(), label.end(), end);
+        end = std::to_chars(end, text.data() + text.size(), number).ptr;
+    };
+    append("", kLabels[0], bus);
+    append(", ", kLabels[1], device);
+    append(", ", kLabels[2], function);
+    text.resize(static_cast<std::size_t>(end - text.data()));
+    return text;
 }
 
 bool operator==(const FunctionAddress& a, const FunctionAddress& b) {

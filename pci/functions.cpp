@@ -28,6 +28,7 @@ std::string identityText(const sPciDevices& record) {
 template <typename Number, std::size_t count>
 std::vector<Number> nonZero(const Number (&numbers)[count]) {
     std::vector<Number> chosen;
+    chosen.reserve(count);
     for (const Number number : numbers) {
         if (number != 0) chosen.push_back(number);
     }
