@@ -73,15 +73,15 @@ constexpr Command kCommands[] = {
      "  cimhost get 16:01.0 --host dell-t440\n"
      "  cimhost get 'QELTA_SystemSlot.Tag=\"System Slot 3\"' --host dell-t440\n"},
     {"associators", "The objects that are associated with one, e.g. the functions in a slot", kObjectType,
-     FilterOptions::ofAssociators, Chosen::instances, associationsOf<&broker::Broker::associators>,
+     FilterOptions::ofAssociators, Chosen::instances, associationsOf<AssociationRequest::associators>,
      "  cimhost associators 5 --host dell-t440\n"
      "  cimhost associators 16:01.0 --assoc-class DeviceInSlot --host dell-t440\n"},
     {"associator-names", "The object paths of these", kObjectType, FilterOptions::ofAssociators, Chosen::names,
-     associationsOf<&broker::Broker::associatorNames>, "  cimhost associator-names board --host dell-t440\n"},
+     associationsOf<AssociationRequest::associatorNames>, "  cimhost associator-names board --host dell-t440\n"},
     {"references", "The associations that refer to an object", kObjectType, FilterOptions::ofReferences,
-     Chosen::nothing, associationsOf<&broker::Broker::references>, "  cimhost references 5 --host dell-t440\n"},
+     Chosen::nothing, associationsOf<AssociationRequest::references>, "  cimhost references 5 --host dell-t440\n"},
     {"reference-names", "The object paths of these", kObjectType, FilterOptions::ofReferences, Chosen::nothing,
-     associationsOf<&broker::Broker::referenceNames>, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
+     associationsOf<AssociationRequest::referenceNames>, "  cimhost reference-names 16:01.0 --host dell-t440\n"},
 };
 
 std::string withExamples(const char* examples) {

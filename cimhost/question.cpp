@@ -1,4 +1,4 @@
-// Questions to a provider, and what is said of their answers. Tests: tests/cimhost/association_test.cpp,
+// Questions to an object manager, and what is said of their answers. Tests: tests/cimhost/association_test.cpp,
 // commandline_test.cpp, usage_test.cpp.
 
 #include "cimhost/question.h"
@@ -27,7 +27,7 @@ void keepOnly(Objects& objects, Keep keep) {
     objects.erase(std::remove_if(objects.begin(), objects.end(), goes), objects.end());
 }
 
-Answer got(broker::Broker& manager, const broker::ObjectPath& wanted) {
+Answer got(broker::ObjectManager& manager, const broker::ObjectPath& wanted) {
     broker::Response response = manager.getInstance(wanted);
     Names delivered;
     for (const broker::Instance& instance : response.instances) delivered.push_back(instance.path);
@@ -40,7 +40,7 @@ Answer got(broker::Broker& manager, const broker::ObjectPath& wanted) {
 }
 
 /** Gets the one of the objects that exists: of several names for one object, one does. */
-Answer gotOneOf(broker::Broker& manager, const Names& wanted) {
+Answer gotOneOf(broker::ObjectManager& manager, const Names& wanted) {
     Names others;
     for (const broker::ObjectPath& path : wanted) {
         Answer answer = got(manager, path);
@@ -51,7 +51,7 @@ Answer gotOneOf(broker::Broker& manager, const Names& wanted) {
 }
 
 /** The names of the object's class where none of them is the object's; nothing where it exists, or nobody knows. */
-std::optional<Names> existingInstead(broker::Broker& manager, const broker::ObjectPath& object) {
+std::optional<Names> existingInstead(broker::ObjectManager& manager, const broker::ObjectPath& object) {
     if (object.keys.empty()) return std::nullopt;
     broker::Response response = manager.enumerateInstanceNames(classPath(object.className));
     const broker::Wanted wanted(object);
@@ -63,14 +63,28 @@ std::optional<Names> existingInstead(broker::Broker& manager, const broker::Obje
 
 /** A request's answer has either names or instances. */
 Answer answerOf(AssociationRequest request, broker::Response response) {
-    if (request == &broker::Broker::associatorNames || request == &broker::Broker::referenceNames)
+    if (request == AssociationRequest::associatorNames || request == AssociationRequest::referenceNames)
         return {response.status, std::move(response.paths)};
     return {response.status, std::move(response.instances)};
 }
 
-Answer associated(broker::Broker& manager, AssociationRequest request, const broker::ObjectPath& source,
+broker::Response put(broker::ObjectManager& manager, AssociationRequest request, const broker::ObjectPath& source,
+                     const broker::Filters& filters) {
+    switch (request) {
+        case AssociationRequest::associators:
+            return manager.associators(source, filters);
+        case AssociationRequest::associatorNames:
+            return manager.associatorNames(source, filters);
+        case AssociationRequest::references:
+            return manager.references(source, filters);
+        default:
+            return manager.referenceNames(source, filters);
+    }
+}
+
+Answer associated(broker::ObjectManager& manager, AssociationRequest request, const broker::ObjectPath& source,
                   const broker::Filters& filters) {
-    Answer answer = answerOf(request, (manager.*request)(source, filters));
+    Answer answer = answerOf(request, put(manager, request, source, filters));
     // A function always leads somewhere, if only to the board; an empty slot and one that is missing look the same.
     const bool isEmpty = std::visit([](const auto& objects) { return objects.empty(); }, answer.objects);
     if (answer.status == CMPI_RC_OK && isEmpty && cim::sameName(source.className, "QELTA_SystemSlot"))
@@ -79,7 +93,7 @@ Answer associated(broker::Broker& manager, AssociationRequest request, const bro
 }
 
 /** Asks about the one of the objects that exists: of several names for one object, one does. */
-Answer associatedWithOneOf(broker::Broker& manager, AssociationRequest request, const Names& sources,
+Answer associatedWithOneOf(broker::ObjectManager& manager, AssociationRequest request, const Names& sources,
                            const broker::Filters& filters) {
     if (sources.size() == 1) return associated(manager, request, sources.front(), filters);
     Names existing;
@@ -128,14 +142,14 @@ std::string refusal(const std::string& subject) {
 }  // namespace
 
 Question enumerateInstances(const std::string& className) {
-    return {className, [className](broker::Broker& manager) -> Answer {
+    return {className, [className](broker::ObjectManager& manager) -> Answer {
                 broker::Response response = manager.enumerateInstances(classPath(className));
                 return {response.status, std::move(response.instances)};
             }};
 }
 
 Question enumerateNames(const std::string& className) {
-    return {className, [className](broker::Broker& manager) -> Answer {
+    return {className, [className](broker::ObjectManager& manager) -> Answer {
                 broker::Response response = manager.enumerateInstanceNames(classPath(className));
                 return {response.status, std::move(response.paths)};
             }};
@@ -143,14 +157,14 @@ Question enumerateNames(const std::string& className) {
 
 Question getInstance(const std::string& object) {
     const Names wanted = pathsNamedBy(object);
-    Question question = {object, [wanted](broker::Broker& manager) { return gotOneOf(manager, wanted); }, true};
+    Question question = {object, [wanted](broker::ObjectManager& manager) { return gotOneOf(manager, wanted); }, true};
     // Each of the names for one function is asked for in its turn.
     if (wanted.size() > 1) question.readings = static_cast<unsigned>(wanted.size());
     return question;
 }
 
 Question askAssociations(AssociationRequest request, const std::string& object, const broker::Filters& filters) {
-    return {object, [=, sources = pathsNamedBy(object)](broker::Broker& manager) {
+    return {object, [=, sources = pathsNamedBy(object)](broker::ObjectManager& manager) {
                 return associatedWithOneOf(manager, request, sources, filters);
             }};
 }
@@ -159,7 +173,7 @@ Question selected(Question question, const Selection& selection) {
     const auto choose = [selection](auto& objects) {
         keepOnly(objects, [&](const auto& object) { return selection.chooses(object); });
     };
-    question.ask = [choose, ask = std::move(question.ask)](broker::Broker& manager) {
+    question.ask = [choose, ask = std::move(question.ask)](broker::ObjectManager& manager) {
         Answer answer = ask(manager);
         std::visit(choose, answer.objects);
         return answer;

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "broker/broker.h"
+#include "broker/objectmanager.h"
 #include "cimhost/selection.h"
 
 namespace cimhost {
@@ -23,10 +23,10 @@ struct Answer {
     std::optional<Names> existing = std::nullopt;
 };
 
-/** One request that can be put to a provider. */
+/** One request that can be put to an object manager. */
 struct Question {
     std::string subject;  // the class or object path that it is about, in the user's spelling
-    std::function<Answer(broker::Broker&)> ask;
+    std::function<Answer(broker::ObjectManager&)> ask;
     bool inFull = false;  // it is about single objects, so all that they have is of interest
     // Filters by a class that the provider does not serve, "--assoc-class NAME"; of these the one by the class of the
     // associations, which object managers look up, "" where that is served or not given.
@@ -45,8 +45,8 @@ Question enumerateNames(const std::string& className);
  */
 Question getInstance(const std::string& object);
 
-/** One of the broker's four requests for associations. */
-using AssociationRequest = broker::Response (broker::Broker::*)(const broker::ObjectPath&, const broker::Filters&);
+/** An object manager's requests for associations. */
+enum class AssociationRequest { associators, associatorNames, references, referenceNames };
 
 /**
  * What is associated with an object, or the associations themselves. The filters go to the provider as they are;

@@ -86,7 +86,7 @@ std::string libraryToLoad(const std::string& named) {
 }
 
 /** The provider's exceptions are told apart from those of the program. */
-Answer answerOf(const Question& question, broker::Broker& manager) {
+Answer answerOf(const Question& question, broker::ObjectManager& manager) {
     try {
         return cim::whole([&] { return question.ask(manager); });
     } catch (const cim::Shortage&) {

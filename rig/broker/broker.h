@@ -19,39 +19,12 @@
 #include "broker/calllog.h"
 #include "broker/classes.h"
 #include "broker/manners.h"
+#include "broker/objectmanager.h"
 #include "cim/data.h"
 
 namespace broker {
 
-// What the broker is asked with and answers with is plain data of CIM.
-using cim::Instance;
-using cim::ObjectPath;
-using cim::parseObjectPath;
-using cim::Property;
-using cim::statusName;
-using cim::toString;
-using cim::typeName;
-using cim::Value;
-
 class Object;
-
-/** The filters of an association request; nullopt is a null pointer to the provider. */
-struct Filters {
-    std::optional<std::string> assocClass;
-    std::optional<std::string> resultClass;
-    std::optional<std::string> role;
-    std::optional<std::string> resultRole;
-};
-
-/** What the provider made of one request. */
-struct Response {
-    CMPIrc status = CMPI_RC_OK;
-    bool hasMessage = false;
-    std::vector<Instance> instances;
-    std::vector<ObjectPath> paths;
-    unsigned doneCalls = 0;              // how often returnDone was called ...
-    std::size_t deliveredAfterDone = 0;  // ... and what was delivered after the first of them
-};
 
 /** A canned answer to an upcall, in place of the provider's own. */
 struct UpcallAnswer {
@@ -79,14 +52,14 @@ struct UpcallAnswer {
  * Slots that our provider does not call are not served: they answer CMPI_RC_ERR_NOT_SUPPORTED and nothing else. The
  * table of threads and locks is null.
  */
-class Broker : public CallLog {
+class Broker : public CallLog, public ObjectManager {
  public:
     using CreateInstanceMI = CMPIInstanceMI* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
     using CreateAssociationMI = CMPIAssociationMI* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
 
     /** All but the standard manners want the provider's classes declared before it is asked, see declareClass. */
     explicit Broker(Manners manners = Manners::standard);
-    ~Broker();
+    ~Broker() override;
     Broker(const Broker&) = delete;
     Broker& operator=(const Broker&) = delete;
 
@@ -103,17 +76,17 @@ class Broker : public CallLog {
     CMPIAssociationMI* associationMI() const { return associationMI_; }
 
     /** Requests. Without a provider they are answered CMPI_RC_ERR_INVALID_CLASS. */
-    Response enumerateInstanceNames(const ObjectPath& classPath);
-    Response enumerateInstances(const ObjectPath& classPath);
-    Response getInstance(const ObjectPath& path);
+    Response enumerateInstanceNames(const ObjectPath& classPath) override;
+    Response enumerateInstances(const ObjectPath& classPath) override;
+    Response getInstance(const ObjectPath& path) override;
     Response createInstance(const ObjectPath& path, const Instance& instance);
     Response modifyInstance(const ObjectPath& path, const Instance& instance);
     Response deleteInstance(const ObjectPath& path);
     Response execQuery(const ObjectPath& classPath, const std::string& query, const std::string& language);
-    Response associators(const ObjectPath& path, const Filters& filters);
-    Response associatorNames(const ObjectPath& path, const Filters& filters);
-    Response references(const ObjectPath& path, const Filters& filters);
-    Response referenceNames(const ObjectPath& path, const Filters& filters);
+    Response associators(const ObjectPath& path, const Filters& filters) override;
+    Response associatorNames(const ObjectPath& path, const Filters& filters) override;
+    Response references(const ObjectPath& path, const Filters& filters) override;
+    Response referenceNames(const ObjectPath& path, const Filters& filters) override;
     /** Both interfaces' cleanup, instance first; the first status that is not OK, else OK. */
     CMPIrc cleanup(bool terminating);
 

@@ -40,13 +40,13 @@ TEST_F(SessionTest, OutputOfTheProviderGoesToTheTrace) {
     testing::internal::CaptureStdout();
     std::printf("before\n");
     cimhost::Session session(surroundings(), [&](const std::string& line) { trace.push_back(line); });
-    session.ask({"X", [](broker::Broker&) {
+    session.ask({"X", [](broker::ObjectManager&) {
                      std::printf("one\ntwo\x1b\n");
                      std::cout << "three\n";
                      return Answer{};
                  }});
     std::printf("between\n");
-    const Question failing = {"X", [](broker::Broker&) -> Answer {
+    const Question failing = {"X", [](broker::ObjectManager&) -> Answer {
                                   std::printf("lost\n");
                                   throw std::runtime_error("");
                               }};
@@ -91,8 +91,8 @@ TEST_F(SessionTest, CatalogueStandsInForTheHostsOwn) {
 }
 
 TEST_F(SessionTest, ExceptionOfTheProviderIsReportedAndAnError) {
-    const Question standard = {"QELTA_X", [](broker::Broker&) -> Answer { throw std::runtime_error("too much"); }};
-    const Question other = {"QELTA_X", [](broker::Broker&) -> Answer { throw 1; }};
+    const Question standard = {"QELTA_X", [](broker::ObjectManager&) -> Answer { throw std::runtime_error("too much"); }};
+    const Question other = {"QELTA_X", [](broker::ObjectManager&) -> Answer { throw 1; }};
     testing::internal::CaptureStderr();
     EXPECT_EQ(run(standard), cimhost::kErrorStatus);
     EXPECT_EQ(run(other), cimhost::kErrorStatus);
@@ -102,7 +102,7 @@ TEST_F(SessionTest, ExceptionOfTheProviderIsReportedAndAnError) {
 }
 
 TEST_F(SessionTest, ErrorStatusIsWrittenExplainedAndReturned) {
-    const Question question = {"QELTA_X", [](broker::Broker&) {
+    const Question question = {"QELTA_X", [](broker::ObjectManager&) {
                                    return Answer{CMPI_RC_ERR_ACCESS_DENIED, cimhost::Instances{}};
                                }};
     testing::internal::CaptureStdout();
