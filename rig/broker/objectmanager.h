@@ -38,6 +38,7 @@ struct Response {
     std::vector<ObjectPath> paths;
     unsigned doneCalls = 0;              // how often a provider called returnDone ...
     std::size_t deliveredAfterDone = 0;  // ... and what it delivered after the first of them
+    std::string message = {};            // what an object manager elsewhere says of a status that is not OK
 };
 
 /** Whoever answers requests for objects, read-only: the broker of this process, or an object manager elsewhere. */

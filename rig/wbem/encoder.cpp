@@ -28,11 +28,6 @@ const char* valueTypeOf(const Value& value) {
     return value.null || std::holds_alternative<std::string>(value.data) ? "string" : "numeric";
 }
 
-void addNamespace(pugi::xml_node parent, const std::string& nameSpace) {
-    pugi::xml_node element = addElement(parent, "LOCALNAMESPACEPATH");
-    for (const std::string& part : split(nameSpace, '/')) addAttribute(addElement(element, "NAMESPACE"), "NAME", part);
-}
-
 void addArray(pugi::xml_node parent, const std::vector<Value>& elements) {
     pugi::xml_node array = addElement(parent, "VALUE.ARRAY");
     for (const Value& element : elements) {
@@ -86,6 +81,11 @@ pugi::xml_node addProperty(pugi::xml_node parent, const std::string& name, CMPIT
 }
 
 }  // namespace
+
+void addNamespace(pugi::xml_node parent, const std::string& nameSpace) {
+    pugi::xml_node element = addElement(parent, "LOCALNAMESPACEPATH");
+    for (const std::string& part : split(nameSpace, '/')) addAttribute(addElement(element, "NAMESPACE"), "NAME", part);
+}
 
 void Encoder::className(pugi::xml_node parent, const std::string& name) const {
     addAttribute(addElement(parent, "CLASSNAME"), "NAME", name);

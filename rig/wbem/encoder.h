@@ -20,6 +20,9 @@ struct View {
     const mof::Class* within = nullptr;  // instances only: only the properties of that class
 };
 
+/** LOCALNAMESPACEPATH, of "root/kavix". */
+void addNamespace(pugi::xml_node parent, const std::string& nameSpace);
+
 /** Writes objects as DSP0201 does. What it writes belongs below the element that is handed over. */
 class Encoder {
  public:

@@ -61,7 +61,7 @@ std::string_view foreignEntity(std::string_view markup) {
 /** Builds the tree out of what the parser reports. Expat is strict about what is well-formed, pugixml's own is not. */
 class TreeBuilder {
  public:
-    TreeBuilder() : parser_(XML_ParserCreate(nullptr)), current_(document_) {
+    explicit TreeBuilder(int maxParts) : parser_(XML_ParserCreate(nullptr)), current_(document_), maxParts_(maxParts) {
         if (!parser_) throw std::bad_alloc();
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(parser_.get(), onStart, onEnd);
@@ -134,7 +134,7 @@ class TreeBuilder {
     void start(const XML_Char* name, const XML_Char** attributes) {
         if (++depth_ > kMaxDepth) throw notValid("elements are nested too deeply");
         parts_ += 1 + XML_GetSpecifiedAttributeCount(parser_.get()) / 2;  // which counts names and values
-        if (parts_ > kMaxParts) throw notValid("there are too many elements and attributes");
+        if (parts_ > maxParts_) throw notValid("there are too many elements and attributes");
         if (watchesAttributes_) checkAttributes();
         flushText();
         current_ = append(current_, name);
@@ -166,6 +166,7 @@ class TreeBuilder {
     std::string markup_;  // of the start tag, where attributes are watched
     bool watchesAttributes_ = false;
     unsigned depth_ = 0;
+    const int maxParts_;
     int parts_ = 0;  // elements and attributes
     std::exception_ptr failure_;
 };
@@ -193,8 +194,8 @@ bool allowedInXml(const cim::Piece& piece) {
 
 }  // namespace
 
-pugi::xml_document parseXml(const std::string& text) {
-    return TreeBuilder().read(text);
+pugi::xml_document parseXml(const std::string& text, int maxParts) {
+    return TreeBuilder(maxParts).read(text);
 }
 
 std::string toText(const pugi::xml_document& document) {

@@ -9,7 +9,7 @@ namespace wbem {
 
 /** How deeply elements of a message may be nested; what CIM needs is far less. Tree walks may recurse so deep. */
 constexpr unsigned kMaxDepth = 64;
-/** How many elements and attributes a message may have; each takes many times its text in memory. */
+/** How many elements and attributes a request may have; each takes many times its text in memory. */
 constexpr int kMaxParts = 50000;
 
 /**
@@ -18,7 +18,7 @@ constexpr int kMaxParts = 50000;
  * no XML; request-not-valid for elements nested too deeply, too many elements and attributes, a document type with
  * declarations of its own (an internal subset), and references to entities other than the five of XML.
  */
-pugi::xml_document parseXml(const std::string& text);
+pugi::xml_document parseXml(const std::string& text, int maxParts = kMaxParts);
 
 /** The document without any white space of its own. */
 std::string toText(const pugi::xml_document& document);
