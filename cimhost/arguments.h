@@ -14,6 +14,9 @@
 #include "cimhost/command.h"
 #include "cimhost/question.h"
 #include "cimhost/selection.h"
+#ifdef CIMHOST_SERVE
+#include "cimhost/remote.h"
+#endif
 
 // The command line as CLI11 reads it: options of every command, the commands, their help, their completion.
 namespace cimhost {
@@ -22,6 +25,8 @@ namespace cimhost {
 
 /** The group of the options that every command takes; the help of each command shows it as well. */
 constexpr const char* kGeneralOptions = "General options";
+/** Likewise of those by which object managers elsewhere are asked. */
+constexpr const char* kRemoteOptions = "Object managers elsewhere";
 
 // Type names of options and arguments, which the help shows and by which the completion knows what to offer; one of
 // several fixed words has them all, with | between them.
@@ -33,7 +38,10 @@ constexpr const char* kFileType = "FILE";
 /** Adds the options that every command takes; parsing writes to `settings`, which has to live until then. */
 void addGeneralOptions(CLI::App& app, Settings& settings);
 
-/** Whether an option makes a difference to a command that takes it; sample machines are listed without a provider. */
+/**
+ * Whether an option makes a difference to a command that takes it; sample machines are listed without a provider, and
+ * served is the one in this process.
+ */
 bool isOfUse(const CLI::Option& option, const CLI::App& command);
 
 /** A function that calls `work`; what that says is wrong with the argument becomes an error of that name. */
@@ -66,10 +74,23 @@ struct Request {
     Selection selection;
     std::optional<Question> question;
     std::function<ExitCode(const Settings&)> run;  // of commands that put no question
+#ifdef CIMHOST_SERVE
+    RemoteOptions remote;
+#endif
 };
 
 /** Adds every command with its options; parsing writes to `request`, which has to live until then. */
 void addCommands(CLI::App& app, Request& request);
+
+// --- remoteoptions.cpp ---
+
+#ifdef CIMHOST_SERVE
+/** Adds the options by which object managers elsewhere are asked. */
+void addRemoteOptions(CLI::App& app, RemoteOptions& options);
+
+/** After parsing: has the request asked elsewhere, if that is wanted. Throws CLI::ValidationError. */
+void settleRemote(const CLI::App& app, Request& request);
+#endif
 
 // --- helpformat.cpp ---
 

@@ -11,9 +11,8 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
-
-#include "cimhost/tree.h"
 
 namespace cimhost {
 
@@ -55,9 +54,34 @@ bool hasFunction(const Answer& answer) {
     return instances && std::any_of(instances->begin(), instances->end(), isFunction);
 }
 
-/** Writes what `ask` reports of a session of these settings; the answer takes at most so many readings. */
-template <typename Ask>
-ExitCode inSession(const Settings& settings, const std::string& subject, unsigned readings, Ask ask) {
+/** Writes a report, and what there is to be said besides. */
+ExitCode finish(const Report& report, bool lacksNames) {
+    const bool written = print(report.text);
+    if (written && !report.explanation.empty()) complain(report.explanation);
+    if (report.hasFunctions && lacksNames)
+        complain(
+            "names are missing: the catalogues /etc/vmware/pci.xml and pci.classlist, from which the provider takes "
+            "them, cannot be read; --catalogue shows those of the PCI ID list instead");
+    return written && report.explanation.empty() ? kSuccess : kErrorStatus;
+}
+
+/** Writes what comes of asking an object manager elsewhere. */
+template <typename MakeReport>
+ExitCode elsewhere(const Settings& settings, MakeReport makeReport) {
+    Report report;
+    try {
+        report = makeReport(settings.elsewhere);
+    } catch (const std::runtime_error& error) {
+        complain(error.what());
+        return kNoAnswer;
+    }
+    return finish(report, false);
+}
+
+/** Writes the report that is made by asking, of this process's provider at most for so many readings. */
+template <typename MakeReport>
+ExitCode inSession(const Settings& settings, const std::string& subject, unsigned readings, MakeReport makeReport) {
+    if (settings.elsewhere) return elsewhere(settings, makeReport);
     std::optional<Session> session;
     try {
         session.emplace(settings.surroundings, makeTracer(settings.trace));
@@ -68,7 +92,7 @@ ExitCode inSession(const Settings& settings, const std::string& subject, unsigne
     Patience patience(session->bmc(), readings);
     Report report;
     try {
-        report = ask(*session);
+        report = makeReport([&](const Question& question) { return session->ask(question); });
     } catch (const ProviderException& error) {
         const std::string message = error.what();
         patience.end();
@@ -76,32 +100,33 @@ ExitCode inSession(const Settings& settings, const std::string& subject, unsigne
         return kErrorStatus;
     }
     patience.end();
-    const bool written = print(report.text);
-    if (written && !report.explanation.empty()) complain(report.explanation);
-    if (report.hasFunctions && lacksNames(settings.surroundings))
-        complain(
-            "names are missing: the catalogues /etc/vmware/pci.xml and pci.classlist, from which the provider takes "
-            "them, cannot be read; --catalogue shows those of the PCI ID list instead");
-    return written && report.explanation.empty() ? kSuccess : kErrorStatus;
+    return finish(report, lacksNames(settings.surroundings));
 }
 
 }  // namespace
 
 ExitCode run(const Settings& settings, const Question& question) {
-    return inSession(settings, question.subject, question.readings, [&](Session& session) -> Report {
+    return inSession(settings, question.subject, question.readings, [&](const Ask& ask) -> Report {
         for (const std::string& doubt : doubts(question)) complain(doubt);
-        const Answer answer = session.ask(question);
+        const Answer answer = ask(question);
         TableOptions table = settings.table;
         table.inFull = table.inFull || question.inFull;
         return {formatted(answer, settings.format, table), explanation(answer, question), hasFunction(answer)};
     });
 }
 
+ExitCode runInventory(const Settings& settings, const std::string& command,
+                      const std::function<std::string(const Inventory&)>& write) {
+    return inSession(settings, command, kReadingsOfInventory, [&](const Ask& ask) -> Report {
+        const Inventory inventory = takeInventory(ask);
+        const Answer whole = {inventory.status, {}, std::nullopt, inventory.refusal};
+        return {write(inventory), explanation(whole, inventory.subject), !inventory.onBoard.empty()};
+    });
+}
+
 ExitCode runTree(const Settings& settings) {
-    return inSession(settings, "tree", kReadingsOfInventory, [&](Session& session) -> Report {
-        const Inventory inventory = takeInventory([&](const Question& question) { return session.ask(question); });
-        return {formatted(inventory, settings.format, settings.table),
-                explanation({inventory.status, {}}, inventory.subject), !inventory.onBoard.empty()};
+    return runInventory(settings, "tree", [&](const Inventory& inventory) {
+        return formatted(inventory, settings.format, settings.table);
     });
 }
 

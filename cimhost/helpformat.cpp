@@ -40,11 +40,14 @@ std::string wrapped(const std::string& text, std::size_t columns = kWidth - kLef
 }
 
 /** What every command takes, as far as it is of use there; the command's own help option is enough. */
-std::string generalOptions(const HelpFormatter& formatter, const CLI::App& command) {
-    const auto options = command.get_parent()->get_options(
-        [&](const CLI::Option* option) { return option->get_group() == kGeneralOptions && isOfUse(*option, command); });
-    std::string text = fmt::format("\n{}:\n", kGeneralOptions);
-    for (const CLI::Option* option : options) text += formatter.make_option(option, false);
+std::string optionsOfAll(const HelpFormatter& formatter, const CLI::App& command) {
+    std::string text;
+    for (const char* group : {kGeneralOptions, kRemoteOptions}) {
+        const auto options = command.get_parent()->get_options(
+            [&](const CLI::Option* option) { return option->get_group() == group && isOfUse(*option, command); });
+        if (!options.empty()) text += fmt::format("\n{}:\n", group);
+        for (const CLI::Option* option : options) text += formatter.make_option(option, false);
+    }
     return text;
 }
 
@@ -90,7 +93,7 @@ std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI:
     std::ostringstream out;
     out << wrapped(app->get_description(), kWidth) << '\n'
         << make_usage(app, name) << make_positionals(app) << make_groups(app, mode);
-    if (app->get_parent()) out << generalOptions(*this, *app);
+    if (app->get_parent()) out << optionsOfAll(*this, *app);
     out << make_subcommands(app, mode) << kClasses;
     for (const std::string& line : lines("\n" + app->get_footer()))
         out << (!line.empty() && line.front() == ' ' ? line : wrapped(line, kWidth)) << '\n';

@@ -65,6 +65,7 @@ Inventory takeInventory(const Ask& ask) {
         if (answer.status != CMPI_RC_OK && inventory.status == CMPI_RC_OK) {
             inventory.status = answer.status;
             inventory.subject = className;
+            inventory.refusal = answer.refusal;
         }
         return std::get<Instances>(std::move(answer.objects));
     };

@@ -54,11 +54,17 @@ int runCommand(int argc, char** argv) {
     app.set_version_flag("-V,--version", "cimhost " CIMHOST_VERSION, "Print the version and exit");
     cimhost::Request request;
     cimhost::addGeneralOptions(app, request.settings);
+#ifdef CIMHOST_SERVE
+    cimhost::addRemoteOptions(app, request.remote);
+#endif
     cimhost::addCommands(app, request);
     if (argc > 1 && std::string(argv[1]) == cimhost::kCompletionCommand)
         return cimhost::printCompletions(app, {argv + 2, argv + argc}) ? cimhost::kSuccess : cimhost::kErrorStatus;
     try {
         app.parse(argumentsBackwards(argc, argv));
+#ifdef CIMHOST_SERVE
+        cimhost::settleRemote(app, request);
+#endif
     } catch (const CLI::ParseError& error) {
         return endParsing(app, error);
     }

@@ -75,6 +75,7 @@ bool isColor(const std::string& name) {
 }
 
 bool isOfUse(const CLI::Option& option, const CLI::App& command) {
+    if (option.get_group() == kRemoteOptions) return command.get_name() != "samples" && command.get_name() != "serve";
     if (command.get_name() != "samples" || option.get_group() != kGeneralOptions) return true;
     return option.check_lname("format") || option.check_lname("width");
 }

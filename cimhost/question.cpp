@@ -201,6 +201,8 @@ std::string explanation(const Answer& answer, const Question& question) {
 std::string explanation(const Answer& answer, const std::string& subject) {
     if (answer.existing)
         return fmt::format("{}: no instance has these keys{}.", subject, enumerationOf(*answer.existing));
+    const bool unknownClass = answer.status == CMPI_RC_ERR_INVALID_CLASS && !isServed(classIn(subject));
+    if (!answer.refusal.empty() && !unknownClass) return answer.refusal;
     switch (answer.status) {
         case CMPI_RC_OK:
             return "";

@@ -21,6 +21,7 @@ struct Answer {
     std::variant<Instances, Names> objects;
     // Set where the object that the question is about does not exist: those of its class that do.
     std::optional<Names> existing = std::nullopt;
+    std::string refusal = {};  // what an object manager elsewhere said of a status that is not OK; empty: nobody did
 };
 
 /** One request that can be put to an object manager. */
@@ -34,6 +35,9 @@ struct Question {
     std::string associationFilter = {};
     unsigned readings = 0;  // of the SMBIOS table that the answer takes at most; 0: not known
 };
+
+/** Puts a question to whoever is asked. */
+using Ask = std::function<Answer(const Question&)>;
 
 Question enumerateInstances(const std::string& className);
 Question enumerateNames(const std::string& className);

@@ -46,12 +46,10 @@ struct Inventory {
     // The first answer that had an error status, and what was asked for; what the others brought is here all the same.
     CMPIrc status = CMPI_RC_OK;
     std::string subject;
+    std::string refusal = {};  // as in Answer
 };
 
 constexpr unsigned kReadingsOfInventory = 3;  // of the SMBIOS table: for devices, for bridges and for slots
-
-/** Puts a question to a provider. */
-using Ask = std::function<Answer(const Question&)>;
 
 /**
  * Asks for the board, the functions and the slots. Where a function is, is taken from its UINumber and Number as the

@@ -3,6 +3,9 @@
 
 #include <fmt/format.h>
 
+#include <optional>
+#include <utility>
+
 #include "mof/embedded.h"
 #include "wbem/encoder.h"
 #include "wbem/xml.h"
@@ -76,6 +79,11 @@ void addParameters(pugi::xml_node call, const Request& request) {
     }
 }
 
+std::string refusalOf(const Request& request, const Response& response) {
+    return fmt::format("{}: {} ({}){}{}", described(request), broker::statusName(response.status),
+                       static_cast<int>(response.status), response.message.empty() ? "" : ": ", response.message);
+}
+
 }  // namespace
 
 const char* methodOf(Operation operation) {
@@ -112,19 +120,19 @@ std::string messageOf(const Request& request) {
     wbem::addAttribute(call, "NAME", methodOf(request.operation));
     wbem::addNamespace(call, request.object.nameSpace);
     addParameters(call, request);
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + wbem::toText(document);
+    return wbem::toText(document);
 }
 
 Response RequestMaker::enumerateInstanceNames(const ObjectPath& classPath) {
-    return put({Operation::enumerateInstanceNames, classPath});
+    return asked({Operation::enumerateInstanceNames, classPath});
 }
 
 Response RequestMaker::enumerateInstances(const ObjectPath& classPath) {
-    return put({Operation::enumerateInstances, classPath});
+    return asked({Operation::enumerateInstances, classPath});
 }
 
 Response RequestMaker::getInstance(const ObjectPath& path) {
-    return put({Operation::enumerateInstances, {path.nameSpace, path.className, {}}});
+    return asked({Operation::enumerateInstances, {path.nameSpace, path.className, {}}});
 }
 
 Response RequestMaker::associators(const ObjectPath& path, const broker::Filters& filters) {
@@ -144,11 +152,22 @@ Response RequestMaker::referenceNames(const ObjectPath& path, const broker::Filt
 }
 
 Response RequestMaker::associated(const Request& request) {
-    if (!request.object.keys.empty()) return put(request);
+    if (!request.object.keys.empty()) return asked(request);
     Response refused;
     refused.status = CMPI_RC_ERR_INVALID_PARAMETER;
-    refused.message = fmt::format("{}: a path without keys names no instance", described(request));
+    refused.message = "a path without keys names no instance";
+    refusal_ = refusalOf(request, refused);
     return refused;
+}
+
+Response RequestMaker::asked(const Request& request) {
+    Response response = put(request);
+    if (response.status != CMPI_RC_OK) refusal_ = refusalOf(request, response);
+    return response;
+}
+
+std::string RequestMaker::takeRefusal() {
+    return std::exchange(refusal_, "");
 }
 
 }  // namespace client

@@ -48,9 +48,16 @@ class RequestMaker : public broker::ObjectManager {
     broker::Response references(const broker::ObjectPath& path, const broker::Filters& filters) override;
     broker::Response referenceNames(const broker::ObjectPath& path, const broker::Filters& filters) override;
 
+    /** The last status that was not OK, with what was asked and what was said of it; nothing more the next time. */
+    std::string takeRefusal();
+
  private:
+    /** Gets the answer to a request. What it throws passes through. */
     virtual broker::Response put(const Request& request) = 0;
+    broker::Response asked(const Request& request);
     broker::Response associated(const Request& request);
+
+    std::string refusal_;
 };
 
 }  // namespace client

@@ -212,6 +212,8 @@ Failure Transfer::refusal(long status) const {
     for (const char* name : {"Location", "CIMError", "PGErrorDetail"})
         if (const std::string value = headerNamed(name); !value.empty())
             came += fmt::format("; {}: {}", name, value.substr(0, kShownText));
+    const std::string text = body_.substr(0, std::min(body_.find_first_of("\r\n"), kShownText));
+    if (!text.empty() && text.front() != '<') came += fmt::format(" ({})", text);
     return {Trouble::httpStatus, server_.url(), described(request_), came};
 }
 
