@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "cimhost/selection.h"
 #ifdef CIMHOST_SERVE
 #include "cimhost/remote.h"
+#include "cimhost/survey.h"
 #endif
 
 // The command line as CLI11 reads it: options of every command, the commands, their help, their completion.
@@ -76,6 +78,7 @@ struct Request {
     std::function<ExitCode(const Settings&)> run;  // of commands that put no question
 #ifdef CIMHOST_SERVE
     RemoteOptions remote;
+    std::map<std::string, std::function<Survey(const Settings&)>> surveys;  // of commands with `run`, by their names
 #endif
 };
 

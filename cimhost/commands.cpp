@@ -194,6 +194,9 @@ void addRun(CLI::App& app, Request& request, const char* name, const char* descr
 }
 
 void addTree(CLI::App& app, Request& request) {
+#ifdef CIMHOST_SERVE
+    request.surveys["tree"] = surveyOfTree;
+#endif
     addRun(app, request, "tree", "What sits in which slot: the board and every slot, and the functions there",
            "there is no tree in mof", runTree,
            "The functions of one device share a line (00:1f.0,2,4-6), with the kinds that they are of and their "

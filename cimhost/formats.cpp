@@ -50,20 +50,6 @@ std::string fieldOf(const Json& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-std::vector<Row> rowsOf(const std::vector<Json>& records) {
-    std::vector<Row> rows;
-    for (const Json& record : records) {
-        if (rows.empty()) rows.emplace_back();
-        Row row;
-        for (const auto& member : record.items()) {
-            if (rows.size() == 1) rows.front().push_back(member.key());
-            row.push_back(fieldOf(member.value()));
-        }
-        rows.push_back(row);
-    }
-    return rows;
-}
-
 std::vector<Json> objectsOf(const Answer& answer) {
     std::vector<Json> objects;
     const auto append = [&](const auto& delivered) {
@@ -96,6 +82,20 @@ Json json(const broker::Instance& instance) {
             object.emplace(property.name + kTextSuffix, json(*text));
     }
     return object;
+}
+
+std::vector<Row> rowsOf(const std::vector<Json>& records) {
+    std::vector<Row> rows;
+    for (const Json& record : records) {
+        if (rows.empty()) rows.emplace_back();
+        Row row;
+        for (const auto& member : record.items()) {
+            if (rows.size() == 1) rows.front().push_back(member.key());
+            row.push_back(fieldOf(member.value()));
+        }
+        rows.push_back(row);
+    }
+    return rows;
 }
 
 std::string structured(Format format, const Json& document, const std::vector<Json>& records,

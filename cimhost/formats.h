@@ -87,6 +87,16 @@ using Row = std::vector<std::string>;
 std::vector<Row> rowsOf(const Answer& answer);
 
 /**
+ * The same columns for every answer to a question: those that the schema declares for the classes that may be in it,
+ * and the rows of an answer below them, without a head. Properties that the schema does not declare are not there.
+ */
+Row columnsOf(const Question& question);
+std::vector<Row> rowsBelow(const Row& columns, const Answer& answer);
+
+/** The rows of records, all of which have the same members, below a head row. */
+std::vector<Row> rowsOf(const std::vector<Json>& records);
+
+/**
  * Rows as lines. Format::csv: quoted as in RFC 4180, but with a mere line feed as line end; Format::tsv: never quoted,
  * as no field contains a tab or a line end: those are replaced as printable() does. Off a terminal the characters stay,
  * whatever the locale.

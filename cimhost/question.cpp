@@ -61,10 +61,13 @@ std::optional<Names> existingInstead(broker::ObjectManager& manager, const broke
     return std::move(response.paths);
 }
 
+bool asksForNames(AssociationRequest request) {
+    return request == AssociationRequest::associatorNames || request == AssociationRequest::referenceNames;
+}
+
 /** A request's answer has either names or instances. */
 Answer answerOf(AssociationRequest request, broker::Response response) {
-    if (request == AssociationRequest::associatorNames || request == AssociationRequest::referenceNames)
-        return {response.status, std::move(response.paths)};
+    if (asksForNames(request)) return {response.status, std::move(response.paths)};
     return {response.status, std::move(response.instances)};
 }
 
@@ -139,20 +142,54 @@ std::string refusal(const std::string& subject) {
                        fmt::join(servedClasses(), ", "));
 }
 
+using ClassNames = std::vector<std::string>;
+
+const ClassNames kFunctionClasses = {"QELTA_PCIDevice", "QELTA_PCIBridge"};
+
+/** The classes of what an enumeration of a class brings: a view has objects of other classes. */
+ClassNames classesIn(const std::string& className) {
+    const bool isView = isServed(className) && hasFunctions(className) &&
+                        std::none_of(kFunctionClasses.begin(), kFunctionClasses.end(),
+                                     [&](const std::string& each) { return cim::sameName(each, className); });
+    if (isView) return kFunctionClasses;
+    if (isServed(className)) return {className};
+    return {"QELTA_PCIDevice",   "QELTA_PCIBridge",    "QELTA_SystemSlot",
+            "QELTA_SystemBoard", "QELTA_DeviceInSlot", "QELTA_OnBoardDevice"};
+}
+
+ClassNames classesIn(const Names& paths) {
+    ClassNames classes;
+    for (const broker::ObjectPath& path : paths)
+        for (const std::string& each : classesIn(path.className)) classes.push_back(each);
+    return classes;
+}
+
+ClassNames classesAssociated(AssociationRequest request, const Names& sources) {
+    if (request == AssociationRequest::references || request == AssociationRequest::referenceNames)
+        return {"QELTA_DeviceInSlot", "QELTA_OnBoardDevice"};
+    if (hasFunctions(sources.front().className)) return {"QELTA_SystemSlot", "QELTA_SystemBoard"};
+    return kFunctionClasses;
+}
+
 }  // namespace
 
 Question enumerateInstances(const std::string& className) {
-    return {className, [className](broker::ObjectManager& manager) -> Answer {
-                broker::Response response = manager.enumerateInstances(classPath(className));
-                return {response.status, std::move(response.instances)};
-            }};
+    Question question = {className, [className](broker::ObjectManager& manager) -> Answer {
+                             broker::Response response = manager.enumerateInstances(classPath(className));
+                             return {response.status, std::move(response.instances)};
+                         }};
+    question.classes = classesIn(className);
+    return question;
 }
 
 Question enumerateNames(const std::string& className) {
-    return {className, [className](broker::ObjectManager& manager) -> Answer {
-                broker::Response response = manager.enumerateInstanceNames(classPath(className));
-                return {response.status, std::move(response.paths)};
-            }};
+    Question question = {className, [className](broker::ObjectManager& manager) -> Answer {
+                             broker::Response response = manager.enumerateInstanceNames(classPath(className));
+                             return {response.status, std::move(response.paths)};
+                         }};
+    question.classes = classesIn(className);
+    question.namesOnly = true;
+    return question;
 }
 
 Question getInstance(const std::string& object) {
@@ -160,13 +197,18 @@ Question getInstance(const std::string& object) {
     Question question = {object, [wanted](broker::ObjectManager& manager) { return gotOneOf(manager, wanted); }, true};
     // Each of the names for one function is asked for in its turn.
     if (wanted.size() > 1) question.readings = static_cast<unsigned>(wanted.size());
+    question.classes = classesIn(wanted);
     return question;
 }
 
 Question askAssociations(AssociationRequest request, const std::string& object, const broker::Filters& filters) {
-    return {object, [=, sources = pathsNamedBy(object)](broker::ObjectManager& manager) {
-                return associatedWithOneOf(manager, request, sources, filters);
-            }};
+    const Names sources = pathsNamedBy(object);
+    Question question = {object, [=](broker::ObjectManager& manager) {
+                             return associatedWithOneOf(manager, request, sources, filters);
+                         }};
+    question.classes = classesAssociated(request, sources);
+    question.namesOnly = asksForNames(request);
+    return question;
 }
 
 Question selected(Question question, const Selection& selection) {

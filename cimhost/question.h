@@ -34,6 +34,9 @@ struct Question {
     std::vector<std::string> unservedFilters = {};
     std::string associationFilter = {};
     unsigned readings = 0;  // of the SMBIOS table that the answer takes at most; 0: not known
+    // The classes that there may be objects of in the answer, and whether it has their names alone.
+    std::vector<std::string> classes = {};
+    bool namesOnly = false;
 };
 
 /** Puts a question to whoever is asked. */

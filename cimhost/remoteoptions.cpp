@@ -10,6 +10,7 @@
 
 #include "cimhost/arguments.h"
 #include "cimhost/remote.h"
+#include "cimhost/survey.h"
 
 namespace cimhost {
 
@@ -50,6 +51,35 @@ std::string environment(const char* name) {
 void refuseWithout(const CLI::App& app, const std::string& needed, std::initializer_list<const char*> names) {
     for (const char* name : names)
         if (isGiven(app, name)) throw CLI::ValidationError(name, fmt::format("it is of use with {} alone", needed));
+}
+
+/** What is asked, without how: a state is of use to the same question alone. */
+std::string questionIn(const CLI::App& command, Format format) {
+    std::string text = fmt::format("{} {}", command.get_name(), static_cast<int>(format));
+    for (const CLI::Option* option : command.get_options())
+        for (const std::string& value : option->results())
+            text += fmt::format(" {}={}", option->get_name(), printable(value));
+    return text;
+}
+
+void askSeveral(const CLI::App& command, Request& request) {
+    const Format format = request.settings.format;
+    if (format == Format::json || format == Format::mof)
+        throw CLI::ValidationError("--format", "of several servers there are jsonl, csv, tsv and table, line by line");
+    const auto ofCommand = request.surveys.find(command.get_name());
+    if (!request.question && ofCommand == request.surveys.end())
+        throw CLI::ValidationError("--servers", fmt::format("{} asks one server alone", command.get_name()));
+    std::function<Survey(const Settings&)> make;
+    if (request.question)
+        make = [asked = *request.question](const Settings& settings) { return surveyOf(asked, settings); };
+    else
+        make = ofCommand->second;
+    request.run = [make, remote = request.remote, question = questionIn(command, format)](const Settings& settings) {
+        Survey survey = make(settings);
+        survey.question = question;
+        return runSurvey(settings, remote, survey);
+    };
+    request.question.reset();
 }
 
 }  // namespace
@@ -106,7 +136,8 @@ void settleRemote(const CLI::App& app, Request& request) {
                 name, fmt::format("it is about a provider in this process; {} asks one elsewhere", option));
     remote.access.user = environment("CIMHOST_USER");
     remote.access.password = environment("CIMHOST_PASSWORD");
-    if (!several) request.settings.elsewhere = askOf(client::parseServer(remote.server), remote.access);
+    if (several) return askSeveral(*command, request);
+    request.settings.elsewhere = askOf(client::parseServer(remote.server), remote.access);
 }
 
 }  // namespace cimhost

@@ -84,20 +84,61 @@ std::vector<Row> table(const Instances& objects, bool ofSchema) {
     return rows;
 }
 
+/** Names as instances that have nothing but their keys. */
+Instances instancesOf(const Names& names) {
+    Instances objects;
+    for (const broker::ObjectPath& path : names) objects.push_back({path, path.keys});
+    return objects;
+}
+
+const Instances& instancesOf(const Instances& instances) {
+    return instances;
+}
+
 /** One function for each kind of answer. */
 struct ToRows {
     std::vector<Row> operator()(const Instances& instances) const { return table(instances, true); }
-    std::vector<Row> operator()(const Names& names) const {
-        Instances objects;
-        for (const broker::ObjectPath& path : names) objects.push_back({path, path.keys});
-        return table(objects, false);
-    }
+    std::vector<Row> operator()(const Names& names) const { return table(instancesOf(names), false); }
 };
+
+bool isKey(const std::string& className, const std::string& name) {
+    const mof::Class* declared = schema::declared().find(className);
+    const mof::Property* property = declared != nullptr ? declared->property(name) : nullptr;
+    return property != nullptr && property->isKey();
+}
 
 }  // namespace
 
 std::vector<Row> rowsOf(const Answer& answer) {
     return std::visit(ToRows{}, answer.objects);
+}
+
+Row columnsOf(const Question& question) {
+    Row columns = {"Class"};
+    for (const std::string& className : question.classes)
+        for (const auto& [name, nothing] : declaredFields(className))
+            if ((!question.namesOnly || isKey(className, name)) &&
+                std::find(columns.begin(), columns.end(), name) == columns.end())
+                columns.push_back(name);
+    columns.emplace_back("Path");
+    return columns;
+}
+
+std::vector<Row> rowsBelow(const Row& columns, const Answer& answer) {
+    std::vector<Row> rows;
+    const auto addRows = [&](const auto& objects) {
+        for (const broker::Instance& object : instancesOf(objects)) {
+            const Fields fields = fieldsOf(object);
+            Row& row = rows.emplace_back(Row{object.path.className});
+            for (std::size_t i = 1; i + 1 < columns.size(); ++i) {
+                const auto field = fieldNamed(columns[i], fields);
+                row.push_back(field == fields.end() ? "" : field->second);
+            }
+            row.push_back(broker::toString(object.path));
+        }
+    };
+    std::visit(addRows, answer.objects);
+    return rows;
 }
 
 std::string separated(Format format, const std::vector<Row>& rows, const TableOptions& options) {

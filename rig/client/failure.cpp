@@ -33,6 +33,9 @@ const char* wordOf(Trouble trouble) {
 }
 
 Failure::Failure(Trouble trouble, const std::string& server, const std::string& asked, const std::string& came)
-    : std::runtime_error(fmt::format("{}: {}: {}", server, asked, came)), trouble_(trouble), came_(came) {}
+    : std::runtime_error(fmt::format("{}: {}: {}", server, asked, came)),
+      trouble_(trouble),
+      asked_(asked),
+      came_(came) {}
 
 }  // namespace client

@@ -30,11 +30,13 @@ class Failure : public std::runtime_error {
     Failure(Trouble trouble, const std::string& server, const std::string& asked, const std::string& came);
 
     Trouble trouble() const { return trouble_; }
+    const std::string& asked() const { return asked_; }
     /** What came alone: "no connection within 10 s". */
     const std::string& came() const { return came_; }
 
  private:
     Trouble trouble_;
+    std::string asked_;
     std::string came_;
 };
 
