@@ -1,4 +1,4 @@
-// The options by which object managers elsewhere are asked. Tests: tests/cimhost/remoteusage_test.cpp,
+// The options by which object managers elsewhere are asked. Tests: tests/cimhost/usage_test.cpp,
 // tests/e2e/remote.py.
 
 #include <fmt/format.h>
@@ -111,7 +111,8 @@ void addRemoteOptions(CLI::App& app, RemoteOptions& options) {
         ->check(readableFile());
     app.add_flag("--insecure", options.access.insecure, "Trust any certificate, and send passwords without encryption");
     addSeconds(app, "--connect-timeout", options.access.connectTimeout, "Wait so long for a connection; default 10");
-    addSeconds(app, "--timeout", options.access.answerTimeout, "Wait so long for an answer; default 120");
+    addSeconds(app, "--timeout", options.access.answerTimeout,
+               "Wait so long for an answer, connecting included; default 120");
     app.option_defaults()->group("Options");
 }
 

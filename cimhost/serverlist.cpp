@@ -1,4 +1,4 @@
-// Lists of servers. Tests: tests/cimhost/survey_test.cpp.
+// Lists of servers. Tests: tests/client/serverlist_test.cpp.
 
 #include "cimhost/serverlist.h"
 

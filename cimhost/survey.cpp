@@ -1,4 +1,4 @@
-// Questions to several object managers. Tests: tests/cimhost/survey_test.cpp, tests/e2e/servers.py.
+// Questions to several object managers. Tests: tests/e2e/servers.py.
 
 #include "cimhost/survey.h"
 

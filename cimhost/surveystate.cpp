@@ -1,4 +1,4 @@
-// What a run over several servers has done so far. Tests: tests/cimhost/survey_test.cpp, tests/e2e/servers.py.
+// What a run over several servers has done so far. Tests: tests/e2e/servers.py.
 
 #include "cimhost/surveystate.h"
 

@@ -1,4 +1,4 @@
-// Many object managers at a time, by libcurl's multi interface. Tests: tests/client/hostile_test.cpp,
+// Many object managers at a time, by libcurl's multi interface. Tests: tests/e2e/remote.py,
 // tests/e2e/servers.py.
 #include "client/crowd.h"
 

@@ -1,4 +1,4 @@
-// Requests without an answer, in words. Tests: tests/client/hostile_test.cpp.
+// Requests without an answer, in words. Tests: tests/e2e/remote.py.
 #include "client/failure.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-// Requests to one object manager. Tests: tests/client/hostile_test.cpp, tests/e2e/remote.py.
+// Requests to one object manager. Tests: tests/e2e/remote.py.
 #include "client/remotemanager.h"
 
 namespace client {

@@ -1,4 +1,4 @@
-// Requests as messages. Tests: tests/client/answer_test.cpp, tests/e2e/remote.py.
+// Requests as messages. Tests: tests/client/request_test.cpp, tests/e2e/remote.py.
 #include "client/request.h"
 
 #include <fmt/format.h>

@@ -48,17 +48,29 @@ std::string withoutUser(const std::string& text) {
     return at == std::string::npos ? text : "..." + text.substr(at);
 }
 
+/** The part between the scheme and the path. */
+std::string authorityOf(const std::string& text) {
+    const auto scheme = text.find("://");
+    const std::string rest = scheme == std::string::npos ? text : text.substr(scheme + 3);
+    return rest.substr(0, rest.find_first_of("/?#"));
+}
+
+/** Before anything else is said of the text. */
+void refusePassword(const std::string& authority) {
+    const auto at = authority.rfind('@');
+    if (at != std::string::npos && authority.find(':') < at)
+        throw std::invalid_argument(
+            "a password may not stand here, where others can read it; a netrc file or the environment has it");
+}
+
 Server serverOf(const std::string& text) {
     const bool hasScheme = text.find("://") != std::string::npos;
+    const std::string authority = authorityOf(text);
+    refusePassword(authority);
+    if (authority.empty()) throw std::invalid_argument("there is no host");
     const Url url(hasScheme ? text : "https://" + text);
     const std::string scheme = url.part(CURLUPART_SCHEME);
     if (scheme != "http" && scheme != "https") throw std::invalid_argument("the scheme has to be http or https");
-    if (!url.part(CURLUPART_PASSWORD).empty() || text.find('@') != std::string::npos) {
-        const std::string user = text.substr(0, text.rfind('@'));
-        if (user.find(':', hasScheme ? user.find("://") + 1 : 0) != std::string::npos)
-            throw std::invalid_argument(
-                "a password may not stand here, where others can read it; a netrc file or the environment has it");
-    }
     const std::string path = url.part(CURLUPART_PATH);
     if ((!path.empty() && path != "/") || !url.part(CURLUPART_QUERY).empty() || !url.part(CURLUPART_FRAGMENT).empty())
         throw std::invalid_argument("nothing may follow host and port");

@@ -38,7 +38,7 @@ struct Access {
     bool insecure = false;
     std::chrono::milliseconds connectTimeout{10000};
     /**
-     * For an answer, from the connection on. The table is read with 331 exchanges, or 1134 where the BMC refuses long
+     * For an answer, connecting included. The table is read with 331 exchanges, or 1134 where the BMC refuses long
      * reads; of 10 ms each, twice in a request, behind four such requests of others: 113 s.
      */
     std::chrono::milliseconds answerTimeout{120000};

@@ -1,4 +1,4 @@
-// Requests and answers over HTTP, by libcurl. Tests: tests/client/hostile_test.cpp, tests/e2e/remote.py.
+// Requests and answers over HTTP, by libcurl. Tests: tests/e2e/remote.py.
 #include "client/transfer.h"
 
 #include <fmt/format.h>
@@ -64,7 +64,7 @@ Transfer::Transfer(Server server, const Access& access, Budget* budget)
     if (!handle_) throw std::bad_alloc();
     set(CURLOPT_ERRORBUFFER, error_.data());
     set(CURLOPT_PRIVATE, this);
-    set(CURLOPT_URL, (server_.url() + "/cimom").c_str());
+    setUrl("");
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_PROXY, "");
@@ -72,7 +72,8 @@ Transfer::Transfer(Server server, const Access& access, Budget* budget)
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_TCP_KEEPALIVE, 1L);
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(access_.connectTimeout.count()));
-    set(CURLOPT_TIMEOUT_MS, static_cast<long>((access_.connectTimeout + access_.answerTimeout).count()));
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(access_.answerTimeout.count()));
+    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaxAnswer));
     set(CURLOPT_WRITEFUNCTION, onBody);
     set(CURLOPT_WRITEDATA, this);
     set(CURLOPT_HEADERFUNCTION, onHeader);
@@ -84,6 +85,15 @@ Transfer::~Transfer() {
     taken();
 }
 
+void Transfer::setUrl(const std::string& user) {
+    const std::unique_ptr<char, decltype(&curl_free)> escaped(
+        curl_easy_escape(handle_.get(), user.c_str(), static_cast<int>(user.size())), curl_free);
+    if (!escaped) throw std::bad_alloc();
+    std::string url = server_.url() + "/cimom";
+    if (!user.empty()) url.insert(url.find("//") + 2, std::string(escaped.get()) + '@');
+    set(CURLOPT_URL, url.c_str());
+}
+
 void Transfer::setAccess() {
     if (!access_.caFile.empty()) set(CURLOPT_CAINFO, access_.caFile.c_str());
     set(CURLOPT_SSL_VERIFYPEER, access_.insecure ? 0L : 1L);
@@ -91,11 +101,12 @@ void Transfer::setAccess() {
     if (!server_.tls && !server_.isLoopback() && !access_.insecure) return;  // for all to read
     const std::string& user = server_.user.empty() ? access_.user : server_.user;
     set(CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
-    if (!user.empty()) set(CURLOPT_USERNAME, user.c_str());
     if (!user.empty() && !access_.password.empty()) {
+        set(CURLOPT_USERNAME, user.c_str());
         set(CURLOPT_PASSWORD, access_.password.c_str());
         return;
     }
+    setUrl(user);  // libcurl looks for the password of a user whom the URL names
     set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
     if (!access_.netrcFile.empty()) set(CURLOPT_NETRC_FILE, access_.netrcFile.c_str());
 }
@@ -181,7 +192,7 @@ std::string Transfer::taken() {
 
 Failure Transfer::failure(CURLcode code) const {
     const std::string asked = described(request_);
-    if (tooLarge_)
+    if (tooLarge_ || code == CURLE_FILESIZE_EXCEEDED)
         return {Trouble::tooLarge, server_.url(), asked,
                 fmt::format("more came than an answer may have ({} bytes and {} of headers so far)", body_.size(),
                             headers_.size())};
@@ -190,7 +201,8 @@ Failure Transfer::failure(CURLcode code) const {
         curl_easy_getinfo(handle_.get(), CURLINFO_PRETRANSFER_TIME_T, &ready);
         if (ready == 0)
             return {Trouble::connectTimeout, server_.url(), asked,
-                    fmt::format("no connection within {}", seconds(access_.connectTimeout))};
+                    fmt::format("no connection within {}",
+                                seconds(std::min(access_.connectTimeout, access_.answerTimeout)))};
         return {Trouble::answerTimeout, server_.url(), asked,
                 fmt::format("no whole answer within {}; {} bytes came", seconds(access_.answerTimeout), body_.size())};
     }

@@ -56,6 +56,7 @@ class Transfer {
 
     template <typename Value>
     void set(CURLoption option, Value value);
+    void setUrl(const std::string& user);
     void setAccess();
     bool take(const char* data, std::size_t size);
     std::string taken();

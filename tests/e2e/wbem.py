@@ -34,10 +34,10 @@ Server = collections.namedtuple("Server", "url pid")
 
 
 @contextlib.contextmanager
-def served(host, **environment):
+def served(host, *arguments, log=subprocess.DEVNULL, **environment):
     """`cimhost serve` on a free loopback port, while the context lasts; it has to end with status 0."""
-    command = [cimhost_program(), "serve", "--port", "0", "--host", host]
-    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+    command = [cimhost_program(), "serve", "--port", "0", "--host", host, *arguments]
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=log, text=True,
                           env=os.environ | environment) as process:
         try:
             ready, _, _ = select.select([process.stdout], [], [], TIME_LIMIT)

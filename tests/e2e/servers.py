@@ -1,0 +1,264 @@
+#!/usr/bin/env python3
+"""cimhost --servers: many object managers asked by one process.
+
+PCIINFO_SERVERS=N asks so many in place of 1,000.
+"""
+
+import collections
+import csv
+import io
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+import badserver
+import manyhosts
+import wbem
+
+SAMPLE = "lenovo-90g0"
+NAME = b"desk90g0.example"
+COUNT = int(os.environ.get("PCIINFO_SERVERS", "1000"))
+EVERY = 50  # of so many hosts five are ill
+TIME_LIMIT = 600
+MEBIBYTE = 1024  # in KiB, as the system tells memory
+
+Done = collections.namedtuple("Done", "code out err memory seconds")
+
+
+def asked(*arguments, stdin=None, stdout=None):
+    """A run with the memory that it took at most, in KiB; standard output goes to a file where one is given."""
+    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+        began = time.monotonic()
+        with subprocess.Popen([wbem.cimhost_program(), *arguments], stdin=stdin, stdout=stdout or out, stderr=err,
+                              env=os.environ | {"HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}) as process:
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+        out.seek(0)
+        err.seek(0)
+        return Done(process.returncode, out.read().decode(), err.read().decode(), usage.ru_maxrss,
+                    time.monotonic() - began)
+
+
+def listed(directory, lines, name="servers"):
+    file = os.path.join(directory, name)
+    with open(file, "w", encoding="utf-8") as opened:
+        opened.write("\n".join(lines) + "\n")
+    return file
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.directory = self.enterContext(tempfile.TemporaryDirectory())
+
+    @classmethod
+    def setUpClass(cls):
+        with wbem.serving(wbem.sample(SAMPLE)) as url:
+            cls.answers = manyhosts.record(url.removeprefix("http://"))
+        library = subprocess.run([wbem.cimhost_program(), "tree", "--format", "jsonl", "--host", wbem.sample(SAMPLE)],
+                                 capture_output=True, check=True)
+        cls.records = library.stdout.decode().splitlines()
+
+    def hosts(self, count, every=EVERY):
+        return self.enterContext(manyhosts.ManyHosts(count, every, self.answers, NAME))
+
+    def expected(self, url, number):
+        """The lines of one host."""
+        return [f'{{"server":"{url}",' + line[1:].replace(NAME.decode(), manyhosts.name(number))
+                for line in self.records]
+
+
+class Many(Case):
+    def ask(self, hosts):
+        return asked("tree", "--format", "jsonl", "--servers", listed(self.directory, hosts.urls), "--parallel", "64",
+                     "--timeout", "2", "--connect-timeout", "2")
+
+    def check(self, hosts, done):
+        """Nothing is lost, torn or twice; who failed is named with the reason, once."""
+        reasons = {"gone": "Failed to connect", "silent": "no whole answer within 2 s; 0 bytes came",
+                   "torn": "the connection ended after", "garbled": "cannot be read: line 1: mismatched tag"}
+        found = collections.defaultdict(list)
+        for line in done.out.splitlines():
+            found[json.loads(line)["server"]].append(line)
+        failures = dict(line.removeprefix("cimhost: ").split(": ", 1) for line in done.err.splitlines()[:-1])
+        for number, url in enumerate(hosts.urls):
+            ill = manyhosts.condition(number, EVERY)
+            if ill in reasons:
+                self.assertNotIn(url, found)
+                self.assertIn(reasons[ill], failures.pop(url))
+            else:
+                self.assertEqual(found.pop(url), self.expected(url, number))
+        self.assertEqual((dict(found), failures), ({}, {}))
+        self.assertEqual(done.code, 3)
+        healthy = sum(manyhosts.condition(number, EVERY) not in reasons for number in range(hosts.count))
+        self.assertRegex(done.err.splitlines()[-1], f"^cimhost: {healthy} servers answered, {hosts.count - healthy} did")
+
+    def test_a_thousand_hosts_take_the_memory_of_a_hundred(self):
+        few = self.hosts(COUNT // 10)
+        done = self.ask(few)
+        self.check(few, done)
+        many = self.hosts(COUNT)
+        done_many = self.ask(many)
+        self.check(many, done_many)
+        for hosts, each in ((few, done), (many, done_many)):
+            print(f"{hosts.count} hosts, 64 at once: {each.seconds:.1f} s, {each.memory / MEBIBYTE:.1f} MiB, "
+                  f"{each.err.splitlines()[-1].removeprefix('cimhost: ')}")
+        self.assertLess(done_many.memory, done.memory + 4 * MEBIBYTE)
+
+
+class State(Case):
+    """A run that ended early is taken up."""
+
+    COUNT = 60
+
+    def arguments(self, hosts, form="jsonl"):
+        return ("tree", "--format", form, "--servers", listed(self.directory, hosts.urls), "--parallel", "8",
+                "--timeout", "1", "--state", os.path.join(self.directory, "state"))
+
+    def test_runs_that_are_killed_lose_nothing_and_repeat_nothing(self):
+        hosts = self.hosts(self.COUNT, 20)
+        output = os.path.join(self.directory, "output")
+        kills = 0
+        for delay in [0.03 * step for step in range(1, 12)]:
+            with open(output, "ab") as out:
+                with subprocess.Popen([wbem.cimhost_program(), *self.arguments(hosts)], stdout=out,
+                                      stderr=subprocess.DEVNULL) as process:
+                    try:
+                        process.wait(timeout=delay)
+                    except subprocess.TimeoutExpired:
+                        process.send_signal(signal.SIGKILL)
+                        kills += 1
+        with open(output, "ab") as out:
+            last = asked(*self.arguments(hosts), stdout=out)
+        self.assertGreater(kills, 3)
+        found = collections.defaultdict(list)
+        with open(output, encoding="utf-8") as file:
+            for line in file.read().splitlines():
+                found[json.loads(line)["server"]].append(line)
+        for number, url in enumerate(hosts.urls):
+            if manyhosts.condition(number, 20) in ("healthy", "slow"):
+                self.assertEqual(found.pop(url), self.expected(url, number))
+        self.assertEqual(dict(found), {})
+        self.assertEqual(last.code, 3, "those who did not answer are asked again")
+
+    def test_states_are_of_one_question_and_one_output(self):
+        with badserver.Server(badserver.answering(badserver.http(badserver.slots("A", "B")))) as server:
+            hosts = listed(self.directory, [server.url()])
+            state = os.path.join(self.directory, "state")
+            output = os.path.join(self.directory, "output")
+            command = ("slots", "--servers", hosts, "--state", state, "--format", "csv")
+            with open(output, "ab") as out:
+                self.assertEqual(asked(*command, stdout=out).code, 0)
+                self.assertEqual(asked(*command, stdout=out).code, 0)
+            with open(output, encoding="utf-8") as file:
+                self.assertEqual(len(file.readlines()), 3, "a head and two slots, once")
+            self.assertIn("of another question", asked(*command[:-1], "tsv").err)
+            self.assertIn("of another question", asked("devices", *command[1:]).err)
+            with open(output, "wb") as out:
+                done = asked(*command, stdout=out)
+            self.assertEqual(done.code, 2)
+            self.assertIn("append to it", done.err)
+
+    def test_what_was_written_of_a_server_in_part_is_cut_off(self):
+        """As a run leaves it that is killed while it writes: announced, and not all there."""
+        with badserver.Server(badserver.answering(badserver.http(badserver.slots("A", "B")))) as server:
+            state, output = (os.path.join(self.directory, name) for name in ("state", "output"))
+            command = ("slots", "--format", "jsonl", "--servers", listed(self.directory, [server.url()]),
+                       "--state", state)
+
+            def run():
+                with open(output, "ab") as out:
+                    self.assertEqual(asked(*command, stdout=out).code, 0)
+                with open(output, "rb") as file:
+                    return file.read()
+
+            whole = run()
+            with open(state, encoding="utf-8") as file:
+                lines = file.readlines()
+            for length, connections in ((len(whole), 0), (len(whole) - 1, 1), (len(whole) // 2, 1), (0, 1)):
+                with self.subTest(length=length):
+                    os.truncate(output, length)
+                    with open(state, "w", encoding="utf-8") as file:
+                        file.writelines(line for line in lines if not line.startswith("done"))
+                        file.write("begin\t1")  # without an end: it does not count
+                    before = server.connections
+                    self.assertEqual(run(), whole)
+                    self.assertEqual(server.connections - before, connections)
+
+
+class Lists(Case):
+    """What is written of several servers, and which."""
+
+    def setUp(self):
+        super().setUp()
+        self.server = self.enterContext(badserver.Server(badserver.answering(self.answer)))
+
+    @staticmethod
+    def answer(_, body):
+        if "EnumerateInstanceNames" in body:
+            return badserver.http(badserver.message(
+                '<IRETURNVALUE><INSTANCENAME CLASSNAME="QELTA_SystemSlot"><KEYBINDING NAME="Tag"><KEYVALUE>System Slot '
+                "5</KEYVALUE></KEYBINDING></INSTANCENAME></IRETURNVALUE>", "EnumerateInstanceNames"))
+        return badserver.http(badserver.slots("A, &quot;B&quot;", "C"))
+
+    def ask(self, *arguments, lines=None, code=0):
+        done = asked(*arguments, "--servers", listed(self.directory, lines or [self.server.url()]))
+        self.assertEqual(done.code, code, done.err)
+        return done
+
+    def test_each_line_has_its_server(self):
+        url = self.server.url()
+        for line in self.ask("slots").out.splitlines():
+            self.assertTrue(line.startswith(f"{url}: "), line)
+        for line in self.ask("slots", "--format", "jsonl").out.splitlines():
+            self.assertEqual(next(iter(json.loads(line).items())), ("server", url))
+        for form, delimiter in (("csv", ","), ("tsv", "\t")):
+            rows = list(csv.DictReader(io.StringIO(self.ask("slots", "--format", form).out), delimiter=delimiter))
+            self.assertEqual([(row["Server"], row["SlotDesignation"]) for row in rows], [(url, 'A, "B"'), (url, "C")])
+
+    def test_columns_are_those_of_the_question(self):
+        """Whatever the first server to answer has."""
+        for command, wanted in ((("slots",), "ConnectorTypeText"), (("names", "slots"), "SystemName"),
+                                (("associators", "5"), "PciDeviceID"), (("associators", "16:00.0"), "SlotDesignation"),
+                                (("references", "5"), "Antecedent"), (("get", "16:00.0"), "Subclass"),
+                                (("enumerate", "SSPCIController"), "SubsystemID"), (("tree",), "location")):
+            head = self.ask(*command, "--format", "csv", lines=["http://127.0.0.1:1"], code=3).out
+            self.assertIn(wanted, head.strip().split(","), command)
+
+    def test_lists_have_comments_and_each_server_once(self):
+        url = self.server.url()
+        lines = ["# all of ours", "", f"  {url} # this one", url, url, "\t"]
+        self.ask("slots", lines=lines)
+        self.assertEqual(self.server.connections, 1)
+        with open(listed(self.directory, lines), encoding="utf-8") as file:
+            self.assertEqual(asked("slots", "--servers", "-", stdin=file).code, 0)
+        for line, said in (("a b", "servers, line 2: 'a b' names no server"), ("https://u:p@h", "a password may not"),
+                           ("x" * 2000, "the line is too long")):
+            self.assertIn(said, self.ask("slots", lines=[url, line], code=2).err)
+        self.assertIn("no server is listed", self.ask("slots", lines=["#"], code=2).err)
+
+    def test_processes_may_share_a_file(self):
+        """Each record is one call of write."""
+        output = os.path.join(self.directory, "output")
+        command = [wbem.cimhost_program(), "slots", "--format", "jsonl", "--servers",
+                   listed(self.directory, [self.server.url(host=f"127.0.0.1") + "/" * (number > 0) for number in range(2)])]
+        with open(output, "ab") as out:
+            processes = [subprocess.Popen(command, stdout=out) for _ in range(8)]
+            for process in processes:
+                self.assertEqual(process.wait(timeout=TIME_LIMIT), 0)
+        with open(output, encoding="utf-8") as file:
+            self.assertEqual(len([json.loads(line) for line in file]), 8 * 2 * 2)
+
+    def test_a_reader_that_goes_away_ends_it(self):
+        command = [wbem.cimhost_program(), "slots", "--servers", listed(self.directory, [self.server.url()])]
+        with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            process.stdout.close()
+            self.assertEqual(process.stderr.read(), b"")
+        self.assertEqual(process.returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
