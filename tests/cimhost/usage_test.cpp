@@ -193,6 +193,27 @@ TEST(UsageErrors, SayWhatIsWrong) {
         expectComplaints({{{command, path}, path}, {{command, path}, "closing quotation mark"}});
 }
 
+TEST(UsageErrors, OfServersElsewhere) {
+    expectComplaints({
+        {{"slots", "--server", "ftp://node1"}, "--server: 'ftp://node1' names no server"},
+        {{"slots", "--server", "node1", "--servers", "-"}, "it is one server or those of a file, not both"},
+        {{"slots", "--server", "node1", "--state", "x"}, "--state: it is of use with --servers alone"},
+        {{"slots", "--parallel", "3"}, "--parallel: it is of use with --servers alone"},
+        {{"slots", "--insecure"}, "--insecure: it is of use with --server or --servers alone"},
+        {{"serve", "--server", "node1"}, "serve asks nobody else"},
+        {{"samples", "--servers", "-"}, "samples asks nobody else"},
+        {{"slots", "--servers", "-", "--format", "json"}, "jsonl, csv, tsv and table"},
+        {{"slots", "--servers", "-", "--parallel", "0"}, "0 is no number from 1 to 1024"},
+        {{"slots", "--servers", "-", "--timeout", "0"}, "0 is no number of seconds"},
+        {{"slots", "--servers", "/nonexistent/hosts"}, "/nonexistent/hosts: No such file or directory"},
+        {{"slots", "--server", "node1", "--cacert", "/nonexistent"}, "/nonexistent cannot be read"},
+    });
+    for (const Arguments& local :
+         {Arguments{"--host", "dell-t440"}, {"--catalogue"}, {"--library", "x"}, {"--manners", "sfcb"}, {"--trace"}})
+        expectComplaints({{joined({"slots", "--server", "node1"}, local),
+                           local.front() + ": it is about a provider in this process; --server asks one elsewhere"}});
+}
+
 TEST(UsageErrors, OfEveryOtherKindAreOnes) {
     for (const char* command :
          {"enumerate", "names", "get", "associators", "associator-names", "references", "reference-names"})
@@ -230,6 +251,9 @@ TEST(Help, OfEveryCommandHasTheOptionsOfUseTheClassesAndAnExample) {
         for (const char* option :
              {"--host HOST", "--catalogue", "--library", "--manners", "--color", "--all", "--trace"})
             EXPECT_EQ(run.out.find(option) != std::string::npos, command != "samples") << command << ' ' << option;
+        for (const char* option : {"--server URL", "--servers FILE", "--state FILE", "--netrc FILE", "--cacert FILE"})
+            EXPECT_EQ(run.out.find(option) != std::string::npos, command != "samples" && command != "serve")
+                << command << ' ' << option;
         EXPECT_THAT(run.out, AllOf(HasSubstr("--format "), HasSubstr("--width "),
                                    ContainsRegex("Examples?:\n  cimhost " + command)))
             << command;
