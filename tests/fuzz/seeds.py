@@ -16,7 +16,7 @@ SAMPLES, FOLDER = map(pathlib.Path, sys.argv[1:3])
 KEPT = pathlib.Path(__file__).parent / "corpus"
 # The longest inputs, in bytes: what is longer is slow and says nothing new.
 LONGEST = {"smbios": 512, "bmc": 256, "proc": 512, "catalogue": 400, "association": 512, "objects": 300, "cimxml": 3000,
-           "texts": 300, "faultscript": 1500}
+           "answers": 4000, "texts": 300, "faultscript": 1500}
 CLASSES = ["QELTA_PCIDevice", "QELTA_PCIBridge", "QELTA_DeviceInSlot", "QELTA_SystemSlot", "QELTA_SystemBoard",
            "QELTA_OnBoardDevice", "QELTA_SSPCIController", "QELTA_OBDPCIController"]
 KEYS = {"Tag": "System Slot 5", "DeviceID": "PCI Bus 5, device 5, function 1", "SystemName": "rack7",
@@ -216,6 +216,40 @@ def association_requests():
         yield message(operation, parameter("ObjectName", '<CLASSNAME NAME="QELTA_SystemSlot"/>'))
 
 
+def answer(number, operation, contents):
+    return (chr(number) + '<?xml version="1.0"?><CIM CIMVERSION="2.0" DTDVERSION="2.0"><MESSAGE ID="1" PROTOCOLVERSION="1.0">'
+            f'<SIMPLERSP><IMETHODRESPONSE NAME="{operation}">{contents}</IMETHODRESPONSE></SIMPLERSP></MESSAGE></CIM>')
+
+
+def answers():
+    """Each kind of object in each kind of answer; real ones are kept in the corpus."""
+    types = (("boolean", "TRUE"), ("string", "a&lt;b"), ("char16", "x"), ("uint8", "255"), ("sint16", "-5"),
+             ("uint32", "0x10"), ("sint64", "-9"), ("uint64", "18446744073709551615"), ("real32", "1.5"),
+             ("real64", "-1e300"), ("datetime", "20261122000000.000000+000"))
+    properties = "".join(f'<PROPERTY NAME="P{kind}" TYPE="{kind}"><VALUE>{text}</VALUE></PROPERTY>'
+                         f'<PROPERTY.ARRAY NAME="A{kind}" TYPE="{kind}"><VALUE.ARRAY><VALUE>{text}</VALUE><VALUE.NULL/>'
+                         '</VALUE.ARRAY></PROPERTY.ARRAY>' for kind, text in types)
+    slot_name = name_element("QELTA_SystemSlot", binding("SystemName", '<KEYVALUE VALUETYPE="string">h</KEYVALUE>') +
+                             binding("Tag", '<KEYVALUE VALUETYPE="string">System Slot 5</KEYVALUE>'))
+    path = (f'<INSTANCEPATH><NAMESPACEPATH><HOST>h</HOST>{place("root", "kavix")}</NAMESPACEPATH>{slot_name}'
+            "</INSTANCEPATH>")
+    reference = f"<VALUE.REFERENCE>{path}</VALUE.REFERENCE>"
+    slot_instance = ('<INSTANCE CLASSNAME="QELTA_SystemSlot"><PROPERTY NAME="Tag" TYPE="string"/>'
+                     '<PROPERTY NAME="CurrentUsage" TYPE="uint16"><VALUE>4</VALUE></PROPERTY>'
+                     '<PROPERTY.ARRAY NAME="ConnectorType" TYPE="uint16"><VALUE.ARRAY><VALUE>177</VALUE></VALUE.ARRAY>'
+                     f'</PROPERTY.ARRAY><PROPERTY.REFERENCE NAME="R">{reference}</PROPERTY.REFERENCE>')
+    for content in slot_instance + "</INSTANCE>", slot_instance + properties + "</INSTANCE>":
+        named = f"<VALUE.NAMEDINSTANCE>{slot_name}{content}</VALUE.NAMEDINSTANCE>"
+        yield answer(0, "EnumerateInstances", f"<IRETURNVALUE>{named}</IRETURNVALUE>")
+        with_path = f"<VALUE.OBJECTWITHPATH>{path}{content}</VALUE.OBJECTWITHPATH>"
+        yield answer(2, "Associators", f"<IRETURNVALUE>{with_path}</IRETURNVALUE>")
+        yield answer(4, "References", f"<IRETURNVALUE>{with_path}{with_path}</IRETURNVALUE>")
+    yield answer(1, "EnumerateInstanceNames", f"<IRETURNVALUE>{slot_name}</IRETURNVALUE>")
+    yield answer(3, "AssociatorNames", f"<IRETURNVALUE><OBJECTPATH>{path}</OBJECTPATH></IRETURNVALUE>")
+    yield answer(5, "ReferenceNames", f"<IRETURNVALUE><OBJECTPATH>{path}</OBJECTPATH></IRETURNVALUE>")
+    yield answer(0, "EnumerateInstances", '<ERROR CODE="6" DESCRIPTION="none"/>')
+
+
 def texts():
     for path in ('root/kavix:QELTA_SystemSlot.Tag="System Slot 5"', 'A.B=-3,C=18446744073709551615,D=1.5e3,E=TRUE,F=NULL',
                  'QELTA_DeviceInSlot.Antecedent="root/kavix:QELTA_SystemSlot.Tag=\\"System Slot 5\\"",Dependent="a\\\\b"',
@@ -241,7 +275,7 @@ def attributes(*texts):
 
 def words(name, inputs):
     text = [each if isinstance(each, str) else each.decode("latin-1") for each in inputs]
-    if name == "cimxml":
+    if name in ("cimxml", "answers"):
         return attributes(*text) + ["&#65;", "&lt;", "<![CDATA[", "]]>", "<!--", "-->", "NULL", "0x1F", "-1", "root/kavix"]
     if name in ("faultscript", "texts"):
         return attributes(*text) + ["0x", "-1", "1e9", "\\u0000", "18446744073709551615", "\\\\", ".Tag=", "root/kavix:"]
