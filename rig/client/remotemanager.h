@@ -1,6 +1,9 @@
 #ifndef PCIINFO_CLIENT_REMOTEMANAGER_H
 #define PCIINFO_CLIENT_REMOTEMANAGER_H
 
+#include <functional>
+#include <utility>
+
 #include "client/request.h"
 #include "client/transfer.h"
 
@@ -14,6 +17,9 @@ namespace client {
 class RemoteManager : public RequestMaker {
  public:
     RemoteManager(const Server& server, const Access& access) : transfer_(server, access) {}
+
+    /** See Transfer::whileWaiting. */
+    void whileWaiting(std::function<void()> call) { transfer_.whileWaiting(std::move(call)); }
 
     const Server& server() const { return transfer_.server(); }
 

@@ -111,6 +111,18 @@ void Transfer::setAccess() {
     if (!access_.netrcFile.empty()) set(CURLOPT_NETRC_FILE, access_.netrcFile.c_str());
 }
 
+void Transfer::whileWaiting(std::function<void()> call) {
+    whileWaiting_ = std::move(call);
+    set(CURLOPT_XFERINFOFUNCTION, onProgress);
+    set(CURLOPT_XFERINFODATA, this);
+    set(CURLOPT_NOPROGRESS, 0L);
+}
+
+int Transfer::onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    static_cast<Transfer*>(self)->whileWaiting_();
+    return 0;
+}
+
 void Transfer::prepare(const Request& request) {
     taken();
     request_ = request;

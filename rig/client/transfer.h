@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -35,6 +36,8 @@ class Transfer {
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
+    /** Has this called about once a second or more often while a request is under way. It may not throw. */
+    void whileWaiting(std::function<void()> call);
     /** Gets the handle ready for a request; whoever performs it hands the result to answer(). */
     void prepare(const Request& request);
     /** What the request brought. Throws Failure. */
@@ -52,6 +55,7 @@ class Transfer {
     };
 
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+    static int onProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
 
     template <typename Value>
@@ -74,6 +78,7 @@ class Transfer {
     std::string body_;     // of the answer, as far as it has come
     std::string headers_;
     bool tooLarge_ = false;
+    std::function<void()> whileWaiting_;
     std::array<char, CURL_ERROR_SIZE> error_{};
 };
 

@@ -252,6 +252,19 @@ class Lists(Case):
         with open(output, encoding="utf-8") as file:
             self.assertEqual(len([json.loads(line) for line in file]), 8 * 2 * 2)
 
+    def test_at_a_terminal_a_line_shows_how_far_it_is(self):
+        """It makes room for others, and is gone in the end."""
+        ours, theirs = os.openpty()
+        subprocess.run([wbem.cimhost_program(), "slots", "--servers",
+                        listed(self.directory, [self.server.url(), "http://127.0.0.1:1"])],
+                       stdout=subprocess.PIPE, stderr=theirs, check=False, timeout=TIME_LIMIT)
+        said = os.read(ours, 65536).decode()
+        for end in ours, theirs:
+            os.close(end)
+        self.assertIn("\r\x1b[K0 of 2 servers, 0 without an answer, 2 being asked, 0:00", said)
+        self.assertRegex(said, r"\r\x1b\[Kcimhost: http://127.0.0.1:1: EnumerateInstances of QELTA_SystemSlot in ")
+        self.assertRegex(said.splitlines()[-1], "cimhost: 1 server answered, 1 did not; 1 answer in ")
+
     def test_a_reader_that_goes_away_ends_it(self):
         command = [wbem.cimhost_program(), "slots", "--servers", listed(self.directory, [self.server.url()])]
         with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
