@@ -252,6 +252,20 @@ class Lists(Case):
         with open(output, encoding="utf-8") as file:
             self.assertEqual(len([json.loads(line) for line in file]), 8 * 2 * 2)
 
+    def test_memory_is_bounded_whatever_comes(self):
+        """Forty answers without an end at a time: alone each might have 16 MiB."""
+        def endless(connection):
+            badserver.read_request(connection)
+            connection.sendall(b"HTTP/1.1 200 OK\r\n\r\n")
+            while True:
+                connection.sendall(b"x" * 262144)
+
+        with badserver.Server(endless) as server:
+            done = self.ask("slots", "--parallel", "1024", code=3,
+                            lines=[server.url().replace("//", f"//user{number}@") for number in range(40)])
+        self.assertEqual(done.err.count("more came than an answer may have"), 40, done.err)
+        self.assertLess(done.memory, 340 * MEBIBYTE)
+
     def test_at_a_terminal_a_line_shows_how_far_it_is(self):
         """It makes room for others, and is gone in the end."""
         ours, theirs = os.openpty()
