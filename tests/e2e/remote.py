@@ -222,13 +222,13 @@ class Hostile(Failing):
     def test_at_a_terminal_one_learns_what_is_waited_for(self):
         ours, theirs = os.openpty()
         with badserver.Server(silent) as server:
-            subprocess.run([wbem.cimhost_program(), "slots", "--server", server.url(), "--timeout", "3"],
+            subprocess.run([wbem.cimhost_program(), "slots", "--server", server.url(), "--timeout", "2"],
                            stdout=subprocess.PIPE, stderr=theirs, check=False, timeout=LIMIT)
         said = os.read(ours, 65536).decode()
         for end in ours, theirs:
             os.close(end)
-        self.assertRegex(said, f"^cimhost: waiting for {server.url()}, at most 3 s for each answer\r\n"
-                         f"cimhost: {server.url()}: [^\n]*no whole answer within 3 s; 0 bytes came\r\n$")
+        self.assertRegex(said, f"^cimhost: waiting for {server.url()}, at most 2 s for each answer\r\n"
+                         f"cimhost: {server.url()}: [^\n]*no whole answer within 2 s; 0 bytes came\r\n$")
 
 
 class Tls(Failing):
