@@ -123,6 +123,7 @@ class Run {
           remote_(remote),
           survey_(survey),
           servers_(std::move(servers)),
+          table_(besideNames(settings.table)),
           state_(remote.state, survey.question, STDOUT_FILENO),
           status_(countLeft()) {}
 
@@ -135,6 +136,15 @@ class Run {
     }
 
  private:
+    /** Lines have the server's name in front. */
+    TableOptions besideNames(TableOptions table) const {
+        constexpr std::size_t kLeast = 20;
+        std::size_t longest = 0;
+        for (const client::Listed& each : servers_) longest = std::max(longest, columnsOf(each.name) + 2);
+        if (table.width > 0) table.width = std::max(table.width, longest + kLeast) - longest;
+        return table;
+    }
+
     std::size_t countLeft() const {
         return static_cast<std::size_t>(std::count_if(
             servers_.begin(), servers_.end(), [&](const client::Listed& each) { return !state_.isDone(each.name); }));
@@ -165,11 +175,12 @@ class Run {
 
     bool ask(const client::Listed& listed, broker::ObjectManager& manager,
              const std::function<std::string()>& refusal) {
-        const Finding finding = survey_.ask([&](const Question& question) {
+        const auto put = [&](const Question& question) {
             Answer answer = question.ask(manager);
             answer.refusal = refusal();
             return answer;
-        });
+        };
+        const Finding finding = survey_.ask(put, table_);
         if (!finding.refusal.empty()) {
             say(listed.name, finding.refusal);
             return false;
@@ -215,6 +226,7 @@ class Run {
     const RemoteOptions& remote_;
     const Survey& survey_;
     const std::vector<client::Listed> servers_;
+    const TableOptions table_;
     SurveyState state_;
     StatusLine status_;
     std::size_t next_ = 0;
@@ -224,17 +236,16 @@ class Run {
 
 Survey surveyOf(const Question& question, const Settings& settings) {
     const Row head = columnsOf(question);
-    const auto ask = [question, head, settings](const Ask& put) -> Finding {
+    const auto ask = [question, head, format = settings.format](const Ask& put, TableOptions table) -> Finding {
         const Answer answer = put(question);
         Finding finding;
         (answer.status == CMPI_RC_OK || answer.existing ? finding.note : finding.refusal) =
             explanation(answer, question);
-        TableOptions table = settings.table;
         table.inFull = table.inFull || question.inFull;
-        if (isSeparated(settings.format))
+        if (isSeparated(format))
             finding.rows = rowsBelow(head, answer);
         else
-            finding.text = formatted(answer, settings.format, table);
+            finding.text = formatted(answer, format, table);
         return finding;
     };
     return {"", head, ask};
@@ -243,15 +254,15 @@ Survey surveyOf(const Question& question, const Settings& settings) {
 Survey surveyOfTree(const Settings& settings) {
     Inventory slotAlone;
     slotAlone.slots.emplace_back();
-    const auto ask = [settings](const Ask& put) -> Finding {
+    const auto ask = [format = settings.format](const Ask& put, const TableOptions& table) -> Finding {
         const Inventory inventory = takeInventory(put);
         Finding finding;
         finding.refusal = explanation({inventory.status, {}, std::nullopt, inventory.refusal}, inventory.subject);
-        if (isSeparated(settings.format)) {
+        if (isSeparated(format)) {
             finding.rows = rowsOf(treeRecords(inventory));
             if (!finding.rows.empty()) finding.rows.erase(finding.rows.begin());
         } else {
-            finding.text = formatted(inventory, settings.format, settings.table);
+            finding.text = formatted(inventory, format, table);
         }
         return finding;
     };

@@ -22,7 +22,7 @@ struct Finding {
 struct Survey {
     std::string question;  // the same text for the same question, for its state
     Row head;              // of csv and tsv
-    std::function<Finding(const Ask&)> ask;
+    std::function<Finding(const Ask&, const TableOptions&)> ask;
 };
 
 Survey surveyOf(const Question& question, const Settings& settings);

@@ -70,6 +70,7 @@ Transfer::Transfer(Server server, const Access& access, Budget* budget)
     set(CURLOPT_PROXY, "");
     set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L);  // who is given up while his name is looked up keeps nobody else waiting
     set(CURLOPT_TCP_KEEPALIVE, 1L);
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(access_.connectTimeout.count()));
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(access_.answerTimeout.count()));

@@ -219,6 +219,10 @@ class Lists(Case):
             rows = list(csv.DictReader(io.StringIO(self.ask("slots", "--format", form).out), delimiter=delimiter))
             self.assertEqual([(row["Server"], row["SlotDesignation"]) for row in rows], [(url, 'A, "B"'), (url, "C")])
 
+    def test_lines_are_as_wide_as_they_may_be_with_their_server(self):
+        for line in self.ask("tree", "--width", "70").out.splitlines():
+            self.assertLessEqual(len(line), 70)
+
     def test_columns_are_those_of_the_question(self):
         """Whatever the first server to answer has."""
         for command, wanted in ((("slots",), "ConnectorTypeText"), (("names", "slots"), "SystemName"),
