@@ -1,20 +1,25 @@
 #ifndef PCIINFO_CIMHOST_ARGUMENTS_H
 #define PCIINFO_CIMHOST_ARGUMENTS_H
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "broker/broker.h"
 #include "cimhost/command.h"
 #include "cimhost/question.h"
 #include "cimhost/selection.h"
+#include "cimhost/suggestion.h"
 #ifdef CIMHOST_SERVE
 #include "cimhost/remote.h"
 #include "cimhost/survey.h"
@@ -62,6 +67,29 @@ auto checked(const std::string& name, Work work) {
 
 /** Takes whole decimal numbers of that range; any other value is an error that says "is no" `what`. */
 CLI::Validator numberIn(std::uint64_t least, std::uint64_t most, const std::string& what);
+
+/** Words and what they stand for. */
+template <typename Meaning>
+using Words = std::vector<std::pair<std::string, Meaning>>;
+
+/** Adds an option that takes one of the words and sets `target` to what it stands for. */
+template <typename Meaning>
+void addChoice(CLI::App& app, const std::string& name, const Words<Meaning>& words, Meaning& target,
+               const std::string& description) {
+    std::vector<std::string> names;
+    for (const auto& [word, meaning] : words) names.push_back(word);
+    const auto problem = [names](const std::string& value) -> std::string {
+        if (std::find(names.begin(), names.end(), value) != names.end()) return "";
+        return fmt::format("{} is none of {}{}", value, fmt::join(names, ", "), didYouMean(value, names));
+    };
+    const auto take = [&target, words](const std::string& value) {
+        for (const auto& [word, meaning] : words)
+            if (word == value) target = meaning;
+    };
+    app.add_option_function<std::string>(name, take, description)
+        ->type_name(fmt::format("{}", fmt::join(names, "|")))
+        ->check(CLI::Validator(problem, ""));
+}
 
 /** Whether it is a value of --color. */
 bool isColor(const std::string& name);

@@ -7,6 +7,7 @@
 #include "cimhost/arguments.h"
 #include "cimhost/shortforms.h"
 #ifdef CIMHOST_SERVE
+#include "cimhost/picture.h"
 #include "cimhost/serve.h"
 #endif
 
@@ -208,6 +209,37 @@ void addTree(CLI::App& app, Request& request) {
 }
 
 #ifdef CIMHOST_SERVE
+enum class PictureFormat { svg, dot };
+
+std::string pictureOf(const Inventory& inventory, PictureFormat format, bool inFull) {
+    if (format == PictureFormat::dot) return dotText(inventory);
+    return svgText(layOut(inventory, kPictureWidth, inFull));
+}
+
+/** Its formats are not those of the other commands, so it has an option --format of its own. */
+void addDraw(CLI::App& app, Request& request) {
+    const auto format = std::make_shared<PictureFormat>(PictureFormat::svg);
+    CLI::App* command = app.add_subcommand("draw", "What sits in which slot as a picture (SVG), or for Graphviz");
+    addChoice<PictureFormat>(*command, "--format", {{"dot", PictureFormat::dot}, {"svg", PictureFormat::svg}}, *format,
+                             "svg, the default: a picture for browsers and documents; dot: a graph for Graphviz");
+    command->footer(
+        "The picture has the board, its slots with designation, width and usage, the functions in each, and those on "
+        "the board by bus; pointing at something shows its properties. With --all every function has a row of its "
+        "own.\n\n"
+        "Examples:\n"
+        "  cimhost draw --host dell-r910 > r910.svg\n"
+        "  cimhost draw --format dot --host dell-r910 | dot -Tpdf > r910.pdf");
+    command->callback([&app, &request, format] {
+        if (app.get_option("--format")->count() > 0)
+            throw CLI::ValidationError("--format", "draw writes svg or dot, named after the command");
+        request.run = [format](const Settings& settings) {
+            return runInventory(settings, "draw", [&](const Inventory& inventory) {
+                return pictureOf(inventory, *format, settings.table.inFull);
+            });
+        };
+    });
+}
+
 constexpr std::uint64_t kLastPort = 65535;
 
 void addServe(CLI::App& app, Request& request) {
@@ -240,6 +272,9 @@ void addServe(CLI::App& app, Request& request) {
 void addCommands(CLI::App& app, Request& request) {
     for (const Command& command : kShortForms) addCommand(app, request, command);
     addTree(app, request);
+#ifdef CIMHOST_SERVE
+    addDraw(app, request);
+#endif
     for (const Command& command : kCommands) addCommand(app, request, command);
     addRun(app, request, "samples", "The sample machines, for --host", "there are no sample machines in mof",
            listSamples, withExamples("  cimhost samples\n  cimhost tree --host dell-t440\n"));

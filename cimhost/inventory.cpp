@@ -14,13 +14,27 @@ namespace cimhost {
 
 namespace {
 
+/** Whether it says nothing of the object: every object of the host has that key. */
+bool saysNothing(const std::string& property) {
+    return property == "SystemCreationClassName" || property == "SystemName" || property == "CreationClassName";
+}
+
+PropertyTexts propertiesOf(const broker::Instance& instance) {
+    PropertyTexts texts;
+    for (const broker::Property& property : instance.properties)
+        if (!property.value.null && !saysNothing(property.name))
+            texts.emplace_back(property.name, explainedText(instance, property));
+    return texts;
+}
+
 Function functionOf(const broker::Instance& instance) {
     return {shortLocation(textOf(instance, "DeviceID")),
             instance.path.className,
             hexPairOf(instance, "VendorID", "PciDeviceID", 4),
             hexPairOf(instance, "ClassCode", "Subclass", 2),
             textOf(instance, "Description"),
-            instance.path};
+            instance.path,
+            propertiesOf(instance)};
 }
 
 /** A device number; 0 where there is none, as the provider leaves that out. */
@@ -52,7 +66,9 @@ Slot slotOf(const broker::Instance& instance) {
             textOf(instance, "SlotDesignation"),
             slotWordOf(instance, "CurrentUsage"),
             slotWordOf(instance, "MaxDataWidth"),
-            {}};
+            {},
+            slotWordOf(instance, "ConnectorType"),
+            propertiesOf(instance)};
 }
 
 }  // namespace
@@ -71,6 +87,7 @@ Inventory takeInventory(const Ask& ask) {
     };
     const Instances boards = instancesOf("QELTA_SystemBoard");
     inventory.host = boards.empty() ? kNothing : textOf(boards.front(), "SystemName");
+    if (!boards.empty()) inventory.board = propertiesOf(boards.front());
     Instances functions = instancesOf("QELTA_PCIDevice");
     const Instances bridges = instancesOf("QELTA_PCIBridge");
     functions.insert(functions.end(), bridges.begin(), bridges.end());

@@ -3,7 +3,6 @@
 #include "cimhost/arguments.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <charconv>
@@ -12,15 +11,10 @@
 #include <utility>
 
 #include "cimhost/places.h"
-#include "cimhost/suggestion.h"
 
 namespace cimhost {
 
 namespace {
-
-/** Words and what they stand for. */
-template <typename Meaning>
-using Words = std::vector<std::pair<std::string, Meaning>>;
 
 const Words<Format> kFormats = {{"csv", Format::csv}, {"json", Format::json},   {"jsonl", Format::jsonl},
                                 {"mof", Format::mof}, {"table", Format::table}, {"tsv", Format::tsv}};
@@ -34,25 +28,6 @@ Words<broker::Manners> mannersWords() {
 }
 
 constexpr std::uint64_t kWidest = std::numeric_limits<std::size_t>::max();
-
-/** Adds an option that takes one of the words and sets `target` to what it stands for. */
-template <typename Meaning>
-void addChoice(CLI::App& app, const std::string& name, const Words<Meaning>& words, Meaning& target,
-               const std::string& description) {
-    std::vector<std::string> names;
-    for (const auto& [word, meaning] : words) names.push_back(word);
-    const auto problem = [names](const std::string& value) -> std::string {
-        if (std::find(names.begin(), names.end(), value) != names.end()) return "";
-        return fmt::format("{} is none of {}{}", value, fmt::join(names, ", "), didYouMean(value, names));
-    };
-    const auto take = [&target, words](const std::string& value) {
-        for (const auto& [word, meaning] : words)
-            if (word == value) target = meaning;
-    };
-    app.add_option_function<std::string>(name, take, description)
-        ->type_name(fmt::format("{}", fmt::join(names, "|")))
-        ->check(CLI::Validator(problem, ""));
-}
 
 }  // namespace
 
@@ -75,9 +50,12 @@ bool isColor(const std::string& name) {
 }
 
 bool isOfUse(const CLI::Option& option, const CLI::App& command) {
-    if (option.get_group() == kRemoteOptions) return command.get_name() != "samples" && command.get_name() != "serve";
-    if (command.get_name() != "samples" || option.get_group() != kGeneralOptions) return true;
-    return option.check_lname("format") || option.check_lname("width");
+    const std::string& name = command.get_name();
+    if (option.get_group() == kRemoteOptions) return name != "samples" && name != "serve";
+    if (option.get_group() != kGeneralOptions) return true;
+    if (name == "samples") return option.check_lname("format") || option.check_lname("width");
+    const bool isOfTexts = option.check_lname("format") || option.check_lname("width") || option.check_lname("color");
+    return name != "draw" || !isOfTexts;
 }
 
 void addGeneralOptions(CLI::App& app, Settings& settings) {

@@ -83,6 +83,12 @@ std::optional<broker::Value> codeText(const std::string& className, const broker
     return broker::Value::array(CMPI_string, texts);
 }
 
+std::string explainedText(const broker::Instance& instance, const broker::Property& property) {
+    const auto text = codeText(instance.path.className, property);
+    const std::string value = broker::toString(property.value);
+    return text && !text->null ? fmt::format("{} ({})", value, broker::toString(*text)) : value;
+}
+
 std::optional<std::uint64_t> numberOf(const broker::Instance& instance, const std::string& name) {
     const broker::Value* value = valueOf(instance, name);
     if (!value) return std::nullopt;

@@ -24,6 +24,9 @@ std::string cellText(const broker::Value& value);
  */
 std::optional<broker::Value> codeText(const std::string& className, const broker::Property& property);
 
+/** A property's value, and what its codes stand for: "4 (In Use)". */
+std::string explainedText(const broker::Instance& instance, const broker::Property& property);
+
 // --- an instance's properties in short form; kNothing where a property is absent, null or of another kind ---
 
 /** The number in a property, or in the first element of an array. */

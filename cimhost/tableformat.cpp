@@ -139,13 +139,6 @@ std::string otherKeys(const broker::ObjectPath& path, const std::vector<std::siz
     return text;
 }
 
-/** A property's value, and what its codes stand for: "4 (In Use)". */
-std::string explained(const broker::Instance& instance, const broker::Property& property) {
-    const auto text = codeText(instance.path.className, property);
-    const std::string value = broker::toString(property.value);
-    return text && !text->null ? fmt::format("{} ({})", value, broker::toString(*text)) : value;
-}
-
 /** "1" for the first key of the instance's path, empty for a property that is not a key. */
 std::string keyPosition(const broker::Instance& instance, const broker::Property& property) {
     const broker::Value* key = instance.path.key(property.name);
@@ -211,7 +204,7 @@ class Tables {
                         options_.charset);
         for (const broker::Property& property : instance.properties)
             table.add({property.name, broker::typeName(property.value.type), keyPosition(instance, property),
-                       explained(instance, property)});
+                       explainedText(instance, property)});
         leaveOut(table, "a wider terminal");
         return title(instance.path) + drawn(table, Overflow::wrap);
     }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cimhost/formats.h"
@@ -15,6 +16,9 @@ namespace cimhost {
 
 // --- what sits where: inventory.cpp ---
 
+/** Names of properties and their values as they are shown, codes with their texts. */
+using PropertyTexts = std::vector<std::pair<std::string, std::string>>;
+
 /** One PCI function, its properties as they are shown. Functions of different PCI domains may have one location. */
 struct Function {
     std::string location;  // "00:1f.3"
@@ -23,6 +27,7 @@ struct Function {
     std::string classCode;     // base class and subclass, "06:01"
     std::string description;
     broker::ObjectPath path;
+    PropertyTexts properties = {};  // all but the keys that each object of the host has
 };
 
 using Functions = std::vector<Function>;
@@ -33,11 +38,14 @@ struct Slot {
     std::string usage;
     std::string width;
     Functions functions;
+    std::string type = {};
+    PropertyTexts properties = {};  // as a function's
 };
 
 /** What sits where. Functions are in the order of their locations, slots in that of the provider. */
 struct Inventory {
     std::string host;
+    PropertyTexts board = {};  // its properties, as a function's
     Functions onBoard;
     std::vector<Slot> slots;
     Functions elsewhere;            // those whose device number no slot has, though not above all of them
@@ -59,6 +67,9 @@ constexpr unsigned kReadingsOfInventory = 3;  // of the SMBIOS table: for device
 Inventory takeInventory(const Ask& ask);
 
 // --- how it is written: treejson.cpp, tree.cpp ---
+
+/** What stands in place of the slots where there are none: a BMC that keeps silent is no error to the provider. */
+std::string reasonForNoSlots(CMPIrc status);
 
 /** The tree in that format, as the functions below have it; there is none in MOF. */
 std::string formatted(const Inventory& inventory, Format format, const TableOptions& options);

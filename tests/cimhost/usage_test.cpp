@@ -16,9 +16,9 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-const Arguments kCommands = {"slots",      "devices",         "bridges", "board",       "tree",
-                             "enumerate",  "names",           "get",     "associators", "associator-names",
-                             "references", "reference-names", "samples", "serve"};
+const Arguments kCommands = {
+    "slots",       "devices",          "bridges",    "board",           "tree",    "draw", "enumerate", "names", "get",
+    "associators", "associator-names", "references", "reference-names", "samples", "serve"};
 
 /** A command line's words; those that have blanks stand in single quotes. */
 Arguments wordsOf(const std::string& line) {
@@ -319,6 +319,7 @@ TEST(Completion, KnowsAllThatTheHelpShows) {
 TEST(Completion, OfValuesFollowsTheOption) {
     EXPECT_THAT(completed({"tree", "--format", ""}), testing::IsSupersetOf({"table", "json"}));
     EXPECT_THAT(completed({"tree", "--format=j"}), testing::Contains("--format=json"));
+    EXPECT_THAT(completed({"draw", "--format", ""}), testing::ElementsAre("dot", "svg"));
     EXPECT_THAT(completed({"--host", "dell-t"}), testing::ElementsAre("dell-t440", "<directories>"));
     EXPECT_THAT(completed({"--host=dell-t"}), testing::ElementsAre("--host=dell-t440"))
         << "the shell has no part in it";
