@@ -213,7 +213,7 @@ enum class PictureFormat { svg, dot };
 
 std::string pictureOf(const Inventory& inventory, PictureFormat format, bool inFull) {
     if (format == PictureFormat::dot) return dotText(inventory);
-    return svgText(layOut(inventory, kPictureWidth, inFull));
+    return svgText(layOut(inventory, {kPictureWidth, inFull}));
 }
 
 /** Its formats are not those of the other commands, so it has an option --format of its own. */

@@ -73,11 +73,12 @@ class Graph {
         const std::string label =
             fmt::format("{}  {}  {}  {}", number, nameOf(slot), printable(slot.width), printable(slot.usage));
         const char* const width = slot.usage == "in use" ? ", penwidth=2" : "";
-        addFunctions(board, node(label, tooltipOf(slot), width), slot.functions);
+        addFunctions(board, node(label, tooltipOf(slot), width), shown_.include(slot) ? Functions() : slot.functions);
     }
 
     std::string text_;
     std::size_t nodes_ = 0;
+    ShownNumbers shown_;
 };
 
 }  // namespace

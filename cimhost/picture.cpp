@@ -5,9 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "cimhost/columns.h"
@@ -219,8 +217,12 @@ Box functionsBox(const std::string& title, const Functions& functions, const Chi
 /** Lays a machine out from top to bottom. */
 class Layout {
  public:
-    Layout(const Inventory& inventory, int width, bool inFull)
-        : inventory_(inventory), width_(width), inFull_(inFull), columns_(width < 700 ? 1 : 2) {}
+    Layout(const Inventory& inventory, const PictureOptions& options)
+        : inventory_(inventory),
+          namesHost_(options.namesHost),
+          width_(options.width),
+          inFull_(options.inFull),
+          columns_(options.width < 700 ? 1 : 2) {}
 
     Picture picture() {
         Box whole{{0, 0, width_, 0}, "ground"};
@@ -244,8 +246,11 @@ class Layout {
     int room() const { return width_ - 2 * kMargin; }
 
     int addHead(Box& whole, int y) const {
-        whole.labels.push_back(label(kMargin, y, fitted(printable(inventory_.host), kHostFont, room()), kHostFont));
-        y += 38;
+        if (namesHost_) {
+            const std::string name = fitted(printable(inventory_.host), kHostFont, room());
+            whole.labels.push_back(label(kMargin, y, name, kHostFont));
+            y += 38;
+        }
         for (const std::string& line : fittedLines(printable(pictureSummary(inventory_)), kTextFont, room(), 3)) {
             whole.labels.push_back(label(kMargin, y, line, kTextFont));
             y += kLine;
@@ -312,15 +317,16 @@ class Layout {
 
     std::vector<Box> slots() const {
         std::vector<Box> boxes;
-        std::set<std::uint64_t> numbers;
+        ShownNumbers numbers;
         for (const Slot& slot : inventory_.slots) {
-            const bool shown = slot.number && !numbers.insert(*slot.number).second;
+            const bool shown = numbers.include(slot);
             boxes.push_back(slotBox(slot, columnWidth(inside(), slotColumns()), inFull_, shown));
         }
         return boxes;
     }
 
     const Inventory& inventory_;
+    const bool namesHost_;
     const int width_;
     const bool inFull_;
     const std::size_t columns_;
@@ -328,8 +334,8 @@ class Layout {
 
 }  // namespace
 
-Picture layOut(const Inventory& inventory, int width, bool inFull) {
-    return Layout(inventory, width, inFull).picture();
+Picture layOut(const Inventory& inventory, const PictureOptions& options) {
+    return Layout(inventory, options).picture();
 }
 
 }  // namespace cimhost

@@ -1,6 +1,8 @@
 #ifndef PCIINFO_CIMHOST_PICTURE_H
 #define PCIINFO_CIMHOST_PICTURE_H
 
+#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,15 +48,21 @@ struct Picture {
     Box whole;
 };
 
-constexpr int kPictureWidth = 1000;  // for a page or a screen
+constexpr int kPictureWidth = 1000;  // pixels, for a page or a screen
 constexpr int kNarrowWidth = 400;    // for a phone
+
+struct PictureOptions {
+    int width = kPictureWidth;
+    bool inFull = false;    // every function has a row of its own
+    bool namesHost = true;  // false: the host's name stands beside the picture
+};
 
 /**
  * The host; below it the board with a box for each slot, in their order, and one for each bus with functions on it; the
  * functions as chips in the colour of their kind, in groups as groupsOf() has them. A legend has the kinds that there
  * are. The same inventory gives the same picture.
  */
-Picture layOut(const Inventory& inventory, int width = kPictureWidth, bool inFull = false);
+Picture layOut(const Inventory& inventory, const PictureOptions& options = {});
 
 /** The style sheet of all pictures: light, and dark where the viewer prefers that. */
 std::string pictureStyle();
@@ -89,6 +97,16 @@ struct Bus {
 
 /** In the order of the functions, which is that of their locations: each bus once. */
 std::vector<Bus> busesOf(const Functions& functions);
+
+/** The numbers of slots whose functions were shown: slots with one number have the same functions. */
+class ShownNumbers {
+ public:
+    /** Whether a slot before this one had its number. */
+    bool include(const Slot& slot) { return slot.number && !numbers_.insert(*slot.number).second; }
+
+ private:
+    std::set<std::uint64_t> numbers_;
+};
 
 /** "3 slots, 1 in use; 9 functions", and what went wrong. */
 std::string pictureSummary(const Inventory& inventory);

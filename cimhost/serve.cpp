@@ -17,6 +17,8 @@
 #include <string>
 #include <system_error>
 
+#include "cimhost/page.h"
+#include "cimhost/readings.h"
 #include "cimhost/shortforms.h"
 #include "mof/embedded.h"
 #include "wbem/address.h"
@@ -89,27 +91,46 @@ std::string logLine(const wbem::HttpRequest& request, const std::string& summary
                        cut(printable(summary), kLogColumns), milliseconds);
 }
 
-wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, Session& session, const Tracer& log) {
-    return [&responder, &session, log](const wbem::HttpRequest& request) {
+wbem::HttpServer::Handler answerBy(const wbem::Responder& responder, Readings& readings, Session& session,
+                                   const Tracer& log) {
+    return [&responder, &readings, &session, log](const wbem::HttpRequest& request) {
         const auto began = std::chrono::steady_clock::now();
-        wbem::HttpResponse response = responder.answer(request);
+        wbem::HttpResponse response = concernsPage(request) ? answerPage(request, readings) : responder.answer(request);
         session.traceRefusals();
         if (log) log(logLine(request, response.summary, std::chrono::steady_clock::now() - began));
         return response;
     };
 }
 
+/** What the page shows. Throws where the provider does, or where the server ends meanwhile. */
+Reading takeReading(Session& session, const Readings::Unwanted& unwanted) {
+    Reading reading;
+    reading.inventory = takeInventory([&](const Question& question) {
+        if (unwanted()) throw std::runtime_error("the server ends");
+        return session.askBeside(question);
+    });
+    reading.trouble = session.bmc().failure().value_or("");
+    return reading;
+}
+
 void serveUntilSignal(Session& session, const Settings& settings, const ServeOptions& options) {
     const EndSignals signals;
     const wbem::Operations operations(session.manager(), schema::declared(), kNamespace);
     const wbem::Responder responder(operations, options.http.address);
-    wbem::HttpServer server(options.http, answerBy(responder, session, makeTracer(options.log || settings.trace)));
+    Readings readings([&session](const Readings::Unwanted& unwanted) { return takeReading(session, unwanted); });
+    wbem::HttpServer server(options.http,
+                            answerBy(responder, readings, session, makeTracer(options.log || settings.trace)));
     announce(server);
     divertStdout(settings.trace);
     signals.wait();
-    if (server.finish(kPatience)) return;
+    readings.finish(std::chrono::seconds(0));  // which is told first, as a reading has several requests
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    const auto left = [&] {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    };
+    if (server.finish(kPatience) && readings.finish(left())) return;
     server.abandon();
-    if (server.finish(kRest)) return;
+    if (server.finish(kRest) && readings.finish(left() + kRest)) return;
     complain(fmt::format("requests are still under way after {} s", (kPatience + kRest).count()));
     std::_Exit(kErrorStatus);  // their threads cannot be ended
 }

@@ -117,6 +117,12 @@ Answer Session::ask(const Question& question) {
     return answer;
 }
 
+Answer Session::askBeside(const Question& question) {
+    Answer answer = answerOf(question, broker_);
+    traceRefusals();
+    return answer;
+}
+
 void Session::traceRefusals() {
     for (const std::string& complaint : broker_.takeComplaints()) trace("refused: " + complaint);
 }

@@ -43,6 +43,9 @@ class Session {
      */
     Answer ask(const Question& question);
 
+    /** The same beside other requests: what the provider writes to standard output is left alone. From any thread. */
+    Answer askBeside(const Question& question);
+
     /** How the provider gets on with the BMC. */
     const BmcWatch& bmc() const { return bmc_; }
 

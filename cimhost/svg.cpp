@@ -1,4 +1,4 @@
-// Pictures as SVG. Tests: tests/cimhost/picture_test.cpp, drawcommand_test.cpp, tests/page/page_test.py.
+// Pictures as SVG. Tests: tests/cimhost/picture_test.cpp, drawcommand_test.cpp, tests/e2e/page.py.
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
 // How wide texts are in pictures, without a font at hand. Tests: tests/cimhost/picture_test.cpp,
-// tests/page/page_test.py.
+// tests/e2e/page.py.
 
 #include "cimhost/textmetric.h"
 

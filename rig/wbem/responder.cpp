@@ -81,12 +81,7 @@ std::string unescaped(const std::string& text) {
 // --- what has to hold before the body is looked at ---
 
 void checkTarget(const HttpRequest& request) {
-    std::string path = request.target;
-    if (const auto scheme = path.find("://"); scheme != std::string::npos && path.front() != '/') {
-        const auto slash = path.find('/', scheme + 3);
-        path = slash == std::string::npos ? "/" : path.substr(slash);
-    }
-    if (path != kPath) throw httpError(404, std::string("CIM operations are served at ") + kPath);
+    if (pathOf(request) != kPath) throw httpError(404, std::string("CIM operations are served at ") + kPath);
 }
 
 /** What the names of CIM headers begin with: nothing, or for M-POST the number of the extension ("73-"). */
@@ -275,6 +270,14 @@ HttpResponse unavailable(const HttpRequest& request) {
 }
 
 }  // namespace
+
+std::string pathOf(const HttpRequest& request) {
+    const std::string& target = request.target;
+    const auto scheme = target.find("://");
+    if (scheme == std::string::npos || target.front() == '/') return target;
+    const auto slash = target.find('/', scheme + 3);
+    return slash == std::string::npos ? "/" : target.substr(slash);
+}
 
 HttpResponse Responder::answer(const HttpRequest& request) const {
     try {

@@ -30,6 +30,9 @@ struct HttpRequest {
     std::function<bool()> abandoned = {};
 };
 
+/** The path of its target, which may be absolute. */
+std::string pathOf(const HttpRequest& request);
+
 struct HttpResponse {
     unsigned status = 200;
     Headers headers;

@@ -115,7 +115,7 @@ std::vector<Case> pictures() {
         for (const int width : {cimhost::kPictureWidth, cimhost::kNarrowWidth})
             for (const bool inFull : {false, true})
                 cases.push_back({fmt::format("{}, {} wide, in full: {}", name, width, inFull),
-                                 cimhost::layOut(inventory, width, inFull)});
+                                 cimhost::layOut(inventory, {width, inFull})});
     return cases;
 }
 
@@ -180,7 +180,7 @@ TEST(PictureLayout, EveryFunctionHasAChipAndEverySlotABoxInItsOrder) {
     std::size_t functions = 150 + 3;
     for (const Slot& each : inventory.slots) functions += each.functions.size();
     for (const int width : {cimhost::kPictureWidth, cimhost::kNarrowWidth}) {
-        const Picture picture = cimhost::layOut(inventory, width);
+        const Picture picture = cimhost::layOut(inventory, {width});
         std::size_t chips = 0;
         for (const Box& box : boxesOf(picture, "chip")) chips += box.labels.size();  // those of the legend have none
         EXPECT_EQ(chips, functions);
@@ -332,7 +332,7 @@ TEST(Svg, HasNoScriptsAndRefersToNothing) {
 }
 
 TEST(Svg, TextsOfTheMachineAreTexts) {
-    const pugi::xml_document document = parsed(cimhost::layOut(forged(), 4000));
+    const pugi::xml_document document = parsed(cimhost::layOut(forged(), {4000}));
     std::vector<std::string> texts;
     const auto take = [&](pugi::xml_node node) {
         if (node.name() == std::string("text")) texts.push_back(wbem::textOf(node));
