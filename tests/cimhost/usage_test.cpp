@@ -284,9 +284,8 @@ TEST(Help, ExamplesWork) {
         for (const std::string& line : cimhost::lines(runCimhost({command, "--help"}).out)) {
             if (inExamples && line.rfind("  cimhost ", 0) == 0) {
                 // What a shell does with the output is not tried.
-                const std::string arguments = line.substr(10, line.find_first_of("|>") - 11);
-                const bool isWhole = line.find_first_of("|>") == std::string::npos;
-                const Outcome run = runCimhost(wordsOf(isWhole ? line.substr(10) : arguments));
+                const std::size_t end = std::min(line.find_first_of("|>"), line.size() + 1) - 1;
+                const Outcome run = runCimhost(wordsOf(line.substr(10, end - 10)));
                 EXPECT_EQ(run.exitCode, 0) << line << '\n' << run.err;
                 EXPECT_THAT(run.out, Not(HasSubstr(" 0 instances"))) << line;
             }
