@@ -76,10 +76,17 @@ class Page {
         setText(element, text);
     }
 
+    void addButton() {
+        const bool wasTried = state_.last || !state_.failure.empty();
+        setText(at("again"), state_.underWay ? "Reading\u2026" : wasTried ? "Read again" : "Read it");
+        if (state_.underWay) wbem::addAttribute(at("again"), "disabled", "disabled");
+    }
+
     void addState() {
         pugi::xml_node state = at("state");
-        setText(at("again"), state_.last || !state_.failure.empty() || state_.underWay ? "Read again" : "Read it");
-        if (!state_.last) return setText(state, "It has not been read yet.");
+        addButton();
+        if (!state_.last)
+            return setText(state, state_.underWay ? "Nothing was read so far." : "It has not been read yet.");
         const std::int64_t age = secondsOf(Readings::Clock::now() - state_.last->end);
         const auto append = [&](const std::string& text) {
             if (!state.append_child(pugi::node_pcdata).set_value(text.c_str())) throw std::bad_alloc();
@@ -110,7 +117,7 @@ class Page {
         if (!state_.last) return;
         const Inventory& inventory = state_.last->inventory;
         if (inventory.status != CMPI_RC_OK) note(explanation({inventory.status, {}}, inventory.subject));
-        if (inventory.slots.empty() && !state_.last->trouble.empty()) note(state_.last->trouble);
+        if (inventory.slots.empty() && !state_.last->trouble.empty()) note("BMC: " + state_.last->trouble + ".");
     }
 
     void addPictures(const Inventory& inventory) {

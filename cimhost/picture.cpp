@@ -294,7 +294,8 @@ class Layout {
             box.labels.push_back(label(x, end, fitted(title, kSectionFont, inside()), kSectionFont));
             end += 26;
         };
-        addTitle("System board: " + counted(inventory_.slots.size(), "slot"));
+        addTitle(inventory_.slots.empty() ? "System board"
+                                          : "System board: " + counted(inventory_.slots.size(), "slot"));
         end = addInColumns(box, slots(), slotColumns(), x, end);
         if (!inventory_.slots.empty()) end += 18;
         addTitle("On the board itself: " + counted(inventory_.onBoard.size(), "function"));

@@ -180,6 +180,7 @@ TEST_F(SlowMachine, IsReadOnceForAllWhoAskMeanwhileAndThePageSaysSo) {
         const wbem::HttpResponse response = each.get();
         EXPECT_EQ(headerOf(response, "Refresh"), "2");
         EXPECT_THAT(textAt(response.body, "notes"), HasSubstr("It is being read, for "));
+        EXPECT_EQ(textAt(response.body, "again"), "Reading\u2026");
     }
     EXPECT_EQ(answerPage(button(), readings).status, 303U);
     EXPECT_EQ(count, 1);
@@ -233,11 +234,11 @@ TEST(PageOf, AMachineWithoutSlotsOrWithAnErrorSaysWhy) {
         made.inventory.host = "host";
         made.inventory.status = CMPI_RC_ERR_FAILED;
         made.inventory.subject = "QELTA_PCIDevice";
-        made.trouble = "the BMC is silent";
+        made.trouble = "it is silent";
         return made;
     });
     const std::string page = answerPage(request("GET", "/"), readings).body;
-    EXPECT_EQ(textAt(page, "notes"), "QELTA_PCIDevice: the provider answered CMPI_RC_ERR_FAILED.the BMC is silent");
+    EXPECT_EQ(textAt(page, "notes"), "QELTA_PCIDevice: the provider answered CMPI_RC_ERR_FAILED.BMC: it is silent.");
     EXPECT_THAT(textAt(page, "picture"), HasSubstr("no slots"));
 }
 
