@@ -43,6 +43,7 @@ OTHERS = (
     ("associators", "16:01.0", "--assoc-class", "DeviceInSlot"), ("associators", "5", "--result-role", "Antecedent"),
     ("references", "board"), ("enumerate", "QELTA_Unknown"),
 )
+PICTURES = [(("draw",), form) for form in ("svg", "dot")]
 
 
 class Same(unittest.TestCase):
@@ -63,18 +64,18 @@ class Same(unittest.TestCase):
 
     def test_commands_in_all_formats(self):
         self.compare("standard", [(command, form) for command in COMMANDS for form in FORMATS
-                                  if (command, form) != (("tree",), "mof")])
+                                  if (command, form) != (("tree",), "mof")] + PICTURES)
 
     def test_other_questions(self):
         self.compare("standard", [(question, "table") for question in OTHERS])
 
     def test_sfcb(self):
-        self.compare("sfcb", [(question, "jsonl") for question in COMMANDS + OTHERS])
+        self.compare("sfcb", [(question, "jsonl") for question in COMMANDS + OTHERS] + PICTURES)
 
     def test_openpegasus(self):
         """Each association class is asked for there: a function leads to its slot, too."""
         other = [question for question in OTHERS if question == ("associators", "00:1f.0")]
-        self.compare("pegasus", [(question, "jsonl") for question in COMMANDS + OTHERS], other)
+        self.compare("pegasus", [(question, "jsonl") for question in COMMANDS + OTHERS] + PICTURES, other)
 
     def test_a_tree_takes_three_readings(self):
         with tempfile.TemporaryFile("w+") as log:
