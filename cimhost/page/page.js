@@ -5,10 +5,10 @@
   const texts = rows.map((row) => Array.from(row.cells, (cell) => cell.textContent).join(" ").toLowerCase());
   const filter = byId("filter");
   const apply = () => {
-    const words = filter.value.toLowerCase().split(/\s+/);
+    const parts = filter.value.toLowerCase().split(",").map((part) => part.trim());
     let shown = 0;
     rows.forEach((row, i) => {
-      row.hidden = !words.every((word) => texts[i].includes(word));
+      row.hidden = !parts.every((part) => texts[i].includes(part));
       if (!row.hidden) ++shown;
     });
     byId("shown").textContent = shown === rows.length ? `${shown} rows` : `${shown} of ${rows.length} rows`;
