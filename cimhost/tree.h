@@ -38,7 +38,7 @@ struct Slot {
     std::string usage;
     std::string width;
     Functions functions;
-    std::string type = {};
+    std::string type = {};  // of the connector
     PropertyTexts properties = {};  // as a function's
 };
 

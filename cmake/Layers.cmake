@@ -2,7 +2,7 @@
 # headers, those of the folders after it in its list, and cmpi, which is under both. It sees no others: its include path
 # is a directory of links to these. The test Layers reads the lists here, and holds every #include and README.md to them.
 set(PCIINFO_PRODUCT_LAYERS provider pci board slots ipmi utils)
-set(PCIINFO_RIG_LAYERS cimhost rig/client rig/wbem rig/mof rig/emulator rig/broker rig/cim)
+set(PCIINFO_RIG_LAYERS exporter cimhost rig/client rig/wbem rig/mof rig/emulator rig/broker rig/cim)
 
 # pciinfo_links(DIRECTORY FOLDER...): makes DIRECTORY anew, with a link to each folder.
 function(pciinfo_links directory)

@@ -58,6 +58,11 @@ Headers headersOf(const RawHead& head) {
     return headers;
 }
 
+MHD_Result takeArgument(void* arguments, MHD_ValueKind, const char* name, const char* value) {
+    static_cast<Headers*>(arguments)->emplace_back(name, value != nullptr ? value : "");
+    return MHD_YES;
+}
+
 int socketOf(MHD_Connection* connection) {
     return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
 }
@@ -178,6 +183,7 @@ struct HttpServer::State {
         HttpRequest& request = arrival.request;
         request.method = head.begin;
         request.target = url;
+        MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, takeArgument, &request.arguments);
         request.client = clientOf(connection);
         request.headers = headersOf(head);
         // Chunks may end with line feeds alone, as the library has it. Where they end is of no account where nothing

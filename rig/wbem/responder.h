@@ -12,12 +12,12 @@
 
 namespace wbem {
 
-/** Header names are as they were sent; their letter case does not count. */
+/** Names and values. Header names are as they were sent; their letter case does not count. */
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 struct HttpRequest {
     std::string method;  // "POST", "M-POST"
-    std::string target;  // "/cimom", or absolute: "http://host:5988/cimom"
+    std::string target;  // "/cimom", or absolute: "http://host:5988/cimom"; without the query
     Headers headers;
     std::string body;
     std::optional<ProtocolError>
@@ -28,6 +28,7 @@ struct HttpRequest {
      * each object; on the thread that answers. Empty: somebody waits.
      */
     std::function<bool()> abandoned = {};
+    Headers arguments = {};  // of the target's query, decoded, in the order in which they came
 };
 
 /** The path of its target, which may be absolute. */
