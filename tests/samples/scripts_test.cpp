@@ -257,7 +257,7 @@ TEST(Scripts, EveryOneExplainsItself) {
 }
 
 TEST(Scripts, RefuseWhatTheyDoNotKnow) {
-    for (const char* script : {"/demo", "/setup", "/test", "/test-vm", "/../.ci/run"}) {
+    for (const char* script : {"/demo", "/demo-fleet", "/setup", "/test", "/test-vm", "/../.ci/run"}) {
         const reference::Ran ran = reference::run({std::string(PCIINFO_SCRIPTS) + script, "--fast"});
         EXPECT_EQ(ran.exitStatus, 2) << script;
         EXPECT_THAT(ran.output, HasSubstr("--help")) << script;

@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""The program pciinfo-exporter: its options, its configuration, its signals."""
+
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
+import monitoring  # noqa: E402
+import wbem  # noqa: E402
+
+GOOD = "modules:\n  default: {scheme: http}\n"
+BAD = "modules:\n  default: {scheme: htp}\n"
+
+
+def run(*arguments):
+    done = subprocess.run([os.environ["PCIINFO_EXPORTER"], *arguments], capture_output=True, text=True,
+                          timeout=wbem.TIME_LIMIT, check=False)
+    return done.returncode, done.stdout, done.stderr
+
+
+class Program(unittest.TestCase):
+    def setUp(self):
+        self.root = self.enterContext(tempfile.TemporaryDirectory())
+        self.config = os.path.join(self.root, "config.yml")
+
+    def write(self, text):
+        with open(self.config, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def test_checks_its_configuration(self):
+        self.write(GOOD)
+        self.assertEqual(run("--check-config", "--config", self.config),
+                         (0, "", f"{self.config}: nothing is wrong, modules: 1\n"))
+        self.write(BAD)
+        self.assertEqual(run("--check-config", "--config", self.config),
+                         (1, "", f"pciinfo-exporter: {self.config}:2: scheme has to be http or https\n"))
+        self.assertEqual(run("--config", "/no/such")[0], 1)
+
+    def test_takes_the_configuration_that_is_shipped(self):
+        shipped = os.path.join(os.environ["PCIINFO_SOURCE"], "packaging", "exporter", "config.yml")
+        self.assertEqual(run("--check-config", "--config", shipped)[0], 0)
+
+    def test_explains_itself_and_refuses_the_rest(self):
+        code, out, _ = run("--help")
+        self.assertEqual(code, 0)
+        for option in ("--config", "--check-config", "--listen", "--host-name", "--version"):
+            self.assertIn(option, out)
+        self.assertRegex(run("--version")[1], r"^pciinfo-exporter \d+\.\d+\.\d+\n$")
+        self.assertEqual(run("--no-such")[0], 2)
+        self.write(GOOD)
+        for place in ("x", ":1", "127.0.0.1:", "127.0.0.1:x", "127.0.0.1:65536"):
+            code, _, err = run("--config", self.config, "--listen", place)
+            self.assertEqual((code, err), (1, f"pciinfo-exporter: {place} is no ADDRESS:PORT\n"), place)
+
+    def test_asks_reads_its_configuration_again_and_ends(self):
+        self.write(GOOD)
+        log = os.path.join(self.root, "log")
+        command = [os.environ["PCIINFO_EXPORTER"], "--config", self.config, "--listen", "127.0.0.1:0"]
+
+        def said(pattern):
+            with open(log, encoding="utf-8") as lines:
+                return re.search(pattern, lines.read())
+
+        with wbem.serving(wbem.sample("dell-t440")) as url, monitoring.running(command, log) as process:
+            place = monitoring.until("it listens", lambda: said(r"Listening on (\S+)\n"))[1]
+            target = url.removeprefix("http://")
+            page = monitoring.fetch(f"{place}/probe?target={target}")
+            self.assertIn("\npciinfo_up 1\n", page)
+            self.assertIn('\npciinfo_host_info{name="t440.example"} 1\n', page)
+            self.assertIn("pciinfo-exporter", monitoring.fetch(place))
+
+            self.write(BAD)
+            process.send_signal(signal.SIGHUP)
+            monitoring.until("the bad file is told of",
+                             lambda: said(r":2: scheme has to be http or https; the configuration stays as it was\n"))
+            self.assertIn("config_last_reload_successful 0\n", monitoring.fetch(f"{place}/metrics"))
+            self.assertIn("\npciinfo_up 1\n", monitoring.fetch(f"{place}/probe?target={target}"))
+
+            self.write("modules:\n  other: {scheme: http}\n")
+            process.send_signal(signal.SIGHUP)
+            monitoring.until("the good file is told of", lambda: said(r"config\.yml read, modules: 1\n"))
+            self.assertIn("\npciinfo_up 1\n", monitoring.fetch(f"{place}/probe?target={target}&module=other"))
+
+            process.terminate()
+            self.assertEqual(process.wait(wbem.TIME_LIMIT), 0)
+
+    def test_ends_although_a_probe_is_under_way(self):
+        self.write(GOOD)
+        log = os.path.join(self.root, "log")
+        command = [os.environ["PCIINFO_EXPORTER"], "--config", self.config, "--listen", "127.0.0.1:0"]
+        with monitoring.socket.create_server(("127.0.0.1", 0)) as silent, monitoring.running(command, log) as process:
+            def listening():
+                with open(log, encoding="utf-8") as lines:
+                    return re.search(r"Listening on (\S+)\n", lines.read())
+            place = monitoring.until("it listens", listening)[1]
+            request = monitoring.urllib.request.Request(f"{place}/probe?target=127.0.0.1:{silent.getsockname()[1]}",
+                                                        headers={"X-Prometheus-Scrape-Timeout-Seconds": "0.4"})
+            with monitoring.urllib.request.urlopen(request, timeout=30) as response:
+                page = response.read().decode()
+            self.assertIn("\npciinfo_probe_pending 1\n", page)
+            self.assertNotIn("pciinfo_up", page)
+            process.terminate()
+            self.assertEqual(process.wait(20), 0)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
