@@ -1,5 +1,6 @@
-# What `cmake --install` puts where, in two components: `provider`, what an object manager needs, and `tools`, the
-# command line with its emulated host and the sample machines. Included last, when every target is known.
+# What `cmake --install` puts where, in three components: `provider`, what an object manager needs; `tools`, the command
+# line with its emulated host and the sample machines; and `exporter`, for Prometheus. Included last, when every target is
+# known.
 #
 # Installed files find one another by relative paths, so a tree that was moved or unpacked elsewhere works.
 include(GNUInstallDirs)
@@ -58,3 +59,20 @@ get_target_property(sample_names samples PCIINFO_SAMPLE_NAMES)
 foreach(name ${sample_names})
   install(DIRECTORY ${CMAKE_BINARY_DIR}/samples/${name} DESTINATION ${share_dir}/samples COMPONENT tools)
 endforeach()
+
+if(NOT CIMHOST_SERVE)
+  return()
+endif()
+set(PCIINFO_UNIT_DIR lib/systemd/system CACHE STRING
+    "Where systemd looks for units, below the installation prefix or absolute")
+configure_file(packaging/exporter/pciinfo-exporter.service.in packaging/pciinfo-exporter.service @ONLY)
+install(TARGETS pciinfo-exporter RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT exporter)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/packaging/pciinfo-exporter.service
+  DESTINATION ${PCIINFO_UNIT_DIR} COMPONENT exporter)
+install(FILES packaging/exporter/config.yml DESTINATION ${CMAKE_INSTALL_SYSCONFDIR}/pciinfo-exporter COMPONENT exporter)
+install(FILES
+  packaging/exporter/pciinfo-dashboard.json
+  packaging/exporter/pciinfo-rules.yml
+  packaging/exporter/prometheus.yml
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/pciinfo-exporter COMPONENT exporter)
+install(FILES packaging/man/pciinfo-exporter.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT exporter)
