@@ -17,9 +17,9 @@ Outcome takeInventory(const cimhost::Ask& ask) {
         return answer;
     });
     if (inventory.status != CMPI_RC_OK)
-        return Failure{"cim_status", fmt::format("{}: {}", inventory.subject, broker::statusName(inventory.status))};
+        return Failure{"cim-status", fmt::format("{}: {}", inventory.subject, broker::statusName(inventory.status))};
     if (inventory.functionCount > kMostFunctions || inventory.slots.size() > kMostSlots)
-        return Failure{"too_large",
+        return Failure{"too-large",
                        fmt::format("{} functions and {} slots", inventory.functionCount, inventory.slots.size())};
     return Probed{std::move(inventory), std::move(requests)};
 }

@@ -38,13 +38,13 @@ using Outcome = std::variant<Probed, Failure>;
 /** Asks the object manager at "host:port" as the module says. Called from several threads at once. */
 using Probe = std::function<Outcome(const std::string& target, const Module& module)>;
 
-// What is told of one host at most. One with more is a failure ("too_large"): its answer is not a real machine's.
+// What is told of one host at most. One with more is a failure ("too-large"): its answer is not a real machine's.
 constexpr std::size_t kMostFunctions = 4096;
 constexpr std::size_t kMostSlots = 1024;
 
 /**
  * Asks for what sits where, and takes the time of each request. An answer with an error status is a Failure
- * ("cim_status"), even where others brought something: what is missing in it would look as if it were gone.
+ * ("cim-status"), even where others brought something: what is missing in it would look as if it were gone.
  */
 Outcome takeInventory(const cimhost::Ask& ask);
 

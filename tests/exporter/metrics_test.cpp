@@ -156,12 +156,12 @@ TEST(TakenInventory, HasTheRequestsWithTheirTimes) {
 
 TEST(TakenInventory, IsAFailureWhereAnyRequestFails) {
     const Outcome outcome = exporter::takeInventory(answering(2, "QELTA_PCIBridge"));
-    EXPECT_EQ(std::get<Failure>(outcome).reason, "cim_status");
+    EXPECT_EQ(std::get<Failure>(outcome).reason, "cim-status");
     EXPECT_THAT(std::get<Failure>(outcome).message, StartsWith("QELTA_PCIBridge: CMPI_RC_ERR_FAILED"));
 }
 
 TEST(TakenInventory, IsAFailureWhereItIsNoRealMachines) {
-    EXPECT_EQ(std::get<Failure>(exporter::takeInventory(answering(exporter::kMostSlots + 1))).reason, "too_large");
+    EXPECT_EQ(std::get<Failure>(exporter::takeInventory(answering(exporter::kMostSlots + 1))).reason, "too-large");
     EXPECT_TRUE(std::holds_alternative<exporter::Probed>(exporter::takeInventory(answering(exporter::kMostSlots))));
 }
 
