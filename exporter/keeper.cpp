@@ -115,7 +115,7 @@ Keeper::EntryPtr Keeper::takeWaiting() {
     const auto found = std::find_if(waiting_.begin(), waiting_.end(),
                                     [&](const EntryPtr& entry) { return busy_.count(entry->key.second) == 0; });
     if (found == waiting_.end()) return nullptr;
-    const EntryPtr entry = *found;
+    EntryPtr entry = *found;
     waiting_.erase(found);
     busy_.insert(entry->key.second);
     entry->state = State::probing;
