@@ -70,6 +70,11 @@ def told_functions(samples):
              labels["place"], labels.get("slot")) for labels, _ in samples}
 
 
+def told_slots(samples):
+    return {(labels["name"], labels["slot"], labels["designation"], labels["width"], labels["usage"])
+            for labels, _ in samples}
+
+
 class MonitoredFleet(unittest.TestCase):
     def setUp(self):
         self.root = self.enterContext(tempfile.TemporaryDirectory())
@@ -83,32 +88,41 @@ class MonitoredFleet(unittest.TestCase):
         self.prometheus = self.enterContext(
             monitoring.prometheus(self.exporter, list(self.place.values()), self.root))
 
+    def assert_comes(self, ask, expected):
+        """On a busy machine a scrape may fail, and its series are gone until the next one."""
+        answers = []
+
+        def same():
+            answers.append(ask())
+            return answers[-1] == expected
+        try:
+            monitoring.until("the answer expected", same, limit=30)
+        except AssertionError:
+            self.assertEqual(answers[-1], expected)
+
     def test_answers_of_prometheus_are_those_of_the_hosts(self):
         query = self.prometheus.query
         monitoring.until("all targets have an answer", lambda: len(query("pciinfo_up")) == len(self.hosts))
         gone = [self.place[host] for host in self.hosts[-GONE:]]
+        silent = [self.place[host] for host in self.answering if host.condition in fleet.WITHOUT_SLOTS]
+        functions = {each for host in self.answering for each in functions_of(host)}
         with self.subTest("which answer"):
-            self.assertEqual({labels["instance"]: value for labels, value in query("pciinfo_up")},
-                             {place: 0 if place in gone else 1 for place in self.place.values()})
+            self.assert_comes(lambda: {labels["instance"]: value for labels, value in query("pciinfo_up")},
+                              {place: 0 if place in gone else 1 for place in self.place.values()})
         with self.subTest("in which hosts and slots is an Ethernet controller of vendor 8086h"):
-            found = told_functions(query(monitoring.ETHERNET_OF_INTEL))
-            have = {each for host in self.answering for each in functions_of(host)
-                    if each[2].startswith("8086:") and each[3] == "0200"}
-            self.assertEqual(found, have)
-            self.assertEqual(len(found), 2 * len(self.answering))
-            self.assertEqual({name for name, *_, place, slot in found if place == "slot" and slot},
+            have = {each for each in functions if each[2].startswith("8086:") and each[3] == "0200"}
+            self.assertEqual(len(have), 2 * len(self.answering))
+            self.assertEqual({name for name, *_, place, slot in have if place == "slot" and slot},
                              {host.name for host in self.answering if host.condition not in fleet.WITHOUT_SLOTS})
+            self.assert_comes(lambda: told_functions(query(monitoring.ETHERNET_OF_INTEL)), have)
         with self.subTest("everything else"):
-            everything = "* on (job, instance) group_left (name) pciinfo_host_info"
-            self.assertEqual(told_functions(query("pciinfo_function_info " + everything)),
-                             {each for host in self.answering for each in functions_of(host)})
-            self.assertEqual({(labels["name"], labels["slot"], labels["designation"], labels["width"], labels["usage"])
-                              for labels, _ in query("pciinfo_slot_info " + everything)},
-                             {each for host in self.answering for each in slots_of(host)})
+            named = "* on (job, instance) group_left (name) pciinfo_host_info"
+            self.assert_comes(lambda: told_functions(query("pciinfo_function_info " + named)), functions)
+            self.assert_comes(lambda: told_slots(query("pciinfo_slot_info " + named)),
+                              {each for host in self.answering for each in slots_of(host)})
         with self.subTest("whose BMC is silent"):
-            silent = [self.place[host] for host in self.answering if host.condition in fleet.WITHOUT_SLOTS]
-            self.assertEqual(sorted(labels["instance"] for labels, _ in query("pciinfo_bmc_silent_ratio == 1")),
-                             sorted(silent))
+            self.assert_comes(lambda: sorted(labels["instance"] for labels, _ in query("pciinfo_bmc_silent_ratio == 1")),
+                              sorted(silent))
         with self.subTest("nothing that was shipped is refused"):
             self.check_dashboard()
             self.check_metrics()
