@@ -6,9 +6,7 @@ Usage: demo_fleet.py [--keep]
 
 import argparse
 import contextlib
-import shutil
 import signal
-import subprocess
 import tempfile
 import textwrap
 
@@ -64,10 +62,6 @@ def show_state(server):
     print(table(rows))
 
 
-def wait_for_signal():
-    signal.sigwait({signal.SIGINT, signal.SIGTERM})
-
-
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--keep", action="store_true")
@@ -98,7 +92,7 @@ def main():
             print(f"\nAsk more at {server.url}/graph, see the rules at {server.url}/rules; Ctrl-C ends everything.",
                   flush=True)
             with contextlib.suppress(KeyboardInterrupt):
-                wait_for_signal()
+                signal.pause()
     print("\nEverything that was started has ended.")
 
 

@@ -1,15 +1,18 @@
 #!/usr/bin/env python3
 """The program pciinfo-exporter: its options, its configuration, its signals."""
 
+import base64
 import os
 import re
 import signal
+import ssl
 import subprocess
 import sys
 import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
+import badserver  # noqa: E402
 import monitoring  # noqa: E402
 import wbem  # noqa: E402
 
@@ -88,6 +91,34 @@ class Program(unittest.TestCase):
 
             process.terminate()
             self.assertEqual(process.wait(wbem.TIME_LIMIT), 0)
+
+    def test_asks_by_tls_with_credentials_as_its_modules_say(self):
+        def answer(head, _):
+            wanted = "Authorization: Basic " + base64.b64encode(b"operator:secret").decode()
+            if wanted in head.split("\r\n"):
+                return badserver.http(badserver.slots("A"))
+            return badserver.http(b"", "401 Unauthorized", ['WWW-Authenticate: Basic realm="cim"'])
+
+        authority = badserver.Certificates(self.root)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(authority.server("good", "IP:127.0.0.1"))
+        netrc = os.path.join(self.root, "netrc")
+        with open(netrc, "w", encoding="utf-8") as file:
+            file.write("machine 127.0.0.1 login operator password secret\n")
+        config = f"""
+modules:
+  default: {{}}
+  nobody: {{ca_file: {authority.file}}}
+  operator: {{ca_file: {authority.file}, netrc_file: {netrc}}}
+  blind: {{insecure: true, netrc_file: {netrc}}}
+"""
+        with badserver.Server(badserver.answering(answer), context) as server, \
+                monitoring.exporter(config, self.root) as place:
+            for module, expected in (("default", 'failure_info{reason="tls"} 1'),
+                                     ("nobody", 'failure_info{reason="credentials"} 1'),
+                                     ("operator", "pciinfo_up 1"), ("blind", "pciinfo_up 1")):
+                url = f"http://{place}/probe?target=127.0.0.1:{server.port}&module={module}"
+                self.assertIn(expected, monitoring.fetch(url), module)
 
     def test_ends_although_a_probe_is_under_way(self):
         self.write(GOOD)
