@@ -38,7 +38,7 @@ struct Slot {
     std::string usage;
     std::string width;
     Functions functions;
-    std::string type = {};  // of the connector
+    std::string type = {};
     PropertyTexts properties = {};  // as a function's
 };
 
