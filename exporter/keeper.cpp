@@ -30,7 +30,9 @@ Keeper::Answer Keeper::get(const std::string& moduleName, const std::shared_ptr<
     if (isYoung(*entry, *module, Clock::now())) return answer(Kind::kept);
     const unsigned before = entry->ended;
     enqueue(entry, module);
-    entry->changed.wait_until(lock, deadline, [&] { return stopped_ || entry->ended != before; });
+    const bool isFarBack = entry->state == State::waiting && waiting_.size() > limits_.probes;
+    entry->changed.wait_until(lock, isFarBack ? Clock::now() : deadline,
+                              [&] { return stopped_ || entry->ended != before; });
     if (entry->ended != before) return answer(Kind::fresh);
     return answer(entry->text ? Kind::stale : stopped_ ? Kind::refused : Kind::pending);
 }

@@ -72,8 +72,9 @@ class Keeper {
 
     /**
      * The answer of a target, which is asked unless one is kept that is young enough; that is waited for, until the
-     * deadline. A probe that takes longer goes on for the next scrape. A failure is an answer, too. Refused: there is
-     * no room, as all targets that are kept are being probed, or the keeper has stopped.
+     * deadline, unless more probes wait than can be under way: there are scrapes of a whole fleet behind that. A probe
+     * that takes longer goes on for the next scrape. A failure is an answer, too. Refused: there is no room, as all
+     * targets that are kept are being probed, or the keeper has stopped.
      */
     Answer get(const std::string& moduleName, const std::shared_ptr<const Module>& module, const std::string& target,
                Clock::time_point deadline);

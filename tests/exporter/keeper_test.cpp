@@ -212,6 +212,17 @@ TEST_F(Kept, ProbesAreSoManyAtATime) {
     for (int i = 0; i < 20; ++i) EXPECT_EQ(probes.asked("h" + std::to_string(i) + ":1"), 1U);
 }
 
+TEST_F(Kept, ScrapeDoesNotWaitBehindMoreProbesThanThereArePlaces) {
+    start({100, 1U << 30U, 2});
+    probes.hold();
+    for (const char* target : {"a:1", "b:1", "c:1", "d:1"}) get(target, Milliseconds(0));
+    ASSERT_TRUE(probes.waitForRunning(2));
+    EXPECT_EQ(get("e:1", std::chrono::hours(1)).kind, Kind::pending);
+    probes.release();
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(get("e:1").kind, Kind::kept);
+}
+
 TEST_F(Kept, LeastScrapedTargetIsDroppedForANewOne) {
     start({2, 1U << 30U, 2});
     for (const char* target : {"a:1", "b:1", "a:1", "c:1"}) get(target);
@@ -260,7 +271,7 @@ TEST_F(Kept, WaitsEndWithIt) {
 }
 
 TEST_F(Kept, ManyScrapersOfFewPlacesAllGetAnAnswer) {
-    start({10, 1U << 30U, 4});
+    start({10, 1U << 30U, 8});
     std::vector<std::thread> scrapers;
     std::atomic<unsigned> odd{0};
     for (int i = 0; i < 8; ++i)
