@@ -1,0 +1,82 @@
+"""The table: rows under headings, each with its goal, if it has one, and whether it is met. 100 columns."""
+
+import json
+import sys
+
+
+def text_of(value, unit):
+    """A number in three digits or so: 3.55 ms, 1.44 M, 331."""
+    if value is None or isinstance(value, str):
+        return value or ""
+    if unit == "s":
+        for limit, name, factor in ((1e-3, "us", 1e6), (1, "ms", 1e3), (float("inf"), "s", 1)):
+            if abs(value) < limit:
+                return f"{digits(value * factor)} {name}"
+    if unit == "B" and abs(value) >= 1024:
+        return f"{digits(value / 1024)} KiB" if abs(value) < 1 << 20 else f"{digits(value / (1 << 20))} MiB"
+    if unit == "" and abs(value) >= 100_000:
+        return f"{digits(value / 1e3)} k" if abs(value) < 1e7 else f"{digits(value / 1e6)} M"
+    return f"{digits(value)}{' ' + unit if unit else ''}"
+
+
+def digits(value):
+    if isinstance(value, int):
+        return f"{value:,}"
+    return f"{value:,.0f}" if abs(value) >= 100 else f"{value:.1f}" if abs(value) >= 10 else f"{value:.2f}"
+
+
+class Report:
+    """Rows as they come, on the standard output; all of them in the end, as JSON, for who wants to compare runs."""
+
+    def __init__(self):
+        self.rows, self.missing = [], []
+
+    def section(self, title, ours="ours", peer="peer", ratio="ratio"):
+        print(f"\n{title}\n  {'':<50}{ours:>12}{peer:>12}{ratio:>8}  goal", flush=True)
+        self.title = title
+
+    def row(self, what, ours=None, peer=None, ratio=None, unit="s", most=None):
+        """`most`: the goal, the highest ratio that meets it; without a peer, the highest value of our own."""
+        value = ratio if ratio is not None else ours
+        met = None if most is None else value <= most
+        shown = "" if ratio is None else digits(float(ratio))
+        goal = "" if most is None else f"<= {text_of(most, '' if ratio is not None else unit):<9}{'met' if met else 'NOT MET'}"
+        print(f"  {what:<50}{text_of(ours, unit):>12}{text_of(peer, unit):>12}{shown:>8}  {goal}".rstrip(), flush=True)
+        self.rows.append({"section": self.title, "what": what, "ours": ours, "peer": peer, "ratio": ratio, "unit": unit,
+                          "goal": most, "met": met})
+
+    def compare(self, what, pair, most=None):
+        self.row(what, pair.ours, pair.peers, pair.ratio, most=most)
+
+    def table(self, title, header, widths, rows):
+        """A section with columns of its own; text to the left, numbers to the right."""
+        def line(cells):
+            return "  " + "".join(f"{cell:<{width}}" if isinstance(cell, str) else f"{text_of(cell, ''):>{width}}"
+                                  for cell, width in zip(cells, widths)).rstrip()
+        print(f"\n{title}\n  " + "".join(f"{cell:<{width}}" if column == 0 else f"{cell:>{width}}"
+                                          for column, (cell, width) in enumerate(zip(header, widths))), flush=True)
+        for row in rows:
+            print(line(row), flush=True)
+            self.rows.append({"section": title, **dict(zip(header, row))})
+
+    def not_measured(self, what, why):
+        print(f"  {what}: not measured, {why}", flush=True)
+        self.missing.append(what)
+
+    def goals(self):
+        judged = [row for row in self.rows if row.get("goal") is not None]
+        met = [row for row in judged if row["met"]]
+        print(f"\nGoals: {len(met)} of {len(judged)} met" + "".join(f"; {what} not measured" for what in self.missing))
+        for row in judged:
+            if not row["met"]:
+                value = row["ratio"] if row["ratio"] is not None else row["ours"]
+                unit = "" if row["ratio"] is not None else row["unit"]
+                print(f"  NOT MET  {row['section'].split(':')[0]}: {row['what']}: {text_of(float(value), unit)}, not "
+                      f"{text_of(float(row['goal']), unit)}")
+
+    def save(self, path):
+        path.write_text(json.dumps({"rows": self.rows, "missing": self.missing}, indent=1), encoding="utf-8")
+
+
+if __name__ == "__main__":
+    sys.exit("scripts/bench measures")
