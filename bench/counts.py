@@ -109,7 +109,7 @@ def growth(report, place, sizes):
     found.reverse()
     slopes = [(b - a) / (larger.functions - smaller.functions)
               for a, b, smaller, larger in zip(found, found[1:], machines, machines[1:])]
-    report.section("Growth: instructions of each further function, beside the first row's", "ours", "first", "ratio")
+    report.section("Growth: instructions of each further function, beside the first row's", "ours", "first", "ratio", "growth")
     for slope, smaller, larger in zip(slopes, machines, machines[1:]):
         report.row(f"from {smaller.functions:,} to {larger.functions:,} functions, {smaller.names} names", round(slope),
                    round(slopes[0]), slope / slopes[0], "", most=1.1)
@@ -122,7 +122,7 @@ def memory(report, place, sizes):
     found = in_parallel([(measure.json_of, machine.around(place.request("--memory"))) for machine in machines])
     extra = [told["peak"] - needed for told in found]
     report.section("Peak memory of the provider beyond both catalogues and 64 KiB: heap, without the broker's objects",
-                   "ours", "catalogues", "")
+                   "ours", "catalogues", "", "peak memory")
     at_1500 = None
     for machine, beyond in zip(machines, extra):
         small = 1000 <= machine.functions <= 1500

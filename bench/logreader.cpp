@@ -18,7 +18,7 @@ int listenAt(const char* path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (std::strlen(path) >= sizeof address.sun_path) return -1;
-    std::strcpy(address.sun_path, path);
+    std::memcpy(address.sun_path, path, std::strlen(path) + 1);
     unlink(path);
     const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
     return bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? log : -1;

@@ -30,10 +30,12 @@ class Report:
 
     def __init__(self):
         self.rows, self.missing = [], []
+        self.title = ""
 
-    def section(self, title, ours="ours", peer="peer", ratio="ratio"):
+    def section(self, title, ours="ours", peer="peer", ratio="ratio", short=None):
+        """`short`: the title in the list of goals that are not met."""
         print(f"\n{title}\n  {'':<50}{ours:>12}{peer:>12}{ratio:>8}  goal", flush=True)
-        self.title = title
+        self.title = short or title
 
     def row(self, what, ours=None, peer=None, ratio=None, unit="s", most=None):
         """`most`: the goal, the highest ratio that meets it; without a peer, the highest value of our own."""
@@ -71,7 +73,7 @@ class Report:
             if not row["met"]:
                 value = row["ratio"] if row["ratio"] is not None else row["ours"]
                 unit = "" if row["ratio"] is not None else row["unit"]
-                print(f"  NOT MET  {row['section'].split(':')[0]}: {row['what']}: {text_of(float(value), unit)}, not "
+                print(f"  NOT MET  {row['section']}, {row['what'].strip()}: {text_of(float(value), unit)}, not "
                       f"{text_of(float(row['goal']), unit)}")
 
     def save(self, path):

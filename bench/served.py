@@ -44,7 +44,7 @@ def served(report, place, quick):
     emulated = {"LD_PRELOAD": str(place.build / "lib/libemulatedhost.so"), "EMULATED_HOST": host}
     with server(place, host) as port:
         report.section(f"cimhost serve --host {SAMPLE}, get: seconds beside the provider's own on the same host", "served",
-                       "own")
+                       "own", short="cimhost serve")
         for class_name, key, value, goal in GETS:
             file = place.folder / class_name
             file.write_bytes(http_request(class_name, key, value))

@@ -357,7 +357,7 @@ template <typename Interface>
 Interface* factory(void* library, const char* name) {
     using Factory = Interface* (*)(const CMPIBroker*, const CMPIContext*, CMPIStatus*);
     const auto create = reinterpret_cast<Factory>(dlsym(library, name));
-    if (create == nullptr) throw std::runtime_error(dlerror());
+    if (create == nullptr) throw std::runtime_error(std::string("no factory ") + name);
     CMPIStatus status = kOk;
     return create(&theBroker(), theContext(), &status);
 }
@@ -366,7 +366,7 @@ Interface* factory(void* library, const char* name) {
 
 ThinBroker::ThinBroker(const std::string& library) {
     void* handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) throw std::runtime_error(dlerror());
+    if (handle == nullptr) throw std::runtime_error("cannot load " + library);
     instances_ = factory<CMPIInstanceMI>(handle, "PCIInfoProvider_Create_InstanceMI");
     associations_ = factory<CMPIAssociationMI>(handle, "PCIInfoProvider_Create_AssociationMI");
     servingUpcalls = instances_;

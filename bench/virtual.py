@@ -10,7 +10,7 @@ GOAL = 0.01
 
 def transfer(report, printed):
     report.section("A transfer in a virtual machine, kernel's driver and a BMC behind it: beside a bare loop", "request",
-                   "bare loop", "share")
+                   "bare loop", "share", "virtual machine")
     bits, found = None, 0
     for line in printed.read_text(encoding="utf-8").splitlines() if printed.exists() else ():
         heading, row = BITS.search(line), ROW.search(line)
