@@ -64,6 +64,8 @@ def per_operation(report, place, functions, quick):
                  ("operation", "objects", "instr.", "allocs", "broker", "system", "opens", "exch.", "lines"),
                  (40, 8, 9, 8, 8, 8, 7, 6, 7), rows)
     told = dict(zip((what for what, _, _ in asked), found))
+    print("  searches of the catalogues by the first and by the floor: "
+          f"{told['enumerate PCIDevice']['searches']}, {told['the floor of a scan']['searches']}")
     same_objects(place, machine, told)
     same_files(told["enumerate PCIDevice"]["system"], told["the floor of a scan"]["system"])
 

@@ -1,5 +1,5 @@
-// The floor under a scan: system calls and searches, and what is needed to know which. bench/selfcheck.py holds its
-// counts to the provider's.
+// The floor under a scan: system calls and searches, and what is needed to know which. bench/counts.py holds its
+// files to the provider's.
 #include "bench/floor.h"
 
 #include <fcntl.h>
@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "bench/platform.h"
 
@@ -52,12 +53,12 @@ class Names {
  public:
     Names() : vendors_(text("/etc/vmware/pci.xml")), classes_(text("/etc/vmware/pci.classlist")) {}
 
-    void searchId(Seen& seen, const char* key, unsigned id) {
+    void searchId(Seen& seen, const std::string& key, unsigned id) {
         if (seen[id]) return;
         seen.set(id);
-        std::array<char, 24> wanted{};
-        std::snprintf(wanted.data(), wanted.size(), "%s=\"%04x\"", key, id);
-        const char* entry = std::strstr(vendors_.get(), wanted.data());
+        std::array<char, 8> digits{};
+        std::snprintf(digits.data(), digits.size(), "\"%04x\"", id);
+        const char* entry = find(key, digits.data());
         if (entry == nullptr) return;
         const char* begin = std::strstr(entry, "<name>");
         if (begin != nullptr) found_ = std::strstr(begin, "</name>");
@@ -71,10 +72,20 @@ class Names {
         const char* place = std::strstr(classes_.get(), key.data());
         if (place != nullptr) found_ = std::strstr(place, digits.data());
     }
-    void searchVendor(unsigned id) { searchId(seenVendors_, "vendor id", id); }
-    void searchDevice(unsigned id) { searchId(seenDevices_, "device id", id); }
+    void searchVendor(unsigned id) { searchId(seenVendors_, "vendor id=", id); }
+    void searchDevice(unsigned id) { searchId(seenDevices_, "device id=", id); }
 
  private:
+    /** By the number, which is rarer than the key in front of it. */
+    const char* find(const std::string& key, const char* digits) const {
+        const char* place = std::strstr(vendors_.get(), digits);
+        for (; place != nullptr; place = std::strstr(place + 1, digits)) {
+            const char* begin = place - key.size();
+            if (begin >= vendors_.get() && std::memcmp(begin, key.data(), key.size()) == 0) return place;
+        }
+        return nullptr;
+    }
+
     std::unique_ptr<char[]> vendors_;
     std::unique_ptr<char[]> classes_;
     Seen seenVendors_;

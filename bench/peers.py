@@ -62,7 +62,7 @@ def within(report, place, scales, title, peer, against, goal=None, options=(), r
         with machine.in_place():
             pair, found = measure.in_process(place.pairs(against, rounds(scale), *options))
         if against == "floor":
-            agree(found, "exchanges", "lines", "searches")
+            agree(found, "exchanges", "lines")
         if against == "lines":
             agree(found, "lines")
         report.compare(title_of(machine), pair, goal if judged(machine) else None)

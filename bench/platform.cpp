@@ -1,4 +1,5 @@
-// The C library's functions that stand in front of its own ones in a measuring program. bench/selfcheck.py holds them.
+// The C library's functions that stand in front of its own ones in a measuring program. bench/counts.py holds their
+// counts.
 #include "bench/platform.h"
 
 #include <dlfcn.h>

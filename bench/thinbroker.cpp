@@ -1,4 +1,5 @@
-// The object manager that requests are measured under. bench/selfcheck.py holds its answers to those of the rig's.
+// The object manager that requests are measured under. bench/counts.py compares its
+// answers with those of the rig's.
 #include "bench/thinbroker.h"
 
 #include <dlfcn.h>
