@@ -1,5 +1,5 @@
-// The floor under a scan: system calls and searches, and what is needed to know which. bench/counts.py holds its
-// files to the provider's.
+// The floor under a scan: system calls and searches, and what is needed to know which. bench/counts.py holds its files
+// to the provider's.
 #include "bench/floor.h"
 
 #include <fcntl.h>

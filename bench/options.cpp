@@ -15,7 +15,8 @@ constexpr char kUsage[] =
     "options: --library FILE --table FILE [--operation NAME] [--class NAME] [--key NAME=VALUE] [--assoc-class NAME]\n"
     "         [--result-class NAME] [--log dropped|sent] [--times N] [--memory] [--against floor|lines|libpci]\n"
     "operations: enumerate (default), enumerate-names, get, associators, associator-names, references,\n"
-    "         reference-names; floor, a scan without objects; transfer, the bare exchanges of one";
+    "         reference-names; scan, the product's without objects; floor, what it cannot do without; transfer, its "
+    "bare exchanges";
 
 Question::Kind kindOf(const std::string& name) {
     using Kind = Question::Kind;
@@ -29,6 +30,7 @@ Question::Kind kindOf(const std::string& name) {
         {"floor", Kind::enumerate},
         {"reference-names", Kind::referenceNames},
         {"transfer", Kind::enumerate},
+        {"scan", Kind::enumerate},
     };
     const auto found = kKinds.find(name);
     if (found == kKinds.end()) throw std::runtime_error(kUsage);

@@ -14,6 +14,7 @@ extern "C" {
 
 #include "bench/floor.h"
 #include "bench/options.h"
+#include "pci/pcidevinfo.h"
 
 namespace {
 
@@ -106,6 +107,7 @@ int measure(const bench::Options& options) {
     const bench::Counts our = bench::counts();
     const std::vector<bench::LogCall> calls = bench::takeRecorded();
     bench::setLog(options.log);
+    if (options.operation == "scan") request = [] { const tPCIInfo::TPciDevInfo scan("QELTA_PCIDevice"); };
     if (options.operation == "floor") {
         request = [&] {
             bench::floorScan();

@@ -72,7 +72,9 @@ def dropped(report, place, scales):
     against_lspci(report, place, scales)
     within(report, place, scales, "The same, in one process: beside libpci doing what lspci does, but for the writing",
            "libpci", "libpci")
-    within(report, place, scales, "The same: beside the floor, the bare exchanges, files and searches", "floor", "floor",
+    within(report, place, scales, "The scan alone, names looked up, no objects: beside libpci", "libpci", "libpci",
+           options=("--operation", "scan"))
+    within(report, place, scales, "The request again: beside the floor, the bare exchanges, files and searches", "floor", "floor",
            OF_FLOOR, short="floor, log lines dropped")
 
 

@@ -1,5 +1,5 @@
-// The C library's functions that stand in front of its own ones in a measuring program. bench/counts.py holds their
-// counts.
+// The C library's functions that stand in front of its own ones in a measuring program. bench/counts.py uses what they
+// count.
 #include "bench/platform.h"
 
 #include <dlfcn.h>

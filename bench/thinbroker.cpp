@@ -1,52 +1,18 @@
-// The object manager that requests are measured under. bench/counts.py compares its
-// answers with those of the rig's.
+// The object manager that requests are measured under. bench/counts.py compares its answers with those of the rig's.
 #include "bench/thinbroker.h"
 
 #include <dlfcn.h>
 #include <strings.h>
-#include <sys/mman.h>
 
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
+#include "bench/arena.h"
+
 namespace bench {
 
 namespace {
-
-/** Memory of one thread's requests: address space that is taken once, its pages as they are first used. */
-class Arena {
- public:
-    void* take(std::size_t size) {
-        if (begin_ == nullptr) reserve();
-        char* place = next_;
-        next_ += (size + 15) & ~std::size_t{15};
-        if (next_ > begin_ + kSize) throw std::bad_alloc();
-        return place;
-    }
-    char* copy(const char* text) {
-        const std::size_t size = std::strlen(text) + 1;
-        return static_cast<char*>(std::memcpy(take(size), text, size));
-    }
-    char* mark() const { return next_; }
-    void backTo(char* mark) { next_ = mark; }
-
-    ~Arena() {
-        if (begin_ != nullptr) munmap(begin_, kSize);
-    }
-
- private:
-    static constexpr std::size_t kSize = std::size_t{1} << 32U;
-
-    void reserve() {
-        void* memory = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (memory == MAP_FAILED) throw std::bad_alloc();
-        begin_ = next_ = static_cast<char*>(memory);
-    }
-
-    char* begin_ = nullptr;
-    char* next_ = nullptr;
-};
 
 /** A key or property; CMPI_chars are copied, everything else is what the caller gave. */
 struct Field {

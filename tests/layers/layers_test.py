@@ -36,10 +36,10 @@ def quoted(path):
 
 class Layers(unittest.TestCase):
     def test_are_all_there_are(self):
-        """Each has sources, and no folder beside them has any but cmpi and the tests."""
+        """Each has sources, and no folder beside them has any but cmpi, the tests and the measurements."""
         for folder in PRODUCT + RIG:
             self.assertTrue(sources(folder), folder)
-        ours = {folder.split("/")[0] for folder in PRODUCT + RIG} | {"cmpi", "tests"}
+        ours = {folder.split("/")[0] for folder in PRODUCT + RIG} | {"cmpi", "tests", "bench"}
         others = [path for path in TOP.iterdir()
                   if path.is_dir() and path.name not in ours | {"build"} and not path.name.startswith(".")]
         self.assertEqual([str(path) for other in others for path in sources(other.name)], [])
