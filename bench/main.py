@@ -58,6 +58,9 @@ def main():
         place = Place(arguments.build, folder)
         show_place(place)
         measured(report, place, arguments.quick)
+    except BrokenPipeError:    # nobody reads on
+        os.dup2(os.open(os.devnull, os.O_WRONLY), 1)
+        return 1
     except measure.Failed as failure:
         print(f"bench: {failure}", file=sys.stderr)
         return 1

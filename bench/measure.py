@@ -7,6 +7,7 @@ import shutil
 import statistics
 import subprocess
 import tempfile
+import time
 
 SECONDS = 300    # after which a program is given up
 
@@ -47,6 +48,12 @@ def cpu_seconds(command):
     if status != 0:
         raise Failed(f"{' '.join(command)}: status {os.waitstatus_to_exitcode(status)}")
     return usage.ru_utime + usage.ru_stime
+
+
+def wall_seconds(command):
+    start = time.monotonic()
+    cpu_seconds(command)
+    return time.monotonic() - start
 
 
 class Pair:

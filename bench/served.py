@@ -25,7 +25,7 @@ def http_request(class_name, key, value):
 
 @contextmanager
 def server(place, host):
-    process = subprocess.Popen([place.build / "bin/cimhost", "serve", "--port", "0", "--host", host],
+    process = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", place.build / "bin/cimhost", "serve", "--port", "0", "--host", host],
                                stdout=subprocess.PIPE, text=True)
     try:
         line = process.stdout.readline()
@@ -37,12 +37,28 @@ def server(place, host):
         process.communicate(timeout=30)
 
 
+def remote(report, place, host, port, rounds):
+    """The command line as client of a server, beside itself with the provider in its own process."""
+    cimhost = str(place.build / "bin/cimhost")
+    report.section("cimhost as remote client, seconds of the whole process beside cimhost with a provider of its own",
+                   "--server", "--host")
+    if "--server " not in measure.output_of([cimhost, "slots", "--help"]).decode():
+        report.not_measured("the remote client", "this cimhost is none")
+        return
+    theirs, own = [cimhost, "slots", "--server", f"http://127.0.0.1:{port}"], [cimhost, "slots", "--host", host]
+    if measure.output_of(theirs) != measure.output_of(own):
+        raise measure.Failed("cimhost shows other slots as a client")
+    times = [(measure.wall_seconds(theirs), measure.wall_seconds(own)) for _ in range(rounds)]
+    report.compare("slots", measure.Pair(*zip(*times)))
+
+
 def served(report, place, quick):
     host = str(place.build / "samples" / SAMPLE)
     program = str(place.build / "bin/bench_served")
     count = 50 if quick else 1000
     emulated = {"LD_PRELOAD": str(place.build / "lib/libemulatedhost.so"), "EMULATED_HOST": host}
     with server(place, host) as port:
+        remote(report, place, host, port, 3 if quick else 31)
         report.section(f"cimhost serve --host {SAMPLE}, get: seconds beside the provider's own on the same host", "served",
                        "own", short="cimhost serve")
         for class_name, key, value, goal in GETS:
