@@ -53,10 +53,9 @@ class Report:
     def table(self, title, header, widths, rows):
         """A section with columns of its own; text to the left, numbers to the right."""
         def line(cells):
-            return "  " + "".join(f"{cell:<{width}}" if isinstance(cell, str) else f"{text_of(cell, ''):>{width}}"
-                                  for cell, width in zip(cells, widths)).rstrip()
-        print(f"\n{title}\n  " + "".join(f"{cell:<{width}}" if column == 0 else f"{cell:>{width}}"
-                                          for column, (cell, width) in enumerate(zip(header, widths))), flush=True)
+            first, *others = (text_of(cell, "") for cell in cells)
+            return f"  {first:<{widths[0]}}" + "".join(f"{cell:>{width}}" for cell, width in zip(others, widths[1:]))
+        print(f"\n{title}\n{line(header)}", flush=True)
         for row in rows:
             print(line(row), flush=True)
             self.rows.append({"section": title, **dict(zip(header, row))})
