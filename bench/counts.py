@@ -102,7 +102,7 @@ def transfer(report, place):
     ours, bare = in_parallel([(measure.instructions, place.request("--class", "QELTA_SystemSlot", table=place.slots(0))),
                               (measure.instructions, place.request("--operation", "transfer"))])
     report.section("Instructions of an exchange, BMC in memory", "ours", "bare loop")
-    report.row("one of 331, with the walk over a table without slots", ours // EXCHANGES, bare // EXCHANGES, ours / bare,
+    report.row("one of 331, and the walk over a table", ours // EXCHANGES, bare // EXCHANGES, ours / bare,
                "")
 
 

@@ -139,5 +139,5 @@ def threads(report, place, quick):
                 continue
             seconds = times[0] * count    # Google Benchmark divides the time by the threads
             alone = alone or seconds
-            what = "the BMC answers at once" if wait == 0 else f"the BMC takes {wait} us and the timer's slack"
+            what = f"{wait} us for each answer" if wait else "no waits"
             report.row(f"{count} thread{'s' * (count > 1)}, {what}", seconds, f"{count / seconds:,.0f}", seconds / alone)

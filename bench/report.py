@@ -34,7 +34,7 @@ class Report:
 
     def section(self, title, ours="ours", peer="peer", ratio="ratio", short=None):
         """`short`: the title in the list of goals that are not met."""
-        print(f"\n{title}\n  {'':<50}{ours:>12}{peer:>12}{ratio:>8}  goal", flush=True)
+        print(f"\n{title}\n  {'':<46}{ours:>12}{peer:>12}{ratio:>8}  goal", flush=True)
         self.title = short or title
 
     def row(self, what, ours=None, peer=None, ratio=None, unit="s", most=None):
@@ -43,7 +43,7 @@ class Report:
         met = None if most is None else value <= most
         shown = "" if ratio is None else digits(float(ratio))
         goal = "" if most is None else f"<= {text_of(most, '' if ratio is not None else unit):<9}{'met' if met else 'NOT MET'}"
-        print(f"  {what:<50}{text_of(ours, unit):>12}{text_of(peer, unit):>12}{shown:>8}  {goal}".rstrip(), flush=True)
+        print(f"  {what:<46}{text_of(ours, unit):>12}{text_of(peer, unit):>12}{shown:>8}  {goal}".rstrip(), flush=True)
         self.rows.append({"section": self.title, "what": what, "ours": ours, "peer": peer, "ratio": ratio, "unit": unit,
                           "goal": most, "met": met})
 

@@ -17,7 +17,7 @@ def transfer(report, printed):
         bits = heading[1] if heading else bits
         if row:
             seconds, bare = float(row[1]), float(row[2])
-            report.row(f"enumerate QELTA_SystemSlot, {bits} bits; share: its own", seconds, bare,
+            report.row(f"enumerate QELTA_SystemSlot, {bits} bits", seconds, bare,
                        (seconds - bare) / seconds, most=GOAL)
             found += 1
     if not found:
