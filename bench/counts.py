@@ -4,6 +4,7 @@ import json
 import os
 from concurrent.futures import ThreadPoolExecutor
 
+import loglines
 import measure
 import peers
 from report import text_of
@@ -59,6 +60,9 @@ def per_operation(report, place, functions, quick):
     for (what, _, readings), told in zip(asked, found):
         if told["exchanges"] != readings * EXCHANGES or told["status"] != 0:
             raise measure.Failed(f"{what}: {told['exchanges']} exchanges, status {told['status']}")
+        expected = loglines.EXPECTED.get(what)
+        if expected and told["lines"] != expected(loglines.numbers(functions, 8)):
+            raise measure.Failed(f"{what}: {told['lines']} lines, not {expected(loglines.numbers(functions, 8))}")
         rows.append((what, told["objects"], told["instructions"], told["allocations"], told["calls"],
                      sum(told["system"].values()), told["system"].get("openat", 0), told["exchanges"], told["lines"],
                      text_of(told["peak"], "B")))

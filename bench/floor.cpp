@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "bench/platform.h"
+#include "bench/transfer.h"
 
 namespace bench {
 

@@ -12,6 +12,7 @@
 
 #include "bench/platform.h"
 #include "bench/thinbroker.h"
+#include "bench/transfer.h"
 #include "pci/pcidevinfo.h"
 #include "slots/tslotinfo.h"
 

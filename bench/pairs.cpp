@@ -14,6 +14,7 @@ extern "C" {
 
 #include "bench/floor.h"
 #include "bench/options.h"
+#include "bench/transfer.h"
 #include "pci/pcidevinfo.h"
 
 namespace {

@@ -18,7 +18,7 @@ class Scale:
 
 
 SCALES = (Scale(6, 61, 61, 61), Scale(150, 61, 61, 31), Scale(1000, 31, 31, 11), Scale(4000, 21, 21, 7),
-          Scale(65536, 5, 5, 3))
+          Scale(65536, 5, 5, 1))
 QUICK_SCALES = (Scale(6, 5, 5, 3), Scale(150, 5, 5, 3))
 
 

@@ -141,43 +141,6 @@ void setWait(std::uint32_t microseconds) {
     waitMicroseconds = microseconds;
 }
 
-void bareTransfer() {
-    constexpr std::size_t kChunk = 200;
-    std::array<std::uint8_t, 44> data{0xD9, 0x7E, 0x00};
-    std::array<std::uint8_t, 272> received{};
-    std::array<std::uint8_t, kArea> into{};
-    ipmi_system_interface_addr address{IPMI_SYSTEM_INTERFACE_ADDR_TYPE, IPMI_BMC_CHANNEL, 0};
-    std::array<unsigned char, 40> sender{};
-    const int device = open("/dev/ipmi0", O_RDWR);
-    const auto ask = [&](std::uint8_t operation, std::uint16_t length) {
-        data[3] = operation;
-        ipmi_req request{reinterpret_cast<unsigned char*>(&address), sizeof(address), 1, {}};
-        request.msg = {0x2E, 0x90, length, data.data()};
-        ioctl(device, IPMICTL_SEND_COMMAND, &request);
-        pollfd wanted{device, POLLIN, 0};
-        if (poll(&wanted, 1, 5000) <= 0) std::abort();
-        ipmi_recv response{};
-        response.addr = sender.data();
-        response.addr_len = sender.size();
-        response.msg.data = received.data();
-        response.msg.data_len = received.size();
-        if (ioctl(device, IPMICTL_RECEIVE_MSG_TRUNC, &response) != 0) std::abort();
-    };
-    ask(kOpen, 44);
-    ask(6, 35);
-    for (std::size_t offset = 0; offset < kArea; offset += kChunk) {
-        const std::size_t count = std::min(kChunk, kArea - offset);
-        data[8] = static_cast<std::uint8_t>(offset);
-        data[9] = static_cast<std::uint8_t>(offset >> 8U);
-        data[12] = static_cast<std::uint8_t>(count);
-        ask(kRead, 14);
-        std::memcpy(&into[offset], &received[6], count);
-    }
-    ask(5, 8);
-    close(device);
-    asm volatile("" : : "r"(into.data()) : "memory");  // the table is wanted
-}
-
 void setLog(Log to) {
     where = to;
 }

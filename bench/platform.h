@@ -17,8 +17,6 @@ namespace bench {
 void loadTable(const std::string& path);
 /** Every answer of the BMC keeps the caller waiting so long. */
 void setWait(std::uint32_t microseconds);
-/** The exchanges of one reading of the table, as the driver is called for them: a bare loop. */
-void bareTransfer();
 
 // --- the system log ---
 

@@ -4,6 +4,7 @@
 
 #include "bench/floor.h"
 #include "bench/options.h"
+#include "bench/transfer.h"
 
 namespace {
 

@@ -147,7 +147,9 @@ def check_client(tally, folder, bits, facts, sections):
 def check_bare(tally, lines, sections):
     """The loop past the provider exchanges what the provider does for a reading of the table."""
     logged = [message for title, messages in sections if title == "bare" for message in messages]
-    check_transfers(tally, logged, sum(line["step"] == "bare" for line in lines), "bare loops")
+    transfers = sum(line["step"] == "bare" for line in lines)
+    transfers += sum(len(line["ours"]) + len(line["bare"]) for line in lines if "ours" in line)
+    check_transfers(tally, logged, transfers, "bare loops")
 
 
 # --- faults ---

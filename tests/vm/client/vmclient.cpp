@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -28,6 +29,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/transfer.h"
 #include "broker/broker.h"
 #include "ipmi/IpmiDataStore.h"
 #include "tests/emulator/datastore.h"
@@ -158,6 +160,28 @@ bool holds(const std::string& name, const tPCIInfo::ByteVector& content) {
     return code == 0 && result == 0 && std::equal(content.begin(), content.end(), read.data());
 }
 
+double processorSeconds() {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/** So many readings of the table by the product, and as many by a bare loop, in turn: the thread's processor time. */
+Json processorTimes(const std::string& count) {
+    std::vector<double> ours;
+    std::vector<double> bare;
+    const auto timed = [](std::vector<double>& times, const auto& transfer) {
+        const double start = processorSeconds();
+        transfer();
+        times.push_back(processorSeconds() - start);
+    };
+    for (int i = std::stoi(count); i > 0; --i) {
+        timed(ours, [] { holds(kTable, {}); });
+        timed(bare, bench::bareTransfer);
+    }
+    return {{"ours", ours}, {"bare", bare}};
+}
+
 void remove(const std::string& name) {
     if (tPCIInfo::connect_kcs() != 0) fail("no IPMI device opens");
     std::uint8_t code = 0;
@@ -269,7 +293,7 @@ Json perform(Provider& provider, const std::string& step) {
     static const std::map<std::string, Verb> kVerbs = {
         {"profile", selectProfile}, {"desynchronise", desynchronise}, {"mark", mark},   {"await", awaitBmc},
         {"answer", answerToOpen},   {"bare", bareTransfer},           {"store", store}, {"about", about},
-        {"user", becomeUser}};
+        {"user", becomeUser},       {"processor", processorTimes}};
 
     const std::size_t end = std::min(step.find_first_of("= "), step.size());
     const std::string verb = step.substr(0, end);
