@@ -4,6 +4,7 @@ import argparse
 import os
 import platform
 import shutil
+import subprocess
 import sys
 import tempfile
 import time
@@ -36,7 +37,7 @@ def measured(report, place, quick):
     peers.slots(report, place, 5 if quick else 31)
     peers.micro(report, place, 3 if quick else 15)
     counts.transfer(report, place)
-    virtual.transfer(report, Path(os.environ.get("PCIINFO_BENCH_VM", "build/bench/test-vm.txt")))
+    virtual.transfer(report, place.build.parent / "bench/test-vm.txt")
     counts.per_operation(report, place, 150, quick)
     counts.growth(report, place, GROWTH[:3] if quick else GROWTH)
     counts.memory(report, place, MEMORY[:5] if quick else MEMORY)
@@ -49,6 +50,8 @@ def main():
     parser.add_argument("--build", required=True, help="folder of the build")
     parser.add_argument("--quick", action="store_true", help="small machines, few rounds: whether it all works")
     parser.add_argument("--json", type=Path, help="file that gets the rows, too")
+    parser.add_argument("--on", nargs=2, type=int, metavar=("FUNCTIONS", "NAMES"), help="run a command on such a machine")
+    parser.add_argument("command", nargs=argparse.REMAINDER, help="with --on: what is put in front of a request's program")
     arguments = parser.parse_args()
     os.environ["LC_ALL"] = "C.UTF-8"
     folder = tempfile.mkdtemp(dir="/dev/shm")    # in memory, and gone with the namespace
@@ -56,6 +59,9 @@ def main():
     started = time.monotonic()
     try:
         place = Place(arguments.build, folder)
+        if arguments.on:
+            with place.machine(*arguments.on).in_place():
+                return subprocess.run([*arguments.command, *place.request()], check=False).returncode
         show_place(place)
         measured(report, place, arguments.quick)
     except BrokenPipeError:    # nobody reads on

@@ -37,15 +37,21 @@ class Report:
         print(f"\n{title}\n  {'':<46}{ours:>12}{peer:>12}{ratio:>8}  goal", flush=True)
         self.title = short or title
 
-    def row(self, what, ours=None, peer=None, ratio=None, unit="s", most=None):
-        """`most`: the goal, the highest ratio that meets it; without a peer, the highest value of our own."""
+    def row(self, what, ours=None, peer=None, ratio=None, unit="s", most=None, scale="ratio"):
+        """`scale` of the ratio: "ratio", or "share", which is shown in per cent. `most`: the goal, the highest ratio that
+        meets it; without a peer, the highest value of our own."""
         value = ratio if ratio is not None else ours
         met = None if most is None else value <= most
-        shown = "" if ratio is None else digits(float(ratio))
-        goal = "" if most is None else f"<= {text_of(most, '' if ratio is not None else unit):<9}{'met' if met else 'NOT MET'}"
+
+        def judged(number):
+            if ratio is None:
+                return text_of(float(number), unit)
+            return f"{number:.1%}" if scale == "share" else digits(float(number))
+        shown = "" if ratio is None else judged(ratio)
+        goal = "" if most is None else f"<= {judged(most):<9}{'met' if met else 'NOT MET'}"
         print(f"  {what:<46}{text_of(ours, unit):>12}{text_of(peer, unit):>12}{shown:>8}  {goal}".rstrip(), flush=True)
         self.rows.append({"section": self.title, "what": what, "ours": ours, "peer": peer, "ratio": ratio, "unit": unit,
-                          "goal": most, "met": met})
+                          "goal": most, "met": met, "told": met is False and f"{judged(value)}, not {judged(most)}"})
 
     def compare(self, what, pair, most=None):
         self.row(what, pair.ours, pair.peers, pair.ratio, most=most)
@@ -70,10 +76,7 @@ class Report:
         print(f"\nGoals: {len(met)} of {len(judged)} met" + "".join(f"; {what} not measured" for what in self.missing))
         for row in judged:
             if not row["met"]:
-                value = row["ratio"] if row["ratio"] is not None else row["ours"]
-                unit = "" if row["ratio"] is not None else row["unit"]
-                print(f"  NOT MET  {row['section']}, {row['what'].strip()}: {text_of(float(value), unit)}, not "
-                      f"{text_of(float(row['goal']), unit)}")
+                print(f"  NOT MET  {row['section']}, {row['what'].strip()}: {row['told']}")
 
     def save(self, path):
         path.write_text(json.dumps({"rows": self.rows, "missing": self.missing}, indent=1), encoding="utf-8")

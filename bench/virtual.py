@@ -13,6 +13,6 @@ def transfer(report, printed):
     found = [LINE.match(line) for line in (printed.read_text(encoding="utf-8").splitlines() if printed.exists() else ())]
     for line in filter(None, found):
         own, whole = float(line[4]) / 1e3, float(line[5]) / 1e3
-        report.row(f"331 exchanges, {line[1]} bits", own, whole, own / whole, most=GOAL)
+        report.row(f"331 exchanges, {line[1]} bits", own, whole, own / whole, most=GOAL, scale="share")
     if not any(found):
         report.not_measured("a transfer in a virtual machine", "scripts/bench --vm does it")
