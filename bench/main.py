@@ -19,6 +19,8 @@ from place import Place
 from report import Report
 
 GROWTH = (64, 128, 1024, 4096, 65536)
+NOT_RUN = 77    # the status that ctest takes for a test skipped
+TOOLS = ("lspci", "dmidecode", "valgrind", "strace", "setpriv")
 MEMORY = (150, 1000, 1024, 1025, 1500, 2049, 4097, 8193, 32769, 65536)
 
 
@@ -54,6 +56,11 @@ def main():
     parser.add_argument("command", nargs=argparse.REMAINDER, help="with --on: what is put in front of a request's program")
     arguments = parser.parse_args()
     os.environ["LC_ALL"] = "C.UTF-8"
+    os.environ["PATH"] += ":/usr/sbin:/sbin"
+    missing = [tool for tool in TOOLS if shutil.which(tool) is None]
+    if missing:
+        print(f"bench: there is no {', '.join(missing)}; scripts/setup installs it", file=sys.stderr)
+        return NOT_RUN
     folder = tempfile.mkdtemp(dir="/dev/shm")    # in memory, and gone with the namespace
     report = Report()
     started = time.monotonic()
