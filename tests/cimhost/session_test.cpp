@@ -91,7 +91,8 @@ TEST_F(SessionTest, CatalogueStandsInForTheHostsOwn) {
 }
 
 TEST_F(SessionTest, ExceptionOfTheProviderIsReportedAndAnError) {
-    const Question standard = {"QELTA_X", [](broker::ObjectManager&) -> Answer { throw std::runtime_error("too much"); }};
+    const Question standard = {"QELTA_X",
+                               [](broker::ObjectManager&) -> Answer { throw std::runtime_error("too much"); }};
     const Question other = {"QELTA_X", [](broker::ObjectManager&) -> Answer { throw 1; }};
     testing::internal::CaptureStderr();
     EXPECT_EQ(run(standard), cimhost::kErrorStatus);

@@ -22,7 +22,8 @@ def message(contents, method="EnumerateInstances"):
 
 def slots(*designations):
     """An answer with so many slots."""
-    return message("<IRETURNVALUE>" + "".join(SLOT.format(designation=each) for each in designations) + "</IRETURNVALUE>")
+    objects = "".join(SLOT.format(designation=each) for each in designations)
+    return message(f"<IRETURNVALUE>{objects}</IRETURNVALUE>")
 
 
 def http(body, status="200 OK", headers=()):

@@ -31,15 +31,17 @@ def run(*arguments, **environment):
 FORMATS = ("table", "json", "jsonl", "csv", "tsv", "mof")
 # One of each command, and others.
 COMMANDS = (
-    ("slots",), ("devices",), ("bridges",), ("board",), ("tree",), ("enumerate", "DeviceInSlot"), ("names", "OnBoardDevice"),
-    ("get", "16:01.0"), ("associators", "5"), ("associator-names", "5"), ("references", "5"),
+    ("slots",), ("devices",), ("bridges",), ("board",), ("tree",), ("enumerate", "DeviceInSlot"),
+    ("names", "OnBoardDevice"), ("get", "16:01.0"), ("associators", "5"), ("associator-names", "5"),
+    ("references", "5"),
     ("reference-names", "16:01.0", "--result-class", "DeviceInSlot"),
 )
 OTHERS = (
     ("slots", "--all", "--width", "60"), ("devices", "-d", "8086:", "--class", "02"), ("bridges", "-s", "16:"),
-    ("enumerate", "OnBoardDevice"), ("enumerate", "SSPCIController"), ("enumerate", "obdpcicontroller", "--class", "0601"),
-    ("names", "slots"), ("names", "devices", "-s", "16:"), ("get", "5"), ("get", "board"), ("get", "QELTA_DeviceInSlot"),
-    ("get", "99"), ("associators", "board"), ("associators", "99"), ("associators", "00:1f.0"),
+    ("enumerate", "OnBoardDevice"), ("enumerate", "SSPCIController"),
+    ("enumerate", "obdpcicontroller", "--class", "0601"), ("names", "slots"), ("names", "devices", "-s", "16:"),
+    ("get", "5"), ("get", "board"), ("get", "QELTA_DeviceInSlot"), ("get", "99"),
+    ("associators", "board"), ("associators", "99"), ("associators", "00:1f.0"),
     ("associators", "16:01.0", "--assoc-class", "DeviceInSlot"), ("associators", "5", "--result-role", "Antecedent"),
     ("references", "board"), ("enumerate", "QELTA_Unknown"),
 )
@@ -161,7 +163,7 @@ HOSTILE = {
                           "there is no CLASS in such an answer"),
     "has no number": (torn(badserver.http(badserver.slots("A").replace(b'"Tag" TYPE="string"', b'"Tag" TYPE="uint8"'))),
                       '"System Slot 5" is no uint8'),
-    "has a key of no type": (torn(badserver.http(badserver.slots("A").replace(b'VALUETYPE="string"', b'VALUETYPE="x"'))),
+    "has a key of no type": (torn(badserver.http(badserver.slots("A").replace(b'TYPE="string">S', b'TYPE="x">S'))),
                              '"x" is no type of a key value'),
     "is nested deeply": (torn(badserver.http(b"<A>" * 100000)), "elements are nested too deeply"),
     "has too many elements": (torn(badserver.http(b"<CIM>" + b"<A/>" * 700000 + b"</CIM>")), "too many elements"),
@@ -257,9 +259,10 @@ class Tls(Failing):
     def test_anything_else_is_refused_unless_said(self):
         other = badserver.Certificates(self.directory, "another-authority").file
         mine = self.authority.file
-        for certificate, trusted, expected in (("good", (), "certificate"), ("good", ("--cacert", other), "certificate"),
-                                               ("expired", ("--cacert", mine), "expired"),
-                                               ("other host", ("--cacert", mine), "no alternative certificate subject")):
+        for certificate, trusted, expected in (
+                ("good", (), "certificate"), ("good", ("--cacert", other), "certificate"),
+                ("expired", ("--cacert", mine), "expired"),
+                ("other host", ("--cacert", mine), "no alternative certificate subject")):
             with self.subTest(certificate=certificate, trusted=trusted):
                 heads = []
                 server = self.server(certificate, lambda head, _, heads=heads: heads.append(head) or b"")
