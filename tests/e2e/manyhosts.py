@@ -5,6 +5,7 @@ import asyncio
 import http.client
 import multiprocessing
 import re
+import resource
 
 import badserver
 
@@ -72,6 +73,9 @@ async def _answer(number, ill, answers, original, reader, writer):
 
 
 def _serve(count, every, answers, original, ready):
+    most = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+    resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+
     async def main():
         servers, port = [], 0
         for number in range(count):
