@@ -212,6 +212,21 @@ TEST_F(Kept, ProbesAreSoManyAtATime) {
     for (int i = 0; i < 20; ++i) EXPECT_EQ(probes.asked("h" + std::to_string(i) + ":1"), 1U);
 }
 
+TEST_F(Kept, LimitOfProbesMayBeLowered) {
+    start({100, 1U << 30U, 4});
+    probes.hold();
+    for (const char* target : {"a:1", "b:1", "c:1", "d:1"}) get(target, Milliseconds(0));
+    ASSERT_TRUE(probes.waitForRunning(4));
+    probes.release();
+    ASSERT_TRUE(settled());
+    keeper->setLimits({100, 1U << 30U, 1});
+    probes.hold();
+    for (const char* target : {"e:1", "f:1", "g:1", "h:1"}) get(target, Milliseconds(10));  // time for a second one
+    ASSERT_TRUE(probes.waitForRunning(1));
+    EXPECT_EQ(keeper->counts().running, 1U);
+    EXPECT_EQ(keeper->counts().waiting, 3U);
+}
+
 TEST_F(Kept, ScrapeDoesNotWaitBehindMoreProbesThanThereArePlaces) {
     start({100, 1U << 30U, 2});
     probes.hold();
