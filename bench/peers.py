@@ -131,7 +131,7 @@ def threads(report, place, quick):
         command = [str(place.build / "bin/bench_micro"), 
                    f"--benchmark_filter=^requests/{wait}/", f"--benchmark_min_time={0.02 if quick else 0.3}"]
         with place.machine(150, FEW).in_place():
-            found = measure.benchmarks(command, place)
+            found = measure.benchmarks(command, place, "real_time")
         alone = None
         for name, times in found.items():
             count = int(name.split("threads:")[1])

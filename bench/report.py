@@ -51,7 +51,7 @@ class Report:
         goal = "" if most is None else f"<= {judged(most):<9}{'met' if met else 'NOT MET'}"
         print(f"  {what:<46}{text_of(ours, unit):>12}{text_of(peer, unit):>12}{shown:>8}  {goal}".rstrip(), flush=True)
         self.rows.append({"section": self.title, "what": what, "ours": ours, "peer": peer, "ratio": ratio, "unit": unit,
-                          "goal": most, "met": met, "told": met is False and f"{judged(value)}, not {judged(most)}"})
+                          "goal": most, "met": met, "told": met is False and f"{judged(value) if ratio is None else f'{ratio:.3f}'}, not {judged(most)}"})
 
     def compare(self, what, pair, most=None):
         self.row(what, pair.ours, pair.peers, pair.ratio, most=most)
