@@ -1,6 +1,7 @@
 // The command draw, as it is run.
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -11,7 +12,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 using Draw = HostTest;
@@ -63,12 +63,18 @@ TEST_F(Draw, OfAMachineWhoseBmcIsSilentHasNoSlots) {
     EXPECT_THAT(answer({"draw"}), HasSubstr("no slots: the BMC gave no SMBIOS table, or one without slots"));
 }
 
-TEST(DrawSample, ThePictureInTheReadmeIsTheOneOfToday) {
+TEST_F(Draw, OfASampleIsThePictureInTheReadme) {
     std::ifstream file(CIMHOST_README_PICTURE);
     const std::string kept{std::istreambuf_iterator<char>(file), {}};
-    const Outcome run = runCimhost({"draw", "--host", "dell-r910"});
-    EXPECT_THAT(kept, testing::Not(IsEmpty()));
-    EXPECT_TRUE(run.out == kept) << "make it again: build/release/bin/cimhost draw --host dell-r910 > docs/r910.svg";
+    // With names of its own: those of the PCI ID list change.
+    const auto put = [&](const std::string& part, const std::filesystem::path& there) {
+        std::filesystem::remove_all(host.path(part));
+        std::filesystem::create_symlink(there, host.path(part));
+    };
+    for (const char* part : {"proc", "bmc", "hostname"}) put(part, CIMHOST_SAMPLES "/dell-r910/" + std::string(part));
+    put("etc/vmware", CIMHOST_PICTURE_NAMES);
+    const std::string picture = answer({"draw"});
+    EXPECT_TRUE(picture == kept) << "make it again: build/release/bin/cimhost draw --host dell-r910 > docs/r910.svg";
 }
 
 }  // namespace
