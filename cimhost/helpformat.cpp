@@ -115,13 +115,23 @@ std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
     return type.empty() ? "" : " " + type;
 }
 
+namespace {
+
+/** CLI11's words, but where they are of little help. */
+std::string reasonOf(const CLI::Error& error, bool hasCommand) {
+    const std::string message = error.what();
+    const std::size_t override = message.find(" was given a disallowed flag override");
+    if (override != std::string::npos) return fmt::format("--{} takes no value", message.substr(0, override));
+    const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    return isMissing && !hasCommand ? "no command given" : message;
+}
+
+}  // namespace
+
 std::string failureMessage(const CLI::App* app, const CLI::Error& error) {
     const auto commands = app->get_subcommands();
     std::string message = complaintAbout(app->remaining(true), *app);
-    if (message.empty()) {
-        const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-        message = commands.empty() && isMissing ? "no command given" : error.what();
-    }
+    if (message.empty()) message = reasonOf(error, !commands.empty());
     return fmt::format("cimhost: {}\nRun cimhost{} --help for more information.\n", printable(message, localeCharset()),
                        commands.empty() ? "" : " " + commands.front()->get_name());
 }

@@ -51,6 +51,7 @@ int runCommand(int argc, char** argv) {
     CLI::App app("Asks the PCI information provider as an object manager would, and shows what it answers.", "cimhost");
     app.require_subcommand(1)->fallthrough()->failure_message(cimhost::failureMessage);
     app.formatter(std::make_shared<cimhost::HelpFormatter>());
+    app.option_defaults()->disable_flag_override();  // --all=no is a mistake, not a way to say what is so anyway
     app.set_version_flag("-V,--version", "cimhost " CIMHOST_VERSION, "Print the version and exit");
     cimhost::Request request;
     cimhost::addGeneralOptions(app, request.settings);

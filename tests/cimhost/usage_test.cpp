@@ -174,6 +174,8 @@ TEST(UsageErrors, SuggestWhatMayHaveBeenMeant) {
 TEST(UsageErrors, SayWhatIsWrong) {
     expectComplaints({{{}, "no command given"},
                       {{"enumerate", "A", "b", "c", "d"}, "more arguments than enumerate takes: b c d\n"},
+                      {{"slots", "--all=no"}, "--all takes no value\n"},
+                      {{"slots", "--catalogue=x"}, "--catalogue takes no value\n"},
                       {{"devices", "-d", "8086"}, "[VENDOR]:[DEVICE][:CLASS]"},
                       {{"devices", "-s", "16:40.0"}, "'40' is no device"},
                       {{"enumerate", "SystemSlot", "-s", "5"}, "functions are chosen"},
