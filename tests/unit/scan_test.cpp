@@ -129,15 +129,15 @@ TEST_F(BusScan, TheScanTellsWhetherTheListCouldBeOpened) {
 }
 
 TEST_F(BusScan, TheWorkingListKeepsItsRecordsAndTheirPlacesWhenTheOthersGrow) {
-    constexpr int kCount = 100;
-    for (int i = 0; i < kCount; ++i) files.addFunction(deviceAt(i, 1, 0));
+    constexpr unsigned kCount = 100;
+    for (unsigned i = 0; i < kCount; ++i) files.addFunction(deviceAt(i, 1, 0));
     host();
     TPciDevInfo info("QELTA_PCIDevice");
     const auto* first = info.setFirstElement();
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(info.getAltHDList(), 1);
     EXPECT_EQ(info.setFirstElement(), first);
-    int count = 0;
+    unsigned count = 0;
     while (const auto* record = info.getNextElement()) EXPECT_EQ(record->bus, count++);
     EXPECT_EQ(count, kCount);
 }
