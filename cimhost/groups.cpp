@@ -78,9 +78,13 @@ std::string commonDescription(const Functions& functions) {
     return fmt::format("{}{}{}", fmt::join(kinds, ", "), kinds.empty() ? "" : ": ", fmt::join(names, "; "));
 }
 
+/** Whether its location ends as one does: others may have any form, as object managers elsewhere give them. */
+bool hasNumber(const Function& function) {
+    return numberWithinDevice(function).size() == 2;
+}
+
 bool ofOneDevice(const Function& left, const Function& right) {
-    return numberWithinDevice(left).size() == 2 && numberWithinDevice(right).size() == 2 &&
-           deviceOf(left) == deviceOf(right);
+    return hasNumber(left) && hasNumber(right) && deviceOf(left) == deviceOf(right);
 }
 
 bool ofOneBus(const Function& left, const Function& right) {
@@ -119,8 +123,9 @@ std::string Group::location() const {
     const std::string& first = functions.front().location;
     const std::string& last = functions.back().location;
     if (first == last) return first;
-    const std::string device = deviceOf(functions.front());
-    if (device == deviceOf(functions.back())) return device + '.' + numbersWithinDevice(functions);
+    const auto besideFirst = [&](const Function& each) { return ofOneDevice(functions.front(), each); };
+    if (std::all_of(functions.begin(), functions.end(), besideFirst))
+        return deviceOf(functions.front()) + '.' + numbersWithinDevice(functions);
     return first + ".." + last.substr(last.find(':') + 1);
 }
 

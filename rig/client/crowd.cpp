@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -124,6 +125,8 @@ class Crowd {
             CURL* const handle = visit->handle();
             Visit& kept = *visits_.emplace(handle, std::move(visit)).first->second;
             check(curl_multi_add_handle(multi_.get(), kept.handle()));
+        } catch (const std::logic_error& error) {
+            fail(visit->listed(), std::runtime_error(std::string("what came cannot be shown: ") + error.what()));
         }
     }
 

@@ -27,7 +27,10 @@ struct Progress {
     std::size_t requests = 0;  // answered, of all servers
 };
 
-/** What asking many servers calls, always on the thread that asks. What they throw ends the asking. */
+/**
+ * What asking many servers calls, always on the thread that asks. What they throw ends the asking, but for a
+ * std::logic_error of `ask`: an answer that nobody thought of is its server's failure, and not that of the others.
+ */
 struct CrowdHandlers {
     /** The next server to ask; nothing when there are no more. */
     std::function<std::optional<Listed>()> next;

@@ -100,6 +100,15 @@ TEST(TreeLines, LocationsOfAnotherFormStandAlone) {
                     "│  ├─ v1.10             Network: Acme Thing (rev 02)", "│  └─ v1.11             Other"));
 }
 
+TEST(TreeLines, LocationsOfAnotherFormThatReadTheSameAreToldFromFirstToLast) {
+    for (const auto& [first, last] :
+         {std::pair("0:1", "0:1.7"), std::pair("0:1.10", "0:1.2"), std::pair("0:1.2", "0:1.10"),
+          std::pair("0:1.\xc3\xa9", "0:1.\xc3\xaa"), std::pair("0:", "0:.")}) {
+        const std::string line = boardLines({function(first), function(last)}).at(1);
+        EXPECT_EQ(line, std::string("│  └─ ") + first + ".." + (last + 2) + "  2×  Network: Acme Thing (rev 02)");
+    }
+}
+
 TEST(TreeLines, AreCutOnATerminalAndPrintable) {
     const std::string odd = "odd \x1b[31m and far too long for the line";
     EXPECT_THAT(boardLines({function("00:01.0", odd)}, onTerminal(40)),
