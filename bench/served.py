@@ -5,7 +5,7 @@ from contextlib import contextmanager
 
 import measure
 
-GETS = (("QELTA_SystemSlot", "Tag", "System Slot 5", 2.0), ("QELTA_SystemBoard", "DeviceID", "SystemBoard1", None))
+GETS = (("QELTA_SystemSlot", "Tag", "System Slot 5", 2.0), ("QELTA_SystemBoard", "DeviceID", "SystemBoard1", 2.0))
 SAMPLE, HOST_NAME = "dell-t440", "t440.example"
 
 
