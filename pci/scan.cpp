@@ -72,7 +72,6 @@ class TPciDevInfo::Scan {
     void takeIdentity(const BusLine& line);
     void takeNames();
     void takeConfiguration(const BusLine& line);
-    static std::string configurationPath(const FunctionAddress& address);
     void takeHeader(const BusLine& line);
     void takeBaseAddress(int bar, unsigned long size);
     const std::string& name(Names& known, const char* key, int id, const char* defaultName);
@@ -123,15 +122,6 @@ void TPciDevInfo::Scan::takeNames() {
     record_.classTag = "classname";
 }
 
-/** "/proc/bus/pci/00/1f.3" */
-std::string TPciDevInfo::Scan::configurationPath(const FunctionAddress& address) {
-    std::string path;
-    path.reserve(sizeof(kBusDirectory) + sizeof("/00/00.0"));
-    path.append(kBusDirectory).append("/").append(twoDigits(static_cast<std::uint8_t>(address.bus)));
-    path.append("/").append(twoDigits(static_cast<std::uint8_t>(address.device)));
-    return path.append(".").append(std::to_string(address.function));
-}
-
 const std::string& TPciDevInfo::Scan::name(Names& known, const char* key, int id, const char* defaultName) {
     const auto place = known.try_emplace(id);
     if (place.second) assignID(vendors_.get(), key, id, defaultName, place.first->second);
@@ -148,7 +138,9 @@ const std::string& TPciDevInfo::Scan::classText() {
 }
 
 void TPciDevInfo::Scan::takeConfiguration(const BusLine& line) {
-    const File file = openFile(configurationPath(record_.address()).c_str());
+    std::array<char, 64> path{};
+    std::snprintf(path.data(), path.size(), "%s/%02x/%02x.%x", kBusDirectory, record_.bus, record_.dev, record_.func);
+    const File file = openFile(path.data());
     if (file == nullptr) return;
     // Reading configuration space touches the device: no more is asked for than is used.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
@@ -209,7 +201,9 @@ void TPciDevInfo::ScanPciDevices() {
 
 int TPciDevInfo::getAltHDList() {
     Scan scan;
-    const File list = openFile((std::string(kBusDirectory) + "/devices").c_str());
+    std::array<char, sizeof(kBusDirectory) + sizeof("/devices")> path{};
+    std::snprintf(path.data(), path.size(), "%s/devices", kBusDirectory);
+    const File list = openFile(path.data());
     if (list == nullptr) return 0;
     std::array<char, kLineSize> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), list.get()) != nullptr) {
