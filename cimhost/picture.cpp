@@ -267,7 +267,9 @@ class Layout {
         };
         count(inventory_.onBoard);
         count(inventory_.elsewhere);
-        for (const Slot& slot : inventory_.slots) count(slot.functions);
+        ShownNumbers numbers;
+        for (const Slot& slot : inventory_.slots)
+            if (!numbers.include(slot)) count(slot.functions);
         int x = kMargin;
         for (const FunctionKind& kind : functionKinds()) {
             if (counts[kind.word] == 0) continue;

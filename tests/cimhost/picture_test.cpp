@@ -245,6 +245,20 @@ TEST(PictureLayout, FunctionsOfSlotsWithOneNumberAreDrawnOnce) {
     EXPECT_THAT(textsOf(picture), testing::Contains("PCIe3 x16, functions as above"));
 }
 
+TEST(PictureLayout, TheLegendCountsEachFunctionOnce) {
+    Inventory inventory =
+        machine({slot(1, "a", many(8)), slot(1, "b", many(8)), slot(2, "c", many(3))}, many(4), many(1));
+    inventory.functionCount = 16;
+    const Picture picture = cimhost::layOut(inventory);
+    int sum = 0;
+    for (const Box& box : boxesOf(picture, "legend")) {
+        const std::string text = box.labels.at(0).text;
+        sum += std::stoi(text.substr(text.rfind(' ')));
+    }
+    EXPECT_EQ(sum, 16);
+    EXPECT_THAT(picture.title, HasSubstr(" 16 functions"));
+}
+
 TEST(PictureLayout, ChipsTellTheirPropertiesAndHaveTheirKindsColour) {
     const Picture picture = cimhost::layOut(machine({}, {function("00:01.0", "01:04")}));
     const Box chip = boxesOf(picture, "chip storage").at(1);  // behind the legend's
