@@ -41,8 +41,7 @@ class Graph {
         const std::size_t board = node("System board", tooltipOf("System board", inventory.board), "");
         edge(host, board);
         for (const Slot& slot : inventory.slots) addSlot(board, slot);
-        for (const Bus& bus : busesOf(inventory.onBoard))
-            addFunctions(board, node("Bus " + printable(bus.number), "", ""), bus.functions);
+        for (const Bus& bus : busesOf(inventory.onBoard)) addFunctions(board, node(nameOf(bus), "", ""), bus.functions);
         if (!inventory.elsewhere.empty())
             addFunctions(host, node("Neither on the board nor in a slot", "", ""), inventory.elsewhere);
         return text_ + "}\n";

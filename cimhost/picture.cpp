@@ -303,8 +303,8 @@ class Layout {
         addTitle("On the board itself: " + counted(inventory_.onBoard.size(), "function"));
         std::vector<Box> buses;
         for (const Bus& bus : busesOf(inventory_.onBoard))
-            buses.push_back(functionsBox(bus.number.empty() ? "No bus" : "Bus " + printable(bus.number), bus.functions,
-                                         {false}, columnWidth(inside(), columns_), inFull_));
+            buses.push_back(
+                functionsBox(nameOf(bus), bus.functions, {false}, columnWidth(inside(), columns_), inFull_));
         end = addInColumns(box, buses, columns_, x, end);
         box.at.height = end + kPadding - y;
         return box;

@@ -98,6 +98,9 @@ struct Bus {
 /** In the order of the functions, which is that of their locations: each bus once. */
 std::vector<Bus> busesOf(const Functions& functions);
 
+/** "Bus b2", "No bus". */
+std::string nameOf(const Bus& bus);
+
 /** The numbers of slots whose functions were shown: slots with one number have the same functions. */
 class ShownNumbers {
  public:

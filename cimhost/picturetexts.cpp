@@ -49,6 +49,10 @@ std::vector<Bus> busesOf(const Functions& functions) {
     return buses;
 }
 
+std::string nameOf(const Bus& bus) {
+    return bus.number.empty() ? "No bus" : "Bus " + printable(bus.number);
+}
+
 std::string pictureSummary(const Inventory& inventory) {
     const auto inUse = std::count_if(inventory.slots.begin(), inventory.slots.end(), isInUse);
     std::string text = inventory.slots.empty()

@@ -371,6 +371,15 @@ TEST(Dot, QuotesWhatGraphvizWouldTakeForItsOwn) {
     EXPECT_THAT(cimhost::dotText(forged()), HasSubstr("</text><script>"));  // it is a quoted text there
 }
 
+TEST(Dot, NamesABusAsThePictureDoes) {
+    const Inventory inventory = machine({}, {function("-"), function("b2:00.0")});
+    std::vector<std::string> titles;
+    for (const Box& box : boxesOf(cimhost::layOut(inventory), "bus")) titles.push_back(box.labels.at(1).text);
+    EXPECT_THAT(titles, ElementsAre("No bus", "Bus b2"));
+    for (const std::string& title : titles)
+        EXPECT_THAT(cimhost::dotText(inventory), HasSubstr("label=\"" + title + "\""));
+}
+
 TEST(Dot, HasANodeForEachSlotBusAndFunction) {
     const std::string text = cimhost::dotText(machine({slot(1, "a", many(2)), slot(2, "b")}, many(41), many(1)));
     std::size_t nodes = 0;
