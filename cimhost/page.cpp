@@ -37,8 +37,10 @@ std::string ageText(std::int64_t seconds) {
 class Page {
  public:
     Page(const Readings::State& state, const std::string& nonce) : state_(state), nonce_(nonce) {
-        if (!document_.load_string(kPageTemplate, pugi::parse_default | pugi::parse_ws_pcdata_single))
-            throw std::runtime_error("the page's template is no XML");
+        const pugi::xml_parse_result result =
+            document_.load_string(kPageTemplate, pugi::parse_default | pugi::parse_ws_pcdata_single);
+        if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+        if (!result) throw std::runtime_error("the page's template is no XML");
     }
 
     std::string text() {
@@ -56,7 +58,7 @@ class Page {
             addTable(*inventory);
         } else {
             at("picture").parent().remove_child(at("picture"));
-            at("list").append_attribute("hidden") = "hidden";
+            wbem::addAttribute(at("list"), "hidden", "hidden");
         }
         return wbem::toText(document_);
     }
@@ -124,7 +126,8 @@ class Page {
     void addPictures(const Inventory& inventory) {
         for (const auto& [style, width] : {std::pair("wide", kPictureWidth), std::pair("narrow", kNarrowWidth)}) {
             addPicture(at("picture"), layOut(inventory, {width, false, false}));
-            at("picture").last_child().attribute("class") = fmt::format("machine {}", style).c_str();
+            pugi::xml_attribute styles = at("picture").last_child().attribute("class");
+            if (!styles.set_value(fmt::format("machine {}", style).c_str())) throw std::bad_alloc();
         }
     }
 

@@ -20,7 +20,8 @@ bool concernsPage(const wbem::HttpRequest& request);
 /**
  * The page, from the reading that is kept. The first one is taken for the first request, unless a page of another site
  * leads here; after that only POST, by a form of this very server, has one taken. What is not there after a second is
- * told to be under way, and the browser asked to look again.
+ * told to be under way, and the browser asked to look again. Where memory, threads or random numbers run out the answer
+ * is an error (503); where there is no memory for that either, std::bad_alloc is thrown.
  */
 wbem::HttpResponse answerPage(const wbem::HttpRequest& request, Readings& readings);
 

@@ -5,10 +5,12 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <system_error>
 
 #include "cim/names.h"
+#include "cim/shortage.h"
 #include "cimhost/page.h"
 
 namespace cimhost {
@@ -78,6 +80,21 @@ wbem::HttpResponse readAgain(const wbem::HttpRequest& request, Readings& reading
     return response;
 }
 
+wbem::HttpResponse wholeAnswer(const wbem::HttpRequest& request, Readings& readings) {
+    if (request.method == "POST") return readAgain(request, readings);
+    // A page of another site may lead here, but not have the machine read.
+    if (!readings.state().last && !comesFromElsewhere(request)) readings.once(kPatience);
+    const Readings::State state = readings.state();
+    const std::string nonce = makeNonce();
+    wbem::HttpResponse response{200, pageHeaders(nonce), pageText(state, nonce), request.method + " /: HTTP 200"};
+    if (state.underWay) response.headers.emplace_back("Refresh", std::to_string(kLookAgain));
+    return response;
+}
+
+wbem::HttpResponse unavailable(const wbem::HttpRequest& request, const char* reason) {
+    return plain(503, reason, fmt::format("{} {}: HTTP 503, {}", request.method, wbem::pathOf(request), reason));
+}
+
 }  // namespace
 
 bool concernsPage(const wbem::HttpRequest& request) {
@@ -88,14 +105,13 @@ bool concernsPage(const wbem::HttpRequest& request) {
 }
 
 wbem::HttpResponse answerPage(const wbem::HttpRequest& request, Readings& readings) {
-    if (request.method == "POST") return readAgain(request, readings);
-    // A page of another site may lead here, but not have the machine read.
-    if (!readings.state().last && !comesFromElsewhere(request)) readings.once(kPatience);
-    const Readings::State state = readings.state();
-    const std::string nonce = makeNonce();
-    wbem::HttpResponse response{200, pageHeaders(nonce), pageText(state, nonce), request.method + " /: HTTP 200"};
-    if (state.underWay) response.headers.emplace_back("Refresh", std::to_string(kLookAgain));
-    return response;
+    try {
+        return wholeAnswer(request, readings);
+    } catch (const std::bad_alloc&) {
+        return unavailable(request, cim::Shortage().what());
+    } catch (const std::system_error& error) {  // no thread, no random numbers
+        return unavailable(request, error.what());
+    }
 }
 
 }  // namespace cimhost

@@ -1,16 +1,21 @@
 // The server where memory runs out: every allocation of a request fails in turn, the provider's, the emulated host's
 // and the C library's among them. An answer is whole, or it is an error.
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <functional>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "cim/shortage.h"
+#include "cimhost/page.h"
 #include "connection.h"
 #include "server.h"
 #include "tests/support/allocations.h"
@@ -119,6 +124,88 @@ TEST_F(Short, OfDescriptorsTheAnswerIsWholeOrAnError) {
             EXPECT_EQ(response.body, whole.body);
         }
     }
+}
+
+/** A machine that has been read for the page. */
+class ShortPage : public testing::Test {
+ protected:
+    ShortPage() { readings.once(std::chrono::seconds(10)); }
+
+    static HttpRequest get() { return {"GET", "/", {}, "", std::nullopt, "", {}, {}}; }
+
+    /** Without what is another each time: the nonce, and the age. */
+    static std::string lasting(std::string page) {
+        const auto without = [&page](const std::string& begin, const std::string& end) {
+            for (auto at = page.find(begin); at != std::string::npos; at = page.find(begin, at))
+                page.erase(at, page.find(end, at) - at);
+        };
+        without(" nonce=\"", ">");
+        without("<span id=\"age\"", " ago");
+        return page;
+    }
+
+    cimhost::Readings readings{[](const cimhost::Readings::Unwanted&) {
+        cimhost::Reading made;
+        made.inventory.host = "host";
+        made.inventory.slots = {{1, "PCIe Slot 1", "in use", "x8", {{"16:00.0", "C", "8086:1", "02:00", "NIC", {}}}}};
+        made.inventory.onBoard = {{"00:00.0", "C", "8086:2", "06:00", "Host bridge", {}}};
+        made.inventory.status = CMPI_RC_ERR_FAILED;
+        made.inventory.subject = "QELTA_PCIDevice";
+        return made;
+    }};
+};
+
+TEST_F(ShortPage, OfMemoryIsWholeOrAnError) {
+    const std::string whole = lasting(cimhost::answerPage(get(), readings).body);
+    ASSERT_THAT(whole, testing::AllOf(testing::HasSubstr("PCIe Slot 1"), testing::EndsWith("</html>")));
+    std::size_t failed = 0;
+    for (const auto& [how, step] :
+         {std::pair(Allocations::Failing::one, 1U), std::pair(Allocations::Failing::allFromThere, 13U)}) {
+        std::size_t unanswered = 0;
+        for (std::size_t number = 1, struck = 1; struck != 0; number += step) {
+            std::optional<HttpResponse> response;
+            {
+                const Allocations allocations(number, how);
+                try {
+                    response = cimhost::answerPage(get(), readings);
+                } catch (const std::bad_alloc&) {  // the HTTP server closes the connection
+                    ++unanswered;
+                }
+                struck = allocations.failed();
+            }
+            failed += struck;
+            if (response && response->status == 200) {
+                ASSERT_EQ(lasting(response->body), whole) << number;
+            } else if (response) {
+                ASSERT_EQ(response->status, 503U);
+                ASSERT_THAT(response->summary, testing::StartsWith("GET /: HTTP 503, memory or descriptors ran out"));
+            }
+        }
+        if (how == Allocations::Failing::one) {
+            EXPECT_EQ(unanswered, 0U);
+        }
+    }
+    EXPECT_GT(failed, 50U);
+    std::cout << failed << " allocations failed\n";
+}
+
+TEST(PageWithoutThreads, IsAnError) {
+    if (isSanitized()) GTEST_SKIP() << "the sanitizers look at stacks themselves";
+    cimhost::Readings readings([](const cimhost::Readings::Unwanted&) { return cimhost::Reading(); });
+    pthread_attr_t usual;
+    pthread_attr_t tooLarge;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_getattr_default_np(&tooLarge), 0);
+    pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 50);
+    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
+    const HttpRequest request{"GET", "/", {}, "", std::nullopt, "", {}, {}};
+    std::optional<HttpResponse> response;
+    EXPECT_NO_THROW(response = cimhost::answerPage(request, readings));
+    pthread_setattr_default_np(&usual);
+    ASSERT_TRUE(response);
+    EXPECT_EQ(response->status, 503U);
+    EXPECT_THAT(response->summary, testing::StartsWith("GET /: HTTP 503, "));
+    EXPECT_EQ(cimhost::answerPage(request, readings).status, 200U);
 }
 
 using OverHttp = EveryAllocation;
