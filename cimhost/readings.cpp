@@ -3,9 +3,23 @@
 #include "cimhost/readings.h"
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace cimhost {
+
+namespace {
+
+/** Throws nothing: it is for a thread, whose exceptions would end the program. */
+std::string messageOf(const std::exception& error) noexcept {
+    try {
+        return *error.what() != '\0' ? error.what() : "an exception without a message";
+    } catch (const std::bad_alloc&) {
+        return "no memory";  // so short that it takes none
+    }
+}
+
+}  // namespace
 
 Readings::~Readings() {
     finish(std::chrono::milliseconds(0));
@@ -58,7 +72,7 @@ void Readings::run() {
         reading->end = Clock::now();
         reading->took = reading->end - begun;
     } catch (const std::exception& error) {
-        failure = *error.what() != '\0' ? error.what() : "an exception without a message";
+        failure = messageOf(error);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure.empty()) last_ = std::move(reading);

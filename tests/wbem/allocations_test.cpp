@@ -189,6 +189,17 @@ TEST_F(ShortPage, OfMemoryIsWholeOrAnError) {
     std::cout << failed << " allocations failed\n";
 }
 
+TEST(PageOfAMachine, WhoseReadingEndsForWantOfMemorySaysSo) {
+    if (isSanitized()) GTEST_SKIP() << "the sanitizers need memory for the reading's thread";
+    cimhost::Readings readings([](const cimhost::Readings::Unwanted&) -> cimhost::Reading { throw cim::Shortage(); });
+    {
+        const Allocations allocations(1, Allocations::Failing::allFromThere, Allocations::Of::otherThreads);
+        readings.once(std::chrono::seconds(10));
+        EXPECT_GT(allocations.failed(), 0U);
+    }
+    EXPECT_EQ(readings.state().failure, "no memory");
+}
+
 TEST(PageWithoutThreads, IsAnError) {
     if (isSanitized()) GTEST_SKIP() << "the sanitizers look at stacks themselves";
     cimhost::Readings readings([](const cimhost::Readings::Unwanted&) { return cimhost::Reading(); });
