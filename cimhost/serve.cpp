@@ -66,9 +66,10 @@ std::string exampleCommand(const std::string& url) {
 
 void announce(const wbem::HttpServer& server) {
     const std::string url = "http://" + server.place();
-    const std::string text =
-        fmt::format("Listening on {}\nAsk it, for example: {}\nIt ends with Ctrl-C, or with: kill {}\n", url,
-                    exampleCommand(url), getpid());
+    const std::string text = fmt::format(
+        "Listening on {0}\nSee the machine in a browser: {0}/\nAsk it, for example: {1}\n"
+        "It ends with Ctrl-C, or with: kill {2}\n",
+        url, exampleCommand(url), getpid());
     if (!writeOut(text)) throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
 }
 
@@ -116,7 +117,7 @@ Reading takeReading(Session& session, const Readings::Unwanted& unwanted) {
 void serveUntilSignal(Session& session, const Settings& settings, const ServeOptions& options) {
     const EndSignals signals;
     const wbem::Operations operations(session.manager(), schema::declared(), kNamespace);
-    const wbem::Responder responder(operations, options.http.address);
+    const wbem::Responder responder(operations, options.http.address, "a page for browsers at /");
     Readings readings([&session](const Readings::Unwanted& unwanted) { return takeReading(session, unwanted); });
     wbem::HttpServer server(options.http,
                             answerBy(responder, readings, session, makeTracer(options.log || settings.trace)));

@@ -80,8 +80,10 @@ std::string unescaped(const std::string& text) {
 
 // --- what has to hold before the body is looked at ---
 
-void checkTarget(const HttpRequest& request) {
-    if (pathOf(request) != kPath) throw httpError(404, std::string("CIM operations are served at ") + kPath);
+void checkTarget(const HttpRequest& request, const std::string& others) {
+    if (pathOf(request) == kPath) return;
+    const std::string served = std::string("CIM operations are served at ") + kPath;
+    throw httpError(404, others.empty() ? served : served + ", " + others);
 }
 
 /** What the names of CIM headers begin with: nothing, or for M-POST the number of the extension ("73-"). */
@@ -293,7 +295,7 @@ HttpResponse Responder::wholeAnswer(const HttpRequest& request) const {
     std::string prefix;
     try {
         if (request.refusal) throw *request.refusal;
-        checkTarget(request);
+        checkTarget(request, others_);
         prefix = headerPrefix(request);
         checkContentType(request.headers);
         checkAccepted(request.headers);

@@ -50,8 +50,12 @@ struct HttpResponse {
  */
 class Responder {
  public:
-    /** place: the host that paths tell where a request has no Host header. */
-    Responder(const Operations& operations, std::string place) : operations_(operations), place_(std::move(place)) {}
+    /**
+     * place: the host that paths tell where a request has no Host header. others: what else is served here, for who
+     * asks at another path ("a page at /").
+     */
+    Responder(const Operations& operations, std::string place, std::string others = "")
+        : operations_(operations), place_(std::move(place)), others_(std::move(others)) {}
 
     HttpResponse answer(const HttpRequest& request) const;
 
@@ -61,6 +65,7 @@ class Responder {
 
     const Operations& operations_;
     std::string place_;
+    std::string others_;
 };
 
 }  // namespace wbem

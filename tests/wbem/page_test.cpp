@@ -309,7 +309,10 @@ TEST_F(ServedPage, CostsThreeReadingsOfTheTableAndOtherGetsAreNotFound) {
     EXPECT_THAT(ask("GET /?x=1"), testing::StartsWith("HTTP/1.1 200 "));
     EXPECT_THAT(client::bodyOf(ask("HEAD /")), IsEmpty());
     for (const char* path : {"/read", "/favicon.ico", "/x"})
-        EXPECT_THAT(ask("GET " + std::string(path)), testing::StartsWith("HTTP/1.1 404 ")) << path;
+        EXPECT_THAT(ask("GET " + std::string(path)),
+                    AllOf(testing::StartsWith("HTTP/1.1 404 "),
+                          testing::EndsWith("CIM operations are served at /cimom, a page for browsers at /\n")))
+            << path;
     EXPECT_THAT(ask("GET /", "Origin: http://page.example\r\n"), testing::StartsWith("HTTP/1.1 403 "));
     EXPECT_THAT(ask("POST /read"), testing::StartsWith("HTTP/1.1 403 "));
     EXPECT_THAT(ask("POST /"), testing::StartsWith("HTTP/1.1 404 "));

@@ -90,7 +90,8 @@ TEST_F(Serve, ClientsGetTheProvidersAnswersUntilTheServerIsEnded) {
         const Outcome outcome = program.end();
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
         const std::string url = "http://127.0.0.1:" + std::to_string(port);
-        EXPECT_EQ(outcome.out, "Listening on " + url + "\nAsk it, for example: wbemcli ein " + url +
+        EXPECT_EQ(outcome.out, "Listening on " + url + "\nSee the machine in a browser: " + url +
+                                   "/\nAsk it, for example: wbemcli ein " + url +
                                    "/root/kavix:QELTA_SystemSlot\nIt ends with Ctrl-C, or with: kill " +
                                    std::to_string(process) + "\n");
         EXPECT_THAT(outcome.err, IsEmpty());
