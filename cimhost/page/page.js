@@ -4,6 +4,31 @@
   const rows = Array.from(document.querySelectorAll("#functions tbody tr"));
   const texts = rows.map((row) => Array.from(row.cells, (cell) => cell.textContent).join(" ").toLowerCase());
   const filter = byId("filter");
+  const again = byId("again");
+
+  // While the machine is read, pages follow each other by themselves. Each hands on where its reader is.
+  const kept = "cimhost.place";
+  let focused = "";
+  const handOn = () => {
+    focused = document.activeElement?.id || focused;
+    const [begin, end, direction] = [filter.selectionStart, filter.selectionEnd, filter.selectionDirection];
+    try {
+      sessionStorage.setItem(kept, JSON.stringify({ text: filter.value, focused, begin, end, direction }));
+    } catch {}  // storage may be denied
+  };
+  const takeOver = () => {
+    try {
+      const place = JSON.parse(sessionStorage.getItem(kept));
+      sessionStorage.removeItem(kept);
+      if (!place) return;
+      filter.value = place.text;
+      focused = place.focused;
+      byId(focused)?.focus({ preventScroll: true });
+      if (focused === "filter") filter.setSelectionRange(place.begin, place.end, place.direction);
+    } catch {}
+  };
+  addEventListener("pagehide", () => { if (again.disabled) handOn(); });
+
   const apply = () => {
     const parts = filter.value.toLowerCase().split(",").map((part) => part.trim());
     let shown = 0;
@@ -15,6 +40,7 @@
   };
   filter.addEventListener("input", apply);
   byId("filtering").hidden = false;
+  takeOver();
   apply();
 
   // The clocks of both sides may differ, so the age goes on from what the server said.
@@ -28,7 +54,8 @@
   if (age) setInterval(update, 1000);
 
   document.forms[0].addEventListener("submit", () => {
-    byId("again").disabled = true;
-    byId("again").textContent = "Reading\u2026";
+    handOn();  // a button without use loses the focus
+    again.disabled = true;
+    again.textContent = "Reading\u2026";
   });
 })();

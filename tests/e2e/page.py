@@ -86,7 +86,10 @@ class Page(unittest.TestCase):
         write_host(cls.odd, [slot(3, FORGED), slot(5, "PCIe Slot 5", usage=3)], cls.functions)
         write_host(many, [slot(n, f"Riser {n // 8} with a rather long name, slot {n}", [0x08, 0x0b, 0x0d][n % 3])
                           for n in range(1, 61)], [(bus, n % 32, n % 18) for bus in range(1, 6) for n in range(30)])
-        cls.pages = [cls.enterClassContext(wbem.serving(str(host))) + "/" for host in (cls.odd, many)]
+        slow = top / "slow"  # its second reading, as each opens the table three times
+        write_host(slow, [slot(3, "PCIe Slot 3")], cls.functions)
+        (slow / "bmc/faults.json").write_text('{"faults": [{"on": "open", "from": 4, "times": 3, "delayMs": 1800}]}')
+        cls.pages = [cls.enterClassContext(wbem.serving(str(host))) + "/" for host in (cls.odd, many, slow)]
         cls.browser = start_browser(top / "profile")
         cls.addClassCleanup(cls.browser.quit)
         cls.browser.set_page_load_timeout(PATIENCE)
@@ -166,8 +169,29 @@ class Page(unittest.TestCase):
         self.wait_for(lambda: len(self.rows()) == 6)
         self.assertEqual(self.browser.current_url, self.pages[0])
         write_functions(self.odd, self.functions)
+        self.show(self.pages[0])
         self.press_with_keyboard()
         self.wait_for(lambda: len(self.rows()) == 5)
+        self.wait_for(lambda: self.active() == "again")  # where it was
+
+    def test_the_filter_can_be_used_while_a_reading_is_under_way(self):
+        self.show(self.pages[2])
+        self.all("#again")[0].click()
+        self.wait_for(lambda: self.all("#notes p"))
+        self.all("#filter")[0].send_keys("slot 73" + Keys.LEFT)
+        self.script("window.before = true")
+        self.wait_for(lambda: self.script("window.before") is None)
+        self.assertEqual(len(self.all("#notes p")), 1)  # still under way
+        self.assertEqual([self.active(), self.rows()], ["filter", []])
+        self.browser.switch_to.active_element.send_keys(Keys.BACKSPACE)
+        self.wait_for(lambda: not self.all("#notes p"))
+        self.assertEqual(self.all("#filter")[0].get_property("value"), "slot 3")
+        self.assertEqual([self.active(), len(self.rows())], ["filter", 2])
+        self.show(self.pages[2])
+        self.assertEqual([self.active(), len(self.rows())], ["", 4])
+
+    def active(self):
+        return self.script("document.activeElement.id")
 
     def press_with_keyboard(self):
         """The button is the first that Tab leads to, and the filter the second."""
