@@ -14,6 +14,10 @@ namespace cimhost {
 
 namespace {
 
+constexpr const char* kDevices = "QELTA_PCIDevice";
+constexpr const char* kBridges = "QELTA_PCIBridge";
+constexpr const char* kSlots = "QELTA_SystemSlot";
+
 /** Whether it says nothing of the object: every object of the host has that key. */
 bool saysNothing(const std::string& property) {
     return property == "SystemCreationClassName" || property == "SystemName" || property == "CreationClassName";
@@ -45,7 +49,7 @@ std::uint64_t deviceNumber(const broker::Instance& instance, const std::string& 
 /** A function with what tells its place. */
 struct Placed {
     Function function;
-    bool onBoard;
+    bool onBoard;              // unless there is a slot of its number
     std::uint64_t slotNumber;  // 0 is in no slot, whatever the slots' numbers
 };
 
@@ -71,6 +75,37 @@ Slot slotOf(const broker::Instance& instance) {
             propertiesOf(instance)};
 }
 
+// Each class's answer comes from a reading of the SMBIOS table of its own. A function's UINumber is 0 where its device
+// number is above the highest slot number, and so is that of every function where the BMC gave no table.
+
+bool hasTable(const Instances& functions) {
+    return std::any_of(functions.begin(), functions.end(),
+                       [](const broker::Instance& each) { return deviceNumber(each, "UINumber") != 0; });
+}
+
+/** Whether functions were told without the table that the slots come from. */
+bool lacksTable(const Instances& functions, const Instances& slots) {
+    std::uint64_t highest = 0;
+    for (const broker::Instance& slot : slots) highest = std::max(highest, deviceNumber(slot, "Number"));
+    const auto isBelow = [highest](const broker::Instance& each) {
+        const std::uint64_t number = deviceNumber(each, "Number");
+        return number != 0 && number <= highest;
+    };
+    return !hasTable(functions) && std::any_of(functions.begin(), functions.end(), isBelow);
+}
+
+/** What tells of the slots and of the functions in them. */
+struct Told {
+    Instances devices;
+    Instances bridges;
+    Instances slots;
+
+    bool slotsLackTable() const { return slots.empty() && (hasTable(devices) || hasTable(bridges)); }
+    bool isConsistent() const {
+        return !slotsLackTable() && !lacksTable(devices, slots) && !lacksTable(bridges, slots);
+    }
+};
+
 }  // namespace
 
 Inventory takeInventory(const Ask& ask) {
@@ -88,21 +123,36 @@ Inventory takeInventory(const Ask& ask) {
     const Instances boards = instancesOf("QELTA_SystemBoard");
     inventory.host = boards.empty() ? kNothing : textOf(boards.front(), "SystemName");
     if (!boards.empty()) inventory.board = propertiesOf(boards.front());
-    Instances functions = instancesOf("QELTA_PCIDevice");
-    const Instances bridges = instancesOf("QELTA_PCIBridge");
-    functions.insert(functions.end(), bridges.begin(), bridges.end());
+    Told told{instancesOf(kDevices), instancesOf(kBridges), instancesOf(kSlots)};
+    inventory.readings = kReadingsOfInventory;
+    const auto again = [&](Instances& instances, const char* className) {
+        ++inventory.readings;
+        instances = instancesOf(className);
+    };
+    if (inventory.status == CMPI_RC_OK) {
+        if (told.slotsLackTable()) again(told.slots, kSlots);
+        if (lacksTable(told.devices, told.slots)) again(told.devices, kDevices);
+        if (lacksTable(told.bridges, told.slots)) again(told.bridges, kBridges);
+    }
+    if (inventory.status == CMPI_RC_OK && !told.isConsistent()) {
+        inventory.consistent = false;
+        inventory.refusal =
+            "what sits where is in doubt: the BMC gave the SMBIOS table for some of the requests, and not for others.";
+    }
+    Instances functions = std::move(told.devices);
+    functions.insert(functions.end(), told.bridges.begin(), told.bridges.end());
     inventory.functionCount = functions.size();
     std::map<std::uint64_t, Functions> inSlots;  // by the slots' numbers
-    for (const broker::Instance& slot : instancesOf("QELTA_SystemSlot")) {
+    for (const broker::Instance& slot : told.slots) {
         inventory.slots.push_back(slotOf(slot));
         if (const auto number = inventory.slots.back().number.value_or(0); number != 0) inSlots[number];
     }
-    inventory.readings = kReadingsOfInventory;
     for (const Placed& each : placed(functions)) {
         const auto found = inSlots.find(each.slotNumber);
-        if (found != inSlots.end()) found->second.push_back(each.function);
-        if (each.onBoard) inventory.onBoard.push_back(each.function);
-        if (!each.onBoard && found == inSlots.end()) inventory.elsewhere.push_back(each.function);
+        Functions& place = found != inSlots.end() ? found->second
+                           : each.onBoard         ? inventory.onBoard
+                                                  : inventory.elsewhere;
+        place.push_back(each.function);
     }
     for (Slot& slot : inventory.slots)
         if (const auto found = inSlots.find(slot.number.value_or(0)); found != inSlots.end())

@@ -54,7 +54,9 @@ struct Inventory {
     // The first answer that had an error status, and what was asked for; what the others brought is here all the same.
     CMPIrc status = CMPI_RC_OK;
     std::string subject;
-    std::string refusal = {};  // as in Answer
+    // False: the BMC gave the table for some of the requests and not for others, so places are wrong.
+    bool consistent = true;
+    std::string refusal = {};  // as in Answer; where it is not consistent, a sentence that says so
 };
 
 constexpr unsigned kReadingsOfInventory = 3;  // of the SMBIOS table: for devices, for bridges and for slots
@@ -62,7 +64,7 @@ constexpr unsigned kReadingsOfInventory = 3;  // of the SMBIOS table: for device
 /**
  * Asks for the board, the functions and the slots. Where a function is, is taken from its UINumber and Number as the
  * provider's association classes do, whose instances would cost four more readings of the SMBIOS table. Slots that have
- * one number have the same functions.
+ * one number have the same functions. A class whose answer had no table although another's had one is asked once more.
  */
 Inventory takeInventory(const Ask& ask);
 

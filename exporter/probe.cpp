@@ -18,6 +18,7 @@ Outcome takeInventory(const cimhost::Ask& ask) {
     });
     if (inventory.status != CMPI_RC_OK)
         return Failure{"cim-status", fmt::format("{}: {}", inventory.subject, broker::statusName(inventory.status))};
+    if (!inventory.consistent) return Failure{"inconsistent", inventory.refusal};
     if (inventory.functionCount > kMostFunctions || inventory.slots.size() > kMostSlots)
         return Failure{"too-large",
                        fmt::format("{} functions and {} slots", inventory.functionCount, inventory.slots.size())};

@@ -44,7 +44,8 @@ constexpr std::size_t kMostSlots = 1024;
 
 /**
  * Asks for what sits where, and takes the time of each request. An answer with an error status is a Failure
- * ("cim-status"), even where others brought something: what is missing in it would look as if it were gone.
+ * ("cim-status"), even where others brought something: what is missing in it would look as if it were gone. So is one
+ * whose parts disagree ("inconsistent").
  */
 Outcome takeInventory(const cimhost::Ask& ask);
 

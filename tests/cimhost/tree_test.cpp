@@ -9,6 +9,9 @@
 #include <cstddef>
 #include <ctime>
 #include <limits>
+#include <set>
+#include <string>
+#include <utility>
 
 #include "answers.h"
 #include "tests/support/machine.h"
@@ -234,6 +237,70 @@ TEST(TakeInventory, CostsInProportionToSlotsAndFunctions) {
     };
     constexpr std::size_t kCount = 200;
     EXPECT_LT(taken(kMore * kCount), kFarFromQuadratic * taken(kCount));
+}
+
+/** A machine with a device and a bridge in slot 3, and one of each on the board, whose BMC keeps silent now and then.
+ */
+class FickleMachine {
+ public:
+    /** Requests that read the table, counted from 1, for which there is none. */
+    explicit FickleMachine(std::set<unsigned> silent) : silent_(std::move(silent)) {}
+
+    Inventory inventory() {
+        return cimhost::takeInventory([this](const cimhost::Question& question) {
+            const std::string& subject = question.subject;
+            if (subject == "QELTA_SystemBoard") return answer(cimhost::Instances{});
+            asked += (asked.empty() ? "" : " ") + subject.substr(6);
+            const bool silent = silent_.count(++readings) != 0;
+            if (subject != "QELTA_SystemSlot")
+                return answer({numbered(subject, 3, silent), numbered(subject, 31, true)});
+            return silent ? answer(cimhost::Instances{}) : answer({testsupport::slotInstance(3)});
+        });
+    }
+
+    unsigned readings = 0;
+    std::string asked;
+
+ private:
+    static broker::Instance numbered(const std::string& className, unsigned device, bool onBoard) {
+        return instance(className, {}, {{"Number", uint16(device)}, {"UINumber", uint8(onBoard ? 0 : device)}});
+    }
+
+    std::set<unsigned> silent_;
+};
+
+TEST(TakeInventory, AsksAgainWhereOneReadingHadNoTable) {
+    const std::string usual = "PCIDevice PCIBridge SystemSlot";
+    const struct {
+        std::set<unsigned> silent;
+        std::string asked;
+        bool consistent;
+        std::size_t slots, inSlot, onBoard;
+    } cases[] = {
+        {{}, usual, true, 1, 2, 2},
+        {{1, 2, 3}, usual, true, 0, 0, 4},
+        {{1}, usual + " PCIDevice", true, 1, 2, 2},
+        {{2}, usual + " PCIBridge", true, 1, 2, 2},
+        {{1, 2}, usual + " PCIDevice PCIBridge", true, 1, 2, 2},
+        {{3}, usual + " SystemSlot", true, 1, 2, 2},
+        {{1, 3}, usual + " SystemSlot PCIDevice", true, 1, 2, 2},
+        {{1, 4}, usual + " PCIDevice", false, 1, 2, 2},
+        {{2, 3, 4}, usual + " SystemSlot", false, 0, 0, 3},
+    };
+    for (const auto& each : cases) {
+        FickleMachine machine(each.silent);
+        const Inventory inventory = machine.inventory();
+        const std::string message = testing::PrintToString(each.silent);
+        EXPECT_EQ(machine.asked, each.asked) << message;
+        EXPECT_EQ(inventory.readings, machine.readings) << message;
+        EXPECT_EQ(inventory.consistent, each.consistent) << message;
+        EXPECT_EQ(inventory.refusal.empty(), each.consistent) << message;
+        ASSERT_THAT(inventory.slots, SizeIs(each.slots)) << message;
+        for (const cimhost::Slot& slot : inventory.slots) EXPECT_THAT(slot.functions, SizeIs(each.inSlot)) << message;
+        EXPECT_THAT(inventory.onBoard, SizeIs(each.onBoard)) << message;
+        EXPECT_EQ(inventory.functionCount, each.slots * each.inSlot + each.onBoard + inventory.elsewhere.size())
+            << message << ": each function has one place";
+    }
 }
 
 TEST(TakeInventory, KeepsTheFirstErrorAndWhatTheOthersBring) {

@@ -169,6 +169,33 @@ TEST_F(Tree, ReadsTheTableAsOftenAsItSays) {
     EXPECT_EQ(std::count(trace.begin(), trace.end(), "open /dev/ipmi0 0x2"), 3);
 }
 
+TEST_F(Tree, OneReadingWithoutAnAnswerChangesNoPlace) {
+    testsupport::buildRack(host);
+    Json expected = treeJson(host.directory());
+    expected["readings"] = 4;
+    for (const char* reading : {"1", "2", "3"}) {
+        host.setFaults(R"({"faults": [{"on": "open", "times": 1, "timeout": true, "from": )" + std::string(reading) +
+                       "}]}");
+        EXPECT_EQ(treeJson(host.directory()), expected) << reading;
+    }
+}
+
+TEST_F(Tree, SaysWhereReadingsDisagree) {
+    testsupport::buildRack(host);
+    host.setFaults(R"({"faults": [{"on": "open", "times": 1, "timeout": true},
+                                  {"on": "open", "times": 1, "timeout": true, "from": 4}]})");
+    for (const char* command : {"tree", "draw"}) {
+        const Outcome run = runCimhost({command, "--host", host.directory()});
+        EXPECT_EQ(run.exitCode, 1) << command;
+        EXPECT_EQ(
+            run.err,
+            "cimhost: what sits where is in doubt: the BMC gave the SMBIOS table for some of the requests, and not "
+            "for others.\n")
+            << command;
+        EXPECT_THAT(run.out, HasSubstr("03:03")) << command;
+    }
+}
+
 TEST_F(Tree, ShowsEveryFunctionOfEveryPciDomain) {
     host.setHostName("domains").setSmbiosTable(testsupport::slotTable({3}));
     for (int domain = 0; domain < 2; ++domain)

@@ -160,6 +160,22 @@ TEST(TakenInventory, IsAFailureWhereAnyRequestFails) {
     EXPECT_THAT(std::get<Failure>(outcome).message, StartsWith("QELTA_PCIBridge: CMPI_RC_ERR_FAILED"));
 }
 
+/** Of a host whose BMC gives the table for the slots alone, however often it is asked. */
+TEST(TakenInventory, IsAFailureWhereReadingsDisagree) {
+    const Outcome outcome = exporter::takeInventory([](const cimhost::Question& question) {
+        cimhost::Instances instances;
+        if (question.subject == "QELTA_SystemSlot" || question.subject == "QELTA_PCIDevice") {
+            instances.emplace_back();
+            instances[0].properties = {{"Number", broker::Value::uint(CMPI_uint16, 3)}};
+        }
+        return cimhost::Answer{CMPI_RC_OK, instances};
+    });
+    ASSERT_TRUE(std::holds_alternative<Failure>(outcome));
+    EXPECT_EQ(std::get<Failure>(outcome).reason, "inconsistent");
+    EXPECT_THAT(samples(outcome, "pciinfo_slot"), IsEmpty());
+    EXPECT_THAT(samples(outcome, "pciinfo_function"), IsEmpty());
+}
+
 TEST(TakenInventory, IsAFailureWhereItIsNoRealMachines) {
     EXPECT_EQ(std::get<Failure>(exporter::takeInventory(answering(exporter::kMostSlots + 1))).reason, "too-large");
     EXPECT_TRUE(std::holds_alternative<exporter::Probed>(exporter::takeInventory(answering(exporter::kMostSlots))));

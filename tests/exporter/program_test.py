@@ -2,6 +2,7 @@
 """The program pciinfo-exporter: its options, its configuration, its signals."""
 
 import base64
+import json
 import os
 import re
 import signal
@@ -13,6 +14,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 import badserver  # noqa: E402
+import fleet  # noqa: E402
 import monitoring  # noqa: E402
 import wbem  # noqa: E402
 
@@ -91,6 +93,20 @@ class Program(unittest.TestCase):
 
             process.terminate()
             self.assertEqual(process.wait(wbem.TIME_LIMIT), 0)
+
+    def test_one_reading_without_an_answer_moves_no_function(self):
+        host = fleet.make_host(self.root, 0).directory
+        with open(os.path.join(host, "bmc", "faults.json"), "w", encoding="utf-8") as file:
+            json.dump({"faults": [{"on": "open", "from": 4, "times": 1, "completionCode": "0xD5"}]}, file)
+        config = "modules:\n  default: {scheme: http, max_age: 0s}\n"
+        with wbem.serving(host) as url, monitoring.exporter(config, self.root) as place:
+            def probe():
+                page = monitoring.fetch(f"http://{place}/probe?target={url.removeprefix('http://')}")
+                return sorted(re.findall(r"^pciinfo_(?:up|function|slot|probe_table).*", page, re.MULTILINE))
+
+            first, second = probe(), probe()
+        self.assertIn("pciinfo_probe_table_readings 4", second)
+        self.assertEqual([line.replace("readings 4", "readings 3") for line in second], first)
 
     def test_asks_by_tls_with_credentials_as_its_modules_say(self):
         def answer(head, _):
