@@ -158,11 +158,16 @@ class MonitoredFleet(unittest.TestCase):
 
 
 class Rules(unittest.TestCase):
-    def test_say_what_they_should(self):
+    def test_say_what_they_should_in_whatever_order_groups_are_evaluated(self):
         root = self.enterContext(tempfile.TemporaryDirectory())
         for name in ("packaging/exporter/pciinfo-rules.yml", "tests/exporter/rules-test.yml"):
             shutil.copy(os.path.join(os.environ["PCIINFO_SOURCE"], name), root)
-        for command in (("check", "rules", "pciinfo-rules.yml"), ("test", "rules", "rules-test.yml")):
+        groups = re.findall(r"^  - name: (\S+)", monitoring.shipped("pciinfo-rules.yml"), re.MULTILINE)
+        with open(os.path.join(root, "rules-test.yml"), encoding="utf-8") as file, \
+                open(os.path.join(root, "reversed.yml"), "w", encoding="utf-8") as out:
+            out.write(f"group_eval_order: [{', '.join(reversed(groups))}]\n{file.read()}")
+        for command in (("check", "rules", "pciinfo-rules.yml"), ("test", "rules", "rules-test.yml"),
+                        ("test", "rules", "reversed.yml")):
             done = subprocess.run(["promtool", *command], cwd=root, capture_output=True, text=True, check=False)
             self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
 
