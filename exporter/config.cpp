@@ -162,10 +162,9 @@ class Reader {
 
 }  // namespace
 
-bool Module::operator==(const Module& other) const {
+bool Module::asksAs(const Module& other) const {
     const auto members = [](const Module& module) {
-        return std::tie(module.scheme, module.netrcFile, module.caFile, module.insecure, module.connectTimeout,
-                        module.timeout, module.maxAge, module.failureMaxAge, module.targets);
+        return std::tie(module.scheme, module.netrcFile, module.caFile, module.insecure);
     };
     return members(*this) == members(other);
 }

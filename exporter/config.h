@@ -25,7 +25,8 @@ struct Module {
     Milliseconds failureMaxAge{60000};  // the same of a failure
     std::vector<std::string> targets;   // patterns of those that may be asked, as of a shell; empty: all
 
-    bool operator==(const Module& other) const;
+    /** Whether it is answered by the same as the other is: how long that may take and is kept may differ. */
+    bool asksAs(const Module& other) const;
 };
 
 struct Config {

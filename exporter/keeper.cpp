@@ -92,7 +92,7 @@ bool Keeper::dropIdle(const Entry* but) {
 }
 
 bool Keeper::isYoung(const Entry& entry, const Module& module, Clock::time_point now) const {
-    if (!entry.text || entry.retried || !(*entry.askedBy == module)) return false;
+    if (!entry.text || entry.retried || !entry.askedBy->asksAs(module)) return false;
     return now - entry.since < (entry.result == "success" ? module.maxAge : module.failureMaxAge);
 }
 

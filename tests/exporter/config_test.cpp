@@ -15,6 +15,7 @@ using exporter::Module;
 using exporter::parseConfig;
 using exporter::targetOf;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 std::string complaint(const std::string& text) {
     try {
@@ -47,7 +48,9 @@ modules:
     EXPECT_EQ(config.maxBytes, 1000U);
     EXPECT_EQ(config.maxProbes, 3U);
     ASSERT_EQ(config.modules.size(), 2U);
-    EXPECT_EQ(*config.modules.at("default"), Module());
+    EXPECT_TRUE(config.modules.at("default")->asksAs(Module()));
+    EXPECT_EQ(config.modules.at("default")->timeout, std::chrono::minutes(2));
+    EXPECT_THAT(config.modules.at("default")->targets, IsEmpty());
     const Module& lab = *config.modules.at("lab");
     EXPECT_EQ(lab.netrcFile, "/etc/hostname");
     EXPECT_EQ(lab.caFile, "/etc/hostname");

@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <future>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -145,12 +147,35 @@ TEST_F(Kept, FailuresHaveAnAgeOfTheirOwn) {
     const auto by = module(std::chrono::hours(1), Milliseconds(0));
     EXPECT_THAT(*get("broken:1", kLong, by).text, HasSubstr("pciinfo_up 0"));
     EXPECT_EQ(get("broken:1", kLong, by).kind, Kind::fresh);
-    EXPECT_EQ(get("broken:1", kLong, module(Milliseconds(0), std::chrono::hours(1))).kind, Kind::fresh)
-        << "asked by another configuration";
     EXPECT_EQ(get("broken:1", kLong, module(Milliseconds(0), std::chrono::hours(1))).kind, Kind::kept);
     keeper->forgetFailures();
     EXPECT_EQ(get("broken:1", kLong, module(Milliseconds(0), std::chrono::hours(1))).kind, Kind::fresh);
     EXPECT_THAT(*get("odd:1").text, HasSubstr("reason=\"internal\""));
+}
+
+TEST_F(Kept, ModuleThatChangesHasAskedAnewOnlyWhatItWouldAskInAnotherWay) {
+    start();
+    const Module before = *module(std::chrono::hours(1));
+    const struct {
+        std::function<void(Module&)> change;
+        Kind kind;
+    } cases[] = {
+        {[](Module& now) { now.targets = {"*"}; }, Kind::kept},
+        {[](Module& now) { now.maxAge = std::chrono::hours(2); }, Kind::kept},
+        {[](Module& now) { now.timeout = now.connectTimeout = Milliseconds(1); }, Kind::kept},
+        {[](Module& now) { now.maxAge = Milliseconds(0); }, Kind::fresh},
+        {[](Module& now) { now.scheme = "http"; }, Kind::fresh},
+        {[](Module& now) { now.netrcFile = "/n"; }, Kind::fresh},
+        {[](Module& now) { now.caFile = "/c"; }, Kind::fresh},
+        {[](Module& now) { now.insecure = true; }, Kind::fresh},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const std::string target = "h" + std::to_string(i) + ":1";
+        Module after = before;
+        cases[i].change(after);
+        get(target, kLong, std::make_shared<Module>(before));
+        EXPECT_EQ(get(target, kLong, std::make_shared<Module>(after)).kind, cases[i].kind) << i;
+    }
 }
 
 TEST_F(Kept, ProbeThatTakesLongerServesTheNextScrape) {
