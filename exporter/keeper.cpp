@@ -27,9 +27,10 @@ Keeper::Answer Keeper::get(const std::string& moduleName, const std::shared_ptr<
         const Seconds age = entry->text ? Seconds(Clock::now() - entry->since) : Seconds(-1);
         return Answer{kind, entry->text, age, entry->state != State::idle};
     };
-    if (isYoung(*entry, *module, Clock::now())) return answer(Kind::kept);
+    entry->module = module;
+    if (isYoung(*entry, Clock::now())) return answer(Kind::kept);
     const unsigned before = entry->ended;
-    enqueue(entry, module);
+    enqueue(entry);
     const bool isFarBack = entry->state == State::waiting && waiting_.size() > limits_.probes;
     entry->changed.wait_until(lock, isFarBack ? Clock::now() : deadline,
                               [&] { return stopped_ || entry->ended != before; });
@@ -40,7 +41,7 @@ Keeper::Answer Keeper::get(const std::string& moduleName, const std::shared_ptr<
 void Keeper::setLimits(const Limits& limits) {
     const std::lock_guard lock(mutex_);
     limits_ = limits;
-    while ((entries_.size() > limits_.targets || bytes_ > limits_.bytes) && dropIdle(nullptr)) {
+    while ((entries_.size() > limits_.targets || bytes_ > limits_.bytes) && (dropOld() || dropIdle())) {
     }
     work_.notify_all();
 }
@@ -68,7 +69,7 @@ Keeper::EntryPtr Keeper::entryOf(const Key& key) {
         used_.splice(used_.begin(), used_, found->second->place);
         return found->second;
     }
-    if (entries_.size() >= limits_.targets && !dropIdle(nullptr)) return nullptr;
+    if (entries_.size() >= limits_.targets && !dropOld()) return nullptr;
     auto entry = std::make_shared<Entry>();
     entry->key = key;
     used_.push_front(entry);
@@ -77,26 +78,42 @@ Keeper::EntryPtr Keeper::entryOf(const Key& key) {
     return entry;
 }
 
-/** Drops the entry that was not scraped for the longest and has no probe. False: there is none. */
-bool Keeper::dropIdle(const Entry* but) {
+/** Drops the entry that was not scraped for the longest of those without a probe whose answers are old. False: none. */
+bool Keeper::dropOld() {
+    const auto now = Clock::now();
     const auto found = std::find_if(used_.rbegin(), used_.rend(), [&](const EntryPtr& entry) {
-        return entry->state == State::idle && entry.get() != but;
+        return entry->state == State::idle && !isYoung(*entry, now);
     });
     if (found == used_.rend()) return false;
-    const EntryPtr entry = *found;
+    drop(*found);
+    return true;
+}
+
+/** The same, however old the answers are. */
+bool Keeper::dropIdle() {
+    const auto found =
+        std::find_if(used_.rbegin(), used_.rend(), [](const EntryPtr& entry) { return entry->state == State::idle; });
+    if (found == used_.rend()) return false;
+    drop(*found);
+    return true;
+}
+
+void Keeper::drop(const EntryPtr& dropped) {
+    const EntryPtr entry = dropped;  // it may be the list's
     if (entry->text) bytes_ -= entry->text->size();
     used_.erase(entry->place);
     entries_.erase(entry->key);
     ++evictions_;
-    return true;
 }
 
-bool Keeper::isYoung(const Entry& entry, const Module& module, Clock::time_point now) const {
+/** By the ages of the module that the last scrape had. */
+bool Keeper::isYoung(const Entry& entry, Clock::time_point now) {
+    const Module& module = *entry.module;
     if (!entry.text || entry.retried || !entry.askedBy->asksAs(module)) return false;
     return now - entry.since < (entry.result == "success" ? module.maxAge : module.failureMaxAge);
 }
 
-void Keeper::enqueue(const EntryPtr& entry, const std::shared_ptr<const Module>& module) {
+void Keeper::enqueue(const EntryPtr& entry) {
     if (entry->state != State::idle) return;
     if (waiting_.size() >= idleWorkers_ && workers_.size() < limits_.probes) {
         try {
@@ -105,7 +122,6 @@ void Keeper::enqueue(const EntryPtr& entry, const std::shared_ptr<const Module>&
             if (workers_.empty()) throw;
         }
     }
-    entry->module = module;
     entry->state = State::waiting;
     waiting_.push_back(entry);
     work_.notify_one();
@@ -171,9 +187,10 @@ void Keeper::run(const EntryPtr& entry, std::unique_lock<std::mutex>& lock) {
     ++entry->ended;
     entry->changed.notify_all();
     busy_.erase(target);
-    while (bytes_ > limits_.bytes && dropIdle(entry.get())) {
+    while (bytes_ > limits_.bytes && dropOld()) {
     }
-    if (!waiting_.empty()) work_.notify_one();  // one that waited for this target
+    if (bytes_ > limits_.bytes && entries_.count(entry->key) != 0) drop(entry);  // those that wait for it have it
+    if (!waiting_.empty()) work_.notify_one();                                   // one that waited for this target
 }
 
 }  // namespace exporter

@@ -23,8 +23,9 @@ namespace exporter {
 
 /**
  * Answers of targets, kept, and the probes that bring them. A target is asked by one probe at a time; probes that there
- * is no place for wait, first come, first served. Where there is no room for another target, the one that was not
- * scraped for the longest is dropped.
+ * is no place for wait, first come, first served. Where there is no room for another target, that which was not scraped
+ * for the longest is dropped of those whose answers are too old to be served again. Others are not: where they are
+ * scraped in turns each would be asked at each scrape.
  */
 class Keeper {
  public:
@@ -74,7 +75,7 @@ class Keeper {
      * The answer of a target, which is asked unless one is kept that is young enough; that is waited for, until the
      * deadline, unless more probes wait than can be under way: there are scrapes of a whole fleet behind that. A probe
      * that takes longer goes on for the next scrape. A failure is an answer, too. Refused: there is no room, as all
-     * targets that are kept are being probed, or the keeper has stopped.
+     * targets that are kept are being probed or have answers that are young enough, or the keeper has stopped.
      */
     Answer get(const std::string& moduleName, const std::shared_ptr<const Module>& module, const std::string& target,
                Clock::time_point deadline);
@@ -91,7 +92,7 @@ class Keeper {
     enum class State { idle, waiting, probing };
     struct Entry {
         Key key;
-        std::shared_ptr<const Module> module;  // as the scrape that made it wait has it
+        std::shared_ptr<const Module> module;  // as the last scrape has it
         State state = State::idle;
         unsigned ended = 0;  // probes
         std::string result;  // of the last one
@@ -105,9 +106,11 @@ class Keeper {
     using EntryPtr = std::shared_ptr<Entry>;
 
     EntryPtr entryOf(const Key& key);
-    bool dropIdle(const Entry* but);
-    bool isYoung(const Entry& entry, const Module& module, Clock::time_point now) const;
-    void enqueue(const EntryPtr& entry, const std::shared_ptr<const Module>& module);
+    bool dropOld();
+    bool dropIdle();
+    void drop(const EntryPtr& entry);
+    static bool isYoung(const Entry& entry, Clock::time_point now);
+    void enqueue(const EntryPtr& entry);
     EntryPtr takeWaiting();
     void work();
     void run(const EntryPtr& entry, std::unique_lock<std::mutex>& lock);

@@ -159,7 +159,11 @@ wbem::HttpResponse Exporter::probe(const wbem::HttpRequest& request) {
 
     const Keeper::Answer answer = keeper_.get(name, module->second, target, deadline);
     scrapes_.Add({{"answer", nameOf(answer.kind)}}).Increment();
-    if (answer.kind == Keeper::Kind::refused) return refusal(503, "there is no room for another target now");
+    if (answer.kind == Keeper::Kind::refused)
+        return refusal(503,
+                       fmt::format("there is no room for another target: max_targets is {}, and the answers of all "
+                                   "that are known are young or under way",
+                                   current->maxTargets));
     const std::string now = expositionOf(scrapeFamilies(answer.age, answer.probing));
     return page(200, kExposition, answer.text ? *answer.text + now : now);
 }

@@ -263,13 +263,36 @@ TEST_F(Kept, ScrapeDoesNotWaitBehindMoreProbesThanThereArePlaces) {
     EXPECT_EQ(get("e:1").kind, Kind::kept);
 }
 
-TEST_F(Kept, LeastScrapedTargetIsDroppedForANewOne) {
+TEST_F(Kept, LeastScrapedTargetOfAnOldAnswerIsDroppedForANewOne) {
     start({2, 1U << 30U, 2});
-    for (const char* target : {"a:1", "b:1", "a:1", "c:1"}) get(target);
+    for (const char* target : {"a:1", "b:1", "a:1", "c:1"}) get(target, kLong, module(Milliseconds(0)));
     EXPECT_EQ(keeper->counts().targets, 2U);
     EXPECT_EQ(keeper->counts().evictions, 1U);
     EXPECT_EQ(get("a:1").kind, Kind::kept);
     EXPECT_EQ(get("b:1").kind, Kind::fresh);
+    EXPECT_EQ(get("a:1").kind, Kind::kept);
+}
+
+TEST_F(Kept, TargetsThatAreScrapedInTurnsAreAskedOnceEachAlthoughThereIsOneTooMany) {
+    start({5, 1U << 30U, 2});
+    std::size_t refused = 0;
+    for (int turn = 0; turn < 4; ++turn)
+        for (int i = 0; i < 6; ++i)
+            if (get("h" + std::to_string(i) + ":1").kind == Kind::refused) ++refused;
+    EXPECT_EQ(refused, 4U);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(probes.asked("h" + std::to_string(i) + ":1"), 1U) << i;
+    EXPECT_EQ(probes.asked("h5:1"), 0U);
+    EXPECT_EQ(keeper->counts().evictions, 0U);
+}
+
+TEST_F(Kept, AnswerThatThereIsNoRoomForLeavesTheOthersWhereTheyAre) {
+    start();
+    const std::size_t size = get("h0:1").text->size();
+    keeper->setLimits({100, size * 3 + size / 2, 4});
+    for (int turn = 0; turn < 3; ++turn)
+        for (int i = 0; i < 4; ++i) EXPECT_NE(get("h" + std::to_string(i) + ":1").text, nullptr);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(probes.asked("h" + std::to_string(i) + ":1"), 1U) << i;
+    EXPECT_EQ(keeper->counts().targets, 3U);
 }
 
 TEST_F(Kept, NewTargetIsRefusedWhereAllAreBeingProbed) {
@@ -317,7 +340,7 @@ TEST_F(Kept, ManyScrapersOfFewPlacesAllGetAnAnswer) {
     for (int i = 0; i < 8; ++i)
         scrapers.emplace_back([&, i] {
             for (int j = 0; j < 200; ++j) {
-                const auto answer = get("h" + std::to_string((i * 7 + j) % 30) + ":1");
+                const auto answer = get("h" + std::to_string((i * 7 + j) % 30) + ":1", kLong, module(Milliseconds(0)));
                 if (!answer.text || keeper->counts().targets > 10) ++odd;
             }
         });

@@ -100,6 +100,20 @@ TEST_F(Pages, WrongScrapesAreToldSo) {
     EXPECT_EQ(exporter.answer(post).status, 405U);
 }
 
+TEST_F(Pages, OneTargetTooManyIsToldSoAndCounted) {
+    const std::string file = testing::TempDir() + "pciinfo-exporter-few.yml";
+    std::ofstream(file) << "{max_targets: 1, modules: {default: {scheme: http}}}\n";
+    exporter.reload(file);
+    std::remove(file.c_str());
+    EXPECT_EQ(status("/probe", {{"target", "a"}}), 200U);
+    EXPECT_EQ(status("/probe", {{"target", "b"}}), 503U);
+    EXPECT_EQ(body("/probe", {{"target", "b"}}),
+              "there is no room for another target: max_targets is 1, and the answers of all that are known are young "
+              "or under way\n");
+    EXPECT_THAT(body("/metrics"), HasSubstr("pciinfo_exporter_scrapes_total{answer=\"refused\"} 2\n"));
+    EXPECT_THAT(asked, ElementsAre("a:5988"));
+}
+
 TEST_F(Pages, MetricsTellOfTheExporter) {
     body("/probe", {{"target", "a"}});
     body("/probe", {{"target", "a"}});
