@@ -21,6 +21,7 @@ namespace exporter {
 namespace {
 
 constexpr std::size_t kTargetLength = 261;  // of a name of 255 bytes with a port
+constexpr Milliseconds kLongest = std::chrono::hours(24 * 365);
 
 class Reader {
  public:
@@ -91,6 +92,7 @@ class Reader {
             fail(node, fmt::format("{} has to be a time, such as 500ms, 30s, 5m or 1h", what));
         const Milliseconds value(std::stol(parts[1]) * kUnits.at(parts[2]));
         if (value < least) fail(node, fmt::format("{} has to be {} ms at least", what, least.count()));
+        if (value > kLongest) fail(node, fmt::format("{} has to be 365d at most", what));
         return value;
     }
 
