@@ -15,17 +15,19 @@
 #include <sstream>
 #include <system_error>
 #include <tuple>
+#include <utility>
 
 namespace exporter {
 
 namespace {
 
 constexpr std::size_t kTargetLength = 261;  // of a name of 255 bytes with a port
+constexpr const char* kCredentials = "/run/credentials/";
 constexpr Milliseconds kLongest = std::chrono::hours(24 * 365);
 
 class Reader {
  public:
-    explicit Reader(std::string file) : file_(std::move(file)) {}
+    Reader(std::string file, Warn warn) : file_(std::move(file)), warn_(std::move(warn)) {}
 
     Config read(const std::string& text) const {
         try {
@@ -39,8 +41,12 @@ class Reader {
     /** What to do with a key's value. */
     using Keys = std::map<std::string, std::function<void(const YAML::Node&)>>;
 
+    std::string located(const YAML::Node& node, const std::string& what) const {
+        return fmt::format("{}:{}: {}", file_, std::max(node.Mark().line, 0) + 1, what);
+    }
+
     [[noreturn]] void fail(const YAML::Node& node, const std::string& what) const {
-        throw ConfigError(fmt::format("{}:{}: {}", file_, std::max(node.Mark().line, 0) + 1, what));
+        throw ConfigError(located(node, what));
     }
 
     void readMap(const YAML::Node& node, const std::string& what, const Keys& keys) const {
@@ -100,9 +106,12 @@ class Reader {
         std::string name = text(node, what);
         if (name.front() != '/') fail(node, fmt::format("{} has to be an absolute path", what));
         errno = 0;
-        if (std::ifstream file(name); !file || file.peek() == std::ifstream::traits_type::eof())
-            fail(node, fmt::format("{}: {} {}", what, name,
-                                   errno != 0 ? std::generic_category().message(errno) : "is empty"));
+        if (std::ifstream file(name); !file || file.peek() == std::ifstream::traits_type::eof()) {
+            const std::string trouble =
+                fmt::format("{}: {} {}", what, name, errno != 0 ? std::generic_category().message(errno) : "is empty");
+            if (!warn_ || name.rfind(kCredentials, 0) != 0) fail(node, trouble);
+            warn_(located(node, trouble + "; it has to be there when the service starts"));
+        }
         return name;
     }
 
@@ -160,6 +169,7 @@ class Reader {
     }
 
     const std::string file_;
+    const Warn warn_;
 };
 
 }  // namespace
@@ -171,11 +181,11 @@ bool Module::asksAs(const Module& other) const {
     return members(*this) == members(other);
 }
 
-Config parseConfig(const std::string& text, const std::string& file) {
-    return Reader(file).read(text);
+Config parseConfig(const std::string& text, const std::string& file, const Warn& warn) {
+    return Reader(file, warn).read(text);
 }
 
-Config loadConfig(const std::string& file) {
+Config loadConfig(const std::string& file, const Warn& warn) {
     errno = 0;
     const std::ifstream stream(file, std::ios::binary);
     std::ostringstream text;
@@ -183,7 +193,7 @@ Config loadConfig(const std::string& file) {
     if (!text && errno == 0) text.clear();  // it is empty
     if (!stream.is_open() || !text)
         throw ConfigError(fmt::format("{}: {}", file, std::generic_category().message(errno)));
-    return parseConfig(text.str(), file);
+    return parseConfig(text.str(), file, warn);
 }
 
 std::string targetOf(const std::string& text, const Module& module) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -42,12 +43,16 @@ class ConfigError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/** Is told of what is wrong now, but need not be when the service runs. */
+using Warn = std::function<void(const std::string& warning)>;
+
 /**
  * Reads a configuration in YAML: pciinfo-exporter(8) has its keys. Everything but these is an error, and so is a key
- * that comes twice, or a file named in it that cannot be read. Throws ConfigError.
+ * that comes twice, or a file named in it that cannot be read; with `warn`, one of systemd's credentials that cannot be
+ * read is a warning, as these are there for the running service alone. Throws ConfigError.
  */
-Config parseConfig(const std::string& text, const std::string& file);
-Config loadConfig(const std::string& file);
+Config parseConfig(const std::string& text, const std::string& file, const Warn& warn = {});
+Config loadConfig(const std::string& file, const Warn& warn = {});
 
 /** The name of a module that is taken where a scrape names none. */
 constexpr const char* kDefaultModule = "default";

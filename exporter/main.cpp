@@ -113,7 +113,9 @@ int main(int count, char** arguments) {
         } catch (const CLI::ParseError& error) {
             return app.exit(error) == 0 ? EXIT_SUCCESS : kWrongUsage;
         }
-        const exporter::Config config = exporter::loadConfig(options.config);
+        const exporter::Warn warn = [](const std::string& line) { log(line); };
+        const exporter::Config config =
+            exporter::loadConfig(options.config, options.checkConfig ? warn : exporter::Warn());
         if (options.checkConfig)
             log(fmt::format("{}: nothing is wrong, modules: {}", options.config, config.modules.size()));
         else

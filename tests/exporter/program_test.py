@@ -46,6 +46,17 @@ class Program(unittest.TestCase):
                          (1, "", f"pciinfo-exporter: {self.config}:2: scheme has to be http or https\n"))
         self.assertEqual(run("--config", "/no/such")[0], 1)
 
+    def test_checks_a_configuration_whose_credentials_only_the_service_has(self):
+        secret = "/run/credentials/pciinfo-exporter.service/no-such-netrc"
+        self.write(f"modules:\n  default:\n    netrc_file: {secret}\n")
+        missing = f"{self.config}:3: netrc_file: {secret} No such file or directory"
+        self.assertEqual(run("--check-config", "--config", self.config),
+                         (0, "", f"{missing}; it has to be there when the service starts\n"
+                                 f"{self.config}: nothing is wrong, modules: 1\n"))
+        self.assertEqual(run("--config", self.config), (1, "", f"pciinfo-exporter: {missing}\n"))
+        self.write("modules:\n  default:\n    netrc_file: /run/no-such-netrc\n")
+        self.assertEqual(run("--check-config", "--config", self.config)[0], 1)
+
     def test_takes_the_configuration_that_is_shipped(self):
         shipped = os.path.join(os.environ["PCIINFO_SOURCE"], "packaging", "exporter", "config.yml")
         self.assertEqual(run("--check-config", "--config", shipped)[0], 0)
