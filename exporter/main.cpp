@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,9 +42,9 @@ void log(const std::string& line) {
 /** Those that the program waits for; blocked from then on, in all threads that are started. */
 class Signals {
  public:
-    Signals() {
+    explicit Signals(std::initializer_list<int> signals) {
         sigemptyset(&signals_);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals_, signal);
+        for (const int signal : signals) sigaddset(&signals_, signal);
         pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     }
     int wait() const {
@@ -80,7 +81,7 @@ wbem::HttpOptions httpOptions(const Options& options) {
 }
 
 void serve(const Options& options, const exporter::Config& config) {
-    const Signals signals;
+    const Signals signals({SIGINT, SIGTERM, SIGHUP});
     exporter::Exporter served(config, exporter::probeRemote, log, EXPORTER_VERSION);
     wbem::HttpServer server(httpOptions(options),
                             [&](const wbem::HttpRequest& request) { return served.answer(request); });
@@ -94,6 +95,7 @@ void serve(const Options& options, const exporter::Config& config) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    const Signals early({SIGHUP});  // which asks for a reload, not for the end, from the beginning
     try {
         Options options;
         CLI::App app("What sits in which PCI slot of which host, for Prometheus: asks object managers over CIM-XML.",

@@ -105,6 +105,23 @@ class Program(unittest.TestCase):
             process.terminate()
             self.assertEqual(process.wait(wbem.TIME_LIMIT), 0)
 
+    def test_reload_that_comes_while_it_starts_is_one(self):
+        os.mkfifo(self.config)
+        log = os.path.join(self.root, "log")
+        command = [os.environ["PCIINFO_EXPORTER"], "--config", self.config, "--listen", "127.0.0.1:0"]
+        with monitoring.running(command, log) as process:
+            with open(self.config, "w", encoding="utf-8") as file:  # which waits until it is read
+                process.send_signal(signal.SIGHUP)
+                self.assertRaises(subprocess.TimeoutExpired, process.wait, 0.3)
+                file.write(GOOD)
+
+            def said(text):
+                with open(log, encoding="utf-8") as lines:
+                    return text in lines.read()
+            monitoring.until("it listens", lambda: said("Listening on "), limit=20)
+            self.write(GOOD)
+            monitoring.until("it is read a second time", lambda: said("config.yml read, modules: 1\n"), limit=20)
+
     def test_one_reading_without_an_answer_moves_no_function(self):
         host = fleet.make_host(self.root, 0).directory
         with open(os.path.join(host, "bmc", "faults.json"), "w", encoding="utf-8") as file:
