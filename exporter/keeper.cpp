@@ -98,12 +98,11 @@ bool Keeper::dropIdle() {
     return true;
 }
 
-void Keeper::drop(const EntryPtr& dropped) {
-    const EntryPtr entry = dropped;  // it may be the list's
+void Keeper::drop(const EntryPtr& entry) {
     if (entry->text) bytes_ -= entry->text->size();
-    used_.erase(entry->place);
-    entries_.erase(entry->key);
     ++evictions_;
+    entries_.erase(entry->key);
+    used_.erase(entry->place);  // last, as `entry` may be the list's
 }
 
 /** By the ages of the module that the last scrape had. */
