@@ -118,7 +118,7 @@ class Page {
                              state_.last ? " Below is what was read before." : ""));
         if (!state_.last) return;
         const Inventory& inventory = state_.last->inventory;
-        if (inventory.status != CMPI_RC_OK)
+        if (inventory.status != CMPI_RC_OK || !inventory.consistent)
             note(explanation({inventory.status, {}, std::nullopt, inventory.refusal}, inventory.subject));
         if (inventory.slots.empty() && !state_.last->trouble.empty()) note("BMC: " + state_.last->trouble + ".");
     }

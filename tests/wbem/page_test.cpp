@@ -242,6 +242,16 @@ TEST(PageOf, AMachineWithoutSlotsOrWithAnErrorSaysWhy) {
     EXPECT_THAT(textAt(page, "picture"), HasSubstr("no slots"));
 }
 
+TEST(PageOf, AMachineWhoseReadingsDisagreeSaysSo) {
+    Readings readings([](const Readings::Unwanted&) {
+        Reading made;
+        made.inventory.consistent = false;
+        made.inventory.refusal = "it is in doubt.";
+        return made;
+    });
+    EXPECT_THAT(textAt(answerPage(request("GET", "/"), readings).body, "notes"), HasSubstr("it is in doubt."));
+}
+
 TEST(PageOf, TextsOfTheMachineAreTexts) {
     Readings readings([](const Readings::Unwanted&) {
         Reading made = reading(kForged);
