@@ -58,8 +58,12 @@ bool fits(const std::optional<unsigned>& wanted, std::optional<std::uint64_t> nu
 
 /** A DeviceID of another form fits nothing. */
 bool fits(const Location& wanted, const std::string& deviceId) {
-    const std::string text = shortLocation(deviceId);
-    const Location found = looksLikeFunction(text) ? parseLocation(text) : Location();
+    Location found;
+    try {
+        found = parseLocation(shortLocation(deviceId));
+    } catch (const std::invalid_argument&) {
+        return false;
+    }
     return found.bus && fits(wanted.bus, found.bus) && fits(wanted.device, found.device) &&
            fits(wanted.function, found.function);
 }

@@ -118,6 +118,15 @@ TEST(Selection, IsByClass) {
     EXPECT_EQ(by("0604"), "a");
 }
 
+TEST(Selection, LeavesOutFunctionsOfOddLocations) {
+    cimhost::Selection selection;
+    selection.byLocation("00:");
+    for (const char* odd :
+         {"ffff:ff:ff.f", "0000:00:ff.f", "1:00:01.0", "00:01.8", ":::", "00:01.0.0", "", "PCI Bus x"})
+        EXPECT_FALSE(selection.chooses(function(odd, 0x8086, 1, 2, 0))) << odd;
+    EXPECT_TRUE(selection.chooses(function("0000:00:01.0", 0x8086, 1, 2, 0)));
+}
+
 TEST(Selection, WithoutAChoiceTakesAll) {
     const cimhost::Selection selection;
     EXPECT_FALSE(selection.choosesAny());
