@@ -200,7 +200,7 @@ class Run {
 
     void write(const std::string& name, const std::string& records) {
         status_.clear();
-        state_.begin(name, records.size());
+        state_.begin(name, records);
         for (std::size_t begin = 0; begin < records.size();) {
             const std::size_t end = records.find('\n', begin) + 1;
             writeRecord(records.data() + begin, end - begin);

@@ -13,6 +13,7 @@ import re
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
@@ -176,7 +177,8 @@ class State(Case):
             self.assertIn("append to it", done.err)
 
     def test_what_was_written_of_a_server_in_part_is_cut_off(self):
-        """As a run leaves it that is killed while it writes: announced, and not all there."""
+        """As a run leaves it that is killed while it writes: announced, and not all there. What others have appended
+        since is not."""
         with badserver.Server(badserver.answering(badserver.http(badserver.slots("A", "B")))) as server:
             state, output = (os.path.join(self.directory, name) for name in ("state", "output"))
             command = ("slots", "--format", "jsonl", "--servers", listed(self.directory, [server.url()]),
@@ -191,6 +193,16 @@ class State(Case):
             whole = run()
             with open(state, encoding="utf-8") as file:
                 lines = file.readlines()
+            theirs = b'{"server":"http://another",' + whole.split(b",", 1)[1]
+            for before, after in ((b"", theirs), (whole[:len(whole) // 2 + 1], theirs), (b"", theirs[:99] + b"\n")):
+                with self.subTest(before=len(before), after=len(after)):
+                    with open(output, "wb") as file:
+                        file.write(before + after)
+                    with open(state, "w", encoding="utf-8") as file:
+                        file.writelines(line for line in lines if not line.startswith("done"))
+                    self.assertEqual(run(), before + after + whole, "what others appended stays, nothing is lost")
+            with open(output, "wb") as file:
+                file.write(whole)
             for length, connections in ((len(whole), 0), (len(whole) - 1, 1), (len(whole) // 2, 1), (0, 1)):
                 with self.subTest(length=length):
                     os.truncate(output, length)
@@ -200,6 +212,35 @@ class State(Case):
                     before = server.connections
                     self.assertEqual(run(), whole)
                     self.assertEqual(server.connections - before, connections)
+
+
+    def test_an_output_belongs_to_one_process_with_a_state(self):
+        """Or is shared by those that have none."""
+        asking, go_on = threading.Event(), threading.Event()
+
+        def answer(*_):
+            asking.set()
+            go_on.wait(TIME_LIMIT)
+            return badserver.http(badserver.slots("A", "B"))
+
+        with badserver.Server(badserver.answering(answer)) as server:
+            hosts, output = listed(self.directory, [server.url()]), os.path.join(self.directory, "output")
+            states = [("--state", os.path.join(self.directory, name)) for name in ("one", "two")]
+            for first, second, said in ((states[0], states[1], "another process writes to standard output's file"),
+                                        (states[0], (), "standard output's file is another process's alone"),
+                                        ((), states[1], "another process writes to standard output's file")):
+                asking.clear()
+                go_on.clear()
+                command = ("slots", "--format", "jsonl", "--servers", hosts)
+                if os.path.exists(states[0][1]):
+                    os.remove(states[0][1])
+                with open(output, "wb") as out:
+                    with subprocess.Popen([wbem.cimhost_program(), *command, *first], stdout=out) as process:
+                        self.assertTrue(asking.wait(TIME_LIMIT))
+                        done = asked(*command, *second, stdout=out)
+                        go_on.set()
+                    self.assertEqual((process.returncode, done.code), (0, 2))
+                self.assertIn(said, done.err)
 
 
 class Lists(Case):
