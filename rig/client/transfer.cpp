@@ -96,7 +96,10 @@ void Transfer::setUrl(const std::string& user) {
 }
 
 void Transfer::setAccess() {
-    if (!access_.caFile.empty()) set(CURLOPT_CAINFO, access_.caFile.c_str());
+    if (!access_.caFile.empty()) {
+        set(CURLOPT_CAINFO, access_.caFile.c_str());
+        set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));  // in place of the system's, not beside them
+    }
     set(CURLOPT_SSL_VERIFYPEER, access_.insecure ? 0L : 1L);
     set(CURLOPT_SSL_VERIFYHOST, access_.insecure ? 0L : 2L);
     if (!server_.tls && !server_.isLoopback() && !access_.insecure) return;  // for all to read

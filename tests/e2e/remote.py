@@ -6,6 +6,7 @@ import contextlib
 import json
 import os
 import re
+import shutil
 import socket
 import ssl
 import subprocess
@@ -271,6 +272,24 @@ class Tls(Failing):
                 self.assertEqual(heads, [], "nothing is sent before the certificate is checked")
                 server = self.server(certificate)
                 self.assertEqual(run("slots", "--server", server.url("https"), *trusted, "--insecure").returncode, 0)
+
+    def test_an_authority_of_ones_own_replaces_the_systems(self):
+        """Where the system trusts the server's authority: in a namespace of its own, whose /etc/ssl/certs that is."""
+        trusted = self.enterContext(tempfile.TemporaryDirectory())
+        name = subprocess.run(["openssl", "x509", "-hash", "-noout", "-in", self.authority.file], check=True,
+                              capture_output=True, text=True).stdout.strip()
+        shutil.copy(self.authority.file, os.path.join(trusted, f"{name}.0"))
+        own = ["unshare", "--map-root-user", "--mount"]
+        bind = f"mount --bind {trusted} /etc/ssl/certs"
+        if subprocess.run([*own, "sh", "-c", bind], capture_output=True, check=False).returncode != 0:
+            self.skipTest("no mount namespace can be had")
+        other = badserver.Certificates(self.directory, "one-of-our-own").file
+        shutil.copy(other, os.path.join(trusted, "ca-certificates.crt"))
+        command = f"{wbem.cimhost_program()} slots --server {self.server('good').url('https')}"
+        for options, code in (("", 0), (f"--cacert {other}", 3), (f"--cacert {self.authority.file}", 0)):
+            done = subprocess.run([*own, "sh", "-c", f"{bind} && {command} {options}"], capture_output=True,
+                                  check=False, timeout=LIMIT)
+            self.assertEqual(done.returncode, code, done.stderr)
 
     def test_http_is_no_https(self):
         with badserver.Server(badserver.answering(badserver.http(badserver.slots("A")))) as server:
