@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -26,6 +28,7 @@ using broker::Property;
 using broker::Value;
 
 constexpr std::size_t kShownText = 300;  // of what an object manager says
+constexpr int kMostParts = 256;
 
 // --- objects as the provider made them ---
 
@@ -75,6 +78,26 @@ Instance asMade(Instance instance, ObjectPath path) {
 }
 
 // --- elements ---
+
+/**
+ * Objects take time by the square of their parts, tables room by objects times names. No class has so many parts, nor
+ * have all together so many names: throws where there are more.
+ */
+class PartsOfObjects : public pugi::xml_tree_walker {
+    bool for_each(pugi::xml_node& element) override {
+        const std::string_view name = element.name();
+        if (name != "INSTANCE" && name != "INSTANCENAME") return true;
+        const char* what = name == "INSTANCE" ? "properties" : "keys";
+        if (std::distance(element.begin(), element.end()) > kMostParts)
+            throw std::runtime_error(fmt::format("an {} with more than {} {}", name, kMostParts, what));
+        for (const pugi::xml_node part : element) names_.insert(part.attribute("NAME").value());
+        if (names_.size() > kMostParts)
+            throw std::runtime_error(fmt::format("{} of more than {} names", what, kMostParts));
+        return true;
+    }
+
+    std::set<std::string> names_;
+};
 
 /** The child element of that name; throws where there is none. */
 pugi::xml_node within(pugi::xml_node parent, const char* name) {
@@ -164,7 +187,9 @@ pugi::xml_document documentOf(const std::string& message) {
 }  // namespace
 
 broker::Response readAnswer(const Request& request, const std::string& message) {
-    const pugi::xml_document document = documentOf(message);
+    pugi::xml_document document = documentOf(message);
+    PartsOfObjects parts;
+    document.traverse(parts);
     const pugi::xml_node cim = document.document_element();
     if (std::string(cim.name()) != "CIM") throw std::runtime_error("the document is no CIM message");
     const pugi::xml_node answer = within(within(within(cim, "MESSAGE"), "SIMPLERSP"), "IMETHODRESPONSE");

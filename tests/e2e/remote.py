@@ -168,6 +168,16 @@ HOSTILE = {
                              '"x" is no type of a key value'),
     "is nested deeply": (torn(badserver.http(b"<A>" * 100000)), "elements are nested too deeply"),
     "has too many elements": (torn(badserver.http(b"<CIM>" + b"<A/>" * 700000 + b"</CIM>")), "too many elements"),
+    "has too many properties": (torn(badserver.http(badserver.slots("A").replace(
+        b"</INSTANCE>", b'<PROPERTY NAME="p" TYPE="string"/>' * 255 + b"</INSTANCE>"))),
+                                "an INSTANCE with more than 256 properties"),
+    "has too many names": (torn(badserver.http(badserver.slots(*"A" * 257).replace(
+        b"<VALUE>A", b"%s<VALUE>A").replace(b'"SlotDesignation"', b'"p%d"') % tuple(
+            part for number in range(257) for part in (number, b"")))),
+                           "properties of more than 256 names"),
+    "has too many keys": (torn(badserver.http(badserver.slots("A").replace(
+        b"</INSTANCENAME>", b'<KEYBINDING NAME="k"><KEYVALUE>1</KEYVALUE></KEYBINDING>' * 256 + b"</INSTANCENAME>"))),
+                          "an INSTANCENAME with more than 256 keys"),
     "has entities": (torn(badserver.http(entities())), "the document type may not have declarations of its own"),
     "has an error without a code": (torn(badserver.http(badserver.message("<ERROR CODE='x'/>"))),
                                     "an error with the code 'x'"),
