@@ -184,7 +184,54 @@ pugi::xml_document documentOf(const std::string& message) {
     }
 }
 
+// --- what it takes ---
+
+constexpr std::size_t kBlock = 16;  // of an allocation besides its contents
+
+std::size_t roomOf(const ObjectPath& path);
+std::size_t roomOf(const Instance& instance);
+
+std::size_t roomOf(const std::string& text) {
+    constexpr std::size_t kWithin = 15;
+    return text.capacity() > kWithin ? text.capacity() + kBlock : 0;
+}
+
+std::size_t roomOf(const Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value.data)) return roomOf(*text);
+    if (const auto* path = std::get_if<std::shared_ptr<ObjectPath>>(&value.data))
+        return *path ? sizeof(ObjectPath) + 2 * kBlock + roomOf(**path) : 0;
+    if (const auto* instance = std::get_if<std::shared_ptr<Instance>>(&value.data))
+        return *instance ? sizeof(Instance) + 2 * kBlock + roomOf(**instance) : 0;
+    const auto* elements = std::get_if<std::vector<Value>>(&value.data);
+    if (elements == nullptr) return 0;
+    std::size_t room = elements->capacity() * sizeof(Value) + kBlock;
+    for (const Value& element : *elements) room += roomOf(element);
+    return room;
+}
+
+std::size_t roomOf(const std::vector<Property>& properties) {
+    std::size_t room = properties.capacity() * sizeof(Property) + kBlock;
+    for (const Property& property : properties) room += roomOf(property.name) + roomOf(property.value);
+    return room;
+}
+
+std::size_t roomOf(const ObjectPath& path) {
+    return roomOf(path.nameSpace) + roomOf(path.className) + roomOf(path.keys);
+}
+
+std::size_t roomOf(const Instance& instance) {
+    return roomOf(instance.path) + roomOf(instance.properties);
+}
+
 }  // namespace
+
+std::size_t roomOf(const broker::Response& response) {
+    std::size_t room =
+        response.instances.capacity() * sizeof(Instance) + response.paths.capacity() * sizeof(ObjectPath);
+    for (const Instance& instance : response.instances) room += roomOf(instance);
+    for (const ObjectPath& path : response.paths) room += roomOf(path);
+    return room + sizeof(response) + roomOf(response.message);
+}
 
 broker::Response readAnswer(const Request& request, const std::string& message) {
     pugi::xml_document document = documentOf(message);

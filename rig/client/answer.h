@@ -24,6 +24,9 @@ constexpr int kMaxAnswerParts = 600000;
  */
 broker::Response readAnswer(const Request& request, const std::string& message);
 
+/** How many bytes of memory an answer takes, about. */
+std::size_t roomOf(const broker::Response& response);
+
 }  // namespace client
 
 #endif

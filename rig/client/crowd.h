@@ -49,8 +49,9 @@ struct CrowdHandlers {
 
 /**
  * Asks many servers, so many at a time, each of them one thing after the other; on this thread, with a connection for
- * each that is under way. Their answers together take at most 256 MiB while they come, and twice that where each of
- * those under way has a share of it to bring.
+ * each that is under way. Their answers together, those that come and those that have been read, take at most 256 MiB,
+ * and twice that where each of those under way has a share of it to bring; what one answer takes while it is read, and
+ * what is made of one server's answers, comes on top. Where there is no room for it, an answer is a Failure.
  */
 Progress askCrowd(const Access& access, std::size_t parallel, const CrowdHandlers& handlers);
 

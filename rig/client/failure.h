@@ -17,7 +17,7 @@ enum class Trouble {
     httpStatus,      // another HTTP status than 200
     ended,           // the connection ended before the answer did
     malformed,       // what came is no answer to that request
-    tooLarge,        // more came than an answer may have
+    tooLarge,        // more came than an answer may have, or than there is room for
     other,
 };
 

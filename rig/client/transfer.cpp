@@ -84,6 +84,7 @@ Transfer::Transfer(Server server, const Access& access, Budget* budget)
 
 Transfer::~Transfer() {
     taken();
+    if (budget_ != nullptr) budget_->used -= kept_;
 }
 
 void Transfer::setUrl(const std::string& user) {
@@ -132,7 +133,7 @@ void Transfer::prepare(const Request& request) {
     request_ = request;
     message_ = messageOf(request);
     headers_.clear();
-    tooLarge_ = false;
+    tooLarge_ = noRoom_ = false;
     error_.fill('\0');
     const std::unique_ptr<char, decltype(&curl_free)> place(
         curl_easy_escape(handle_.get(), request.object.nameSpace.c_str(), 0), curl_free);
@@ -160,8 +161,12 @@ broker::Response Transfer::answer(CURLcode code) {
     if (status != 200) throw refusal(status);
     const std::string body = taken();
     try {
-        return readAnswer(request_, body);
+        broker::Response response = readAnswer(request_, body);
+        keep(response);
+        return response;
     } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const Failure&) {
         throw;
     } catch (const std::exception& error) {
         throw Failure(Trouble::malformed, server_.url(), described(request_),
@@ -187,10 +192,9 @@ std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, 
 }
 
 bool Transfer::take(const char* data, std::size_t size) {
-    const std::size_t length = body_.size() + size;
-    const bool overBudget = budget_ != nullptr && budget_->used + size > budget_->limit && length > budget_->share;
-    tooLarge_ = length > kMaxAnswer || overBudget;
-    if (tooLarge_) return false;
+    tooLarge_ = body_.size() + size > kMaxAnswer;
+    noRoom_ = !hasRoomFor(size);
+    if (tooLarge_ || noRoom_) return false;
     try {
         body_.append(data, size);
     } catch (const std::bad_alloc&) {
@@ -198,6 +202,19 @@ bool Transfer::take(const char* data, std::size_t size) {
     }
     if (budget_ != nullptr) budget_->used += size;
     return true;
+}
+
+bool Transfer::hasRoomFor(std::size_t size) const {
+    return budget_ == nullptr || budget_->used + size <= budget_->limit ||
+           kept_ + body_.size() + size <= budget_->share;
+}
+
+void Transfer::keep(const broker::Response& response) {
+    if (budget_ == nullptr) return;
+    const std::size_t room = roomOf(response);
+    if (!hasRoomFor(room)) throw noRoom(room);
+    kept_ += room;
+    budget_->used += room;
 }
 
 /** The answer's body, which counts no longer. */
@@ -208,6 +225,7 @@ std::string Transfer::taken() {
 
 Failure Transfer::failure(CURLcode code) const {
     const std::string asked = described(request_);
+    if (noRoom_ && !tooLarge_) return noRoom(body_.size());
     if (tooLarge_ || code == CURLE_FILESIZE_EXCEEDED)
         return {Trouble::tooLarge, server_.url(), asked,
                 fmt::format("more came than an answer may have ({} bytes and {} of headers so far)", body_.size(),
@@ -226,6 +244,14 @@ Failure Transfer::failure(CURLcode code) const {
     if (troubleOf(code) == Trouble::ended)
         came = fmt::format("the connection ended after {} bytes of an answer: {}", body_.size(), came);
     return {troubleOf(code), server_.url(), asked, came.substr(0, kShownText)};
+}
+
+Failure Transfer::noRoom(std::size_t bytes) const {
+    return {
+        Trouble::tooLarge, server_.url(), described(request_),
+        fmt::format("there is no room for the answer ({} bytes so far): those of other servers that are being asked "
+                    "fill it; ask fewer at a time",
+                    bytes)};
 }
 
 Failure Transfer::refusal(long status) const {

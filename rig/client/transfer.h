@@ -17,7 +17,10 @@
 
 namespace client {
 
-/** What answers under way at the same time may take of memory together; a share of it is always had. */
+/**
+ * What those who are asked at the same time may take of memory together, for answers that come and for those that have
+ * been read; each always has a share of it.
+ */
 struct Budget {
     std::size_t limit = 0;
     std::size_t share = 0;
@@ -40,7 +43,7 @@ class Transfer {
     void whileWaiting(std::function<void()> call);
     /** Gets the handle ready for a request; whoever performs it hands the result to answer(). */
     void prepare(const Request& request);
-    /** What the request brought. Throws Failure. */
+    /** What the request brought; it counts until the transfer is gone. Throws Failure. */
     broker::Response answer(CURLcode code);
 
     CURL* handle() const { return handle_.get(); }
@@ -63,8 +66,11 @@ class Transfer {
     void setUrl(const std::string& user);
     void setAccess();
     bool take(const char* data, std::size_t size);
+    bool hasRoomFor(std::size_t size) const;
+    void keep(const broker::Response& response);
     std::string taken();
     Failure failure(CURLcode code) const;
+    Failure noRoom(std::size_t bytes) const;
     Failure refusal(long status) const;
     std::string headerNamed(const std::string& name) const;
 
@@ -77,7 +83,9 @@ class Transfer {
     std::string message_;  // of the request
     std::string body_;     // of the answer, as far as it has come
     std::string headers_;
+    std::size_t kept_ = 0;  // of the budget, for answers that have been read
     bool tooLarge_ = false;
+    bool noRoom_ = false;
     std::function<void()> whileWaiting_;
     std::array<char, CURL_ERROR_SIZE> error_{};
 };
