@@ -9,14 +9,13 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
+#include "cimhost/recordwriter.h"
 #include "cimhost/serverlist.h"
 #include "cimhost/surveystate.h"
 #include "client/crowd.h"
@@ -42,21 +41,6 @@ void allowDescriptors(std::size_t parallel) {
     if (limit.rlim_cur < needed)
         throw std::runtime_error(fmt::format("--parallel {}: the process may have {} descriptors, which is for {}",
                                              parallel, limit.rlim_cur, (limit.rlim_cur - 32) / 4));
-}
-
-/** Whoever reads standard output has seen enough. */
-class ReaderGone : public std::exception {};
-
-/** Writes to standard output, in one call as far as the system takes it. */
-void writeRecord(const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(STDOUT_FILENO, data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0 && errno == EPIPE) throw ReaderGone();
-        if (written < 0) throw std::system_error(errno, std::generic_category(), "cannot write the answer");
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
 }
 
 /** A line at the bottom of a terminal, written over and over; elsewhere it does nothing. */
@@ -130,6 +114,7 @@ class Run {
     ExitCode go() {
         writeHead();
         const client::Progress progress = client::askCrowd(remote_.access, remote_.parallel, handlers());
+        writer_.finish();
         status_.clear();
         if (progress.failed > 0 || status_.isTerminal()) summarize(progress);
         return progress.failed > 0 ? kNoAnswer : kSuccess;
@@ -160,8 +145,10 @@ class Run {
             say(listed.name,
                 failure != nullptr ? fmt::format("{}: {}", failure->asked(), failure->came()) : error.what());
         };
+        handlers.mayBegin = [this] { return !writer_.isBehind(); };
         handlers.goOn = [this](const client::Progress& progress) {
-            status_.show(progress);
+            writer_.check();
+            if (writer_.isIdle()) status_.show(progress);
             return true;
         };
         return handlers;
@@ -200,13 +187,7 @@ class Run {
 
     void write(const std::string& name, const std::string& records) {
         status_.clear();
-        state_.begin(name, records);
-        for (std::size_t begin = 0; begin < records.size();) {
-            const std::size_t end = records.find('\n', begin) + 1;
-            writeRecord(records.data() + begin, end - begin);
-            begin = end;
-        }
-        state_.end(name);
+        writer_.put(name, records);
     }
 
     void say(const std::string& server, const std::string& what) {
@@ -228,6 +209,7 @@ class Run {
     const std::vector<client::Listed> servers_;
     const TableOptions table_;
     SurveyState state_;
+    RecordWriter writer_{state_};
     StatusLine status_;
     std::size_t next_ = 0;
 };

@@ -169,15 +169,18 @@ void SurveyState::read(const std::string& question, Pending& pending) {
 void SurveyState::settle(const Pending& pending) {
     if (pending.output == "-" || pending.output != identityOf(output_)) return;
     const std::uint64_t size = sizeOf(output_);
-    const std::uint64_t end = pending.offset + pending.length;
-    if (size < (pending.open ? pending.offset : end))
+    const std::uint64_t whole = pending.offset + pending.length;
+    if (size < (pending.open ? pending.offset : whole))
         fail("standard output has less than was written to it; append to it (>>), or begin with another state");
     if (!pending.open) return;
     const std::string there = contentsOf(written_.number, pending.offset, pending.length);
     const std::string sums = sumsOf(there);
-    if (there.size() == pending.length && sums == pending.sums) return this->end(pending.name);
+    if (there.size() == pending.length && sums == pending.sums) {
+        done_.insert(pending.name);
+        return end(pending.name);
+    }
     // Anything else than a beginning of it, the end of the last line missing, is not this run's to cut off.
-    if (size >= end || pending.sums.compare(0, sums.size(), sums) != 0) return;
+    if (size >= whole || pending.sums.compare(0, sums.size(), sums) != 0) return;
     if (ftruncate(output_, static_cast<off_t>(pending.offset)) != 0) fail(std::generic_category().message(errno));
     lseek(output_, 0, SEEK_END);
 }
@@ -190,7 +193,6 @@ void SurveyState::begin(const std::string& name, const std::string& records) {
 void SurveyState::end(const std::string& name) {
     if (!file_.isOpen()) return;
     append("done\t" + name);
-    done_.insert(name);
 }
 
 /** In one call: a process that ends leaves a line whole, or without its end. */

@@ -29,6 +29,7 @@ class SurveyState {
      * these is not so is an error, too.
      */
     SurveyState(const std::string& file, const std::string& question, int output);
+    /** Whether it had been written before this run. */
     bool isDone(const std::string& name) const { return done_.count(name) > 0; }
     /** Before and after a server's records, whole lines, are written. Throw std::runtime_error. */
     void begin(const std::string& name, const std::string& records);

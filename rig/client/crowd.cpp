@@ -91,7 +91,7 @@ class Crowd {
 
     /** False when nobody is left to ask. */
     bool fill() {
-        while (!exhausted_ && visits_.size() < parallel_) {
+        while (!exhausted_ && visits_.size() < parallel_ && handlers_.mayBegin()) {
             std::optional<Listed> listed = handlers_.next();
             exhausted_ = !listed;
             if (listed) begin(*listed);

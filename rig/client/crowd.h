@@ -34,6 +34,8 @@ struct Progress {
 struct CrowdHandlers {
     /** The next server to ask; nothing when there are no more. */
     std::function<std::optional<Listed>()> next;
+    /** Whether the next one may be begun now; it is asked several times a second. */
+    std::function<bool()> mayBegin = [] { return true; };
     /**
      * Asks a server what there is to ask, and does with the answers what is to be done. It is called again and again,
      * each time with one answer more, until it has all that it wants and returns: until then what it asks ends it by an

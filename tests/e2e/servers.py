@@ -363,6 +363,28 @@ class Lists(Case):
         self.assertRegex(said, r"\r\x1b\[Kcimhost: http://127.0.0.1:1: EnumerateInstances of QELTA_SystemSlot in ")
         self.assertRegex(said.splitlines()[-1], "cimhost: 1 server answered, 1 did not; 1 answer in ")
 
+    def test_a_reader_may_pause(self):
+        """Servers lose none of their time by it, whether or not writing blocks."""
+        def late(*_):
+            time.sleep(0.7)
+            return badserver.http(badserver.slots("A"))
+
+        large = badserver.answering(badserver.http(badserver.slots(*["x" * 100] * 800)))
+        with badserver.Server(large) as first, badserver.Server(badserver.answering(late)) as second:
+            hosts = listed(self.directory, [first.url(), second.url()])
+            for blocking in True, False:
+                ours, theirs = os.pipe()
+                os.set_blocking(theirs, blocking)
+                with subprocess.Popen([wbem.cimhost_program(), "slots", "--servers", hosts, "--format", "jsonl",
+                                       "--timeout", "2"], stdout=theirs, stderr=subprocess.PIPE) as process:
+                    os.close(theirs)
+                    time.sleep(3)
+                    with open(ours, encoding="utf-8") as reader:
+                        servers = [json.loads(line)["server"] for line in reader]
+                    self.assertEqual(process.stderr.read(), b"")
+                self.assertEqual(process.returncode, 0)
+                self.assertEqual(servers, [first.url()] * 800 + [second.url()])
+
     def test_a_reader_that_goes_away_ends_it(self):
         command = [wbem.cimhost_program(), "slots", "--servers", listed(self.directory, [self.server.url()])]
         with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
