@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
 #include "cimhost/recordwriter.h"
@@ -116,7 +117,7 @@ class Run {
         const client::Progress progress = client::askCrowd(remote_.access, remote_.parallel, handlers());
         writer_.finish();
         status_.clear();
-        if (progress.failed > 0 || status_.isTerminal()) summarize(progress);
+        if (progress.failed > 0 || empty_ > 0 || status_.isTerminal()) summarize(progress);
         return progress.failed > 0 ? kNoAnswer : kSuccess;
     }
 
@@ -141,6 +142,7 @@ class Run {
         handlers.ask = [this](const client::Listed& listed, broker::ObjectManager& manager,
                               const std::function<std::string()>& refusal) { return ask(listed, manager, refusal); };
         handlers.failed = [this](const client::Listed& listed, const std::exception& error) {
+            begun_.erase(listed.name);
             const auto* failure = dynamic_cast<const client::Failure*>(&error);
             say(listed.name,
                 failure != nullptr ? fmt::format("{}: {}", failure->asked(), failure->came()) : error.what());
@@ -157,6 +159,7 @@ class Run {
     std::optional<client::Listed> next() {
         while (next_ < servers_.size() && state_.isDone(servers_[next_].name)) ++next_;
         if (next_ == servers_.size()) return std::nullopt;
+        begun_[servers_[next_].name] = Clock::now();
         return servers_[next_++];
     }
 
@@ -168,13 +171,26 @@ class Run {
             return answer;
         };
         const Finding finding = survey_.ask(put, table_);
+        const Clock::duration taken = Clock::now() - begun_[listed.name];
+        begun_.erase(listed.name);
         if (!finding.refusal.empty()) {
             say(listed.name, finding.refusal);
             return false;
         }
         if (!finding.note.empty()) say(listed.name, finding.note);
-        write(listed.name, recordsOf(listed.name, finding, settings_));
+        const std::string records = recordsOf(listed.name, finding, settings_);
+        if (records.empty()) sayNothingCame(listed.name, finding, taken);
+        write(listed.name, records);
         return true;
+    }
+
+    void sayNothingCame(const std::string& name, const Finding& finding, Clock::duration taken) {
+        ++empty_;
+        if (!finding.note.empty()) return;
+        constexpr double kWaitForBmc = 5;
+        const double seconds = std::chrono::duration<double>(taken).count();
+        say(name, fmt::format("no objects; it took {:.1f} s{}", seconds,
+                              seconds < kWaitForBmc ? "" : ", its BMC may be silent"));
     }
 
     /** Under an empty name, once for all runs with one state. */
@@ -197,8 +213,9 @@ class Run {
 
     void summarize(const client::Progress& progress) const {
         const double seconds = status_.seconds();
-        complain(fmt::format("{} answered, {} did not; {} in {:.1f} s, {:.0f} a second",
-                             counted(progress.answered, "server"), progress.failed,
+        const std::string empty = empty_ > 0 ? fmt::format(", {} of them without objects", empty_) : "";
+        complain(fmt::format("{} answered{}, {} did not; {} in {:.1f} s, {:.0f} a second",
+                             counted(progress.answered, "server"), empty, progress.failed,
                              counted(progress.requests, "answer"), seconds,
                              static_cast<double>(progress.requests) / std::max(seconds, 0.001)));
     }
@@ -212,6 +229,8 @@ class Run {
     RecordWriter writer_{state_};
     StatusLine status_;
     std::size_t next_ = 0;
+    std::unordered_map<std::string, Clock::time_point> begun_;  // those who are being asked
+    std::size_t empty_ = 0;                                     // who answered without objects
 };
 
 }  // namespace

@@ -363,6 +363,22 @@ class Lists(Case):
         self.assertRegex(said, r"\r\x1b\[Kcimhost: http://127.0.0.1:1: EnumerateInstances of QELTA_SystemSlot in ")
         self.assertRegex(said.splitlines()[-1], "cimhost: 1 server answered, 1 did not; 1 answer in ")
 
+    def test_who_has_no_objects_is_named(self):
+        """As a BMC that is silent has it."""
+        def answer(_, body):
+            time.sleep(5.01 if "QELTA_SystemSlot" in body else 0)
+            return badserver.http(badserver.slots())
+
+        with badserver.Server(badserver.answering(answer)) as server:
+            for command, said in (("slots", r"no objects; it took 5\.\d s, its BMC may be silent"),
+                                  ("devices", r"no objects; it took 0\.\d s")):
+                for form in ("csv", "jsonl")[command == "slots":]:
+                    done = self.ask(command, "--format", form, lines=[server.url(), self.server.url()])
+                    one, summary = done.err.splitlines()
+                    self.assertRegex(one, f"^cimhost: {server.url()}: {said}$")
+                    self.assertRegex(summary, "^cimhost: 2 servers answered, 1 of them without objects, 0 did not; 2 ans")
+                    self.assertEqual(done.out.count(self.server.url()), 2)
+
     def test_a_reader_may_pause(self):
         """Servers lose none of their time by it, whether or not writing blocks."""
         def late(*_):
