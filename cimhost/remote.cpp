@@ -32,9 +32,12 @@ std::function<void()> notice(const client::RemoteManager& manager, std::chrono::
 }  // namespace
 
 Ask askOf(const client::Server& server, const client::Access& access) {
-    const auto manager = std::make_shared<client::RemoteManager>(server, access);
-    if (stderrIsTerminal()) manager->whileWaiting(notice(*manager, access.answerTimeout));
-    return [manager](const Question& question) {
+    // Made when it is asked, where it is known what becomes of a failure.
+    return [server, access, manager = std::shared_ptr<client::RemoteManager>()](const Question& question) mutable {
+        if (!manager) {
+            manager = std::make_shared<client::RemoteManager>(server, access);
+            if (stderrIsTerminal()) manager->whileWaiting(notice(*manager, access.answerTimeout));
+        }
         Answer answer = question.ask(*manager);
         if (const std::string refusal = manager->takeRefusal(); !refusal.empty())
             answer.refusal = fmt::format("{}: {}", manager->server().url(), refusal);

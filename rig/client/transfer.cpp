@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "cim/names.h"
+#include "client/netrc.h"
 
 namespace client {
 
@@ -64,7 +66,7 @@ Transfer::Transfer(Server server, const Access& access, Budget* budget)
     if (!handle_) throw std::bad_alloc();
     set(CURLOPT_ERRORBUFFER, error_.data());
     set(CURLOPT_PRIVATE, this);
-    setUrl("");
+    set(CURLOPT_URL, (server_.url() + "/cimom").c_str());
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_FOLLOWLOCATION, 0L);
     set(CURLOPT_PROXY, "");
@@ -87,15 +89,6 @@ Transfer::~Transfer() {
     if (budget_ != nullptr) budget_->used -= kept_;
 }
 
-void Transfer::setUrl(const std::string& user) {
-    const std::unique_ptr<char, decltype(&curl_free)> escaped(
-        curl_easy_escape(handle_.get(), user.c_str(), static_cast<int>(user.size())), curl_free);
-    if (!escaped) throw std::bad_alloc();
-    std::string url = server_.url() + "/cimom";
-    if (!user.empty()) url.insert(url.find("//") + 2, std::string(escaped.get()) + '@');
-    set(CURLOPT_URL, url.c_str());
-}
-
 void Transfer::setAccess() {
     if (!access_.caFile.empty()) {
         set(CURLOPT_CAINFO, access_.caFile.c_str());
@@ -106,12 +99,16 @@ void Transfer::setAccess() {
     if (!server_.tls && !server_.isLoopback() && !access_.insecure) return;  // for all to read
     const std::string& user = server_.user.empty() ? access_.user : server_.user;
     set(CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
-    if (!user.empty() && !access_.password.empty()) {
+    if (!user.empty()) {
+        std::optional<std::string> password = access_.password;
+        if (password->empty()) password = passwordFor(access_.netrcFile, server_.host, user);
+        if (!password)
+            throw Failure(Trouble::credentials, server_.url(), fmt::format("user '{}'", user),
+                          "there is no password, nor one in a netrc file; nothing was sent");
         set(CURLOPT_USERNAME, user.c_str());
-        set(CURLOPT_PASSWORD, access_.password.c_str());
+        set(CURLOPT_PASSWORD, password->c_str());
         return;
     }
-    setUrl(user);  // libcurl looks for the password of a user whom the URL names
     set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
     if (!access_.netrcFile.empty()) set(CURLOPT_NETRC_FILE, access_.netrcFile.c_str());
 }

@@ -33,7 +33,7 @@ struct Budget {
  */
 class Transfer {
  public:
-    /** Throws std::runtime_error where libcurl cannot be used. */
+    /** Throws std::runtime_error where libcurl cannot be used, Failure where a user has no password. */
     Transfer(Server server, const Access& access, Budget* budget = nullptr);
     ~Transfer();
     Transfer(const Transfer&) = delete;
@@ -63,7 +63,6 @@ class Transfer {
 
     template <typename Value>
     void set(CURLoption option, Value value);
-    void setUrl(const std::string& user);
     void setAccess();
     bool take(const char* data, std::size_t size);
     bool hasRoomFor(std::size_t size) const;

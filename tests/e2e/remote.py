@@ -346,6 +346,18 @@ class Credentials(Failing):
         self.assertEqual(missing.returncode, 2)
         self.assertIn(b"/nonexistent/file cannot be read", missing.stderr)
 
+    def test_a_user_without_a_password_is_refused(self):
+        """Rather than asked for with another's, or with none."""
+        url = self.server.url().replace("//", "//operator@")
+        others = self.netrc("others", "machine 127.0.0.1 login other password x\nmachine h login operator password y\n")
+        list_file = self.netrc("list", url + "\n")
+        for arguments in (("--server", url), ("--server", url, "--netrc", others), ("--servers", list_file)):
+            done = run("slots", *arguments)
+            self.assertRegex(done.stderr.decode(), "user 'operator': there is no password, nor one in a netrc file; "
+                             "nothing was sent")
+            self.assertEqual(done.returncode, 3)
+        self.assertEqual(self.heads, [])
+
     def test_none_or_others_are_refused(self):
         self.assertRegex(self.failure("--server", self.server.url()), "HTTP status 401: it wants credentials")
         self.assertRegex(self.failure("--server", self.server.url(), CIMHOST_USER="operator", CIMHOST_PASSWORD="x"),
