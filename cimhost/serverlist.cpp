@@ -10,6 +10,9 @@
 #include <set>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
+
+#include "cim/names.h"
 
 namespace cimhost {
 
@@ -36,15 +39,17 @@ std::string contentsOf(const std::string& line) {
 
 std::vector<client::Listed> readServers(std::istream& list, const std::string& name) {
     std::vector<client::Listed> servers;
-    std::set<std::string> names;
+    std::set<std::string> places;
     std::string line;
     for (std::size_t number = 1; std::getline(list, line); ++number) {
         try {
             if (line.size() > kLongestLine) throw std::invalid_argument("the line is too long");
             const std::string text = contentsOf(line);
-            if (text.empty() || !names.insert(text).second) continue;
-            if (names.size() > kMostServers) throw std::invalid_argument("there are more than a million servers");
-            servers.push_back({text, client::parseServer(text)});
+            if (text.empty()) continue;
+            client::Server server = client::parseServer(text);
+            if (!places.insert(cim::foldedName(server.url()) + ' ' + server.user).second) continue;
+            if (places.size() > kMostServers) throw std::invalid_argument("there are more than a million servers");
+            servers.push_back({text, std::move(server)});
         } catch (const std::invalid_argument& error) {
             throw std::runtime_error(fmt::format("{}, line {}: {}", name, number, error.what()));
         }

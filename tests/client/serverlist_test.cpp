@@ -23,6 +23,13 @@ TEST(ServerList, LeavesOutCommentsBlankLinesAndWhatItHasAlready) {
     EXPECT_THAT(namesIn(""), testing::IsEmpty());
 }
 
+TEST(ServerList, HasAPlaceOnceHoweverItIsWritten) {
+    EXPECT_THAT(namesIn("node1\nhttps://NODE1\nnode1:5989\nHTTPS://node1:5989/\nnode1/\n"),
+                testing::ElementsAre("node1"));
+    EXPECT_THAT(namesIn("node1\nhttp://node1\nnode1:5988\nnode1:1\na@node1\nA@node1\nhttps://a@Node1\n"),
+                testing::ElementsAre("node1", "http://node1", "node1:1", "a@node1", "A@node1"));
+}
+
 TEST(ServerList, TellsTheLineThatNamesNone) {
     for (const std::string& bad : {std::string("b c"), std::string("http://x/y#z"), std::string(1025, 'x')}) {
         try {
