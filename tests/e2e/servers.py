@@ -300,16 +300,20 @@ class Lists(Case):
         self.assertIn("no server is listed", self.ask("slots", lines=["#"], code=2).err)
 
     def test_processes_may_share_a_file(self):
-        """Each record is one call of write."""
+        """Each record is one call of write; those of a server are more than any buffer holds."""
+        names = [f"slot {number} " + "x" * (number % 300) for number in range(600)]
+        large = self.enterContext(badserver.Server(badserver.answering(badserver.http(badserver.slots(*names)))))
         output = os.path.join(self.directory, "output")
         command = [wbem.cimhost_program(), "slots", "--format", "jsonl", "--servers",
-                   listed(self.directory, [self.server.url(), self.server.url() + "/"])]
+                   listed(self.directory, [large.url(), large.url().replace("127.0.0.1", "localhost")])]
         with open(output, "ab") as out:
             processes = [subprocess.Popen(command, stdout=out) for _ in range(8)]
             for process in processes:
                 self.assertEqual(process.wait(timeout=TIME_LIMIT), 0)
         with open(output, encoding="utf-8") as file:
-            self.assertEqual(len([json.loads(line) for line in file]), 8 * 2 * 2)
+            found = collections.Counter((record["server"], record["SlotDesignation"])
+                                        for record in map(json.loads, file))
+        self.assertEqual(found, {(url, name): 8 for url in (large.url(), large.url(host="localhost")) for name in names})
 
     def test_memory_is_bounded_whatever_comes(self):
         """Forty answers without an end at a time: alone each might have 16 MiB."""
