@@ -61,7 +61,10 @@ std::vector<client::Listed> serversOf(const std::string& file) {
     if (file == "-") return readServers(std::cin, "standard input");
     std::ifstream list(file);
     if (!list) throw std::runtime_error(fmt::format("{}: {}", file, std::generic_category().message(errno)));
-    return readServers(list, file);
+    errno = 0;
+    std::vector<client::Listed> servers = readServers(list, file);
+    if (list.bad()) throw std::runtime_error(fmt::format("{}: {}", file, std::generic_category().message(errno)));
+    return servers;
 }
 
 }  // namespace cimhost

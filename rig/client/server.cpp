@@ -76,6 +76,8 @@ Server serverOf(const std::string& text) {
         throw std::invalid_argument("nothing may follow host and port");
     Server server;
     server.host = url.part(CURLUPART_HOST);
+    if (const std::string zone = url.part(CURLUPART_ZONEID); !zone.empty())
+        server.host.insert(server.host.size() - 1, "%25" + zone);
     server.user = url.part(CURLUPART_USER, CURLU_URLDECODE);
     const std::string port = url.part(CURLUPART_PORT);
     server.port = static_cast<unsigned>(std::strtoul(port.c_str(), nullptr, 10));

@@ -31,6 +31,8 @@ TEST(ServerPlace, HasThePortOfItsSchemeAndTheSchemeOfItsPort) {
     EXPECT_EQ(parseServer("https://node1:5988").url(), "https://node1:5988");
     EXPECT_EQ(parseServer("https://[::1]:1").url(), "https://[::1]:1");
     EXPECT_EQ(parseServer("[::1]").url(), "https://[::1]:5989");
+    EXPECT_EQ(parseServer("[fe80::1%25eth0]:1").url(), "https://[fe80::1%25eth0]:1");
+    EXPECT_EQ(parseServer("[fe80::1%eth0]").url(), "https://[fe80::1%25eth0]:5989");
 }
 
 TEST(ServerPlace, HasAUserButNoPassword) {

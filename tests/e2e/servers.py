@@ -297,6 +297,7 @@ class Lists(Case):
         for line, said in (("a b", "servers, line 2: 'a b' names no server"), ("https://u:p@h", "a password may not"),
                            ("x" * 2000, "the line is too long")):
             self.assertIn(said, self.ask("slots", lines=[url, line], code=2).err)
+        self.assertIn(f"{self.directory}: Is a directory", asked("slots", "--servers", self.directory).err)
         self.assertIn("no server is listed", self.ask("slots", lines=["#"], code=2).err)
 
     def test_processes_may_share_a_file(self):
