@@ -307,14 +307,28 @@ class Lists(Case):
         output = os.path.join(self.directory, "output")
         command = [wbem.cimhost_program(), "slots", "--format", "jsonl", "--servers",
                    listed(self.directory, [large.url(), large.url().replace("127.0.0.1", "localhost")])]
+        expected = {(url, name): 8 for url in (large.url(), large.url(host="localhost")) for name in names}
+
+        def check(file):
+            found = collections.Counter((record["server"], record["SlotDesignation"])
+                                        for record in map(json.loads, file))
+            self.assertEqual(found, expected)
+
         with open(output, "ab") as out:
             processes = [subprocess.Popen(command, stdout=out) for _ in range(8)]
             for process in processes:
                 self.assertEqual(process.wait(timeout=TIME_LIMIT), 0)
         with open(output, encoding="utf-8") as file:
-            found = collections.Counter((record["server"], record["SlotDesignation"])
-                                        for record in map(json.loads, file))
-        self.assertEqual(found, {(url, name): 8 for url in (large.url(), large.url(host="localhost")) for name in names})
+            check(file)
+        # A pipe that is full has all of them write in turns.
+        ours, theirs = os.pipe()
+        processes = [subprocess.Popen(command, stdout=theirs) for _ in range(8)]
+        os.close(theirs)
+        time.sleep(1)
+        with open(ours, encoding="utf-8") as file:
+            check(file)
+        for process in processes:
+            self.assertEqual(process.wait(timeout=TIME_LIMIT), 0)
 
     def test_memory_is_bounded_whatever_comes(self):
         """Forty answers without an end at a time: alone each might have 16 MiB."""
