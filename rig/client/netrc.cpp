@@ -59,7 +59,7 @@ std::optional<std::string> passwordIn(std::istream& netrc, const std::string& ho
 }
 
 std::optional<std::string> passwordFor(const std::string& file, const std::string& host, const std::string& user) {
-    const char* const home = std::getenv("HOME");
+    const char* const home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe): nothing sets it
     std::ifstream stream(file.empty() ? std::string(home == nullptr ? "" : home) + "/.netrc" : file);
     std::string text(kLongestFile, '\0');
     stream.read(text.data(), kLongestFile);
