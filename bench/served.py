@@ -71,7 +71,7 @@ def served(report, place, quick):
             pair = measure.Pair(*zip(*rounds))
             report.compare(f"{class_name}, one client", pair, goal)
         report.section("cimhost serve: get QELTA_SystemSlot by several clients at a time, each on its connection",
-                       "latency", "requests/s", "ratio")
+                       "median", "requests/s", "ratio")
         alone = None
         for clients in (1, 4) if quick else (1, 4, 16, 64):
             told = measure.json_of([program, "load", port, str(place.folder / GETS[0][0]),
