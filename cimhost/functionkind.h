@@ -26,7 +26,7 @@ struct FunctionKind {
 /** All kinds, in the legend's order; the last is of whatever fits no other. */
 const std::vector<FunctionKind>& functionKinds();
 
-/** By base class and subclass, as the PCI Code and ID Assignment Specification has them. */
+/** By base class and subclass, as PCI-SIG assigns them. */
 const FunctionKind& kindOf(const Function& function);
 
 }  // namespace cimhost
